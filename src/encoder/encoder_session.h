@@ -1,0 +1,66 @@
+// One conversion's output: settings, planes, counters and the open file.
+//
+// initialise (constructor) -> set_audio -> open_output -> encode_frame x N ->
+// finish -> destroyed. Used by one thread at a time. Nothing here prints.
+#ifndef QOLM_ENCODER_ENCODER_SESSION_H_
+#define QOLM_ENCODER_ENCODER_SESSION_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include "audio/pcm_track.h"
+#include "encoder/encode_settings.h"
+#include "video/video_frame.h"
+#include "video/yuv_planes.h"
+
+namespace qolm::encoder {
+
+class EncoderSession {
+ public:
+  explicit EncoderSession(const EncodeSettings& settings);
+  ~EncoderSession();  // finishes an open output first
+  EncoderSession(const EncoderSession&) = delete;
+  EncoderSession& operator=(const EncoderSession&) = delete;
+
+  // Takes over the decoded sound; call it before open_output. A session whose
+  // audio was never set carries 48000 Hz, 2 channels and no samples.
+  void set_audio(PcmTrack audio);
+
+  // Finishes any output still open, creates the file and writes its head.
+  // False when the file cannot be created or written, or when the settings'
+  // width or height is outside 1..16384; then stream_error() says why.
+  [[nodiscard]] bool open_output(const std::filesystem::path& path);
+
+  // Consumes one source frame, in source order. Returns true when the frame
+  // was consumed (counted, held or written), false when the session is not
+  // open. A failed write shows in stream_error(), not here.
+  bool encode_frame(const VideoFrame& frame);
+
+  // Writes what is pending and the trailing structures, brings the bytes to
+  // the disk and closes the file. False when the session was not open; a
+  // failed write or close shows in stream_error().
+  bool finish();
+
+  bool is_open() const;
+  int32_t frames_skipped() const;   // frames counted into repeat runs so far
+  uint64_t bytes_written() const;   // header, head records and media records
+  std::error_code stream_error() const;  // the first failed operation's reason, sticky until open
+
+  // The reconstruction of the last coded anchor, for tests and measurements.
+  const video::YuvPlanes& reference_planes() const;
+
+  // True when the conversion will use (or, after finish, has used) the
+  // trailing index because more records are expected than the reserved index
+  // may hold; the driver tells the user.
+  bool index_too_large_for_front() const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace qolm::encoder
+
+#endif  // QOLM_ENCODER_ENCODER_SESSION_H_

@@ -1,0 +1,25 @@
+// The media framework that this build was made with.
+#ifndef QOLM_MEDIA_PLATFORM_H_
+#define QOLM_MEDIA_PLATFORM_H_
+
+#include <memory>
+
+#include "media/video_framework.h"
+
+namespace qolm::media {
+
+// Starts the framework on construction and shuts it down on destruction; every
+// source made from it must be gone by then.
+class Platform {
+ public:
+  Platform();
+  ~Platform();
+  Platform(const Platform&) = delete;
+  Platform& operator=(const Platform&) = delete;
+
+  std::unique_ptr<VideoFramework> MakeVideoFramework() const;
+};
+
+}  // namespace qolm::media
+
+#endif  // QOLM_MEDIA_PLATFORM_H_

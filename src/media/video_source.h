@@ -1,0 +1,64 @@
+// Opens a video file through a media framework and delivers its frames.
+//
+// All decisions (negotiation results, strides, padding, the pixel conversion,
+// the counters) are made here, over the small interface of video_framework.h;
+// a framework's adapter only translates.
+#ifndef QOLM_MEDIA_VIDEO_SOURCE_H_
+#define QOLM_MEDIA_VIDEO_SOURCE_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "media/video_framework.h"
+#include "video/video_frame.h"
+
+namespace qolm::media {
+
+class VideoSource {
+ public:
+  explicit VideoSource(std::unique_ptr<VideoFramework> framework);
+  ~VideoSource();
+  VideoSource(const VideoSource&) = delete;
+  VideoSource& operator=(const VideoSource&) = delete;
+
+  // Closes what is open, opens `path` and asks for 32-bit RGB. False when it
+  // cannot be read as video; failure_reason() then says why in a few words.
+  [[nodiscard]] bool Open(const std::filesystem::path& path);
+
+  // True when `frame` has been handed a sample. A sample whose bytes cannot be
+  // had leaves `frame` as it was. False at the end of the stream or on a read
+  // error, which is treated as the end.
+  [[nodiscard]] bool ReadNextFrame(VideoFrame& frame);
+
+  void Close();
+
+  int32_t width() const { return width_; }                      // pixels
+  int32_t height() const { return height_; }                    // pixels
+  int32_t stride() const { return stride_; }                    // bytes a row
+  int32_t fps_numerator() const { return fps_numerator_; }      // 30 when unknown
+  int32_t fps_denominator() const { return fps_denominator_; }  // 1 when unknown
+  int32_t frame_count() const { return frame_count_; }          // expected; 0 when unknown
+  int32_t duration_ms() const { return duration_ms_; }          // 0 when unknown
+
+  // Why the last Open failed, for the command layer's message, e.g.
+  // "No such file or directory" or "no video stream"; empty when it did not.
+  const std::string& failure_reason() const { return failure_reason_; }
+
+ private:
+  std::unique_ptr<VideoFramework> framework_;
+  bool open_ = false;
+  int32_t width_ = 0;
+  int32_t height_ = 0;
+  int32_t stride_ = 0;
+  int32_t fps_numerator_ = 30;
+  int32_t fps_denominator_ = 1;
+  int32_t frame_count_ = 0;
+  int32_t duration_ms_ = 0;
+  std::string failure_reason_;
+};
+
+}  // namespace qolm::media
+
+#endif  // QOLM_MEDIA_VIDEO_SOURCE_H_

@@ -1,0 +1,22 @@
+// A decoded source picture, as the media sources deliver it and the encoder
+// takes it.
+#ifndef QOLM_VIDEO_VIDEO_FRAME_H_
+#define QOLM_VIDEO_VIDEO_FRAME_H_
+
+#include <cstdint>
+#include <vector>
+
+namespace qolm {
+
+struct VideoFrame {
+  int32_t width = 0;   // pixels
+  int32_t height = 0;  // pixels
+  // width * height * 4 bytes, rows top to bottom without padding, each pixel
+  // R, G, B, A with A = 255.
+  std::vector<uint8_t> pixels;
+  int64_t timestamp = 0;  // presentation time in 100-nanosecond units
+};
+
+}  // namespace qolm
+
+#endif  // QOLM_VIDEO_VIDEO_FRAME_H_
