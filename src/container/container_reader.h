@@ -1,0 +1,95 @@
+// Opens a version-2 file, finds its packet index by the first route that works
+// and lists its key frames. It decodes nothing: payloads are bytes here.
+//
+// Whatever the file holds, open() takes time and memory in proportion to the
+// file's size at most, and every read is checked against that size first.
+#ifndef QOLM_CONTAINER_CONTAINER_READER_H_
+#define QOLM_CONTAINER_CONTAINER_READER_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <span>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "container/input_file.h"
+#include "container/layout.h"
+
+namespace qolm::container {
+
+// A record at which decoding can start.
+struct KeyFrameEntry {
+  uint32_t frame_number = 0;  // display number of the frame that the record carries
+  uint32_t record_index = 0;  // position in index()
+
+  bool operator==(const KeyFrameEntry&) const = default;
+};
+
+class ContainerReader {
+ public:
+  // Resets, then opens `path` and reads header, audio block, index and key
+  // frames. False when the file cannot be read or is no version-2 file;
+  // failure_reason() then says why and the reader is closed and empty. A file
+  // whose index cannot be found, or whose audio block is damaged, still opens
+  // (with an empty index or no audio block).
+  [[nodiscard]] bool open(const std::filesystem::path& path);
+
+  // Closes the file and forgets everything.
+  void reset();
+
+  bool is_open() const { return is_open_; }
+
+  // Why the last open() failed, as a short phrase without a full stop; empty
+  // after a success.
+  const std::string& failure_reason() const { return failure_reason_; }
+  // The system's reason when that is why open() failed, else no error.
+  std::error_code system_error() const { return system_error_; }
+
+  const FileHeader& header() const { return header_; }
+  uint64_t file_size() const { return file_.size(); }  // bytes
+  // The coded whole-track sound (payload of the type 3 record); empty when the
+  // file has none.
+  std::span<const uint8_t> audio_block() const { return audio_block_; }
+  // Absolute offsets of the media records' headers, in file order, ascending
+  // strictly; each has room for a record header before the end of the file.
+  const std::vector<uint64_t>& index() const { return index_; }
+  // In file order; never empty while open: a file without a key frame lists (0, 0).
+  const std::vector<KeyFrameEntry>& keyframes() const { return keyframes_; }
+
+  // Reads the record header at `offset`. False when it does not lie in the file.
+  [[nodiscard]] bool read_record_header(uint64_t offset, RecordHeader& header) const;
+
+  // Reads the payload of the record whose header, at `offset`, is `header`.
+  // False, with an empty `payload`, when it is larger than 100 MiB or does not
+  // lie in the file; nothing is allocated then. `payload` keeps its storage.
+  [[nodiscard]] bool read_payload(uint64_t offset, const RecordHeader& header,
+                                  std::vector<uint8_t>& payload) const;
+
+ private:
+  [[nodiscard]] bool read_header();
+  void read_audio_block();
+  void load_index();
+  bool load_front_index();
+  bool load_trailing_index();
+  bool load_by_scan(uint64_t first_record);
+  bool salvage_index();
+  void list_keyframes();
+
+  [[nodiscard]] bool read_offsets(uint64_t position, uint32_t count);
+  bool fail(std::string reason);
+
+  InputFile file_;
+  bool is_open_ = false;
+  std::string failure_reason_;
+  std::error_code system_error_;
+  FileHeader header_;
+  uint64_t head_end_ = 0;  // where the front index, or else the first media record, stands
+  std::vector<uint8_t> audio_block_;
+  std::vector<uint64_t> index_;
+  std::vector<KeyFrameEntry> keyframes_;
+};
+
+}  // namespace qolm::container
+
+#endif  // QOLM_CONTAINER_CONTAINER_READER_H_
