@@ -1,0 +1,44 @@
+// Five rANS streams behind one door, for bytes in which 0, 2 and 255 announce
+// argument bytes, as coefficient tokens are.
+//
+// The context of a byte follows from the bytes before it, starting at 0:
+//   context 0: after a 0 comes 1, after a 2 comes 2, after a 255 comes 3, else 0
+//   contexts 1 and 2: back to 0     context 3: on to 4     context 4: back to 0
+// so run lengths, block counts and the two bytes of escaped values each have a
+// frequency table of their own.
+//
+// Stream, little-endian:
+//   0  4     n, the number of bytes of the input
+//   4  1     mode: 0 one plain stream, 1 five context streams
+//   5  rest  mode 0: the plain stream (rans.h)
+//            mode 1: for contexts 0..4: u32 raw_count, u32 coded_size, then
+//            coded_size bytes of plain stream; both 0 for an unused context
+// Inputs below 64 bytes are always mode 0, longer ones only where five streams
+// are not strictly smaller.
+#ifndef QOLM_ENTROPY_CONTEXT_RANS_H_
+#define QOLM_ENTROPY_CONTEXT_RANS_H_
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace qolm::entropy {
+
+// The stream of `input`; an empty vector for an empty input, and for one of 2^32
+// bytes or more.
+std::vector<uint8_t> ContextRansEncode(std::span<const uint8_t> input);
+
+// Fills `output`, whose size is the expected count, from 1. False, with the
+// output partly written or untouched, when the output is empty, the stored count
+// is another one, the mode is unknown, a record or an inner stream is malformed
+// or runs past the end, the raw counts do not sum to n, or a context runs out of
+// bytes.
+[[nodiscard]] bool ContextRansDecode(std::span<const uint8_t> stream, std::span<uint8_t> output);
+
+// The count n that a stream claims, so that a caller can judge it before it
+// allocates an output. False when the stream is shorter than its 5-byte head.
+[[nodiscard]] bool ContextRansCount(std::span<const uint8_t> stream, uint32_t& count);
+
+}  // namespace qolm::entropy
+
+#endif  // QOLM_ENTROPY_CONTEXT_RANS_H_

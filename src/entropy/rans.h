@@ -1,0 +1,43 @@
+// Static order-0 byte coder: range asymmetric numeral systems (J. Duda,
+// "Asymmetric numeral systems", 2013) with one 32-bit state, 12-bit
+// probabilities and byte-wise renormalisation.
+//
+// What surprises the reader:
+// - The coder is a stack. The encoder walks the input from its last byte to its
+//   first and writes its bytes from the end of its buffer towards the start, so
+//   that the decoder reads both forwards.
+// - The state lives in [2^16, 2^24). A value of frequency f multiplies it by
+//   about 4096 / f; the encoder first drops low bytes until the state is below
+//   f * 4096, which keeps the result below 2^24.
+// - The division by f is a multiplication, and yet exact: see rans_encoder.h.
+// - The decoder may run out of bytes and go on. It then stops refilling and
+//   yields some values; only the caller's own checks can notice.
+//
+// Stream, little-endian:
+//   0        4     n, the number of coded bytes
+//   4        2+3k  frequency table (rans_frequency_table.h)
+//   6 + 3k   4     final encoder state
+//   10 + 3k  rest  renormalisation bytes, in the decoder's order
+#ifndef QOLM_ENTROPY_RANS_H_
+#define QOLM_ENTROPY_RANS_H_
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace qolm::entropy {
+
+// The stream of `input`; an empty vector for an empty input, and for one of 2^32
+// bytes or more, which the format cannot count.
+std::vector<uint8_t> RansEncodeBytes(std::span<const uint8_t> input);
+
+// Fills `output`, whose size is the expected count. False, with the output
+// partly written or untouched, when the stream is shorter than 6 bytes, its count
+// is another one, its table is invalid, or table or state run past its end. For
+// an empty output only the length and the count are checked. Missing
+// renormalisation bytes and surplus ones are not errors.
+[[nodiscard]] bool RansDecodeBytes(std::span<const uint8_t> stream, std::span<uint8_t> output);
+
+}  // namespace qolm::entropy
+
+#endif  // QOLM_ENTROPY_RANS_H_
