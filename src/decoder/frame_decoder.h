@@ -2,36 +2,58 @@
 #ifndef QOLM_DECODER_FRAME_DECODER_H_
 #define QOLM_DECODER_FRAME_DECODER_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "audio/pcm_track.h"
 #include "container/container_reader.h"
+#include "decoder/frame_caches.h"
 #include "video/color_conversion.h"
 #include "video/yuv_planes.h"
 
 namespace qolm::decoder {
 
+inline constexpr uint64_t kDefaultCacheBytes = uint64_t{256} << 20;
+
 // A delivered picture.
 struct OutputFrame {
   int32_t width = 0;
   int32_t height = 0;
-  std::vector<uint8_t> pixels;  // width * height * 4 bytes, see PixelOrder
-  int64_t presentation_tag = 0; // number of the frame in display order
+  std::vector<uint8_t> pixels;   // width * height * 4 bytes, see PixelOrder
+  int64_t presentation_tag = 0;  // number of the frame in display order
+
+  // Names the picture in `pixels` among all pictures of this process; 0 names
+  // none. next_frame leaves pixels that already hold the wanted picture alone,
+  // so a caller that draws on them sets this to 0.
+  uint64_t picture_id = 0;
+};
+
+// Why no further frame comes.
+enum class StreamEnd {
+  kNotReached,     // the last call delivered a frame, or none was made yet
+  kComplete,       // every frame that the file announces was delivered
+  kFramesMissing,  // the records end before the frame count of the header, or the header has
+                   // none because the file was never finished
+  kDamagedRecord,  // a record could not be read or rebuilt
 };
 
 class FrameDecoder {
  public:
-  // `reader` must be open and outlive the decoder.
+  // `reader` must be open and outlive the decoder. Its pictures are allocated
+  // when the first frame is asked for. `cache_bytes` bounds the pictures that
+  // are kept for seeking.
   explicit FrameDecoder(container::ContainerReader& reader,
-                        video::PixelOrder order = video::PixelOrder::kRgba);
+                        video::PixelOrder order = video::PixelOrder::kRgba,
+                        uint64_t cache_bytes = kDefaultCacheBytes);
   ~FrameDecoder();
   FrameDecoder(const FrameDecoder&) = delete;
   FrameDecoder& operator=(const FrameDecoder&) = delete;
 
   // The next frame; false at the end of the file or at a record that cannot be
-  // read or rebuilt. Reads at most one video record.
+  // read or rebuilt, and from then on until a seek. Reads at most one video
+  // record. A repeat into the OutputFrame that holds its picture copies nothing.
   [[nodiscard]] bool next_frame(OutputFrame& out);
 
   // next_frame without the conversion to packed pixels: the planes of the
@@ -39,10 +61,30 @@ class FrameDecoder {
   // be mixed; either advances by one frame.
   [[nodiscard]] bool next_planes();
 
-  // The reconstruction that the last delivered frame was made of.
+  // The reconstruction that the last delivered frame was made of; empty before
+  // the first frame, unspecified after a damaged record.
   const video::YuvPlanes& planes() const;
 
+  // Names the picture in planes() as OutputFrame::picture_id does: equal
+  // numbers mean the same picture.
+  uint64_t picture_id() const;
+
+  // Frames returned so far; after a seek, the number of the next frame.
   int32_t frames_delivered() const;
+
+  StreamEnd stream_end() const;
+
+  // Makes the frame of this entry of reader.keyframes() the next one. False
+  // when there is no such entry.
+  [[nodiscard]] bool seek_to_key_frame(size_t keyframes_entry);
+
+  // Makes `frame_number` the next frame, with the same pictures from there on
+  // as decoding from the start gives. Starts from whichever is nearest: the
+  // present position, a key frame or a cached picture. False when the file has
+  // no such frame or decoding ends before it; stream_end() then says why.
+  [[nodiscard]] bool seek_to_frame(int32_t frame_number);
+
+  const FrameCaches& caches() const;
 
   // Decodes the file's sound once and returns it; an empty track when the
   // file has none or it cannot be decoded.

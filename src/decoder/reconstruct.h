@@ -1,0 +1,56 @@
+// The pictures that a decoder rebuilds from record payloads, and the ones it
+// keeps because later records refer to them.
+#ifndef QOLM_DECODER_RECONSTRUCT_H_
+#define QOLM_DECODER_RECONSTRUCT_H_
+
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "container/layout.h"
+#include "decoder/frame_caches.h"
+#include "video/yuv_planes.h"
+
+namespace qolm::decoder {
+
+class Reconstruction {
+ public:
+  // `header_flags`, `width` and `height` are the file header's. Nothing is
+  // allocated before a picture is needed.
+  Reconstruction(uint16_t header_flags, uint32_t width, uint32_t height);
+
+  // Rebuilds the payload of a record of type 1, 2 or 4. Returns false when it
+  // is malformed or the type carries no picture; the picture that is shown is
+  // then unspecified.
+  [[nodiscard]] bool reconstruct(container::RecordType type, uint8_t count,
+                                 std::span<const uint8_t> payload);
+
+  // The last coded anchor; before the first one a picture of the header's size
+  // that is zero in all planes. Never null.
+  const SharedPlanes& current();
+
+  // The anchor before `current`, kept only when the file may hold
+  // bidirectional frames; null until there is one.
+  const SharedPlanes& secondary_ref() const { return secondary_ref_; }
+
+  // The picture that the last record or repeat shows; null before the first.
+  const SharedPlanes& shown() const { return current_; }
+
+  // Goes on as if `current` and `secondary_ref` had just been rebuilt. Null
+  // planes mean the state before the first record.
+  void restore(SharedPlanes current, SharedPlanes secondary_ref);
+
+ private:
+  video::YuvPlanes& WritableCopy();
+  video::YuvPlanes& WritableBlank();
+
+  uint16_t header_flags_;
+  uint32_t width_;        // pixels
+  uint32_t height_;       // pixels
+  SharedPlanes current_;  // null before the first picture
+  SharedPlanes secondary_ref_;
+};
+
+}  // namespace qolm::decoder
+
+#endif  // QOLM_DECODER_RECONSTRUCT_H_
