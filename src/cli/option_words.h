@@ -1,0 +1,42 @@
+// Every word that the command line understands, once: the parser compares
+// with these and the usage text prints them.
+#ifndef QOLM_CLI_OPTION_WORDS_H_
+#define QOLM_CLI_OPTION_WORDS_H_
+
+#include <string_view>
+
+namespace qolm::cli::words {
+
+inline constexpr std::string_view kEncodeCommand = "encode";
+inline constexpr std::string_view kInfoCommand = "info";
+
+inline constexpr std::string_view kQuality = "--quality";
+inline constexpr std::string_view kGop = "--gop";
+inline constexpr std::string_view kVfrOn = "--vfr";
+inline constexpr std::string_view kVfrOff = "--no-vfr";
+inline constexpr std::string_view kGaborOn = "--gabor";
+inline constexpr std::string_view kGaborOff = "--no-gabor";
+inline constexpr std::string_view kFastStart = "--fast-start";
+inline constexpr std::string_view kMonolithic = "--monolithic";
+inline constexpr std::string_view kCclcOn = "--cclc";
+inline constexpr std::string_view kCclcOff = "--no-cclc";
+inline constexpr std::string_view kFrameLimit = "--frames";
+inline constexpr std::string_view kAudioPreset = "--audio";
+inline constexpr std::string_view kAudioMode = "--audio-mode";
+inline constexpr std::string_view kNoAudio = "--no-audio";
+
+inline constexpr std::string_view kPreset32k = "32k";
+inline constexpr std::string_view kPresetSpeech = "speech";
+inline constexpr std::string_view kPreset24k = "24k";
+inline constexpr std::string_view kPresetCd = "cd";
+inline constexpr std::string_view kPreset48k = "48k";
+inline constexpr std::string_view kPresetOff = "off";
+inline constexpr std::string_view kPresetNone = "none";
+
+inline constexpr std::string_view kModeTransform = "transform";
+inline constexpr std::string_view kModeMdct = "mdct";
+inline constexpr std::string_view kModeAdpcm = "adpcm";
+
+}  // namespace qolm::cli::words
+
+#endif  // QOLM_CLI_OPTION_WORDS_H_

@@ -1,0 +1,119 @@
+#include "cli/options.h"
+
+#include <array>
+#include <limits>
+#include <stdexcept>
+
+#include "cli/option_words.h"
+
+namespace qolm::cli {
+namespace {
+
+constexpr uint16_t kAdpcmMode = 1;
+constexpr uint16_t kTransformMode = 2;
+
+bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+void ApplyAudioPreset(std::string_view preset, media::AudioOptions& audio) {
+  if (preset == words::kPreset32k || preset == words::kPresetSpeech) {
+    audio = {1, 32000, 1};
+  } else if (preset == words::kPreset24k) {
+    audio = {1, 24000, 1};
+  } else if (preset == words::kPresetCd) {
+    audio = {1, 44100, 2};
+  } else if (preset == words::kPreset48k) {
+    audio = {1, 48000, 2};
+  } else if (preset == words::kPresetOff || preset == words::kPresetNone) {
+    audio.enabled = 0;
+  }
+}
+
+void ApplyAudioMode(std::string_view mode, encoder::EncodeSettings& settings) {
+  if (mode == words::kModeTransform || mode == words::kModeMdct) {
+    settings.audio_coding_mode = kTransformMode;
+  } else if (mode == words::kModeAdpcm) {
+    settings.audio_coding_mode = kAdpcmMode;
+  }
+}
+
+// An option either stands alone or takes the argument after it.
+struct Option {
+  std::string_view word;
+  void (*set)(EncodeOptions&);
+  void (*take)(EncodeOptions&, std::string_view value);
+};
+
+constexpr Option Switch(std::string_view word, void (*set)(EncodeOptions&)) {
+  return {word, set, nullptr};
+}
+
+constexpr Option Value(std::string_view word, void (*take)(EncodeOptions&, std::string_view)) {
+  return {word, nullptr, take};
+}
+
+constexpr std::array kOptions = {
+    Value(words::kQuality,
+          [](EncodeOptions& o, std::string_view v) { o.settings.quality = ParseInteger(v); }),
+    Value(words::kGop,
+          [](EncodeOptions& o, std::string_view v) { o.settings.gop_length = ParseInteger(v); }),
+    Switch(words::kVfrOn, [](EncodeOptions& o) { o.settings.vfr = true; }),
+    Switch(words::kVfrOff, [](EncodeOptions& o) { o.settings.vfr = false; }),
+    Switch(words::kGaborOn, [](EncodeOptions& o) { o.settings.gabor = true; }),
+    Switch(words::kGaborOff, [](EncodeOptions& o) { o.settings.gabor = false; }),
+    Switch(words::kFastStart, [](EncodeOptions& o) { o.settings.fast_start = true; }),
+    Switch(words::kMonolithic, [](EncodeOptions& o) { o.settings.fast_start = false; }),
+    Switch(words::kCclcOn, [](EncodeOptions& o) { o.settings.cclc = true; }),
+    Switch(words::kCclcOff, [](EncodeOptions& o) { o.settings.cclc = false; }),
+    Value(words::kFrameLimit,
+          [](EncodeOptions& o, std::string_view v) { o.frame_limit = ParseInteger(v); }),
+    Value(words::kAudioPreset,
+          [](EncodeOptions& o, std::string_view v) { ApplyAudioPreset(v, o.audio); }),
+    Value(words::kAudioMode,
+          [](EncodeOptions& o, std::string_view v) { ApplyAudioMode(v, o.settings); }),
+    Switch(words::kNoAudio, [](EncodeOptions& o) { o.audio.enabled = 0; }),
+};
+
+}  // namespace
+
+int32_t ParseInteger(std::string_view text) {
+  size_t at = 0;
+  while (at < text.size() && IsSpace(text[at])) ++at;
+  bool negative = false;
+  if (at < text.size() && (text[at] == '+' || text[at] == '-')) {
+    negative = text[at] == '-';
+    ++at;
+  }
+  if (at >= text.size() || !IsDigit(text[at])) {
+    throw std::invalid_argument("invalid stoi argument");
+  }
+  // The magnitude stays just past the largest legal one, however many digits follow.
+  const int64_t limit =
+      static_cast<int64_t>(std::numeric_limits<int32_t>::max()) + (negative ? 1 : 0);
+  int64_t magnitude = 0;
+  for (; at < text.size() && IsDigit(text[at]); ++at) {
+    magnitude = magnitude * 10 + (text[at] - '0');
+    if (magnitude > limit) throw std::out_of_range("stoi argument out of range");
+  }
+  return static_cast<int32_t>(negative ? -magnitude : magnitude);
+}
+
+EncodeOptions ParseEncodeOptions(const std::vector<std::string>& arguments, size_t first) {
+  EncodeOptions options;
+  for (size_t i = first; i < arguments.size(); ++i) {
+    for (const Option& option : kOptions) {
+      if (arguments[i] != option.word) continue;
+      if (option.set != nullptr) {
+        option.set(options);
+        break;
+      }
+      if (i + 1 < arguments.size()) {
+        option.take(options, arguments[++i]);
+        break;
+      }
+    }
+  }
+  return options;
+}
+
+}  // namespace qolm::cli

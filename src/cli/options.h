@@ -1,0 +1,40 @@
+// The encode command's options.
+//
+// What surprises: nothing on the command line is refused. A word that no
+// option has, a preset or mode word that is unknown, and an option whose value
+// is missing are all passed over; only a number that is none ends the run.
+#ifndef QOLM_CLI_OPTIONS_H_
+#define QOLM_CLI_OPTIONS_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "encoder/encode_settings.h"
+#include "media/audio_options.h"
+
+namespace qolm::cli {
+
+struct EncodeOptions {
+  encoder::EncodeSettings settings;  // geometry stays 0; the encode command fills it
+  media::AudioOptions audio;
+  int32_t frame_limit = 0;  // frames; below 1 means no limit
+};
+
+// Reads the options in `arguments` from index `first` on, left to right; later
+// ones override earlier ones. Throws what ParseInteger throws.
+EncodeOptions ParseEncodeOptions(const std::vector<std::string>& arguments, size_t first);
+
+// The decimal number at the start of `text`: leading white space and one sign
+// are accepted, whatever follows the digits is ignored. Throws
+// std::invalid_argument("invalid stoi argument") when there is no digit and
+// std::out_of_range("stoi argument out of range") when the number does not fit;
+// std::stoi would throw the same types, but its texts differ from library to
+// library.
+int32_t ParseInteger(std::string_view text);
+
+}  // namespace qolm::cli
+
+#endif  // QOLM_CLI_OPTIONS_H_

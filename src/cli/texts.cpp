@@ -1,0 +1,136 @@
+#include "cli/texts.h"
+
+#include "cli/option_words.h"
+
+namespace qolm::cli::texts {
+namespace {
+
+constexpr size_t kHelpColumn = 32;
+
+std::string Concat(std::initializer_list<std::string_view> pieces) {
+  std::string text;
+  for (const std::string_view piece : pieces) text += piece;
+  return text;
+}
+
+// "  WORD            HELP"
+std::string UsageRow(std::string_view word, std::string_view help) {
+  std::string row = "  ";
+  row += word;
+  row.resize(row.size() < kHelpColumn ? kHelpColumn : row.size() + 1, ' ');
+  row += help;
+  return row + "\n";
+}
+
+std::string Joined(std::string_view first, std::string_view link, std::string_view second) {
+  return Concat({first, link, second});
+}
+
+}  // namespace
+
+std::string Banner() {
+  return "QOLM Converter " QOLM_VERSION
+         "\n"
+         "Converts video files to the QOLM v2 format and reads them back.\n"
+         "\n";
+}
+
+std::string Usage(std::string_view program) {
+  std::string text = "Usage:\n";
+  text += Concat({"  ", program, " ", words::kEncodeCommand, " <input> <output.qolm> [options]\n"});
+  text += Concat({"  ", program, " ", words::kInfoCommand, " <file.qolm>\n"});
+  text += "\nOptions of encode:\n";
+  text += UsageRow(Joined(words::kQuality, " ", "N"), "picture quality, 1 to 100 (default 45)");
+  text +=
+      UsageRow(Joined(words::kGop, " ", "N"), "most frames between two key frames (default 60)");
+  text += UsageRow(Joined(words::kVfrOn, " / ", words::kVfrOff),
+                   "count static frames instead of coding them (default on)");
+  text += UsageRow(Joined(words::kGaborOn, " / ", words::kGaborOff),
+                   "note the Gabor option in the file (default on)");
+  text += UsageRow(Joined(words::kFastStart, " / ", words::kMonolithic),
+                   "index at the front or at the end of the file (default front)");
+  text += UsageRow(Joined(words::kCclcOn, " / ", words::kCclcOff),
+                   "predict colour from brightness in key frames (default on)");
+  text += UsageRow(Joined(words::kFrameLimit, " ", "N"),
+                   "stop after N frames; 0 is no limit (default 0)");
+  text +=
+      UsageRow(Joined(words::kAudioPreset, " ", "PRESET"), "sound preset, see below (default 32k)");
+  text += UsageRow(Joined(words::kAudioMode, " ", "MODE"),
+                   "sound coder, see below (default transform)");
+  text += UsageRow(words::kNoAudio, "leave the sound out (default: it is kept)");
+  text += "\nSound presets:\n";
+  text +=
+      UsageRow(Joined(words::kPreset32k, ", ", words::kPresetSpeech), "32000 Hz, mono (default)");
+  text += UsageRow(words::kPreset24k, "24000 Hz, mono");
+  text += UsageRow(words::kPresetCd, "44100 Hz, stereo");
+  text += UsageRow(words::kPreset48k, "48000 Hz, stereo");
+  text += UsageRow(Joined(words::kPresetOff, ", ", words::kPresetNone), "no sound");
+  text += "\nSound coders:\n";
+  text +=
+      UsageRow(Joined(words::kModeTransform, ", ", words::kModeMdct), "transform coder (default)");
+  text += UsageRow(words::kModeAdpcm, "ADPCM coder");
+  return text;
+}
+
+std::string Error(std::string_view message) { return Concat({"[-] Error: ", message, "\n"}); }
+
+std::string InputOpenError(std::string_view reason, std::string_view input_path) {
+  return Error(Concat({"Cannot open input video (", reason, "): ", input_path}));
+}
+
+std::string OutputOpenError(std::string_view reason, std::string_view output_path) {
+  return Error(Concat({"Cannot open output file (", reason, "): ", output_path}));
+}
+
+std::string WriteError(std::string_view reason, std::string_view output_path) {
+  return Error(Concat({"Cannot write output file (", reason, "): ", output_path}));
+}
+
+std::string RenameError(std::string_view reason, std::string_view part_path,
+                        std::string_view output_path) {
+  return Error(Concat({"The file is finished as ", part_path, " but cannot be renamed (", reason,
+                       "): ", output_path}));
+}
+
+std::string InterruptedWithPart(uint32_t frames, std::string_view part_path) {
+  return Error(Concat({"Interrupted after ", std::to_string(frames),
+                       " frames; these are kept in a playable file: ", part_path}));
+}
+
+std::string InterruptedWithNothing(std::string_view output_path) {
+  return Error(Concat({"Interrupted before the first frame; nothing was written: ", output_path}));
+}
+
+std::string ContainerOpenError(std::string_view reason, std::string_view path) {
+  return Error(Concat({"Cannot open as a QOLM v2 file (", reason, "): ", path}));
+}
+
+std::string LegacyFormatError() {
+  return "[-] Error: File is in legacy QOLM v1 format (QOLM magic 0x4D4C4F51).\n"
+         "    QOLM v1 is deprecated and no longer supported in QOLM v2 players/decoders.\n"
+         "    Please re-encode your source video using: "
+         "qolm2_converter encode <input> <output.qolm>\n";
+}
+
+std::string SoundNotReadNotice() {
+  return "[+] Note: the sound cannot be read; converting without it.\n";
+}
+
+std::string SoundOffNotice() { return "[+] Sound is switched off; converting the picture only.\n"; }
+
+std::string IndexAtEndNotice() {
+  return "[+] Note: more records than the front index can hold; the index goes to the end of "
+         "the file.\n";
+}
+
+std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames) {
+  return Concat({"[+] Note: the source ended early, after ", std::to_string(frames), " of ",
+                 std::to_string(expected_frames), " expected frames.\n"});
+}
+
+std::string FewerFramesDecodedNotice(uint64_t frames, uint32_t frames_in_header) {
+  return Concat({"[+] Note: the file is damaged or incomplete; only ", std::to_string(frames),
+                 " of ", std::to_string(frames_in_header), " frames could be decoded.\n"});
+}
+
+}  // namespace qolm::cli::texts

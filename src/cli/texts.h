@@ -1,0 +1,40 @@
+// The banner, the usage text, the error lines and the notices. Error lines are
+// for standard error and end with the path in question; everything else is
+// for standard output. Every text ends with a newline.
+#ifndef QOLM_CLI_TEXTS_H_
+#define QOLM_CLI_TEXTS_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace qolm::cli::texts {
+
+std::string Banner();
+
+// `program` is argument 0 as given.
+std::string Usage(std::string_view program);
+
+// "[-] Error: " and `message`.
+std::string Error(std::string_view message);
+
+std::string InputOpenError(std::string_view reason, std::string_view input_path);
+std::string OutputOpenError(std::string_view reason, std::string_view output_path);
+std::string WriteError(std::string_view reason, std::string_view output_path);
+// The finished part file could not take the output's place and stays.
+std::string RenameError(std::string_view reason, std::string_view part_path,
+                        std::string_view output_path);
+std::string InterruptedWithPart(uint32_t frames, std::string_view part_path);
+std::string InterruptedWithNothing(std::string_view output_path);
+std::string ContainerOpenError(std::string_view reason, std::string_view path);
+std::string LegacyFormatError();
+
+std::string SoundNotReadNotice();
+std::string SoundOffNotice();
+std::string IndexAtEndNotice();
+std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames);
+std::string FewerFramesDecodedNotice(uint64_t frames, uint32_t frames_in_header);
+
+}  // namespace qolm::cli::texts
+
+#endif  // QOLM_CLI_TEXTS_H_

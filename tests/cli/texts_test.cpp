@@ -1,0 +1,79 @@
+#include "cli/texts.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace qolm::cli {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+TEST(Usage, NamesTheProgramAsGivenOnEveryCommandLine) {
+  EXPECT_THAT(texts::Usage("./some where/prog"),
+              StartsWith("Usage:\n"
+                         "  ./some where/prog encode <input> <output.qolm> [options]\n"
+                         "  ./some where/prog info <file.qolm>\n"));
+}
+
+TEST(Usage, ListsEveryOptionWithItsDefault) {
+  // clang-format off
+  EXPECT_THAT(texts::Usage("p"), EndsWith(
+      "\nOptions of encode:\n"
+      "  --quality N                   picture quality, 1 to 100 (default 45)\n"
+      "  --gop N                       most frames between two key frames (default 60)\n"
+      "  --vfr / --no-vfr              count static frames instead of coding them (default on)\n"
+      "  --gabor / --no-gabor          note the Gabor option in the file (default on)\n"
+      "  --fast-start / --monolithic   index at the front or at the end of the file (default front)\n"
+      "  --cclc / --no-cclc            predict colour from brightness in key frames (default on)\n"
+      "  --frames N                    stop after N frames; 0 is no limit (default 0)\n"
+      "  --audio PRESET                sound preset, see below (default 32k)\n"
+      "  --audio-mode MODE             sound coder, see below (default transform)\n"
+      "  --no-audio                    leave the sound out (default: it is kept)\n"
+      "\nSound presets:\n"
+      "  32k, speech                   32000 Hz, mono (default)\n"
+      "  24k                           24000 Hz, mono\n"
+      "  cd                            44100 Hz, stereo\n"
+      "  48k                           48000 Hz, stereo\n"
+      "  off, none                     no sound\n"
+      "\nSound coders:\n"
+      "  transform, mdct               transform coder (default)\n"
+      "  adpcm                         ADPCM coder\n"));
+  // clang-format on
+}
+
+TEST(Texts, ErrorLinesEndWithThePathInQuestion) {
+  EXPECT_EQ(texts::InputOpenError("No such file or directory", "in \xC3\xA4.mp4"),
+            "[-] Error: Cannot open input video (No such file or directory): in \xC3\xA4.mp4\n");
+  EXPECT_EQ(texts::OutputOpenError("Is a directory", "out"),
+            "[-] Error: Cannot open output file (Is a directory): out\n");
+  EXPECT_EQ(texts::WriteError("No space left on device", "out"),
+            "[-] Error: Cannot write output file (No space left on device): out\n");
+  EXPECT_THAT(texts::RenameError("r", "out.part", "out"), EndsWith(": out\n"));
+  EXPECT_THAT(texts::InterruptedWithPart(7, "out.part"), EndsWith(": out.part\n"));
+  EXPECT_THAT(texts::InterruptedWithNothing("out"), EndsWith(": out\n"));
+  EXPECT_THAT(texts::ContainerOpenError("r", "a.qolm"), EndsWith(": a.qolm\n"));
+}
+
+TEST(Texts, InformationIsMarkedAndOneLineLong) {
+  for (const std::string& line :
+       {texts::SoundNotReadNotice(), texts::SoundOffNotice(), texts::IndexAtEndNotice(),
+        texts::EarlyEndNotice(10, 300), texts::FewerFramesDecodedNotice(10, 300)}) {
+    EXPECT_THAT(line, StartsWith("[+] "));
+    EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
+  }
+  EXPECT_NE(texts::SoundNotReadNotice(), texts::SoundOffNotice());
+}
+
+TEST(Texts, TheEarlyEndNoticeNamesBothCounts) {
+  EXPECT_THAT(texts::EarlyEndNotice(10, 300), HasSubstr("10 of 300"));
+}
+
+TEST(Banner, NamesTheProgramAndItsVersion) {
+  EXPECT_THAT(texts::Banner(), testing::MatchesRegex("QOLM Converter [0-9]+\\.[0-9]+\\.[0-9]+\n"
+                                                     "(.+\n)+\n"));
+}
+
+}  // namespace
+}  // namespace qolm::cli
