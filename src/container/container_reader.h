@@ -72,11 +72,16 @@ class ContainerReader {
   void load_index();
   bool load_front_index();
   bool load_trailing_index();
+  // Appends every whole record from `first_record` on.
   bool load_by_scan(uint64_t first_record);
   bool salvage_index();
   void list_keyframes();
 
-  [[nodiscard]] bool read_offsets(uint64_t position, uint32_t count);
+  // Takes `count` offsets at `position` as the index when all of them ascend
+  // and leave room for a record header inside [media_begin, media_end).
+  [[nodiscard]] bool read_offsets(uint64_t position, uint32_t count, uint64_t media_begin,
+                                  uint64_t media_end);
+  // Records why opening failed: the system's reason, or else `reason`.
   bool fail(std::string reason);
 
   InputFile file_;

@@ -1,0 +1,190 @@
+#include "container/container_reader.h"
+
+#include <utility>
+
+#include "base/byte_order.h"
+#include "container/record_header_walk.h"
+
+namespace qolm::container {
+
+bool ContainerReader::open(const std::filesystem::path& path) {
+  reset();
+  if (!file_.open(path)) return fail({});
+  if (!read_header()) return false;
+  read_audio_block();
+  load_index();
+  list_keyframes();
+  is_open_ = true;
+  return true;
+}
+
+void ContainerReader::reset() {
+  file_.close();
+  is_open_ = false;
+  failure_reason_.clear();
+  system_error_.clear();
+  header_ = FileHeader{};
+  head_end_ = 0;
+  // Swapped, not cleared: a closed reader holds no memory of a large file.
+  std::vector<uint8_t>().swap(audio_block_);
+  std::vector<uint64_t>().swap(index_);
+  std::vector<KeyFrameEntry>().swap(keyframes_);
+}
+
+bool ContainerReader::read_record_header(uint64_t offset, RecordHeader& header) const {
+  RecordHeaderBytes bytes;
+  if (!file_.read_at(offset, bytes)) return false;
+  header = DecodeRecordHeader(bytes);
+  return true;
+}
+
+bool ContainerReader::read_payload(uint64_t offset, const RecordHeader& header,
+                                   std::vector<uint8_t>& payload) const {
+  payload.clear();
+  const uint64_t size = file_.size();
+  if (offset > size || size - offset < kRecordHeaderBytes) return false;
+  if (header.size > kMaxPayloadBytes) return false;
+  if (header.size > size - offset - kRecordHeaderBytes) return false;
+  payload.resize(header.size);
+  if (file_.read_at(offset + kRecordHeaderBytes, payload)) return true;
+  payload.clear();
+  return false;
+}
+
+bool ContainerReader::read_header() {
+  FileHeaderBytes bytes;
+  if (!file_.read_at(0, bytes)) {
+    if (file_.error()) return fail({});
+    return fail("the file is too short to hold a header");
+  }
+  const FileHeader header = DecodeFileHeader(bytes);
+  if (header.magic != kMagic) return fail("the file does not begin with \"QLM2\"");
+  if (header.version != kVersion) {
+    return fail("the file's version is " + std::to_string(header.version) + ", not 2");
+  }
+  if (header.width == 0 || header.width > kMaxDimension || header.height == 0 ||
+      header.height > kMaxDimension) {
+    return fail("the picture size " + std::to_string(header.width) + "x" +
+                std::to_string(header.height) + " is outside 1..16384");
+  }
+  header_ = header;
+  return true;
+}
+
+// Sound that is damaged is no reason to lose the pictures, so nothing here fails.
+void ContainerReader::read_audio_block() {
+  head_end_ = kFileHeaderBytes;
+  RecordHeader record;
+  if (!read_record_header(head_end_, record)) return;
+  if (record.type != RecordType::kAudioBlock) return;
+
+  const uint64_t payload_position = head_end_ + kRecordHeaderBytes;
+  if (record.size == 0 || record.size > file_.size() - payload_position) return;
+  if (!read_payload(head_end_, record, audio_block_)) audio_block_.clear();
+  head_end_ = payload_position + record.size;
+}
+
+void ContainerReader::load_index() {
+  if (load_front_index() || load_trailing_index() || load_by_scan(head_end_)) return;
+  salvage_index();
+}
+
+bool ContainerReader::load_front_index() {
+  if ((header_.flags & kFlagFastStart) == 0) return false;
+  RecordHeader record;
+  if (!read_record_header(head_end_, record) || record.type != RecordType::kIndex) return false;
+
+  const uint64_t payload_position = head_end_ + kRecordHeaderBytes;
+  std::array<uint8_t, kIndexCountBytes> count_bytes;
+  if (!file_.read_at(payload_position, count_bytes)) return false;
+  const uint32_t count = LoadLe32(count_bytes.data());
+  if (kIndexCountBytes + uint64_t{count} * kIndexEntryBytes > record.size) return false;
+  return read_offsets(payload_position + kIndexCountBytes, count, payload_position + record.size,
+                      file_.size());
+}
+
+bool ContainerReader::load_trailing_index() {
+  const uint64_t end = file_.size();
+  if (end < kIndexCountBytes + kIndexEntryBytes) return false;
+  std::array<uint8_t, kIndexCountBytes> count_bytes;
+  if (!file_.read_at(end - kIndexCountBytes, count_bytes)) return false;
+  const uint32_t count = LoadLe32(count_bytes.data());
+  const uint64_t index_bytes = kIndexCountBytes + uint64_t{count} * kIndexEntryBytes;
+  if (index_bytes > end) return false;
+  return read_offsets(end - index_bytes, count, head_end_, end - index_bytes);
+}
+
+bool ContainerReader::read_offsets(uint64_t position, uint32_t count, uint64_t media_begin,
+                                   uint64_t media_end) {
+  if (count == 0 || count > kMaxIndexEntries) return false;
+  const uint64_t size = file_.size();
+  if (position > size || uint64_t{count} * kIndexEntryBytes > size - position) return false;
+
+  std::vector<uint8_t> bytes(count * kIndexEntryBytes);
+  if (!file_.read_at(position, bytes)) return false;
+  std::vector<uint64_t> offsets(count);
+  uint64_t earliest = media_begin;
+  for (size_t i = 0; i < count; ++i) {
+    const uint64_t offset = LoadLe64(&bytes[i * kIndexEntryBytes]);
+    if (offset < earliest || offset > media_end || media_end - offset < kRecordHeaderBytes) {
+      return false;
+    }
+    offsets[i] = offset;
+    earliest = offset + 1;
+  }
+  index_ = std::move(offsets);
+  return true;
+}
+
+bool ContainerReader::load_by_scan(uint64_t first_record) {
+  const uint64_t size = file_.size();
+  RecordHeaderWalk walk(file_);
+  RecordHeader record;
+  uint64_t position = first_record;
+  // The number of entries has no limit of its own here: each took eight bytes
+  // of the file, and a file of more than a million records has no other route.
+  while (walk.read(position, record)) {
+    if (record.type == RecordType::kIndex || record.size > kMaxPayloadBytes) break;
+    if (record.size > size - position - kRecordHeaderBytes) break;
+    index_.push_back(position);
+    position += kRecordHeaderBytes + record.size;
+  }
+  return !index_.empty();
+}
+
+// A finished fast-start file may lose its end, or have its index damaged or
+// outgrown by more than a million records; the scan above then stops at the
+// index record right after the head. The records behind that one are whole. A
+// file that was never finished (flag set, index still zero) stays empty.
+bool ContainerReader::salvage_index() {
+  RecordHeader record;
+  if (!read_record_header(head_end_, record) || record.type != RecordType::kIndex) return false;
+  const uint64_t payload_position = head_end_ + kRecordHeaderBytes;
+  std::array<uint8_t, kIndexCountBytes> count_bytes;
+  if (!file_.read_at(payload_position, count_bytes)) return false;
+  const bool finished = (header_.flags & kFlagFastStart) == 0 || LoadLe32(count_bytes.data()) != 0;
+  return finished && load_by_scan(payload_position + record.size);
+}
+
+void ContainerReader::list_keyframes() {
+  RecordHeaderWalk walk(file_);
+  RecordHeader record;
+  uint32_t frame_number = 0;
+  for (size_t i = 0; i < index_.size() && walk.read(index_[i], record); ++i) {
+    if (record.type == RecordType::kKeyFrame) {
+      keyframes_.push_back({frame_number, static_cast<uint32_t>(i)});
+    }
+    frame_number += frames_in_record(record);
+  }
+  if (keyframes_.empty()) keyframes_.push_back({0, 0});
+}
+
+bool ContainerReader::fail(std::string reason) {
+  const std::error_code system_error = file_.error();
+  reset();
+  system_error_ = system_error;
+  failure_reason_ = system_error ? system_error.message() : std::move(reason);
+  return false;
+}
+
+}  // namespace qolm::container

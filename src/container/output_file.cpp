@@ -1,0 +1,138 @@
+#include "container/output_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace qolm::container {
+namespace {
+
+constexpr size_t kBufferBytes = size_t{256} << 10;
+// One call never writes more: it keeps the count inside every system's type.
+constexpr size_t kMaxBytesPerCall = size_t{1} << 30;
+
+#ifdef _WIN32
+int OpenForWriting(const std::filesystem::path& path) {
+  return _wopen(path.c_str(), _O_WRONLY | _O_CREAT | _O_TRUNC | _O_BINARY, _S_IREAD | _S_IWRITE);
+}
+int CloseDescriptor(int descriptor) { return _close(descriptor); }
+int64_t SeekTo(int descriptor, uint64_t position) {
+  return _lseeki64(descriptor, static_cast<int64_t>(position), SEEK_SET);
+}
+int64_t WriteSome(int descriptor, std::span<const uint8_t> bytes) {
+  return _write(descriptor, bytes.data(), static_cast<unsigned>(bytes.size()));
+}
+int SyncDescriptor(int descriptor) { return _commit(descriptor); }
+#else
+int OpenForWriting(const std::filesystem::path& path) {
+  constexpr mode_t kMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+  return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode);
+}
+int CloseDescriptor(int descriptor) { return ::close(descriptor); }
+int64_t SeekTo(int descriptor, uint64_t position) {
+  return ::lseek(descriptor, static_cast<off_t>(position), SEEK_SET);
+}
+int64_t WriteSome(int descriptor, std::span<const uint8_t> bytes) {
+  return ::write(descriptor, bytes.data(), bytes.size());
+}
+int SyncDescriptor(int descriptor) { return ::fsync(descriptor); }
+#endif
+
+}  // namespace
+
+OutputFile::~OutputFile() { close(); }
+
+bool OutputFile::open(const std::filesystem::path& path) {
+  close();
+  error_.clear();
+  buffer_.clear();
+  buffer_position_ = 0;
+  do {
+    descriptor_ = OpenForWriting(path);
+  } while (descriptor_ < 0 && errno == EINTR);
+  if (descriptor_ < 0) {
+    fail_with_errno();
+    return false;
+  }
+  buffer_.reserve(kBufferBytes);
+  return true;
+}
+
+bool OutputFile::write(std::span<const uint8_t> bytes) {
+  if (!good()) return false;
+  if (bytes.size() > kBufferBytes - buffer_.size() && !flush()) return false;
+  if (bytes.size() >= kBufferBytes) return write_through(bytes);
+  buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
+  return true;
+}
+
+bool OutputFile::seek(uint64_t position) {
+  if (!flush()) return false;
+  if (SeekTo(descriptor_, position) < 0) {
+    fail_with_errno();
+    return false;
+  }
+  buffer_position_ = position;
+  return true;
+}
+
+bool OutputFile::flush() {
+  if (!good()) return false;
+  const bool written = write_through(buffer_);
+  buffer_.clear();
+  return written;
+}
+
+bool OutputFile::sync() {
+  if (!flush()) return false;
+  if (SyncDescriptor(descriptor_) == 0) return true;
+  // Pipes and character devices answer so: they have nothing to wait for.
+  if (errno == EINVAL || errno == ENOTSUP) return true;
+  fail_with_errno();
+  return false;
+}
+
+bool OutputFile::close() {
+  if (descriptor_ < 0) return false;
+  flush();
+  if (CloseDescriptor(std::exchange(descriptor_, -1)) != 0) fail_with_errno();
+  return !error_;
+}
+
+void OutputFile::fail(std::error_code error) {
+  if (!error_) error_ = error;
+}
+
+bool OutputFile::write_through(std::span<const uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const int64_t written =
+        WriteSome(descriptor_, bytes.first(std::min(bytes.size(), kMaxBytesPerCall)));
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) {
+      fail_with_errno();
+      return false;
+    }
+    if (written == 0) {
+      fail(std::make_error_code(std::errc::io_error));
+      return false;
+    }
+    bytes = bytes.subspan(static_cast<size_t>(written));
+    buffer_position_ += static_cast<uint64_t>(written);
+  }
+  return true;
+}
+
+void OutputFile::fail_with_errno() { fail({errno, std::generic_category()}); }
+
+}  // namespace qolm::container
