@@ -1,0 +1,95 @@
+# One door for every job. Each is a line or two; the work is in CMake, CTest
+# and tools/.
+#
+#   make build                 build/release/bin/qolm2_converter and qolm2_export
+#   make demo [INPUT=clip]     convert a clip and leave a picture of the result
+#   make test                  build and run every test
+.DEFAULT_GOAL := help
+SHELL := /bin/bash
+
+# Taken literally, so that a path may hold spaces and dollar signs.
+override INPUT := $(value INPUT)
+export INPUT
+
+.PHONY: help setup build demo test clang-test asan-test tsan-test coverage bench quality \
+  format format-check lint check ci clean
+
+help:
+	@echo "make build               release programs in build/release/bin/"
+	@echo "make demo [INPUT=clip]   convert a clip (or a generated one) and show what came of it"
+	@echo "make test                dev build, all tests"
+	@echo "make asan-test           the tests under the address and undefined-behaviour sanitizers"
+	@echo "make tsan-test           the tests under the thread sanitizer"
+	@echo "make clang-test          the tests of a Clang build"
+	@echo "make coverage            line and branch coverage of the tests"
+	@echo "make bench               kernel benchmarks"
+	@echo "make quality CLIPS=...   size, quality and speed table beside other codecs"
+	@echo "make format | lint       clang-format in place | clang-tidy over src/"
+	@echo "make check               include, document and path checks"
+	@echo "make ci                  what the merge gate runs"
+	@echo "make clean               remove build/ and demo/"
+
+setup:
+	@tools/setup.sh build
+
+build: setup
+	@cmake --preset release >build-configure.log || { cat build-configure.log; exit 1; }; rm -f build-configure.log
+	@cmake --build --preset release
+	@echo "built: build/release/bin/qolm2_converter build/release/bin/qolm2_export"
+
+demo:
+	@tools/setup.sh demo
+	@$(MAKE) --no-print-directory build
+	@tools/demo.sh build/release/bin demo
+
+test:
+	@tools/setup.sh test
+	cmake --preset dev
+	cmake --build --preset dev
+	ctest --preset dev
+
+clang-test asan-test tsan-test: preset = $(if $(filter asan-test,$@),asan-ubsan,$(@:-test=))
+clang-test asan-test tsan-test:
+	@tools/setup.sh ci
+	cmake --preset $(preset)
+	cmake --build --preset $(preset)
+	ctest --preset $(preset)
+
+coverage:
+	@tools/setup.sh coverage
+	cmake --preset coverage
+	cmake --build --preset coverage
+	ctest --preset coverage
+	gcovr --root . --filter src/ --exclude-throw-branches --exclude-unreachable-branches \
+	  --html-details build/coverage/coverage.html --print-summary build/coverage
+	@echo "details: build/coverage/coverage.html"
+
+bench:
+	@tools/setup.sh bench
+	cmake --preset bench
+	cmake --build --preset bench --target kernel_bench
+	build/bench/bin/kernel_bench
+
+quality: build
+	@tools/setup.sh bench
+	python3 bench/quality_table.py --programs build/release/bin $(QUALITY_FLAGS) $(CLIPS)
+
+format:
+	@tools/format.sh
+
+format-check:
+	@tools/format.sh --check
+
+lint:
+	@tools/setup.sh ci
+	@tools/lint.sh
+
+check:
+	@python3 tools/check_includes.py
+	@python3 tools/check_documents.py
+
+ci:
+	@bash .ci/run
+
+clean:
+	rm -rf build demo

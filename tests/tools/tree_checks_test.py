@@ -1,0 +1,168 @@
+"""The tree checks find what they are there to find, and nothing else."""
+
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+TOOLS = pathlib.Path(__file__).resolve().parents[2] / "tools"
+
+
+class TreeCase(unittest.TestCase):
+    """A small tree in a temporary folder, and one check run over it."""
+
+    check = ""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name)
+
+    def write(self, name, text=""):
+        path = self.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text, encoding="utf-8")
+
+    def run_check(self, *arguments):
+        run = subprocess.run(
+            [sys.executable, str(TOOLS / self.check), "--root", str(self.root), *arguments],
+            capture_output=True, text=True)
+        self.assertEqual(run.stderr, "")
+        return run.returncode, run.stdout
+
+    def assert_clean(self, *arguments):
+        self.assertEqual(self.run_check(*arguments), (0, ""))
+
+    def assert_breach(self, message, *arguments):
+        code, output = self.run_check(*arguments)
+        self.assertEqual(code, 1, output)
+        self.assertIn(message, output)
+
+
+class CheckIncludes(TreeCase):
+    check = "check_includes.py"
+
+    def setUp(self):
+        super().setUp()
+        for name in ("base/byte_order.h", "video/video_frame.h", "video/key_frame.h",
+                     "audio/pcm_track.h", "audio/adpcm.h", "encoder/session.h",
+                     "decoder/frame_decoder.h", "media/source.h", "container/layout.h"):
+            self.write(f"src/{name}")
+
+    def test_allowed_includes_pass(self):
+        self.write("src/encoder/session.cpp",
+                   '#include "encoder/session.h"\n#include <vector>\n#include <png.h>\n'
+                   '#include "video/key_frame.h"\n  #  include "base/byte_order.h"\n')
+        self.write("src/media/source.cpp",
+                   '#include "video/video_frame.h"\n#include "audio/pcm_track.h"\n')
+        self.assert_clean()
+
+    def test_forbidden_include_fails_with_its_place(self):
+        self.write("src/encoder/session.cpp",
+                   '#include <vector>\n#include "decoder/frame_decoder.h"\n')
+        self.assert_breach('src/encoder/session.cpp:2: encoder/ may not include '
+                           '"decoder/frame_decoder.h"')
+
+    def test_every_forbidden_direction(self):
+        for folder, header in (("decoder", "encoder/session.h"), ("video", "audio/adpcm.h"),
+                               ("audio", "video/key_frame.h"), ("container", "video/key_frame.h"),
+                               ("base", "container/layout.h"), ("media", "video/key_frame.h"),
+                               ("media", "audio/adpcm.h"), ("export", "encoder/session.h"),
+                               ("video", "media/source.h"), ("entropy", "video/video_frame.h")):
+            with self.subTest(folder=folder, header=header):
+                self.write(f"src/{folder}/probe.cpp", f'#include "{header}"\n')
+                self.assert_breach(f'{folder}/ may not include "{header}"')
+                (self.root / f"src/{folder}/probe.cpp").unlink()
+
+    def test_sub_folders_are_held_to_the_same_rule(self):
+        self.write("src/video/x86/wide.cpp", '#include "audio/adpcm.h"\n')
+        self.assert_breach("video/ may not include")
+
+    def test_angle_brackets_are_no_way_round(self):
+        self.write("src/video/wide.cpp", "#include <audio/adpcm.h>\n")
+        self.assert_breach('video/ may not include "audio/adpcm.h"')
+
+    def test_relative_paths_are_no_way_round(self):
+        self.write("src/video/wide.cpp", '#include "../audio/adpcm.h"\n')
+        self.assert_breach("leaves its folder")
+        self.write("src/video/wide.cpp", '#include "key_frame.h"\n')
+        self.assert_breach("is no file of src/")
+
+    def test_unlisted_folder_fails(self):
+        self.write("src/misc/things.h")
+        self.assert_breach("src/misc:0: this folder has no line")
+
+    def test_forbidden_link_fails(self):
+        self.write("src/video/CMakeLists.txt",
+                   "# links qolm_audio never\nqolm_add_library(video SOURCES a.cpp\n"
+                   "  LINKS entropy base)\n")
+        self.assert_clean()
+        self.write("src/video/CMakeLists.txt",
+                   "qolm_add_library(video SOURCES a.cpp\n  LINKS entropy audio)\n")
+        self.assert_breach("src/video/CMakeLists.txt:2: video/ may not link audio")
+        self.write("src/video/CMakeLists.txt",
+                   "qolm_add_library(video SOURCES a.cpp PRIVATE_LINKS qolm_audio)\n")
+        self.assert_breach("video/ may not link audio")
+
+    def test_no_sources_at_all_fails(self):
+        with tempfile.TemporaryDirectory() as empty:
+            self.root = pathlib.Path(empty)
+            self.assert_breach("there is no such folder")
+
+
+class CheckDocuments(TreeCase):
+    check = "check_documents.py"
+
+    def setUp(self):
+        super().setUp()
+        self.write("src/container/layout.h")
+        self.write("docs/picture.png")
+        self.write("ARCHITECTURE.md",
+                   "Open `container/layout.h`, `src/container/`, run `build/dev/bin/x`, "
+                   "`a + b / 2`, `EncodeKeyFrame`.\n")
+        self.write("README.md", "![picture](docs/picture.png) [site](https://example.org/x)\n"
+                                "| `--quality N` | 45 |\n| `--vfr`, `--no-vfr` | on |\n")
+
+    def test_sound_tree_passes(self):
+        self.assert_clean()
+
+    def test_missing_file_fails_with_its_place(self):
+        self.write("ARCHITECTURE.md", "x\nOpen `container/lay_out.h`.\n")
+        self.assert_breach("ARCHITECTURE.md:2: `container/lay_out.h` does not exist")
+
+    def test_missing_document_fails(self):
+        (self.root / "ARCHITECTURE.md").unlink()
+        self.assert_breach("ARCHITECTURE.md:0: there is no such document")
+
+    def test_dead_link_fails(self):
+        self.write("README.md", "[there](docs/gone.md)\n")
+        self.assert_breach("README.md:1: the link docs/gone.md leads nowhere")
+
+    def test_machine_path_fails(self):
+        for folder in ("home", "root", "Users"):
+            with self.subTest(folder=folder):
+                self.write("src/container/layout.h", f'const char* p = "/{folder}/me/x";\n')
+                self.assert_breach("src/container/layout.h:1: holds an absolute path")
+
+    def test_other_paths_are_no_machine_paths(self):
+        self.write("src/container/layout.h", '// "/tmp/x", src/home/x, ../work/x, "/usr/bin/x"\n')
+        self.assert_clean()
+
+    def test_option_table_is_compared_with_the_usage_text(self):
+        program = self.root / "converter"
+
+        def offer(words):
+            program.write_text(f"#!/bin/sh\necho '{words}'\n", encoding="utf-8")
+            program.chmod(0o755)
+
+        offer("--quality N (45)  --vfr --no-vfr")
+        self.assert_clean("--converter", str(program))
+        offer("--quality N (45)  --vfr --no-vfr --gop N")
+        self.assert_breach("the program offers --gop", "--converter", str(program))
+        offer("--quality N (45)  --vfr")
+        self.assert_breach("the option table lists --no-vfr", "--converter", str(program))
+
+
+if __name__ == "__main__":
+    unittest.main()

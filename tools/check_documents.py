@@ -1,0 +1,118 @@
+#!/usr/bin/env python3
+"""Holds the documents to the tree, and the tree to being movable.
+
+    tools/check_documents.py [--root TREE] [--converter PROGRAM]
+
+- Every path in backticks in ARCHITECTURE.md and docs/*.md exists, and so does
+  every relative link of every document.
+- No file holds an absolute path of somebody's machine.
+- With --converter: the options that README.md lists are those that the
+  program's usage text lists.
+
+Prints each breach as FILE:LINE: message and fails when there is one.
+"""
+
+import argparse
+import pathlib
+import re
+import subprocess
+import sys
+
+# Folders that a build or a run makes; documents may name what lies in them.
+GENERATED = ("build/", "demo/")
+TEXT_SUFFIXES = {".cpp", ".h", ".md", ".txt", ".cmake", ".json", ".sh", ".py", ".yml", ""}
+
+CODE_SPAN = re.compile(r"`([^`\n]+)`")
+PATH_LIKE = re.compile(r"^[A-Za-z0-9_.][A-Za-z0-9_./-]*$")
+FILE_ENDINGS = (".cpp", ".h", ".md", ".txt", ".cmake", ".json", ".sh", ".py")
+LINK = re.compile(r"\]\(([^)\s]+)\)")
+MACHINE_FOLDERS = ("home", "root", "Users", "work", "workspace", "farm")
+MACHINE_PATH = re.compile(r"(?<![\w.~}>)-])/(?:" + "|".join(MACHINE_FOLDERS) + r")/[\w.]")
+OPTION = re.compile(r"(?<![\w-])--[a-z][a-z-]+")
+
+
+def lines_of(path):
+    return enumerate(path.read_text(encoding="utf-8").splitlines(), start=1)
+
+
+def names_a_path(text):
+    if not PATH_LIKE.match(text) or text.startswith(GENERATED):
+        return False
+    return "/" in text or text.endswith(FILE_ENDINGS)
+
+
+def breaches_of_paths(root):
+    documents = [root / "ARCHITECTURE.md", *sorted((root / "docs").glob("*.md"))]
+    for document in documents:
+        if not document.is_file():
+            yield document, 0, "there is no such document"
+            continue
+        for number, line in lines_of(document):
+            for span in CODE_SPAN.findall(line):
+                if names_a_path(span) and not (root / span).exists() and (
+                    not (root / "src" / span).exists()
+                ):
+                    yield document, number, f"`{span}` does not exist"
+
+
+def breaches_of_links(root):
+    for document in sorted([*root.glob("*.md"), *(root / "docs").glob("*.md")]):
+        for number, line in lines_of(document):
+            for target in LINK.findall(line):
+                if "://" in target or target.startswith("#"):
+                    continue
+                if not (document.parent / target.split("#")[0]).exists():
+                    yield document, number, f"the link {target} leads nowhere"
+
+
+def text_files(root):
+    listing = subprocess.run(["git", "-C", str(root), "ls-files", "-z"], capture_output=True)
+    if listing.returncode == 0:
+        names = [name for name in listing.stdout.decode().split("\0") if name]
+        paths = [root / name for name in names]
+    else:  # an unpacked archive has no history
+        paths = [p for p in root.rglob("*")
+                 if not p.relative_to(root).as_posix().startswith((*GENERATED, ".git/"))]
+    return [p for p in sorted(paths) if p.is_file() and p.suffix in TEXT_SUFFIXES]
+
+
+def breaches_of_machine_paths(root):
+    for path in text_files(root):
+        for number, line in lines_of(path):
+            if MACHINE_PATH.search(line):
+                yield path, number, "holds an absolute path of a machine"
+
+
+def breaches_of_options(root, converter):
+    usage = subprocess.run([converter], capture_output=True, check=True).stdout.decode()
+    offered = set(OPTION.findall(usage))
+    readme = root / "README.md"
+    table = [line for line in readme.read_text(encoding="utf-8").splitlines()
+             if line.startswith("| `--")]
+    documented = {word for line in table for word in OPTION.findall(line.split("|")[1])}
+    for word in sorted(offered - documented):
+        yield readme, 0, f"the program offers {word}, the option table does not"
+    for word in sorted(documented - offered):
+        yield readme, 0, f"the option table lists {word}, the program does not"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--root", type=pathlib.Path,
+                        default=pathlib.Path(__file__).resolve().parent.parent)
+    parser.add_argument("--converter", help="also compare README.md with this program's usage")
+    arguments = parser.parse_args()
+    root = arguments.root
+    found = [*breaches_of_paths(root), *breaches_of_links(root), *breaches_of_machine_paths(root)]
+    if arguments.converter:
+        found += breaches_of_options(root, arguments.converter)
+    for path, number, message in found:
+        print(f"{path.relative_to(root)}:{number}: {message}")
+    if found:
+        print(f"check_documents: {len(found)} breaches")
+        return 1
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,70 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that a job needs and that are missing.
+#
+#   tools/setup.sh [build|demo|test|bench|coverage|ci] ...      (default: build)
+#
+# Does nothing, and asks no network, when everything is there. Needs root only
+# when something is missing; without it, says what to install and fails.
+set -euo pipefail
+
+build_packages=(g++ make cmake ninja-build pkg-config
+  libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libavfilter-dev libpng-dev)
+demo_packages=("${build_packages[@]}" ffmpeg python3)
+test_packages=("${build_packages[@]}" ffmpeg python3 libgtest-dev libgmock-dev)
+bench_packages=("${demo_packages[@]}" libbenchmark-dev time)
+coverage_packages=("${test_packages[@]}" gcovr)
+ci_packages=("${test_packages[@]}" git ccache libbenchmark-dev
+  clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev libomp-14-dev)
+
+[ $# -gt 0 ] || set -- build
+wanted=()
+for job in "$@"; do
+  case "$job" in
+    build) wanted+=("${build_packages[@]}") ;;
+    demo) wanted+=("${demo_packages[@]}") ;;
+    test) wanted+=("${test_packages[@]}") ;;
+    bench) wanted+=("${bench_packages[@]}") ;;
+    coverage) wanted+=("${coverage_packages[@]}") ;;
+    ci) wanted+=("${ci_packages[@]}") ;;
+    *)
+      echo "setup: unknown job '$job'; the jobs are build, demo, test, bench, coverage and ci" >&2
+      exit 2
+      ;;
+  esac
+done
+
+if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
+  {
+    echo "setup: this system has no apt; it was written for Debian 12."
+    echo "setup: install what these Debian packages hold by your system's own means, then run"
+    echo "setup: cmake --preset release && cmake --build --preset release"
+    printf 'setup:   %s\n' "${wanted[*]}"
+  } >&2
+  exit 1
+fi
+
+installed=$(dpkg-query -W -f '${db:Status-Abbrev}${Package}\n' "${wanted[@]}" 2>/dev/null |
+  sed -n 's/^ii //p' || true)
+missing=()
+for package in "${wanted[@]}"; do
+  if ! grep -qxF -- "$package" <<<"$installed" && [[ " ${missing[*]-} " != *" $package "* ]]; then
+    missing+=("$package")
+  fi
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+if [ "$(id -u)" -ne 0 ]; then
+  {
+    echo "setup: these packages are missing: ${missing[*]}"
+    echo "setup: install them with: sudo apt-get install --no-install-recommends ${missing[*]}"
+  } >&2
+  exit 1
+fi
+
+echo "setup: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -q
+if ! apt-get install -q -y --no-install-recommends "${missing[@]}"; then
+  echo "setup: apt could not install all of: ${missing[*]} (the names are those of Debian 12)" >&2
+  exit 1
+fi
