@@ -35,7 +35,8 @@ bool ContainerWriter::write_head(const FileHeader& header, const IndexPlacement&
     const std::vector<uint8_t> zeros(front_index_payload_bytes(index_capacity_));
     write_record({.type = RecordType::kIndex}, zeros);
   }
-  return output_.good();
+  // Written out at once, so that a full disk shows before the first frame.
+  return output_.flush();
 }
 
 bool ContainerWriter::write_packet(RecordType type, uint8_t count, uint16_t frame_no,

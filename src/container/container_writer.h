@@ -46,6 +46,9 @@ class ContainerWriter {
   // then brings the bytes to the disk and closes the file.
   bool finish(const FileHeader& header);
 
+  // Closes the file as it stands, for a head that could not be written.
+  bool close() { return output_.close(); }
+
   bool is_open() const { return output_.is_open(); }
   std::error_code stream_error() const { return output_.error(); }
   // Header, head records and media records; the trailing index and the final

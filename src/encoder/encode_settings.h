@@ -11,13 +11,13 @@ namespace qolm::encoder {
 
 struct EncodeSettings {
   // From the video source.
-  int32_t width = 0;            // pixels
-  int32_t height = 0;           // pixels
-  int32_t fps_numerator = 0;    // frames per second = numerator / denominator
+  int32_t width = 0;          // pixels
+  int32_t height = 0;         // pixels
+  int32_t fps_numerator = 0;  // frames per second = numerator / denominator
   int32_t fps_denominator = 0;
 
-  int32_t gop_length = 60;  // maximum frames between key frames
-  int32_t quality = 45;     // 1 to 100
+  int32_t gop_length = 60;     // maximum frames between key frames
+  int32_t quality = 45;        // 1 to 100
   int32_t coder_param_a = 20;  // written into the file header
   int32_t coder_param_b = 12;  // written into the file header
   int32_t coder_param_c = 16;  // written into the file header
@@ -34,12 +34,12 @@ struct EncodeSettings {
   bool coder_flag = true;       // pre-analysis before the motion search
 
   bool audio_present = true;
-  bool audio_interleave = false;         // sound in pieces before key frames, not in one block
-  uint32_t audio_default_rate = 32000;   // Hz
+  bool audio_interleave = false;        // sound in pieces before key frames, not in one block
+  uint32_t audio_default_rate = 32000;  // Hz
   uint16_t audio_default_channels = 1;
-  uint16_t audio_coding_mode = 2;        // 1 = ADPCM, 2 = transform
+  uint16_t audio_coding_mode = 2;  // 1 = ADPCM, 2 = transform
   float audio_factor = 1.6F;
-  int32_t expected_frame_count = 0;      // 0 when unknown
+  int32_t expected_frame_count = 0;  // 0 when unknown
 };
 
 }  // namespace qolm::encoder

@@ -44,8 +44,8 @@ class EncoderSession {
   bool finish();
 
   bool is_open() const;
-  int32_t frames_skipped() const;   // frames counted into repeat runs so far
-  uint64_t bytes_written() const;   // header, head records and media records
+  int32_t frames_skipped() const;        // frames counted into repeat runs so far
+  uint64_t bytes_written() const;        // header, head records and media records
   std::error_code stream_error() const;  // the first failed operation's reason, sticky until open
 
   // The reconstruction of the last coded anchor, for tests and measurements.

@@ -1,0 +1,114 @@
+// What one source frame becomes: part of a repeat run, a key frame or a
+// predicted frame. The order of the decisions decides which bytes a file gets:
+// a static frame is skipped before a scene cut is looked for, and the repeat
+// run before a coded frame is closed ahead of it.
+#include <span>
+#include <utility>
+
+#include "container/layout.h"
+#include "encoder/key_frame_schedule.h"
+#include "encoder/session_state.h"
+#include "encoder/temporal_filter.h"
+#include "video/color_conversion.h"
+#include "video/inter_frame.h"
+#include "video/key_frame.h"
+
+namespace qolm::encoder {
+namespace {
+
+using container::RecordType;
+
+uint16_t FrameNumber(int32_t frame_index) { return static_cast<uint16_t>(frame_index); }
+
+}  // namespace
+
+void EncoderSession::State::encode_frame(const VideoFrame& frame) {
+  prepare_planes(frame);
+  const FrameStatistics statistics = measure_prepared_planes();
+
+  bool key_frame = KeyFrameDue(frame_index, frames_since_key, settings.gop_length,
+                               settings.adaptive_gop, statistics);
+  if (settings.vfr && frame_index > 0 && !key_frame && statistics.is_static) {
+    skip_static_frame();
+    return;
+  }
+  close_repeat_run();
+  if (SceneCutDue(frame_index, frames_since_key, statistics)) key_frame = true;
+  // A predicted frame can only be coded against a picture of its own size.
+  if (!current.SameSize(reference)) key_frame = true;
+
+  if (key_frame) {
+    interleave_audio(false);
+    flush_held_frame();
+    write_key_frame();
+  }
+  // From here on `current` holds the prepared planes, which the next frame is
+  // compared with.
+  if (filtered) std::swap(current.y, filtered_luma);
+  // The bidirectional option would hold every other frame here; open_output
+  // refuses it for want of its coder.
+  if (!key_frame) write_predicted_frame(current, FrameNumber(frame_index));
+
+  std::swap(previous, current);
+  ++frame_index;
+  frames_since_key = key_frame ? 0 : frames_since_key + 1;
+}
+
+void EncoderSession::State::prepare_planes(const VideoFrame& frame) {
+  video::ConvertFrameToYuv(frame, current);
+  filtered = settings.temporal_filter && frame_index >= 1 && current.SameSize(previous);
+  if (!filtered) return;
+  filtered_luma.resize(current.y.size());
+  FilterLuma(current.y, previous.y, filtered_luma);
+}
+
+FrameStatistics EncoderSession::State::measure_prepared_planes() const {
+  if (frame_index == 0 || !current.SameSize(previous)) return {};
+  return MeasureFrameDifference(prepared_luma(), previous.y);
+}
+
+// The previous planes stay: the next frame is compared with the last picture
+// that the viewer really gets, so a slow fade cannot creep past the limits.
+void EncoderSession::State::skip_static_frame() {
+  if (run_count == 0) run_first = FrameNumber(frame_index);
+  ++run_count;
+  ++skipped_total;
+  ++frame_index;
+  ++frames_since_key;
+  if (run_count == container::kMaxRepeatRun) close_repeat_run();
+}
+
+void EncoderSession::State::close_repeat_run() {
+  if (run_count == 0) return;
+  writer.write_packet(RecordType::kRepeatRun, run_count, run_first, {});
+  run_count = 0;
+}
+
+void EncoderSession::State::write_key_frame() {
+  const video::KeyFrameOptions options{.quality = settings.quality,
+                                       .cclc = settings.cclc,
+                                       .flat_blocks = settings.coder_flags[0],
+                                       .sparse_levels = settings.coder_flags[1],
+                                       .deblocking = settings.coder_flags[3]};
+  const std::vector<uint8_t> payload = video::EncodeKeyFrame(current, options, reference);
+  writer.write_packet(RecordType::kKeyFrame, 0, FrameNumber(frame_index), payload);
+}
+
+void EncoderSession::State::write_predicted_frame(const video::YuvPlanes& planes,
+                                                  uint16_t frame_no) {
+  const video::InterFrameOptions options{.quality = settings.quality,
+                                         .motion_prediction = settings.coder_flags[2],
+                                         .deblocking = settings.coder_flags[3],
+                                         .sparse_levels = settings.coder_flags[1],
+                                         .pre_analysis = settings.coder_flag};
+  const std::vector<uint8_t> payload = video::EncodeInterFrame(planes, options, reference);
+  writer.write_packet(RecordType::kPredictedFrame, 0, frame_no, payload);
+}
+
+void EncoderSession::State::flush_held_frame() {
+  if (!held) return;
+  write_predicted_frame(held->planes, held->frame_no);
+  held.reset();
+}
+
+}  // namespace qolm::encoder

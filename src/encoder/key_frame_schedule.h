@@ -1,0 +1,27 @@
+// When a frame has to be a key frame.
+#ifndef QOLM_ENCODER_KEY_FRAME_SCHEDULE_H_
+#define QOLM_ENCODER_KEY_FRAME_SCHEDULE_H_
+
+#include <cstdint>
+
+#include "encoder/frame_statistics.h"
+
+namespace qolm::encoder {
+
+// The GOP rule. `frames_since_key` is the session's counter as it stands before
+// the frame: a key frame sets it to 0 and every other frame adds 1 after it was
+// tested, so the frame right after a key frame is tested against 0. A GOP
+// length of 60 therefore allows 60 frames between two key frames, which stand
+// at 0, 61, 122 …; and since an adaptive GOP doubles for calm frames (up to
+// 180), calm video has them at 0, 121, 242 …
+// Frame 0 is always due, and so is every frame at a GOP length of 0 or less.
+bool KeyFrameDue(int32_t frame_index, int32_t frames_since_key, int32_t gop_length,
+                 bool adaptive_gop, const FrameStatistics& statistics);
+
+// The scene-cut rule: a scene change forces a key frame, but not within the
+// first ten frames after the last one (counted as above: from the 11th on).
+bool SceneCutDue(int32_t frame_index, int32_t frames_since_key, const FrameStatistics& statistics);
+
+}  // namespace qolm::encoder
+
+#endif  // QOLM_ENCODER_KEY_FRAME_SCHEDULE_H_

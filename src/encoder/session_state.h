@@ -1,0 +1,75 @@
+// What an EncoderSession owns, split from its interface so that the frame loop
+// can stand in a file of its own.
+#ifndef QOLM_ENCODER_SESSION_STATE_H_
+#define QOLM_ENCODER_SESSION_STATE_H_
+
+#include <cstdint>
+#include <optional>
+#include <system_error>
+#include <vector>
+
+#include "audio/pcm_track.h"
+#include "container/container_writer.h"
+#include "encoder/encode_settings.h"
+#include "encoder/encoder_session.h"
+#include "encoder/file_header_fields.h"
+#include "encoder/frame_statistics.h"
+#include "video/yuv_planes.h"
+
+namespace qolm::encoder {
+
+// A frame kept back until the next one has been coded.
+struct HeldFrame {
+  video::YuvPlanes planes;  // prepared
+  uint16_t frame_no = 0;
+};
+
+struct EncoderSession::State {
+  explicit State(const EncodeSettings& session_settings) : settings(session_settings) {}
+
+  // --- encoder_session.cpp ---
+  void reset_for_new_output();
+  // The whole track as one payload, to be written before the index; empty when
+  // the file shall hold no such block. Sound is not coded yet.
+  std::vector<uint8_t> code_whole_track();
+  // Writes the sound that belongs before this point of the stream; `final`:
+  // all that is left. Sound is not coded yet.
+  void interleave_audio(bool final);
+
+  // --- frame_loop.cpp ---
+  void encode_frame(const VideoFrame& frame);
+  void prepare_planes(const VideoFrame& frame);
+  FrameStatistics measure_prepared_planes() const;
+  void skip_static_frame();
+  void close_repeat_run();
+  void write_key_frame();
+  void write_predicted_frame(const video::YuvPlanes& planes, uint16_t frame_no);
+  void flush_held_frame();
+
+  const std::vector<uint8_t>& prepared_luma() const { return filtered ? filtered_luma : current.y; }
+
+  EncodeSettings settings;
+  PcmTrack audio{.sample_rate = 48000, .channels = 2, .samples = {}};
+  StoredSound stored_sound;  // what code_whole_track and interleave_audio put into the file
+  container::ContainerWriter writer;
+  std::error_code refusal;  // why open_output did not even try
+
+  int32_t frame_index = 0;       // frames taken: coded, skipped and held; becomes the frame count
+  int32_t frames_since_key = 0;  // see KeyFrameDue
+  int32_t skipped_total = 0;     // frames counted into repeat runs
+  uint8_t run_count = 0;         // frames of the open repeat run, 0 = none is open
+  uint16_t run_first = 0;        // number of its first frame
+
+  // The frame at hand, as converted. The filter leaves its luma in
+  // filtered_luma, since key frames are coded from the unfiltered one.
+  video::YuvPlanes current;
+  std::vector<uint8_t> filtered_luma;
+  bool filtered = false;
+  video::YuvPlanes previous;   // prepared planes of the last frame that was not skipped
+  video::YuvPlanes reference;  // reconstruction of the last coded anchor
+  std::optional<HeldFrame> held;
+};
+
+}  // namespace qolm::encoder
+
+#endif  // QOLM_ENCODER_SESSION_STATE_H_
