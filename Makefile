@@ -33,8 +33,8 @@ setup:
 	@tools/setup.sh build
 
 build: setup
-	@cmake --preset release >build-configure.log || { cat build-configure.log; exit 1; }; rm -f build-configure.log
-	@cmake --build --preset release
+	cmake --preset release
+	cmake --build --preset release
 	@echo "built: build/release/bin/qolm2_converter build/release/bin/qolm2_export"
 
 demo:
