@@ -1,0 +1,177 @@
+#include "entropy/coefficient_tokens.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+
+#include "base/byte_order.h"
+#include "entropy/nonzero_mask.h"
+#include "entropy/token_context.h"
+
+namespace qolm::entropy {
+namespace {
+
+constexpr uint8_t kEndOfBlockToken = 1;
+constexpr int kValueBias = 128;
+constexpr int kMaxShortValue = 120;
+constexpr uint8_t kFirstValueToken = kValueBias - kMaxShortValue;
+constexpr uint8_t kLastValueToken = kValueBias + kMaxShortValue;
+constexpr size_t kMaxRun = 255;
+// A block or a tail with its longest spelling, and one block run.
+constexpr size_t kMaxStepBytes = kMaxTokenBytesPerValue * kTokenBlockValues + 4;
+
+// Writes one value that is not zero; returns the position after it.
+uint8_t* PutValue(uint8_t* out, int16_t value) {
+  if (value >= -kMaxShortValue && value <= kMaxShortValue) {
+    *out = static_cast<uint8_t>(value + kValueBias);
+    return out + 1;
+  }
+  out[0] = kEscapeToken;
+  StoreLe16(out + 1, static_cast<uint16_t>(value));
+  return out + 3;
+}
+
+// Writes the values up to the highest one that is not zero. `mask` is not 0.
+uint8_t* PutUpToLast(uint8_t* out, const int16_t* values, uint64_t mask) {
+  while (mask != 0) {
+    const int zeros = std::countr_zero(mask);
+    // Stored in any case, kept only if there is a run: no branch to mispredict.
+    out[0] = kZeroRunToken;
+    out[1] = static_cast<uint8_t>(zeros);
+    out += zeros > 0 ? 2 : 0;
+    values += zeros;
+    out = PutValue(out, *values++);
+    mask = (mask >> zeros) >> 1;
+  }
+  return out;
+}
+
+class TokenReader {
+ public:
+  explicit TokenReader(std::span<const uint8_t> tokens)
+      : next_(tokens.data()), end_(tokens.data() + tokens.size()) {}
+
+  bool AtEnd() const { return next_ == end_; }
+
+  bool Take(uint8_t& byte) {
+    if (AtEnd()) return false;
+    byte = *next_++;
+    return true;
+  }
+
+  // The run length 1..255 after a run token.
+  bool TakeRun(size_t& run) {
+    uint8_t byte = 0;
+    if (!Take(byte) || byte == 0) return false;
+    run = byte;
+    return true;
+  }
+
+  bool TakeEscaped(int16_t& value) {
+    if (end_ - next_ < 2) return false;
+    value = static_cast<int16_t>(LoadLe16(next_));
+    next_ += 2;
+    return true;
+  }
+
+ private:
+  const uint8_t* next_;
+  const uint8_t* end_;
+};
+
+bool IsShortValue(uint8_t token) {
+  return token >= kFirstValueToken && token <= kLastValueToken && token != kValueBias;
+}
+
+}  // namespace
+
+std::vector<uint8_t> EncodeCoefficientTokens(std::span<const int16_t> values) {
+  std::vector<uint8_t> tokens;
+  if (values.empty()) return tokens;
+  tokens.resize((values.size() >> 2) + 1024);
+  size_t used = 0;
+  const auto reserve_step = [&tokens, &used] {
+    if (tokens.size() - used < kMaxStepBytes) {
+      tokens.resize(tokens.size() + tokens.size() / 2 + kMaxStepBytes);
+    }
+    return tokens.data() + used;
+  };
+
+  const size_t blocks = values.size() / kTokenBlockValues;
+  size_t empty_blocks = 0;
+  for (size_t b = 0; b < blocks; ++b) {
+    const int16_t* block = values.data() + b * kTokenBlockValues;
+    const uint64_t mask = NonZeroMask64(block);
+    if (mask == 0) {
+      ++empty_blocks;
+      if (empty_blocks < kMaxRun && b + 1 < blocks) continue;
+    }
+    uint8_t* out = reserve_step();
+    if (empty_blocks > 0) {
+      *out++ = kZeroBlocksToken;
+      *out++ = static_cast<uint8_t>(empty_blocks);
+      empty_blocks = 0;
+    }
+    if (mask != 0) {
+      out = PutUpToLast(out, block, mask);
+      if ((mask >> 63) == 0) *out++ = kEndOfBlockToken;
+    }
+    used = static_cast<size_t>(out - tokens.data());
+  }
+
+  const std::span<const int16_t> tail = values.subspan(blocks * kTokenBlockValues);
+  if (!tail.empty()) {
+    std::array<int16_t, kTokenBlockValues> padded{};
+    std::copy(tail.begin(), tail.end(), padded.begin());
+    const uint64_t mask = NonZeroMask64(padded.data());
+    uint8_t* out = PutUpToLast(reserve_step(), padded.data(), mask);
+    const size_t walked = kTokenBlockValues - static_cast<size_t>(std::countl_zero(mask));
+    if (walked < tail.size()) {
+      *out++ = kZeroRunToken;
+      *out++ = static_cast<uint8_t>(tail.size() - walked);
+    }
+    used = static_cast<size_t>(out - tokens.data());
+  }
+  tokens.resize(used);
+  return tokens;
+}
+
+bool DecodeCoefficientTokens(std::span<const uint8_t> tokens, std::span<int16_t> values) {
+  std::fill(values.begin(), values.end(), int16_t{0});
+  const size_t size = values.size();
+  const size_t tail_start = size - size % kTokenBlockValues;
+  TokenReader reader(tokens);
+  size_t position = 0;
+  uint8_t token = 0;
+  while (position < size) {
+    if (!reader.Take(token)) return false;
+    if (IsShortValue(token)) {
+      values[position++] = static_cast<int16_t>(token - kValueBias);
+      continue;
+    }
+    const bool in_tail = position >= tail_start;
+    const size_t in_block = position % kTokenBlockValues;
+    const size_t left = in_tail ? size - position : kTokenBlockValues - in_block;
+    if (token == kEndOfBlockToken) {
+      if (in_tail) return false;
+      position += left;
+    } else if (token == kZeroRunToken) {
+      size_t run = 0;
+      if (!reader.TakeRun(run) || run > left) return false;
+      position += run;
+    } else if (token == kEscapeToken) {
+      if (!reader.TakeEscaped(values[position])) return false;
+      ++position;
+    } else if (token == kZeroBlocksToken) {
+      size_t run = 0;
+      if (in_block != 0 || !reader.TakeRun(run)) return false;
+      if (run * kTokenBlockValues > tail_start - std::min(position, tail_start)) return false;
+      position += run * kTokenBlockValues;
+    } else {
+      return false;
+    }
+  }
+  return reader.AtEnd();
+}
+
+}  // namespace qolm::entropy

@@ -1,0 +1,30 @@
+#include "entropy/rans_decoder.h"
+
+#include "base/byte_order.h"
+
+namespace qolm::entropy {
+
+bool OpenRansStream(std::span<const uint8_t> stream, uint32_t expected_count, RansSlotTable& slots,
+                    RansReader& reader) {
+  if (stream.size() < 6 || LoadLe32(stream.data()) != expected_count) return false;
+  RansFrequencyTable table;
+  if (!LoadRansFrequencyTable(stream.subspan(4), table)) return false;
+  const size_t state_offset = 4 + StoredTableSize(table);
+  if (stream.size() - state_offset < 4) return false;
+
+  uint32_t* slot = slots.data();
+  for (uint32_t s = 0; s < table.freq.size(); ++s) {
+    const uint32_t freq = table.freq[s];
+    const uint32_t value = s | ((freq - 1) << 8);
+    for (uint32_t distance = 0; distance < freq; ++distance) *slot++ = value | (distance << 20);
+  }
+
+  reader.state = LoadLe32(stream.data() + state_offset);
+  reader.next = stream.data() + state_offset + 4;
+  reader.end = stream.data() + stream.size();
+  const bool can_be_fast = reader.state >= kRansLowerBound && reader.end - reader.next >= 2;
+  reader.fast_end = can_be_fast ? reader.end - 1 : reader.next;
+  return true;
+}
+
+}  // namespace qolm::entropy

@@ -1,0 +1,70 @@
+// The decoder's side of one rANS stream: a model that maps each of the 4096 slots
+// to its value, and a reader that both the plain and the context decoder step.
+#ifndef QOLM_ENTROPY_RANS_DECODER_H_
+#define QOLM_ENTROPY_RANS_DECODER_H_
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "entropy/rans_encoder.h"
+#include "entropy/rans_frequency_table.h"
+
+namespace qolm::entropy {
+
+// One 32-bit word per slot: value (8 bits), frequency - 1 (12 bits) and the
+// slot's distance from its value's first slot (12 bits).
+using RansSlotTable = std::array<uint32_t, kRansTotal>;
+
+// State and byte position of one stream. Small enough to live in registers while
+// a loop steps it.
+struct RansReader {
+  uint32_t state = 0;
+  const uint8_t* next = nullptr;
+  const uint8_t* end = nullptr;
+  // While next < fast_end, two bytes can be read and two bytes at most are
+  // needed: a state of 2^16 or more leaves a step at 16 or more. A stream whose
+  // first state is smaller never takes the fast way.
+  const uint8_t* fast_end = nullptr;
+
+  bool IsFast() const { return next < fast_end; }
+
+  uint8_t StepFast(const RansSlotTable& slots) {
+    const uint8_t symbol = Advance(slots);
+    const uint32_t bytes = (state < kRansLowerBound ? 1u : 0u) + (state < 256 ? 1u : 0u);
+    const uint32_t ahead = (uint32_t{next[0]} << 8) | next[1];
+    state = (state << (8 * bytes)) | (ahead >> (16 - 8 * bytes));
+    next += bytes;
+    return symbol;
+  }
+
+  // Any state, any number of bytes left: running out of bytes only ends refilling.
+  uint8_t StepCareful(const RansSlotTable& slots) {
+    const uint8_t symbol = Advance(slots);
+    while (state < kRansLowerBound && next != end) state = (state << 8) | *next++;
+    return symbol;
+  }
+
+  uint8_t Step(const RansSlotTable& slots) {
+    return IsFast() ? StepFast(slots) : StepCareful(slots);
+  }
+
+ private:
+  // Cannot overflow: (2^20 - 1) * 4096 + 4095 = 2^32 - 1.
+  uint8_t Advance(const RansSlotTable& slots) {
+    const uint32_t entry = slots[state % kRansTotal];
+    const uint32_t quotient = state >> kRansPrecisionBits;
+    state = quotient * ((entry >> 8) % kRansTotal) + quotient + (entry >> 20);
+    return static_cast<uint8_t>(entry);
+  }
+};
+
+// Reads the head of a stream of `expected_count` >= 1 values: fills the slots and
+// sets the reader to the first value. False when the stream is malformed.
+[[nodiscard]] bool OpenRansStream(std::span<const uint8_t> stream, uint32_t expected_count,
+                                  RansSlotTable& slots, RansReader& reader);
+
+}  // namespace qolm::entropy
+
+#endif  // QOLM_ENTROPY_RANS_DECODER_H_

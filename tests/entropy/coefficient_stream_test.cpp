@@ -1,0 +1,90 @@
+#include "entropy/coefficient_stream.h"
+
+#include <gtest/gtest.h>
+
+#include "entropy/coefficient_tokens.h"
+#include "entropy/context_rans.h"
+#include "entropy/naive_coders.h"
+#include "entropy/sample_inputs.h"
+
+namespace qolm::entropy {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using Values = std::vector<int16_t>;
+
+TEST(CoefficientStream, IsTokensInsideAContextStream) {
+  for (const size_t size : {1u, 64u, 6400u, 100000u}) {
+    for (const uint32_t spacing : {1u, 9u, 500u}) {
+      const Values values = samples::SparseValues(size, spacing, spacing);
+      const Bytes stream = EncodeCoefficients(values);
+      ASSERT_TRUE(stream == naive::ContextEncode(naive::EncodeTokens(values)));
+      Values output(size, 99);
+      ASSERT_TRUE(DecodeCoefficients(stream, output));
+      ASSERT_TRUE(output == values);
+    }
+  }
+}
+
+TEST(CoefficientStream, AbsentStreamsBelongToNoValues) {
+  EXPECT_TRUE(EncodeCoefficients({}).empty());
+  Values none, one(1);
+  EXPECT_TRUE(DecodeCoefficients({}, none));
+  EXPECT_FALSE(DecodeCoefficients({}, one));
+  EXPECT_FALSE(DecodeCoefficients(EncodeCoefficients(one), none));
+}
+
+// A repeated byte makes a stream of any count from few bytes.
+Bytes StreamOfCount(uint32_t count, uint8_t byte) { return ContextRansEncode(Bytes(count, byte)); }
+
+TEST(CoefficientStream, TokenCountIsLimitedByTheValues) {
+  Values ten(10);
+  EXPECT_TRUE(DecodeCoefficients(StreamOfCount(10, 129), ten));
+  EXPECT_FALSE(DecodeCoefficients(StreamOfCount(9, 129), ten));
+  EXPECT_FALSE(DecodeCoefficients(StreamOfCount(31, 129), ten));
+  Bytes stream = StreamOfCount(10, 129);
+  for (size_t i = 0; i < 4; ++i) stream[i] = stream[5 + i] = 0xFF;
+  EXPECT_FALSE(DecodeCoefficients(stream, ten)) << "four billion tokens";
+  for (size_t i = 0; i < 4; ++i) stream[i] = stream[5 + i] = 0;
+  EXPECT_FALSE(DecodeCoefficients(stream, ten)) << "no tokens";
+  EXPECT_FALSE(DecodeCoefficients(Bytes{10, 0, 0, 0}, ten)) << "no head";
+}
+
+TEST(CoefficientStream, ThreeBytesPerValueAreRead) {
+  const Values values(50, 1000);
+  Values output(50);
+  ASSERT_TRUE(DecodeCoefficients(EncodeCoefficients(values), output));
+  EXPECT_EQ(output, values);
+}
+
+TEST(CoefficientStream, TokensThatDoNotFillTheValuesAreRefused) {
+  Values values(64);
+  EXPECT_TRUE(DecodeCoefficients(ContextRansEncode(Bytes{129, 1}), values));
+  EXPECT_FALSE(DecodeCoefficients(ContextRansEncode(Bytes{129}), values));
+  EXPECT_FALSE(DecodeCoefficients(ContextRansEncode(Bytes{129, 1, 1}), values));
+  EXPECT_FALSE(DecodeCoefficients(ContextRansEncode(Bytes{129, 3}), values));
+}
+
+TEST(CoefficientStream, CutsAndBitFlipsAreDecodedAlikeTwice) {
+  const Values values = samples::SparseValues(640, 6, 2);
+  const Bytes stream = EncodeCoefficients(values);
+  const auto check = [&](const Bytes& changed) {
+    Values first(values.size(), 1), second(values.size(), 2);
+    const bool ok = DecodeCoefficients(changed, first);
+    ASSERT_EQ(ok, DecodeCoefficients(changed, second));
+    if (ok) {
+      ASSERT_EQ(first, second);
+    }
+  };
+  for (size_t size = 0; size < stream.size(); ++size) {
+    check(Bytes(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(size)));
+  }
+  for (size_t bit = 0; bit < 8 * stream.size(); ++bit) {
+    Bytes changed = stream;
+    changed[bit / 8] = static_cast<uint8_t>(changed[bit / 8] ^ (1u << (bit % 8)));
+    check(changed);
+  }
+}
+
+}  // namespace
+}  // namespace qolm::entropy

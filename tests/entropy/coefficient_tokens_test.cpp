@@ -1,0 +1,194 @@
+#include "entropy/coefficient_tokens.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "entropy/naive_coders.h"
+#include "entropy/sample_inputs.h"
+
+namespace qolm::entropy {
+namespace {
+
+using ::testing::ElementsAre;
+using Bytes = std::vector<uint8_t>;
+using Values = std::vector<int16_t>;
+
+Values Zeros(size_t size) { return Values(size, 0); }
+
+Values With(size_t size, size_t position, int value) {
+  Values values(size, 0);
+  values[position] = static_cast<int16_t>(value);
+  return values;
+}
+
+bool Reads(const Bytes& tokens, size_t size) {
+  Values values(size, 99);
+  return DecodeCoefficientTokens(tokens, values);
+}
+
+TEST(EncodeCoefficientTokens, NoValuesGiveNoTokens) {
+  EXPECT_TRUE(EncodeCoefficientTokens({}).empty());
+}
+
+TEST(EncodeCoefficientTokens, EmptyBlocksAreCounted) {
+  EXPECT_THAT(EncodeCoefficientTokens(Zeros(64)), ElementsAre(2, 1));
+  EXPECT_THAT(EncodeCoefficientTokens(Zeros(300 * 64)), ElementsAre(2, 255, 2, 45));
+  EXPECT_THAT(EncodeCoefficientTokens(Zeros(255 * 64)), ElementsAre(2, 255));
+  EXPECT_THAT(EncodeCoefficientTokens(Zeros(256 * 64)), ElementsAre(2, 255, 2, 1));
+  EXPECT_THAT(EncodeCoefficientTokens(With(192, 64, 1)), ElementsAre(2, 1, 129, 1, 2, 1));
+}
+
+TEST(EncodeCoefficientTokens, BlockWithOneValue) {
+  EXPECT_THAT(EncodeCoefficientTokens(With(64, 0, 5)), ElementsAre(133, 1));
+  EXPECT_THAT(EncodeCoefficientTokens(With(64, 3, -5)), ElementsAre(0, 3, 123, 1));
+  EXPECT_THAT(EncodeCoefficientTokens(With(64, 62, 1)), ElementsAre(0, 62, 129, 1));
+  EXPECT_THAT(EncodeCoefficientTokens(With(64, 63, -300)), ElementsAre(0, 63, 255, 0xD4, 0xFE));
+}
+
+TEST(EncodeCoefficientTokens, ShortAndEscapedValues) {
+  EXPECT_THAT(EncodeCoefficientTokens(Values{120, -120, 121, -121}),
+              ElementsAre(248, 8, 255, 121, 0, 255, 0x87, 0xFF));
+  EXPECT_THAT(EncodeCoefficientTokens(Values{32767, -32768, 256}),
+              ElementsAre(255, 0xFF, 0x7F, 255, 0x00, 0x80, 255, 0x00, 0x01));
+}
+
+TEST(EncodeCoefficientTokens, TailHasRunsAndNoEndOfBlock) {
+  EXPECT_THAT(EncodeCoefficientTokens(Zeros(63)), ElementsAre(0, 63));
+  EXPECT_THAT(EncodeCoefficientTokens(Zeros(1)), ElementsAre(0, 1));
+  EXPECT_THAT(EncodeCoefficientTokens(With(63, 0, 1)), ElementsAre(129, 0, 62));
+  EXPECT_THAT(EncodeCoefficientTokens(Zeros(65)), ElementsAre(2, 1, 0, 1));
+  EXPECT_THAT(EncodeCoefficientTokens(With(70, 64, 2)), ElementsAre(2, 1, 130, 0, 5));
+}
+
+TEST(EncodeCoefficientTokens, EqualsTheNaiveCoderAndDecodes) {
+  for (const size_t size : samples::Sizes()) {
+    for (const uint32_t spacing : {1u, 2u, 5u, 30u, 200u, 20000u}) {
+      const Values values =
+          samples::SparseValues(size, spacing, static_cast<uint32_t>(size) + spacing);
+      const Bytes tokens = EncodeCoefficientTokens(values);
+      ASSERT_TRUE(tokens == naive::EncodeTokens(values)) << size << " / " << spacing;
+      ASSERT_LE(tokens.size(), kMaxTokenBytesPerValue * size);
+      Values output(size, 99);
+      ASSERT_TRUE(DecodeCoefficientTokens(tokens, output)) << size << " / " << spacing;
+      ASSERT_TRUE(output == values) << size << " / " << spacing;
+    }
+  }
+}
+
+TEST(EncodeCoefficientTokens, EverySizeUpToThreeBlocksAndWorstCaseValues) {
+  for (size_t size = 1; size <= 200; ++size) {
+    for (const int fill : {0, 1, -2048}) {
+      const Values values(size, static_cast<int16_t>(fill));
+      const Bytes tokens = EncodeCoefficientTokens(values);
+      ASSERT_EQ(tokens, naive::EncodeTokens(values)) << size;
+      Values output(size, 99);
+      ASSERT_TRUE(DecodeCoefficientTokens(tokens, output)) << size;
+      ASSERT_EQ(output, values) << size;
+    }
+  }
+  const Values escaped(5000000, -2048);
+  EXPECT_EQ(EncodeCoefficientTokens(escaped).size(), 15000000u);
+}
+
+TEST(EncodeCoefficientTokens, EveryValueReadsBack) {
+  Values values;
+  for (int v = -32768; v <= 32767; ++v) values.push_back(static_cast<int16_t>(v));
+  Values output(values.size());
+  ASSERT_TRUE(DecodeCoefficientTokens(EncodeCoefficientTokens(values), output));
+  EXPECT_EQ(output, values);
+}
+
+TEST(DecodeCoefficientTokens, EmptyMeetsEmptyOnly) {
+  EXPECT_TRUE(Reads({}, 0));
+  EXPECT_FALSE(Reads({}, 1));
+  EXPECT_FALSE(Reads({129}, 0));
+  EXPECT_FALSE(Reads({}, 64));
+}
+
+TEST(DecodeCoefficientTokens, UnusedBytesAreRefused) {
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    const bool value = byte >= 8 && byte <= 248 && byte != 128;
+    EXPECT_EQ(Reads({static_cast<uint8_t>(byte)}, 1), value) << byte;
+    const bool unused = (byte >= 3 && byte <= 7) || byte == 128 || (byte >= 249 && byte <= 254);
+    if (unused) {
+      EXPECT_FALSE(Reads({static_cast<uint8_t>(byte), 1, 1, 1}, 64)) << byte;
+    }
+  }
+}
+
+TEST(DecodeCoefficientTokens, ZeroRunsStayInTheirBlockOrTail) {
+  EXPECT_TRUE(Reads({0, 64}, 64));
+  EXPECT_FALSE(Reads({0, 65}, 128));
+  EXPECT_TRUE(Reads({129, 0, 63}, 64));
+  EXPECT_FALSE(Reads({129, 0, 64}, 128));
+  EXPECT_TRUE(Reads({0, 5}, 5));
+  EXPECT_FALSE(Reads({0, 6}, 5));
+  EXPECT_TRUE(Reads({2, 1, 0, 5}, 69));
+  EXPECT_FALSE(Reads({0, 69}, 69)) << "across the last block boundary";
+  EXPECT_FALSE(Reads({0, 0, 129}, 1)) << "a run of nothing";
+}
+
+TEST(DecodeCoefficientTokens, BlockRunsStartAtABoundaryAndFit) {
+  EXPECT_TRUE(Reads({2, 2}, 128));
+  EXPECT_FALSE(Reads({2, 3}, 128));
+  EXPECT_FALSE(Reads({2, 3}, 191)) << "the tail is no block";
+  EXPECT_FALSE(Reads({129, 2, 1}, 129)) << "inside a block";
+  EXPECT_TRUE(Reads({129, 1, 2, 1}, 128));
+  EXPECT_FALSE(Reads({2, 0, 2, 1}, 64)) << "a run of nothing";
+  EXPECT_FALSE(Reads({2, 1}, 63)) << "no block at all";
+  EXPECT_FALSE(Reads({2, 1, 2, 1}, 65)) << "in the tail";
+}
+
+TEST(DecodeCoefficientTokens, EndOfBlockIsForBlocksOnly) {
+  EXPECT_TRUE(Reads({129, 1}, 64));
+  EXPECT_FALSE(Reads({129, 1}, 63));
+  EXPECT_FALSE(Reads({2, 1, 129, 1}, 70));
+  EXPECT_FALSE(Reads({2, 1, 1}, 64)) << "after the last block";
+}
+
+TEST(DecodeCoefficientTokens, OutputEndsFullWithNoTokenLeft) {
+  EXPECT_TRUE(Reads({129, 130}, 2));
+  EXPECT_FALSE(Reads({129}, 2));
+  EXPECT_FALSE(Reads({129, 130, 131}, 2));
+  EXPECT_FALSE(Reads({0, 2, 0}, 2));
+}
+
+TEST(DecodeCoefficientTokens, CutTokensAreRefused) {
+  EXPECT_FALSE(Reads({0}, 5));
+  EXPECT_FALSE(Reads({2}, 64));
+  EXPECT_FALSE(Reads({255}, 1));
+  EXPECT_FALSE(Reads({255, 1}, 1));
+  EXPECT_TRUE(Reads({255, 1, 1}, 1));
+}
+
+TEST(DecodeCoefficientTokens, EveryTruncationIsRefused) {
+  const Bytes tokens = EncodeCoefficientTokens(samples::SparseValues(1000, 4, 8));
+  for (size_t size = 0; size < tokens.size(); ++size) {
+    ASSERT_FALSE(Reads(Bytes(tokens.begin(), tokens.begin() + static_cast<ptrdiff_t>(size)), 1000))
+        << size;
+  }
+}
+
+TEST(DecodeCoefficientTokens, RandomBytesNeverReadOrWriteOutside) {
+  std::mt19937 random(11);
+  for (int round = 0; round < 20000; ++round) {
+    Bytes tokens(random() % 40u);
+    for (uint8_t& byte : tokens) {
+      const uint32_t kind = random() % 4u;
+      byte = static_cast<uint8_t>(kind == 0 ? random() % 3u : kind == 1 ? 255u : random());
+    }
+    const size_t size = random() % 200u;
+    Values first(size, 1), second(size, 2);
+    const bool ok = DecodeCoefficientTokens(tokens, first);
+    ASSERT_EQ(ok, DecodeCoefficientTokens(tokens, second));
+    if (ok) {
+      ASSERT_EQ(first, second);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace qolm::entropy

@@ -1,0 +1,211 @@
+#include "entropy/rans.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+#include "entropy/naive_coders.h"
+#include "entropy/rans_frequency_table.h"
+#include "entropy/sample_inputs.h"
+
+namespace qolm::entropy {
+namespace {
+
+using ::testing::ElementsAre;
+using Bytes = std::vector<uint8_t>;
+
+bool Decode(const Bytes& stream, Bytes& output) { return RansDecodeBytes(stream, output); }
+
+// A stream with a table of one's own choice, state 65536 and no further bytes.
+Bytes StreamWithTable(uint32_t n, const std::vector<std::pair<uint8_t, uint16_t>>& entries) {
+  Bytes stream;
+  naive::Append32(stream, n);
+  stream.push_back(static_cast<uint8_t>(entries.size()));
+  stream.push_back(static_cast<uint8_t>(entries.size() >> 8));
+  for (const auto& [symbol, freq] : entries) {
+    stream.push_back(symbol);
+    stream.push_back(static_cast<uint8_t>(freq));
+    stream.push_back(static_cast<uint8_t>(freq >> 8));
+  }
+  naive::Append32(stream, 65536);
+  return stream;
+}
+
+TEST(RansEncodeBytes, EmptyInputGivesNoBytes) { EXPECT_TRUE(RansEncodeBytes({}).empty()); }
+
+TEST(RansEncodeBytes, OneByteGivesThirteenBytes) {
+  EXPECT_THAT(RansEncodeBytes(Bytes{42}),
+              ElementsAre(1, 0, 0, 0, 1, 0, 42, 0x00, 0x10, 0, 0, 1, 0));
+}
+
+TEST(RansEncodeBytes, OneRepeatedValueNeedsNoRenormalisationBytes) {
+  const Bytes stream = RansEncodeBytes(Bytes(100000, 9));
+  EXPECT_THAT(stream, ElementsAre(0xA0, 0x86, 1, 0, 1, 0, 9, 0x00, 0x10, 0, 0, 1, 0));
+}
+
+TEST(RansEncodeBytes, ShortfallGoesToTheLowerOfTwoEqualTopCounts) {
+  // 4093 * 1 / 3 + 1 = 1365 for each of the three, so one is missing.
+  const Bytes stream = RansEncodeBytes(Bytes{30, 20, 10});
+  EXPECT_THAT(Bytes(stream.begin() + 4, stream.begin() + 15),
+              ElementsAre(3, 0, 10, 0x56, 0x05, 20, 0x55, 0x05, 30, 0x55, 0x05));
+}
+
+TEST(RansEncodeBytes, ShortfallGoesToTheMostFrequentValueEvenIfItComesLate) {
+  // 1, 2, 2, 2, 2, 2, 2: 4094 / 7 + 1 = 585, 4094 * 6 / 7 + 1 = 3510, 1 missing.
+  const Bytes stream = RansEncodeBytes(Bytes{1, 2, 2, 2, 2, 2, 2});
+  EXPECT_THAT(Bytes(stream.begin() + 4, stream.begin() + 12),
+              ElementsAre(2, 0, 1, 0x49, 0x02, 2, 0xB7, 0x0D));
+}
+
+TEST(RansEncodeBytes, TwoValuesByHand) {
+  // Frequencies 2048 each. Byte 1 (cum 2048) first: 65536 / 2048 * 4096 + 2048 =
+  // 133120; then byte 0: 133120 / 2048 * 4096 + 0 = 266240 = 0x041000.
+  EXPECT_THAT(RansEncodeBytes(Bytes{0, 1}),
+              ElementsAre(2, 0, 0, 0, 2, 0, 0, 0x00, 0x08, 1, 0x00, 0x08, 0x00, 0x10, 0x04, 0x00));
+}
+
+TEST(RansEncodeBytes, AllValuesGiveATableRegionOf774Bytes) {
+  Bytes input(256);
+  std::iota(input.begin(), input.end(), uint8_t{0});
+  const Bytes stream = RansEncodeBytes(input);
+  EXPECT_EQ(stream[4], 0);
+  EXPECT_EQ(stream[5], 1);
+  for (size_t s = 0; s < 256; ++s) {
+    EXPECT_EQ(stream[6 + 3 * s], s);
+    EXPECT_EQ(stream[7 + 3 * s], 16);
+    EXPECT_EQ(stream[8 + 3 * s], 0);
+  }
+  // 256 values of 8 bits, of which the state holds some: the first state follows
+  // at 774 and the total is exact.
+  EXPECT_EQ(stream, naive::RansEncode(input));
+  EXPECT_GE(stream.size(), 774u + 4u);
+  Bytes output(256);
+  ASSERT_TRUE(Decode(stream, output));
+  EXPECT_EQ(output, input);
+}
+
+TEST(RansEncodeBytes, EqualsTheNaiveCoderAndDecodes) {
+  for (const size_t size : samples::Sizes()) {
+    for (const auto& [name, input] : samples::ByteSamples(size, static_cast<uint32_t>(size) + 1)) {
+      const Bytes stream = RansEncodeBytes(input);
+      ASSERT_TRUE(stream == naive::RansEncode(input)) << name << " of " << size;
+      if (size == 0) continue;
+      Bytes output(size, 0xEE);
+      ASSERT_TRUE(Decode(stream, output)) << name << " of " << size;
+      ASSERT_TRUE(output == input) << name << " of " << size;
+    }
+  }
+}
+
+TEST(RansDecodeBytes, EmptyOutputNeedsOnlyAHeaderWithCountZero) {
+  Bytes none;
+  EXPECT_TRUE(Decode({0, 0, 0, 0, 0, 0}, none));
+  EXPECT_FALSE(Decode({0, 0, 0, 0, 0}, none));
+  EXPECT_FALSE(Decode({1, 0, 0, 0, 1, 0}, none));
+  EXPECT_FALSE(Decode({}, none));
+}
+
+TEST(RansDecodeBytes, RefusesAnotherCount) {
+  const Bytes stream = RansEncodeBytes(Bytes{1, 2, 3});
+  Bytes two(2), four(4);
+  EXPECT_FALSE(Decode(stream, two));
+  EXPECT_FALSE(Decode(stream, four));
+}
+
+TEST(RansDecodeBytes, RefusesInvalidTables) {
+  Bytes output(1);
+  EXPECT_TRUE(Decode(StreamWithTable(1, {{5, 4096}}), output));
+  EXPECT_TRUE(Decode(StreamWithTable(1, {{5, 1}, {6, 4095}}), output));
+  EXPECT_FALSE(Decode(StreamWithTable(1, {}), output)) << "no entry";
+  EXPECT_FALSE(Decode(StreamWithTable(1, {{6, 2048}, {5, 2048}}), output)) << "descending";
+  EXPECT_FALSE(Decode(StreamWithTable(1, {{5, 2048}, {5, 2048}}), output)) << "repeated";
+  EXPECT_FALSE(Decode(StreamWithTable(1, {{5, 0}, {6, 4096}}), output)) << "zero frequency";
+  EXPECT_FALSE(Decode(StreamWithTable(1, {{5, 4095}}), output)) << "sum too small";
+  EXPECT_FALSE(Decode(StreamWithTable(1, {{5, 4096}, {6, 1}}), output)) << "sum too large";
+  EXPECT_FALSE(Decode(StreamWithTable(1, {{5, 65535}, {6, 4097}}), output)) << "sum wraps";
+  std::vector<std::pair<uint8_t, uint16_t>> entries;
+  for (int s = 0; s < 256; ++s) entries.emplace_back(static_cast<uint8_t>(s), uint16_t{16});
+  EXPECT_TRUE(Decode(StreamWithTable(1, entries), output));
+  entries.emplace_back(uint8_t{255}, uint16_t{16});
+  EXPECT_FALSE(Decode(StreamWithTable(1, entries), output)) << "257 entries";
+}
+
+TEST(RansDecodeBytes, RefusesEveryCutThroughHeadTableOrState) {
+  const Bytes input{1, 2, 2, 3, 3, 3};
+  const Bytes stream = RansEncodeBytes(input);
+  Bytes output(input.size());
+  for (size_t size = 0; size < 6 + 3 * 3 + 4; ++size) {
+    EXPECT_FALSE(
+        Decode(Bytes(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(size)), output))
+        << size;
+  }
+}
+
+TEST(RansDecodeBytes, MissingRenormalisationBytesStillGiveAllValues) {
+  for (const auto& [name, input] : samples::ByteSamples(700, 5)) {
+    const Bytes stream = RansEncodeBytes(input);
+    const size_t head = 10 + 3 * (stream[4] + size_t{256} * stream[5]);
+    for (size_t size = head; size <= stream.size(); ++size) {
+      const Bytes cut(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(size));
+      Bytes output(input.size());
+      ASSERT_TRUE(Decode(cut, output)) << name << " cut to " << size;
+      ASSERT_TRUE(output == naive::RansDecode(cut)) << name << " cut to " << size;
+    }
+  }
+}
+
+TEST(RansDecodeBytes, AnyFirstStateDecodesAsDefined) {
+  const Bytes input = samples::ByteSamples(200, 6).front().bytes;
+  const Bytes stream = RansEncodeBytes(input);
+  const size_t head = 6 + 3 * (stream[4] + size_t{256} * stream[5]);
+  for (const uint32_t state : {0u, 1u, 15u, 16u, 255u, 256u, 4095u, 4096u, 65535u, 65536u,
+                               0xFFFFFFu, 0x1000000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
+    Bytes changed = stream;
+    for (size_t i = 0; i < 4; ++i) changed[head + i] = static_cast<uint8_t>(state >> (8 * i));
+    // Zero bytes do not lift a state of zero, so refilling may eat many of them.
+    for (size_t i = head + 4; i < head + 40; ++i) changed[i] = 0;
+    Bytes output(input.size());
+    ASSERT_TRUE(Decode(changed, output)) << state;
+    EXPECT_EQ(output, naive::RansDecode(changed)) << state;
+  }
+}
+
+TEST(RansDecodeBytes, EverySingleBitFlipIsDecodedAlikeTwice) {
+  const Bytes input = samples::ByteSamples(90, 7).back().bytes;
+  const Bytes stream = RansEncodeBytes(input);
+  for (size_t bit = 0; bit < 8 * stream.size(); ++bit) {
+    Bytes changed = stream;
+    changed[bit / 8] = static_cast<uint8_t>(changed[bit / 8] ^ (1u << (bit % 8)));
+    Bytes first(input.size(), 1), second(input.size(), 2);
+    const bool ok = Decode(changed, first);
+    ASSERT_EQ(ok, Decode(changed, second)) << "bit " << bit;
+    if (ok) {
+      ASSERT_EQ(first, second) << "bit " << bit;
+      ASSERT_EQ(first, naive::RansDecode(changed)) << "bit " << bit;
+    }
+  }
+}
+
+TEST(RansFrequencyTable, StoredFormReadsBack) {
+  ByteCounts counts{};
+  counts[0] = 7;
+  counts[17] = 1;
+  counts[255] = 4000000000u;
+  const RansFrequencyTable table = BuildRansFrequencyTable(counts);
+  EXPECT_EQ(table.freq[0], 1);
+  EXPECT_EQ(table.freq[17], 1);
+  EXPECT_EQ(table.freq[255], 4094);
+  Bytes bytes(StoredTableSize(table));
+  StoreRansFrequencyTable(table, bytes.data());
+  RansFrequencyTable loaded;
+  ASSERT_TRUE(LoadRansFrequencyTable(bytes, loaded));
+  EXPECT_EQ(loaded.freq, table.freq);
+  EXPECT_EQ(loaded.cum, table.cum);
+  EXPECT_EQ(loaded.entry_count, 3u);
+  bytes.pop_back();
+  EXPECT_FALSE(LoadRansFrequencyTable(bytes, loaded));
+}
+
+}  // namespace
+}  // namespace qolm::entropy
