@@ -1,0 +1,196 @@
+// Seeking shows the same pictures as decoding from the start; caches are
+// filled and bounded.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "decoder/frame_decoder.h"
+#include "support/container_file.h"
+#include "support/moving_picture.h"
+#include "support/temporary_folder.h"
+
+namespace qolm::decoder {
+namespace {
+
+using container::FileHeader;
+using test::MovingPicture;
+using test::PictureCoder;
+using test::Record;
+using test::Repeat;
+using test::SamePicture;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Key;
+
+constexpr uint16_t kWidth = 24;
+constexpr uint16_t kHeight = 16;
+constexpr uint64_t kPictureBytes = kWidth * kHeight * 3 / 2;
+
+// Key frames at 0, 20 and 47; a repeat run of 7 behind frame 9 and one of 5
+// behind frame 50; 60 frames in all.
+class SeekTest : public testing::Test {
+ protected:
+  explicit SeekTest(uint16_t flags = 0x003E | container::kFlagDeblocking) {
+    PictureCoder coder(flags, 55);
+    std::vector<Record> records;
+    FileHeader header = test::PlainHeader(kWidth, kHeight);
+    header.flags = flags;
+    while (linear_.size() < 60) {
+      const auto number = static_cast<uint32_t>(linear_.size());
+      const bool key = number == 0 || number == 20 || number == 47;
+      if (number == 10 || number == 51) {
+        const uint8_t run = number == 10 ? 7 : 5;
+        records.push_back(Repeat(run));
+        linear_.insert(linear_.end(), run, coder.reference());
+        continue;
+      }
+      const video::YuvPlanes picture = MovingPicture(kWidth, kHeight, number);
+      records.push_back(key ? coder.Key(picture) : coder.Predicted(picture));
+      linear_.push_back(coder.reference());
+    }
+    header.frame_count = 60;
+    written_ = test::WriteContainerFile(folder_ / "a.qolm", header, records);
+  }
+
+  void SetUp() override {
+    ASSERT_TRUE(written_);
+    ASSERT_TRUE(reader_.open(folder_ / "a.qolm"));
+  }
+
+  void ExpectRestFrom(FrameDecoder& decoder, size_t first) {
+    for (size_t number = first; number < linear_.size(); ++number) {
+      ASSERT_TRUE(decoder.next_planes()) << number;
+      ASSERT_TRUE(SamePicture(decoder.planes(), linear_[number])) << number;
+    }
+    EXPECT_FALSE(decoder.next_planes());
+    EXPECT_EQ(decoder.stream_end(), StreamEnd::kComplete);
+  }
+
+  test::TemporaryFolder folder_;
+  std::vector<video::YuvPlanes> linear_;
+  bool written_ = false;
+  container::ContainerReader reader_;
+};
+
+TEST_F(SeekTest, LinearDecodingMatchesTheEncoder) {
+  FrameDecoder decoder(reader_);
+  ExpectRestFrom(decoder, 0);
+}
+
+TEST_F(SeekTest, EveryKeyFrameIsAStart) {
+  ASSERT_EQ(reader_.keyframes().size(), 3U);
+  FrameDecoder decoder(reader_);
+  for (size_t entry = 0; entry < 3; ++entry) {
+    ASSERT_TRUE(decoder.seek_to_key_frame(entry));
+    const uint32_t number = reader_.keyframes()[entry].frame_number;
+    EXPECT_EQ(decoder.frames_delivered(), static_cast<int32_t>(number));
+    ExpectRestFrom(decoder, number);
+  }
+  EXPECT_FALSE(decoder.seek_to_key_frame(3));
+}
+
+TEST_F(SeekTest, EveryFrameFromAFreshDecoder) {
+  for (size_t number = 0; number < linear_.size(); ++number) {
+    FrameDecoder decoder(reader_);
+    ASSERT_TRUE(decoder.seek_to_frame(static_cast<int32_t>(number)));
+    ExpectRestFrom(decoder, number);
+  }
+}
+
+TEST_F(SeekTest, BackAndForthOverWarmCaches) {
+  FrameDecoder decoder(reader_);
+  ExpectRestFrom(decoder, 0);
+  for (int32_t step = 0; step < 60; ++step) {
+    const int32_t number = step * 37 % 60;
+    ASSERT_TRUE(decoder.seek_to_frame(number));
+    EXPECT_EQ(decoder.frames_delivered(), number);
+    OutputFrame frame;
+    ASSERT_TRUE(decoder.next_frame(frame));
+    EXPECT_EQ(frame.presentation_tag, number);
+    std::vector<uint8_t> expected;
+    video::ConvertYuvToPacked(linear_[static_cast<size_t>(number)], video::PixelOrder::kRgba,
+                              expected);
+    ASSERT_EQ(frame.pixels, expected) << number;
+  }
+  ASSERT_TRUE(decoder.seek_to_frame(5));
+  ExpectRestFrom(decoder, 5);
+}
+
+TEST_F(SeekTest, OutsideTheFileIsRefused) {
+  FrameDecoder decoder(reader_);
+  EXPECT_FALSE(decoder.seek_to_frame(-1));
+  EXPECT_FALSE(decoder.seek_to_frame(60));
+  EXPECT_FALSE(decoder.seek_to_frame(INT32_MAX));
+  ExpectRestFrom(decoder, 0);
+}
+
+TEST_F(SeekTest, DamageIsJumpedOver) {
+  std::vector<uint8_t> bytes = test::ReadBytes(folder_ / "a.qolm");
+  bytes[reader_.index()[5]] = 6;  // no record has this type
+  test::WriteBytes(folder_ / "a.qolm", bytes);
+  ASSERT_TRUE(reader_.open(folder_ / "a.qolm"));
+  FrameDecoder decoder(reader_);
+  EXPECT_FALSE(decoder.seek_to_frame(12));
+  EXPECT_EQ(decoder.stream_end(), StreamEnd::kDamagedRecord);
+  ASSERT_TRUE(decoder.seek_to_frame(30));
+  ExpectRestFrom(decoder, 30);
+}
+
+TEST_F(SeekTest, CachesHoldKeyFramesAndEveryFifteenthCodedFrame) {
+  FrameDecoder decoder(reader_);
+  ExpectRestFrom(decoder, 0);
+  EXPECT_THAT(decoder.caches().key_cache(), ElementsAre(Key(0), Key(20), Key(47)));
+  // Frame 15 lies in a repeat run, which stores nothing.
+  EXPECT_THAT(decoder.caches().snapshot_cache(), ElementsAre(Key(0), Key(30), Key(45)));
+  for (const auto& [number, planes] : decoder.caches().key_cache()) {
+    EXPECT_TRUE(SamePicture(*planes, linear_[static_cast<size_t>(number)]));
+  }
+  for (const auto& [number, snapshot] : decoder.caches().snapshot_cache()) {
+    EXPECT_EQ(snapshot.frame_number, number);
+    EXPECT_EQ(snapshot.width, kWidth);
+    EXPECT_EQ(snapshot.height, kHeight);
+    EXPECT_TRUE(SamePicture(*snapshot.planes, linear_[static_cast<size_t>(number)]));
+    EXPECT_EQ(snapshot.secondary_ref, nullptr);
+  }
+  // Records 10 and behind stand one repeat run of seven later.
+  EXPECT_EQ(decoder.caches().snapshot_cache().at(30).cursor, 30 - 7 + 2);
+  // Key frame and snapshot 0 are one picture.
+  EXPECT_EQ(decoder.caches().bytes_held(), 5 * kPictureBytes);
+}
+
+TEST_F(SeekTest, ByteBudgetDropsTheOldest) {
+  FrameDecoder decoder(reader_, video::PixelOrder::kRgba, 3 * kPictureBytes);
+  ExpectRestFrom(decoder, 0);
+  EXPECT_THAT(decoder.caches().key_cache(), ElementsAre(Key(47)));
+  EXPECT_THAT(decoder.caches().snapshot_cache(), ElementsAre(Key(30), Key(45)));
+  EXPECT_EQ(decoder.caches().bytes_held(), 3 * kPictureBytes);
+  ASSERT_TRUE(decoder.seek_to_frame(1));
+  ExpectRestFrom(decoder, 1);
+}
+
+TEST_F(SeekTest, BudgetOfNothingKeepsNothing) {
+  FrameDecoder decoder(reader_, video::PixelOrder::kRgba, 0);
+  ExpectRestFrom(decoder, 0);
+  EXPECT_THAT(decoder.caches().key_cache(), IsEmpty());
+  EXPECT_THAT(decoder.caches().snapshot_cache(), IsEmpty());
+  EXPECT_EQ(decoder.caches().bytes_held(), 0U);
+}
+
+class SecondaryReferenceTest : public SeekTest {
+ protected:
+  SecondaryReferenceTest() : SeekTest(0x003E | container::kFlagBidirectional) {}
+};
+
+TEST_F(SecondaryReferenceTest, SnapshotsKeepTheAnchorBeforeTheirs) {
+  FrameDecoder decoder(reader_);
+  ExpectRestFrom(decoder, 0);
+  const auto& snapshots = decoder.caches().snapshot_cache();
+  ASSERT_THAT(snapshots, ElementsAre(Key(0), Key(30), Key(45)));
+  EXPECT_EQ(snapshots.at(0).secondary_ref, nullptr);
+  EXPECT_TRUE(SamePicture(*snapshots.at(30).secondary_ref, linear_[29]));
+  EXPECT_TRUE(SamePicture(*snapshots.at(45).secondary_ref, linear_[44]));
+  ASSERT_TRUE(decoder.seek_to_frame(31));
+  ExpectRestFrom(decoder, 31);
+}
+
+}  // namespace
+}  // namespace qolm::decoder
