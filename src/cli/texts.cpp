@@ -1,5 +1,7 @@
 #include "cli/texts.h"
 
+#include <initializer_list>
+
 #include "cli/option_words.h"
 
 namespace qolm::cli::texts {
@@ -121,6 +123,10 @@ std::string SoundOffNotice() { return "[+] Sound is switched off; converting the
 std::string IndexAtEndNotice() {
   return "[+] Note: more records than the front index can hold; the index goes to the end of "
          "the file.\n";
+}
+
+std::string NoFramesNotice() {
+  return "[+] Note: the source delivered no frame; the file holds no picture.\n";
 }
 
 std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames) {

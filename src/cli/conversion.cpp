@@ -1,0 +1,224 @@
+#include "cli/conversion.h"
+
+#include <algorithm>
+#include <optional>
+#include <ostream>
+#include <utility>
+
+#include "cli/encode_report.h"
+#include "cli/part_file.h"
+#include "cli/path_bytes.h"
+#include "cli/progress_line.h"
+#include "cli/texts.h"
+#include "container/layout.h"
+#include "encoder/encoder_session.h"
+#include "media/video_source.h"
+
+namespace qolm::cli {
+namespace {
+
+constexpr int kSuccess = 0;
+constexpr int kFailure = 1;
+
+enum class LoopEnd { kSourceEnded, kFrameLimit, kInterrupted, kWriteFailed };
+
+// A source may promise a few frames too many: containers round their duration,
+// and the sound may last longer than the picture. More than that is told.
+bool EndedWellBefore(uint32_t frames, const media::VideoSource& source) {
+  const int64_t expected = source.frame_count();
+  const int64_t two_seconds =
+      int64_t{2} * source.fps_numerator() / std::max(source.fps_denominator(), 1);
+  const int64_t tolerated = std::max<int64_t>(2, std::min(expected / 20, two_seconds));
+  return expected - static_cast<int64_t>(frames) > tolerated;
+}
+
+class Conversion {
+ public:
+  Conversion(const EncodeRequest& request, const EncodeEnvironment& environment, std::ostream& out,
+             std::ostream& err)
+      : request_(request),
+        environment_(environment),
+        out_(out),
+        err_(err),
+        input_(PathFromBytes(request.input_path)),
+        output_(PathFromBytes(request.output_path)),
+        settings_(request.options.settings),
+        source_(environment.make_video_framework()) {}
+
+  ~Conversion() { EndProgressLine(); }
+
+  Conversion(const Conversion&) = delete;
+  Conversion& operator=(const Conversion&) = delete;
+
+  int Run() {
+    if (!OpenInput()) return kFailure;
+    session_.emplace(settings_);
+    TakeSound();
+    if (!OpenOutput()) return kFailure;
+    out_ << SettingsLine(settings_) << std::flush;
+    start_ = environment_.monotonic_now();
+    const LoopEnd end = ConvertFrames();
+    return Conclude(end);
+  }
+
+ private:
+  // Opens the source, reports it and completes the settings with its geometry.
+  bool OpenInput() {
+    if (!source_.Open(input_)) {
+      const std::string& reason = source_.failure_reason();
+      return Fail(
+          texts::InputOpenError(reason.empty() ? "unknown format" : reason, request_.input_path));
+    }
+    out_ << InputReportText({request_.input_path, source_.width(), source_.height(),
+                             source_.fps_numerator(), source_.fps_denominator(),
+                             source_.frame_count(), source_.duration_ms()});
+    settings_.width = source_.width();
+    settings_.height = source_.height();
+    settings_.fps_numerator = source_.fps_numerator();
+    settings_.fps_denominator = source_.fps_denominator();
+    settings_.expected_frame_count = std::max(source_.frame_count(), 0);
+    return true;
+  }
+
+  void TakeSound() {
+    if (request_.options.audio.enabled == 0) {
+      out_ << texts::SoundOffNotice();
+      return;
+    }
+    PcmTrack sound;
+    if (!environment_.read_sound(input_, request_.options.audio, sound)) {
+      out_ << texts::SoundNotReadNotice();
+      return;
+    }
+    out_ << AudioStreamLine(sound.sample_rate, sound.channels, sound.samples.size());
+    session_->set_audio(std::move(sound));
+  }
+
+  bool OpenOutput() {
+    std::string reason;
+    const auto most = static_cast<int32_t>(container::kMaxDimension);
+    if (settings_.width > most || settings_.height > most) {
+      reason = "pictures larger than " + std::to_string(most) + "x" + std::to_string(most) +
+               " cannot be stored";
+    } else {
+      reason = part_file_.Prepare(output_, input_);
+    }
+    if (reason.empty() && !session_->open_output(part_file_.part_path())) {
+      reason = session_->stream_error().message();
+    }
+    if (!reason.empty()) return Fail(texts::OutputOpenError(reason, request_.output_path));
+    if (session_->index_too_large_for_front()) {
+      out_ << texts::IndexAtEndNotice();
+      index_notice_given_ = true;
+    }
+    return true;
+  }
+
+  LoopEnd ConvertFrames() {
+    const int32_t limit = request_.options.frame_limit;
+    VideoFrame frame;
+    while (true) {
+      if (environment_.interrupted()) return LoopEnd::kInterrupted;
+      if (!source_.ReadNextFrame(frame)) return LoopEnd::kSourceEnded;
+      session_->encode_frame(frame);
+      if (session_->stream_error()) return LoopEnd::kWriteFailed;
+      ++frames_;
+      if (ProgressIsDue(frames_)) WriteProgress();
+      if (limit >= 1 && frames_ >= static_cast<uint32_t>(limit)) return LoopEnd::kFrameLimit;
+    }
+  }
+
+  int Conclude(LoopEnd end) {
+    if (end == LoopEnd::kInterrupted && frames_ == 0) {
+      Fail(texts::InterruptedWithNothing(request_.output_path));
+      return kFailure;
+    }
+    if (end != LoopEnd::kWriteFailed) session_->finish();
+    const std::chrono::nanoseconds stop = environment_.monotonic_now();
+    if (session_->stream_error()) {
+      Fail(texts::WriteError(session_->stream_error().message(), request_.output_path));
+      return kFailure;
+    }
+    if (end == LoopEnd::kInterrupted) {
+      part_file_.Keep();
+      Fail(texts::InterruptedWithPart(frames_, BytesFromPath(part_file_.part_path())));
+      return kFailure;
+    }
+    if (const std::error_code error = part_file_.Commit()) {
+      Fail(texts::RenameError(error.message(), BytesFromPath(part_file_.part_path()),
+                              request_.output_path));
+      return kFailure;
+    }
+
+    Statistics statistics;
+    statistics.frames_processed = frames_;
+    statistics.frames_skipped = session_->frames_skipped();
+    statistics.encoding_time_ms = static_cast<double>((stop - start_).count()) * 1e-6;
+    statistics.output_bytes = std::filesystem::file_size(output_);
+    statistics.input_bytes = std::filesystem::file_size(input_);
+    statistics.width = settings_.width;
+    statistics.height = settings_.height;
+    out_ << StatisticsText(statistics);
+    progress_line_open_ = false;  // the statistics begin with the newline it lacks
+    if (session_->index_too_large_for_front() && !index_notice_given_) {
+      out_ << texts::IndexAtEndNotice();
+    }
+    if (end == LoopEnd::kSourceEnded) {
+      if (frames_ == 0) {
+        out_ << texts::NoFramesNotice();
+      } else if (EndedWellBefore(frames_, source_)) {
+        out_ << texts::EarlyEndNotice(frames_, source_.frame_count());
+      }
+    }
+    out_ << std::flush;
+    return kSuccess;
+  }
+
+  void WriteProgress() {
+    out_ << ProgressLine({frames_, source_.frame_count(), session_->frames_skipped(),
+                          environment_.monotonic_now() - start_})
+         << std::flush;
+    progress_line_open_ = true;
+  }
+
+  void EndProgressLine() {
+    if (progress_line_open_) out_ << "\n" << std::flush;
+    progress_line_open_ = false;
+  }
+
+  // Always false, for the caller to return.
+  bool Fail(const std::string& error_line) {
+    EndProgressLine();
+    out_ << std::flush;
+    err_ << error_line << std::flush;
+    return false;
+  }
+
+  const EncodeRequest& request_;
+  const EncodeEnvironment& environment_;
+  std::ostream& out_;
+  std::ostream& err_;
+  const std::filesystem::path input_;
+  const std::filesystem::path output_;
+  encoder::EncodeSettings settings_;
+
+  // Destroyed from the last to the first: the session closes the part file
+  // before part_file_ may remove it, and the source goes after both.
+  media::VideoSource source_;
+  PartFile part_file_;
+  std::optional<encoder::EncoderSession> session_;
+
+  uint32_t frames_ = 0;  // read from the source and handed to the session
+  std::chrono::nanoseconds start_{0};
+  bool progress_line_open_ = false;
+  bool index_notice_given_ = false;
+};
+
+}  // namespace
+
+int EncodeVideo(const EncodeRequest& request, const EncodeEnvironment& environment,
+                std::ostream& out, std::ostream& err) {
+  return Conversion(request, environment, out, err).Run();
+}
+
+}  // namespace qolm::cli

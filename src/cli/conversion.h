@@ -1,0 +1,45 @@
+// One whole conversion with its console report.
+//
+//   open input -> report -> sound -> open output -> settings line
+//     -> frame loop -> finish -> rename -> statistics
+#ifndef QOLM_CLI_CONVERSION_H_
+#define QOLM_CLI_CONVERSION_H_
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <iosfwd>
+#include <memory>
+#include <string>
+
+#include "audio/pcm_track.h"
+#include "cli/options.h"
+#include "media/audio_options.h"
+#include "media/video_framework.h"
+
+namespace qolm::cli {
+
+struct EncodeRequest {
+  std::string input_path;   // UTF-8, as given by the user
+  std::string output_path;  // likewise
+  EncodeOptions options;
+};
+
+// What a conversion takes from its surroundings.
+struct EncodeEnvironment {
+  std::function<std::unique_ptr<media::VideoFramework>()> make_video_framework;
+  // Reads the whole sound of a file; false when it has none that can be read.
+  std::function<bool(const std::filesystem::path&, const media::AudioOptions&, PcmTrack&)>
+      read_sound;
+  std::function<std::chrono::nanoseconds()> monotonic_now;
+  std::function<bool()> interrupted;
+};
+
+// The exit code: 0 when the output is complete and in place, else 1. Throws
+// std::filesystem::filesystem_error when the size of a file cannot be had.
+int EncodeVideo(const EncodeRequest& request, const EncodeEnvironment& environment,
+                std::ostream& out, std::ostream& err);
+
+}  // namespace qolm::cli
+
+#endif  // QOLM_CLI_CONVERSION_H_

@@ -1,0 +1,26 @@
+#include "cli/encode_command.h"
+
+#include <chrono>
+
+#include "cli/interrupt.h"
+#include "media/platform.h"
+
+namespace qolm::cli {
+
+int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostream& err) {
+  const InterruptListener listener;
+  const media::Platform platform;
+  EncodeEnvironment environment;
+  environment.make_video_framework = [&platform] { return platform.MakeVideoFramework(); };
+  // No sound can be read yet: every conversion says so and goes on without it.
+  environment.read_sound = [](const std::filesystem::path&, const media::AudioOptions&, PcmTrack&) {
+    return false;
+  };
+  environment.monotonic_now = [] {
+    return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch());
+  };
+  environment.interrupted = [&listener] { return listener.interrupted(); };
+  return EncodeVideo(request, environment, out, err);
+}
+
+}  // namespace qolm::cli

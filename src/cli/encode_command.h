@@ -1,0 +1,17 @@
+// The encode command on this machine: a conversion with the media framework of
+// this build, the system's clock and its signals.
+#ifndef QOLM_CLI_ENCODE_COMMAND_H_
+#define QOLM_CLI_ENCODE_COMMAND_H_
+
+#include <iosfwd>
+
+#include "cli/conversion.h"
+
+namespace qolm::cli {
+
+// Returns and throws what EncodeVideo does.
+int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostream& err);
+
+}  // namespace qolm::cli
+
+#endif  // QOLM_CLI_ENCODE_COMMAND_H_

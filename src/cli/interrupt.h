@@ -1,0 +1,25 @@
+// Ctrl-C and SIGTERM ask a conversion to stop after the frame in hand; the
+// second one ends the program at once.
+#ifndef QOLM_CLI_INTERRUPT_H_
+#define QOLM_CLI_INTERRUPT_H_
+
+namespace qolm::cli {
+
+// Listens while it lives. One at a time.
+class InterruptListener {
+ public:
+  InterruptListener();
+  ~InterruptListener();
+  InterruptListener(const InterruptListener&) = delete;
+  InterruptListener& operator=(const InterruptListener&) = delete;
+
+  bool interrupted() const;
+};
+
+// A file that outgrows the user's limit shall be a failed write with a reason,
+// not the end of the program.
+void IgnoreFileSizeSignal();
+
+}  // namespace qolm::cli
+
+#endif  // QOLM_CLI_INTERRUPT_H_

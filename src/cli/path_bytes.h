@@ -1,0 +1,23 @@
+// Paths travel through the program as the UTF-8 bytes that the user gave, so
+// that reports print them unchanged.
+#ifndef QOLM_CLI_PATH_BYTES_H_
+#define QOLM_CLI_PATH_BYTES_H_
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace qolm::cli {
+
+inline std::filesystem::path PathFromBytes(std::string_view bytes) {
+  return std::filesystem::path(std::u8string(bytes.begin(), bytes.end()));
+}
+
+inline std::string BytesFromPath(const std::filesystem::path& path) {
+  const std::u8string text = path.u8string();
+  return std::string(text.begin(), text.end());
+}
+
+}  // namespace qolm::cli
+
+#endif  // QOLM_CLI_PATH_BYTES_H_
