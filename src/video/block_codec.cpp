@@ -66,6 +66,7 @@ void ReconstructBlock(const VideoKernels& kernels, const QuantTable& table,
   Dequantise(table, levels, block);
   if (block.rows == 0) {
     // Prediction + 0 + 0.5, truncated, is the prediction.
+    if (prediction.samples == plane + size_t{y0} * grid.width + x0) return;
     CopyInside(prediction.samples, prediction.stride, grid, x0, y0, plane);
     return;
   }

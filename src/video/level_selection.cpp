@@ -1,0 +1,140 @@
+#include "video/level_selection.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstdlib>
+
+namespace qolm::video {
+namespace {
+
+// One bit's worth of squared error as a part of the squared DC step. Measured:
+// the value that gave the least bytes at equal PSNR.
+constexpr float kLambdaFactor = 0.12F;
+
+// Estimated bits of the pieces of a block. The streams are adaptive, so these
+// are typical figures, not exact ones.
+constexpr float kBlockBits = 5.0F;  // ending a run of empty blocks
+constexpr float kEndOfBlockBits = 2.3F;
+constexpr float kRunTokenBits = 3.2F;  // a zero run of one
+
+struct BitTables {
+  std::array<float, 64> run;     // by number of zeros
+  std::array<float, 128> level;  // by magnitude
+};
+
+BitTables BuildBitTables() {
+  BitTables bits;
+  bits.run[0] = 0.0F;
+  for (size_t zeros = 1; zeros < bits.run.size(); ++zeros) {
+    bits.run[zeros] = kRunTokenBits + std::log2(static_cast<float>(zeros));
+  }
+  bits.level[0] = 0.0F;
+  for (size_t level = 1; level < bits.level.size(); ++level) {
+    bits.level[level] = 2.4F + 2.1F * std::log2(static_cast<float>(level));
+  }
+  return bits;
+}
+
+const BitTables& GetBitTables() {
+  static const BitTables tables = BuildBitTables();
+  return tables;
+}
+
+struct Candidate {
+  int position;    // in the scan
+  int16_t level;   // the better of nearest and nearest - 1, signed
+  float cost;      // of storing it rather than zero, without its run
+  bool mandatory;  // too large to vanish
+};
+
+}  // namespace
+
+LevelSelection MakeLevelSelection(const QuantTable& table, bool rate_rule) {
+  return {rate_rule, kLambdaFactor * table.step[0] * table.step[0]};
+}
+
+void SelectLevels(const LevelSelection& selection, const QuantTable& table,
+                  const float* coefficients, const int16_t* nearest, uint64_t nonzero,
+                  int16_t* zigzag) {
+  if (!selection.rate_rule) {
+    for (; nonzero != 0; nonzero &= nonzero - 1) {
+      const size_t natural = static_cast<size_t>(std::countr_zero(nonzero));
+      zigzag[kScanPosition[natural]] = nearest[natural];
+    }
+    return;
+  }
+
+  const BitTables& bits = GetBitTables();
+  const float lambda = selection.lambda;
+  uint64_t scan_positions = 0;
+  for (; nonzero != 0; nonzero &= nonzero - 1) {
+    scan_positions |= uint64_t{1} << kScanPosition[static_cast<size_t>(std::countr_zero(nonzero))];
+  }
+
+  std::array<Candidate, 64> candidates;
+  size_t count = 0;
+  for (; scan_positions != 0; scan_positions &= scan_positions - 1, ++count) {
+    Candidate& candidate = candidates[count];
+    candidate.position = std::countr_zero(scan_positions);
+    const size_t natural = kZigzag[static_cast<size_t>(candidate.position)];
+    const float step = table.step[natural];
+    const float magnitude = std::fabs(coefficients[natural]);
+    const int largest = std::abs(nearest[natural]);
+    candidate.mandatory = largest > 2;
+    candidate.cost = 0.0F;
+    for (int level = largest; level > 0 && level >= largest - 1; --level) {
+      const float rest = magnitude - static_cast<float>(level) * step;
+      const float cost = rest * rest - magnitude * magnitude +
+                         lambda * bits.level[static_cast<size_t>(std::min(level, 127))];
+      if (level == largest || cost < candidate.cost) {
+        candidate.cost = cost;
+        candidate.level = static_cast<int16_t>(nearest[natural] < 0 ? -level : level);
+      }
+    }
+  }
+
+  // best[i]: least cost of the scan up to candidate i, which is stored;
+  // previous[i]: the stored candidate before it, -1 for none. Candidates before
+  // the last mandatory one cannot be skipped over.
+  std::array<float, 64> best;
+  std::array<int, 64> previous;
+  int first_reachable = -1;
+  for (int i = 0; i < static_cast<int>(count); ++i) {
+    const Candidate& candidate = candidates[static_cast<size_t>(i)];
+    float least = 0.0F;
+    int from = -2;
+    for (int j = i - 1; j >= first_reachable; --j) {
+      const int last_position = j < 0 ? -1 : candidates[static_cast<size_t>(j)].position;
+      const int zeros = candidate.position - last_position - 1;
+      const float before = j < 0 ? lambda * kBlockBits : best[static_cast<size_t>(j)];
+      const float cost = before + lambda * bits.run[static_cast<size_t>(zeros)];
+      if (from == -2 || cost < least) {
+        least = cost;
+        from = j;
+      }
+    }
+    best[static_cast<size_t>(i)] = least + candidate.cost;
+    previous[static_cast<size_t>(i)] = from;
+    if (candidate.mandatory) first_reachable = i;
+  }
+
+  float least = 0.0F;  // of the empty block
+  int last = -1;
+  for (int i = static_cast<int>(count) - 1; i >= std::max(first_reachable, 0); --i) {
+    const float end = candidates[static_cast<size_t>(i)].position < 63 ? kEndOfBlockBits : 0.0F;
+    const float cost = best[static_cast<size_t>(i)] + lambda * end;
+    const bool must_store = first_reachable >= 0 && last < 0;
+    if (must_store || cost < least) {
+      least = cost;
+      last = i;
+    }
+  }
+  for (int i = last; i >= 0; i = previous[static_cast<size_t>(i)]) {
+    const Candidate& candidate = candidates[static_cast<size_t>(i)];
+    zigzag[candidate.position] = candidate.level;
+  }
+}
+
+}  // namespace qolm::video

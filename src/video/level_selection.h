@@ -1,0 +1,33 @@
+// Which levels of a predicted picture's block are worth storing.
+//
+// The decoder accepts any levels, so the encoder picks those with the least
+// distortion + lambda * rate: each nearest level may stay, shrink by one or
+// vanish. The rate is an estimate of what the token coder and its contexts
+// spend, walked as a shortest path over the scan (the idea of trellis
+// quantisation, cut down to the levels that can matter).
+#ifndef QOLM_VIDEO_LEVEL_SELECTION_H_
+#define QOLM_VIDEO_LEVEL_SELECTION_H_
+
+#include <cstdint>
+
+#include "video/quant_table.h"
+
+namespace qolm::video {
+
+struct LevelSelection {
+  bool rate_rule = true;  // false: every nearest level is stored
+  float lambda = 0.0F;    // squared error that one bit is worth
+};
+
+LevelSelection MakeLevelSelection(const QuantTable& table, bool rate_rule);
+
+// Stores the chosen levels of one block at their scan positions; `zigzag` is
+// all zero before. `nearest` and `coefficients` are in natural order, bit i of
+// `nonzero` tells whether nearest[i] is not 0.
+void SelectLevels(const LevelSelection& selection, const QuantTable& table,
+                  const float* coefficients, const int16_t* nearest, uint64_t nonzero,
+                  int16_t* zigzag);
+
+}  // namespace qolm::video
+
+#endif  // QOLM_VIDEO_LEVEL_SELECTION_H_

@@ -1,0 +1,23 @@
+// The motion-compensated prediction of a picture.
+#ifndef QOLM_VIDEO_MOTION_COMPENSATION_H_
+#define QOLM_VIDEO_MOTION_COMPENSATION_H_
+
+#include <span>
+
+#include "video/motion_field.h"
+#include "video/yuv_planes.h"
+
+namespace qolm::video {
+
+// Fills `prediction` (of the reference's size) from `reference` moved by
+// `field`. Every coordinate is clamped to its plane, so any vector is valid.
+// Luma moves by whole samples. Chroma moves by vector >> 1, and by half a
+// sample more where the component is odd: (a + b + 1) >> 1 between two samples,
+// (a + b + c + d + 2) >> 2 between four. A split macroblock moves four 8x8 luma
+// and four 4x4 chroma blocks.
+void CompensateMotion(const YuvPlanes& reference, const MacroblockGrid& grid,
+                      std::span<const MacroblockMotion> field, YuvPlanes& prediction);
+
+}  // namespace qolm::video
+
+#endif  // QOLM_VIDEO_MOTION_COMPENSATION_H_

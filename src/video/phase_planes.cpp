@@ -1,0 +1,34 @@
+#include "video/phase_planes.h"
+
+namespace qolm::video {
+
+PhasePlanes::PhasePlanes(const uint8_t* plane, uint32_t width, uint32_t height, bool even_only)
+    : stride_(static_cast<ptrdiff_t>(width / 2 + width % 2)) {
+  const size_t stride = static_cast<size_t>(stride_);
+  const size_t phase_rows = height / 2 + height % 2;
+  for (size_t phase = 0; phase < (even_only ? size_t{1} : size_t{4}); ++phase) {
+    planes_[phase].resize(stride * phase_rows);
+  }
+  const int64_t rows = height;
+  const size_t pairs = width / 2;
+
+#pragma omp parallel for num_threads(4) schedule(static)
+  for (int64_t row = 0; row < rows; ++row) {
+    const size_t y = static_cast<size_t>(row);
+    if (even_only && y % 2 != 0) continue;
+    const uint8_t* const samples = plane + y * width;
+    uint8_t* const even = planes_[(y % 2) * 2].data() + (y / 2) * stride;
+    if (even_only) {
+      for (size_t i = 0; i < pairs; ++i) even[i] = samples[2 * i];
+    } else {
+      uint8_t* const odd = planes_[(y % 2) * 2 + 1].data() + (y / 2) * stride;
+      for (size_t i = 0; i < pairs; ++i) {
+        even[i] = samples[2 * i];
+        odd[i] = samples[2 * i + 1];
+      }
+    }
+    if (width % 2 != 0) even[pairs] = samples[width - 1];
+  }
+}
+
+}  // namespace qolm::video

@@ -1,0 +1,28 @@
+// The residual of one plane of a predicted picture.
+#ifndef QOLM_VIDEO_RESIDUAL_H_
+#define QOLM_VIDEO_RESIDUAL_H_
+
+#include <cstdint>
+
+#include "video/block_codec.h"
+#include "video/level_selection.h"
+#include "video/quant_table.h"
+
+namespace qolm::video {
+
+// Codes block row `block_row` of a plane: transforms source - prediction,
+// stores 64 levels a block in zigzag order into the row's part of `levels`
+// (which is zero before) and replaces the prediction in `plane` by the
+// reconstruction. Rows are independent of each other.
+void CodeResidualRow(const VideoKernels& kernels, const uint8_t* source, const BlockGrid& grid,
+                     uint32_t block_row, const QuantTable& table, const LevelSelection& selection,
+                     int16_t* levels, uint8_t* plane);
+
+// The decoder's half.
+void ReconstructResidualRow(const VideoKernels& kernels, const int16_t* levels,
+                            const BlockGrid& grid, uint32_t block_row, const QuantTable& table,
+                            uint8_t* plane);
+
+}  // namespace qolm::video
+
+#endif  // QOLM_VIDEO_RESIDUAL_H_
