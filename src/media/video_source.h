@@ -6,6 +6,7 @@
 #ifndef QOLM_MEDIA_VIDEO_SOURCE_H_
 #define QOLM_MEDIA_VIDEO_SOURCE_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -47,8 +48,12 @@ class VideoSource {
   const std::string& failure_reason() const { return failure_reason_; }
 
  private:
+  bool Fail(const std::string& reason, const char* fallback);
+  void ReadAttributes();
+  size_t RowStride(size_t length) const;
+
   std::unique_ptr<VideoFramework> framework_;
-  bool open_ = false;
+  std::unique_ptr<VideoReader> reader_;  // null when closed
   int32_t width_ = 0;
   int32_t height_ = 0;
   int32_t stride_ = 0;

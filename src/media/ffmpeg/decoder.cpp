@@ -1,0 +1,162 @@
+#include "media/ffmpeg/decoder.h"
+
+#include <array>
+#include <cstring>
+#include <system_error>
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+// What fails as often as this without any progress does not get past the damage.
+constexpr int kErrorsInARow = 100;
+
+int IsStopRequested(void* stop) {
+  return static_cast<const std::atomic<bool>*>(stop)->load(std::memory_order_relaxed) ? 1 : 0;
+}
+
+// The system's own words for what would otherwise surface as a parsing error.
+std::string DescribeUnreadablePath(const std::filesystem::path& path) {
+  std::error_code error;
+  const auto status = std::filesystem::status(path, error);
+  if (error) return error.message();
+  if (std::filesystem::is_directory(status)) {
+    return std::make_error_code(std::errc::is_a_directory).message();
+  }
+  if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(path, error) == 0) {
+    return "the file is empty";
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string DescribeError(int libav_error) {
+  if (libav_error == AVERROR_INVALIDDATA) return "not a video file, or damaged";
+  std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
+  av_strerror(libav_error, text.data(), text.size());
+  return text.data();
+}
+
+FormatContext OpenContainer(const std::filesystem::path& path, const std::atomic<bool>* stop,
+                            std::string& failure_reason) {
+  AVFormatContext* context = avformat_alloc_context();
+  if (context == nullptr) {
+    failure_reason = DescribeError(AVERROR(ENOMEM));
+    return nullptr;
+  }
+  if (stop != nullptr) {
+    context->interrupt_callback.callback = IsStopRequested;
+    context->interrupt_callback.opaque = const_cast<std::atomic<bool>*>(stop);
+  }
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "protocol_whitelist", "file", 0);
+  const std::string url = "file:" + path.string();
+  const int result = avformat_open_input(&context, url.c_str(), nullptr, &options);
+  av_dict_free(&options);
+  if (result < 0) {  // the context is freed by then
+    failure_reason = DescribeError(result);
+    return nullptr;
+  }
+  FormatContext format(context);
+  // This one would show any text file as a picture of its characters.
+  if (std::strcmp(format->iformat->name, "tty") == 0) {
+    failure_reason = DescribeError(AVERROR_INVALIDDATA);
+    return nullptr;
+  }
+  return format;
+}
+
+AVStream* SelectFirstVideoStream(AVFormatContext& format) {
+  AVStream* selected = nullptr;
+  for (unsigned i = 0; i < format.nb_streams; ++i) {
+    AVStream* const stream = format.streams[i];
+    const bool is_video = stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
+                          (stream->disposition &
+                           (AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS)) == 0;
+    if (is_video && selected == nullptr) {
+      selected = stream;
+    } else {
+      stream->discard = AVDISCARD_ALL;
+    }
+  }
+  return selected;
+}
+
+std::unique_ptr<Decoder> Decoder::Open(const std::filesystem::path& path,
+                                       const std::atomic<bool>& stop, std::string& failure_reason) {
+  failure_reason = DescribeUnreadablePath(path);
+  if (!failure_reason.empty()) return nullptr;
+
+  std::unique_ptr<Decoder> decoder(new Decoder);
+  decoder->format_ = OpenContainer(path, &stop, failure_reason);
+  if (decoder->format_ == nullptr) return nullptr;
+  const int probed = avformat_find_stream_info(decoder->format_.get(), nullptr);
+  decoder->stream_ = SelectFirstVideoStream(*decoder->format_);
+  if (decoder->stream_ == nullptr) {
+    failure_reason = probed < 0 ? DescribeError(probed) : "no video stream";
+    return nullptr;
+  }
+
+  const AVCodecParameters* const parameters = decoder->stream_->codecpar;
+  const AVCodec* const codec = avcodec_find_decoder(parameters->codec_id);
+  if (codec == nullptr) {
+    failure_reason = std::string("no decoder for ") + avcodec_get_name(parameters->codec_id);
+    return nullptr;
+  }
+  decoder->codec_.reset(avcodec_alloc_context3(codec));
+  decoder->packet_.reset(av_packet_alloc());
+  decoder->frame_.reset(av_frame_alloc());
+  if (decoder->codec_ == nullptr || decoder->packet_ == nullptr || decoder->frame_ == nullptr) {
+    failure_reason = DescribeError(AVERROR(ENOMEM));
+    return nullptr;
+  }
+  int result = avcodec_parameters_to_context(decoder->codec_.get(), parameters);
+  if (result >= 0) {
+    decoder->codec_->pkt_timebase = decoder->stream_->time_base;
+    decoder->codec_->thread_count = 0;  // as many as there are processors
+    result = avcodec_open2(decoder->codec_.get(), codec, nullptr);
+  }
+  if (result < 0) {
+    failure_reason = DescribeError(result);
+    return nullptr;
+  }
+  return decoder;
+}
+
+const AVFrame* Decoder::Next() {
+  for (int errors = 0; errors < kErrorsInARow;) {
+    const int result = avcodec_receive_frame(codec_.get(), frame_.get());
+    if (result >= 0) {
+      if (frame_->width > 0 && frame_->height > 0) return frame_.get();
+    } else if (result == AVERROR(EAGAIN)) {
+      if (draining_ || !FeedDecoder()) return nullptr;
+      errors = 0;
+    } else if (result == AVERROR_EOF) {
+      return nullptr;
+    } else {
+      ++errors;  // one damaged picture; what follows it may be sound
+    }
+  }
+  return nullptr;
+}
+
+// Hands the decoder one more packet, or tells it that there are none left.
+bool Decoder::FeedDecoder() {
+  for (int errors = 0; errors < kErrorsInARow;) {
+    const int result = av_read_frame(format_.get(), packet_.get());
+    if (result == AVERROR_EOF || result == AVERROR_EXIT) break;
+    if (result < 0) {
+      ++errors;
+      continue;
+    }
+    const bool wanted = packet_->stream_index == stream_->index;
+    // A packet that the decoder refuses is damaged; the next may be sound.
+    if (wanted) avcodec_send_packet(codec_.get(), packet_.get());
+    av_packet_unref(packet_.get());
+    if (wanted) return true;
+  }
+  draining_ = true;
+  return avcodec_send_packet(codec_.get(), nullptr) >= 0;
+}
+
+}  // namespace qolm::media::ffmpeg

@@ -1,0 +1,56 @@
+// The pictures of a file's first real video stream, as they are coded.
+#ifndef QOLM_MEDIA_FFMPEG_DECODER_H_
+#define QOLM_MEDIA_FFMPEG_DECODER_H_
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "media/ffmpeg/handles.h"
+
+namespace qolm::media::ffmpeg {
+
+class Decoder {
+ public:
+  // Opens the file and the stream's decoder. Null when that is impossible;
+  // `failure_reason` then says why. While `stop` is set, waiting for the file
+  // ends early.
+  static std::unique_ptr<Decoder> Open(const std::filesystem::path& path,
+                                       const std::atomic<bool>& stop, std::string& failure_reason);
+
+  // The next picture in presentation order, valid until the next call; null at
+  // the end. What cannot be decoded is passed over.
+  const AVFrame* Next();
+
+  const AVStream& stream() const { return *stream_; }
+  AVFormatContext& format() const { return *format_; }
+
+ private:
+  Decoder() = default;
+  bool FeedDecoder();
+
+  FormatContext format_;
+  CodecContext codec_;
+  AVStream* stream_ = nullptr;
+  Packet packet_;
+  Frame frame_;
+  bool draining_ = false;
+};
+
+// Opens a container for reading; null with the reason on failure. Only local
+// files are ever touched, whatever a playlist names.
+FormatContext OpenContainer(const std::filesystem::path& path, const std::atomic<bool>* stop,
+                            std::string& failure_reason);
+
+// The first video stream that is no cover art or thumbnail, all other streams
+// switched off; null when there is none.
+AVStream* SelectFirstVideoStream(AVFormatContext& format);
+
+std::string DescribeError(int libav_error);
+
+}  // namespace qolm::media::ffmpeg
+
+#endif  // QOLM_MEDIA_FFMPEG_DECODER_H_

@@ -1,0 +1,108 @@
+#include "media/ffmpeg/ffmpeg_video_framework.h"
+
+#include <atomic>
+#include <exception>
+#include <limits>
+#include <utility>
+
+#include "media/ffmpeg/picture_producer.h"
+#include "media/ffmpeg/read_ahead.h"
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+class PictureBuffer : public VideoBuffer {
+ public:
+  explicit PictureBuffer(std::shared_ptr<const Picture> picture) : picture_(std::move(picture)) {}
+
+  std::optional<PitchedRows> Lock2D() override {
+    return PitchedRows{picture_->data(), static_cast<ptrdiff_t>(picture_->pitch())};
+  }
+  void Unlock2D() override {}
+  std::optional<Bytes> Lock() override { return Bytes{picture_->data(), picture_->size()}; }
+  void Unlock() override {}
+
+ private:
+  std::shared_ptr<const Picture> picture_;
+};
+
+class PictureSample : public VideoSample {
+ public:
+  explicit PictureSample(std::shared_ptr<const Picture> picture) : picture_(std::move(picture)) {}
+
+  std::unique_ptr<VideoBuffer> ConvertToContiguousBuffer() override {
+    return std::make_unique<PictureBuffer>(picture_);
+  }
+
+ private:
+  std::shared_ptr<const Picture> picture_;
+};
+
+class FfmpegVideoReader : public VideoReader {
+ public:
+  bool Open(const std::filesystem::path& path) {
+    producer_ = PictureProducer::Open(path, stop_, failure_reason_);
+    return producer_ != nullptr;
+  }
+
+  // The first video stream is the only one that is ever read.
+  bool SetStreamSelection(Streams, bool) override { return true; }
+  bool SetOutputRgb32() override { return true; }
+
+  std::optional<FrameRate> NativeFrameRate() override {
+    const std::optional<Ratio>& rate = producer_->frame_rate();
+    constexpr int64_t kLimit = std::numeric_limits<int32_t>::max();
+    if (!rate || rate->numerator > kLimit || rate->denominator > kLimit) return std::nullopt;
+    return FrameRate{static_cast<uint32_t>(rate->numerator),
+                     static_cast<uint32_t>(rate->denominator)};
+  }
+  std::optional<FrameSize> CurrentFrameSize() override {
+    return FrameSize{static_cast<uint32_t>(producer_->width()),
+                     static_cast<uint32_t>(producer_->height())};
+  }
+  std::optional<int32_t> CurrentDefaultStride() override { return std::nullopt; }
+  std::optional<int64_t> PresentationDuration() override { return producer_->duration(); }
+
+  ReadResult ReadSample() override {
+    ReadResult result;
+    try {
+      if (!read_ahead_) read_ahead_.emplace(*producer_, stop_);
+      std::optional<TimedPicture> picture = read_ahead_->Next();
+      result.succeeded = picture || !read_ahead_->failed();
+      result.end_of_stream = !picture;
+      if (picture) {
+        result.timestamp = picture->timestamp;
+        result.sample = std::make_unique<PictureSample>(std::move(picture->picture));
+      }
+    } catch (const std::exception& error) {
+      failure_reason_ = error.what();
+      result = ReadResult{};
+    }
+    return result;
+  }
+
+  std::string failure_reason() const override { return failure_reason_; }
+
+ private:
+  std::atomic<bool> stop_ = false;
+  std::string failure_reason_;
+  std::unique_ptr<PictureProducer> producer_;
+  std::optional<ReadAhead> read_ahead_;  // from the first read on; ends before the producer
+};
+
+}  // namespace
+
+std::unique_ptr<VideoReader> FfmpegVideoFramework::Open(const std::filesystem::path& path,
+                                                        const std::optional<ReaderAttributes>&) {
+  failure_reason_.clear();
+  try {
+    auto reader = std::make_unique<FfmpegVideoReader>();
+    if (reader->Open(path)) return reader;
+    failure_reason_ = reader->failure_reason();
+  } catch (const std::exception& error) {
+    failure_reason_ = error.what();
+  }
+  return nullptr;
+}
+
+}  // namespace qolm::media::ffmpeg

@@ -1,0 +1,55 @@
+// Brings decoded pictures upright and takes the comb out of interlaced ones.
+#ifndef QOLM_MEDIA_FFMPEG_FRAME_FILTER_H_
+#define QOLM_MEDIA_FFMPEG_FRAME_FILTER_H_
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+
+#include "media/ffmpeg/handles.h"
+
+namespace qolm::media::ffmpeg {
+
+// The filters that show a stored picture as its display matrix (nine values, row
+// by row, as containers carry it) asks for, rounded to quarter turns; empty when
+// it is upright already.
+std::string UprightFilters(const int32_t* display_matrix);
+
+class FrameFilter {
+ public:
+  // `orientation` are filters as above. `time_base` is that of the pictures'
+  // timestamps.
+  FrameFilter(std::string orientation, AVRational time_base)
+      : orientation_(std::move(orientation)), time_base_(time_base) {}
+
+  // Takes one picture in; null says that no more come. Every picture comes out
+  // of Receive once, in order, some only after the one behind it was sent.
+  void Send(const AVFrame* frame);
+  Frame Receive();  // null when another Send is needed
+
+ private:
+  struct Input {
+    int width = 0;
+    int height = 0;
+    int format = 0;
+    friend bool operator==(const Input&, const Input&) = default;
+  };
+  bool Build(const AVFrame& frame, const std::string& filters);
+  void Collect();
+  void Flush();
+
+  std::string orientation_;
+  AVRational time_base_;
+  bool deinterlacing_ = false;  // from the first interlaced picture on
+  std::optional<Input> input_;  // what the graph, or its absence, is set up for
+  bool input_deinterlaced_ = false;
+  FilterGraph graph_;
+  AVFilterContext* source_ = nullptr;
+  AVFilterContext* sink_ = nullptr;
+  std::deque<Frame> ready_;
+};
+
+}  // namespace qolm::media::ffmpeg
+
+#endif  // QOLM_MEDIA_FFMPEG_FRAME_FILTER_H_

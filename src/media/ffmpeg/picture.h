@@ -1,0 +1,92 @@
+// A converted picture and the stock that its memory comes from.
+#ifndef QOLM_MEDIA_FFMPEG_PICTURE_H_
+#define QOLM_MEDIA_FFMPEG_PICTURE_H_
+
+extern "C" {
+#include <libavutil/mem.h>
+}
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <utility>
+#include <vector>
+
+namespace qolm::media::ffmpeg {
+
+// Rows of pixels B, G, R, X from top to bottom, each row starting at an address
+// that suits the widest vectors.
+class Picture {
+ public:
+  Picture(int width, int height)
+      : height_(static_cast<size_t>(height)),
+        pitch_((static_cast<size_t>(width) * 4 + kAlignment - 1) / kAlignment * kAlignment),
+        bytes_(static_cast<uint8_t*>(av_mallocz(height_ * pitch_ + kAlignment))) {
+    if (bytes_ == nullptr) throw std::bad_alloc();
+  }
+
+  uint8_t* data() { return bytes_.get(); }
+  const uint8_t* data() const { return bytes_.get(); }
+  size_t pitch() const { return pitch_; }
+  size_t size() const { return height_ * pitch_; }
+
+ private:
+  static constexpr size_t kAlignment = 64;
+  struct Free {
+    void operator()(uint8_t* bytes) const { av_free(bytes); }
+  };
+
+  size_t height_;
+  size_t pitch_;
+  std::unique_ptr<uint8_t, Free> bytes_;
+};
+
+// Hands out pictures of one size and takes them back when their last owner is
+// gone, on any thread, even after the pool itself.
+class PicturePool {
+ public:
+  PicturePool(int width, int height)
+      : width_(width), height_(height), stock_(std::make_shared<Stock>()) {}
+
+  std::shared_ptr<Picture> Acquire() {
+    std::unique_ptr<Picture> picture = stock_->Take();
+    if (picture == nullptr) picture = std::make_unique<Picture>(width_, height_);
+    return std::shared_ptr<Picture>(picture.release(), [stock = stock_](Picture* returned) {
+      stock->Return(std::unique_ptr<Picture>(returned));
+    });
+  }
+
+ private:
+  class Stock {
+   public:
+    std::unique_ptr<Picture> Take() {
+      const std::lock_guard lock(mutex_);
+      if (pictures_.empty()) return nullptr;
+      std::unique_ptr<Picture> picture = std::move(pictures_.back());
+      pictures_.pop_back();
+      return picture;
+    }
+    void Return(std::unique_ptr<Picture> picture) noexcept {
+      const std::lock_guard lock(mutex_);
+      try {
+        pictures_.push_back(std::move(picture));
+      } catch (const std::bad_alloc&) {
+        // Without room in the list the picture is simply freed.
+      }
+    }
+
+   private:
+    std::mutex mutex_;
+    std::vector<std::unique_ptr<Picture>> pictures_;
+  };
+
+  int width_;
+  int height_;
+  std::shared_ptr<Stock> stock_;
+};
+
+}  // namespace qolm::media::ffmpeg
+
+#endif  // QOLM_MEDIA_FFMPEG_PICTURE_H_

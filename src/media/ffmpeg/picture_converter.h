@@ -1,0 +1,42 @@
+// Any decoded picture to pixels B, G, R, X of one size, in the picture's own
+// colour matrix and range.
+#ifndef QOLM_MEDIA_FFMPEG_PICTURE_CONVERTER_H_
+#define QOLM_MEDIA_FFMPEG_PICTURE_CONVERTER_H_
+
+#include <optional>
+
+#include "media/ffmpeg/handles.h"
+#include "media/ffmpeg/picture.h"
+
+namespace qolm::media::ffmpeg {
+
+class PictureConverter {
+ public:
+  // Pictures of another size than this are scaled to it.
+  PictureConverter(int width, int height) : width_(width), height_(height) {}
+
+  // False when the picture cannot be converted; `picture` may be partly written.
+  [[nodiscard]] bool Convert(const AVFrame& frame, Picture& picture);
+
+ private:
+  // What a conversion is set up for.
+  struct Input {
+    int width = 0;
+    int height = 0;
+    AVPixelFormat format = AV_PIX_FMT_NONE;
+    int matrix = 0;  // SWS_CS_*
+    bool full_range = false;
+    friend bool operator==(const Input&, const Input&) = default;
+  };
+  static Input Describe(const AVFrame& frame);
+  bool SetUp(const Input& input);
+
+  int width_;
+  int height_;
+  std::optional<Input> input_;
+  Scaler scaler_;
+};
+
+}  // namespace qolm::media::ffmpeg
+
+#endif  // QOLM_MEDIA_FFMPEG_PICTURE_CONVERTER_H_

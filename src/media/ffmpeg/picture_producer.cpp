@@ -1,0 +1,118 @@
+#include "media/ffmpeg/picture_producer.h"
+
+extern "C" {
+#include <libavutil/display.h>
+#include <libavutil/mathematics.h>
+}
+
+#include <utility>
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+constexpr Ratio kRateWhenUnknown = {30, 1};
+constexpr int64_t kTimestampsPerSecond = 10'000'000;
+constexpr size_t kDisplayMatrixBytes = 9 * sizeof(int32_t);
+
+// The container's display matrix, or the one that the picture itself carries.
+std::string OrientationOf(const AVStream& stream, const AVFrame& frame) {
+  size_t size = 0;
+  const uint8_t* const of_stream =
+      av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+  if (of_stream != nullptr && size >= kDisplayMatrixBytes) {
+    return UprightFilters(reinterpret_cast<const int32_t*>(of_stream));
+  }
+  const AVFrameSideData* const of_frame =
+      av_frame_get_side_data(&frame, AV_FRAME_DATA_DISPLAYMATRIX);
+  if (of_frame != nullptr && of_frame->size >= kDisplayMatrixBytes) {
+    return UprightFilters(reinterpret_cast<const int32_t*>(of_frame->data));
+  }
+  return {};
+}
+
+}  // namespace
+
+std::unique_ptr<PictureProducer> PictureProducer::Open(const std::filesystem::path& path,
+                                                       const std::atomic<bool>& stop,
+                                                       std::string& failure_reason) {
+  std::unique_ptr<PictureProducer> producer(new PictureProducer);
+  producer->decoder_ = Decoder::Open(path, stop, failure_reason);
+  if (producer->decoder_ == nullptr) return nullptr;
+  const AVStream& stream = producer->decoder_->stream();
+  producer->timing_ = ScanTiming(path, stop, producer->decoder_->format(), stream);
+
+  producer->first_frame_ = producer->NextFrame();
+  if (producer->first_frame_ == nullptr) {
+    failure_reason = "no picture could be decoded";
+    return nullptr;
+  }
+  producer->width_ = producer->first_frame_->width;
+  producer->height_ = producer->first_frame_->height;
+  producer->converter_.emplace(producer->width_, producer->height_);
+  producer->pool_.emplace(producer->width_, producer->height_);
+  producer->timeline_.emplace(producer->rate(), Ratio{stream.time_base.num, stream.time_base.den},
+                              producer->timing_.longest_gap_seconds);
+  return producer;
+}
+
+Ratio PictureProducer::rate() const { return timing_.rate.value_or(kRateWhenUnknown); }
+
+std::optional<int64_t> PictureProducer::duration() const {
+  if (!timing_.slots) return std::nullopt;
+  return DurationOfFrames(*timing_.slots, rate());
+}
+
+// The next upright, progressive frame; null at the end.
+Frame PictureProducer::NextFrame() {
+  if (first_frame_ != nullptr) return std::move(first_frame_);
+  while (true) {
+    if (filter_) {
+      if (Frame frame = filter_->Receive()) return frame;
+    }
+    if (decoder_ended_) return nullptr;
+    const AVFrame* const decoded = decoder_->Next();
+    decoder_ended_ = decoded == nullptr;
+    if (!filter_) {
+      if (decoder_ended_) return nullptr;
+      filter_.emplace(OrientationOf(decoder_->stream(), *decoded), decoder_->stream().time_base);
+    }
+    filter_->Send(decoded);
+  }
+}
+
+TimedPicture PictureProducer::Deliver(std::shared_ptr<const Picture> picture) {
+  const int64_t timestamp =
+      av_rescale(slot_++, rate().denominator * kTimestampsPerSecond, rate().numerator);
+  return {std::move(picture), timestamp};
+}
+
+std::optional<TimedPicture> PictureProducer::Next() {
+  while (true) {
+    if (repeats_left_ > 0) {
+      --repeats_left_;
+      return Deliver(last_picture_);
+    }
+    if (next_picture_ != nullptr) {
+      last_picture_ = std::move(next_picture_);
+      return Deliver(last_picture_);
+    }
+    if (ended_) return std::nullopt;
+
+    const Frame frame = NextFrame();
+    if (frame == nullptr) {
+      ended_ = true;
+      if (last_picture_ != nullptr) repeats_left_ = timeline_->RepeatsAtEnd(last_duration_);
+      continue;
+    }
+    std::shared_ptr<Picture> picture = pool_->Acquire();
+    if (!converter_->Convert(*frame, *picture)) continue;
+    last_duration_ = frame->pkt_duration;
+    const auto timestamp = frame->pts == AV_NOPTS_VALUE ? std::nullopt : std::optional(frame->pts);
+    const FrameTimeline::Placement placement = timeline_->Place(timestamp);
+    if (placement.drop) continue;
+    repeats_left_ = placement.repeats;
+    next_picture_ = std::move(picture);
+  }
+}
+
+}  // namespace qolm::media::ffmpeg

@@ -1,0 +1,68 @@
+// One file's pictures, upright, progressive, in one size and at a constant rate.
+#ifndef QOLM_MEDIA_FFMPEG_PICTURE_PRODUCER_H_
+#define QOLM_MEDIA_FFMPEG_PICTURE_PRODUCER_H_
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "media/ffmpeg/decoder.h"
+#include "media/ffmpeg/frame_filter.h"
+#include "media/ffmpeg/frame_timeline.h"
+#include "media/ffmpeg/picture.h"
+#include "media/ffmpeg/picture_converter.h"
+#include "media/ffmpeg/stream_scan.h"
+
+namespace qolm::media::ffmpeg {
+
+struct TimedPicture {
+  std::shared_ptr<const Picture> picture;  // repeats share one
+  int64_t timestamp = 0;                   // 100-nanosecond units from the first picture
+};
+
+class PictureProducer {
+ public:
+  // Decodes as far as the first picture, which sets the size. Null with the
+  // reason on failure. Once `stop` is set, calls end early.
+  static std::unique_ptr<PictureProducer> Open(const std::filesystem::path& path,
+                                               const std::atomic<bool>& stop,
+                                               std::string& failure_reason);
+
+  // Nothing at the end of the stream.
+  std::optional<TimedPicture> Next();
+
+  int width() const { return width_; }    // pixels, as shown
+  int height() const { return height_; }  // pixels, as shown
+  const std::optional<Ratio>& frame_rate() const { return timing_.rate; }
+  std::optional<int64_t> duration() const;  // 100-nanosecond units
+
+ private:
+  PictureProducer() = default;
+  Frame NextFrame();
+  TimedPicture Deliver(std::shared_ptr<const Picture> picture);
+  Ratio rate() const;
+
+  std::unique_ptr<Decoder> decoder_;
+  StreamTiming timing_;
+  std::optional<FrameFilter> filter_;
+  bool decoder_ended_ = false;
+  Frame first_frame_;
+  int width_ = 0;
+  int height_ = 0;
+  std::optional<FrameTimeline> timeline_;
+  std::optional<PictureConverter> converter_;
+  std::optional<PicturePool> pool_;
+  std::shared_ptr<const Picture> last_picture_;
+  int64_t last_duration_ = 0;  // of the last picture, in the stream's time base
+  int64_t repeats_left_ = 0;   // of last_picture_, before next_picture_
+  std::shared_ptr<const Picture> next_picture_;
+  int64_t slot_ = 0;  // of the next picture to deliver
+  bool ended_ = false;
+};
+
+}  // namespace qolm::media::ffmpeg
+
+#endif  // QOLM_MEDIA_FFMPEG_PICTURE_PRODUCER_H_

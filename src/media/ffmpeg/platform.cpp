@@ -1,0 +1,20 @@
+#include "media/platform.h"
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+#include "media/ffmpeg/ffmpeg_video_framework.h"
+
+namespace qolm::media {
+
+// The libraries print to standard error by themselves unless told not to.
+Platform::Platform() { av_log_set_level(AV_LOG_QUIET); }
+
+Platform::~Platform() = default;
+
+std::unique_ptr<VideoFramework> Platform::MakeVideoFramework() const {
+  return std::make_unique<ffmpeg::FfmpegVideoFramework>();
+}
+
+}  // namespace qolm::media

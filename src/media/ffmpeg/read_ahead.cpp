@@ -1,0 +1,72 @@
+#include "media/ffmpeg/read_ahead.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+constexpr size_t kMostPictures = 8;
+constexpr size_t kByteBudget = size_t{128} << 20;
+
+size_t CapacityFor(const PictureProducer& producer) {
+  const size_t picture_bytes =
+      static_cast<size_t>(producer.width()) * static_cast<size_t>(producer.height()) * 4;
+  return std::clamp<size_t>(kByteBudget / picture_bytes, 1, kMostPictures);
+}
+
+}  // namespace
+
+ReadAhead::ReadAhead(PictureProducer& producer, std::atomic<bool>& stop)
+    : producer_(producer),
+      stop_(stop),
+      capacity_(CapacityFor(producer)),
+      thread_([this] { Run(); }) {}
+
+ReadAhead::~ReadAhead() {
+  {
+    const std::lock_guard lock(mutex_);
+    stop_ = true;
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+void ReadAhead::Run() {
+  bool failed = false;
+  try {
+    while (!stop_) {
+      std::optional<TimedPicture> picture = producer_.Next();
+      if (!picture) break;
+      std::unique_lock lock(mutex_);
+      changed_.wait(lock, [this] { return stop_ || pictures_.size() < capacity_; });
+      if (stop_) break;
+      pictures_.push_back(*std::move(picture));
+      changed_.notify_all();
+    }
+  } catch (const std::exception&) {
+    failed = true;
+  }
+  const std::lock_guard lock(mutex_);
+  ended_ = true;
+  failed_ = failed;
+  changed_.notify_all();
+}
+
+std::optional<TimedPicture> ReadAhead::Next() {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return ended_ || !pictures_.empty(); });
+  if (pictures_.empty()) return std::nullopt;
+  TimedPicture picture = std::move(pictures_.front());
+  pictures_.pop_front();
+  changed_.notify_all();
+  return picture;
+}
+
+bool ReadAhead::failed() const {
+  const std::lock_guard lock(mutex_);
+  return failed_;
+}
+
+}  // namespace qolm::media::ffmpeg

@@ -1,0 +1,131 @@
+#include "media/ffmpeg/stream_scan.h"
+
+extern "C" {
+#include <libavutil/parseutils.h>
+}
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "media/ffmpeg/decoder.h"
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+constexpr int64_t kScannedBytes = int64_t{64} << 20;
+constexpr size_t kScannedPackets = 1'000'000;
+constexpr double kLongestGapInBrokenClocks = 10;  // seconds; transport streams may be spliced
+constexpr double kLongestGap = 3600;              // seconds
+
+struct PacketTimes {
+  std::vector<int64_t> timestamps;
+  int64_t packets = 0;
+  int64_t last_duration = 0;  // of the packet that is shown last
+  bool complete = false;      // every packet of the stream was seen
+};
+
+PacketTimes ReadPacketTimes(const std::filesystem::path& path, const std::atomic<bool>& stop,
+                            int stream_index) {
+  PacketTimes times;
+  std::string ignored_reason;
+  const FormatContext format = OpenContainer(path, &stop, ignored_reason);
+  if (format == nullptr || static_cast<unsigned>(stream_index) >= format->nb_streams) return times;
+  for (unsigned i = 0; i < format->nb_streams; ++i) {
+    if (static_cast<int>(i) != stream_index) format->streams[i]->discard = AVDISCARD_ALL;
+  }
+  const Packet packet(av_packet_alloc());
+  if (packet == nullptr) return times;
+  int64_t last_timestamp = AV_NOPTS_VALUE;
+  int64_t bytes = 0;
+  while (times.timestamps.size() < kScannedPackets && bytes < kScannedBytes) {
+    const int result = av_read_frame(format.get(), packet.get());
+    if (result < 0) {
+      times.complete = result == AVERROR_EOF;
+      break;
+    }
+    bytes += packet->size;
+    if (packet->stream_index == stream_index && (packet->flags & AV_PKT_FLAG_DISCARD) == 0) {
+      ++times.packets;
+      const int64_t timestamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+      if (timestamp != AV_NOPTS_VALUE) {
+        times.timestamps.push_back(timestamp);
+        if (last_timestamp == AV_NOPTS_VALUE || timestamp >= last_timestamp) {
+          last_timestamp = timestamp;
+          times.last_duration = packet->duration;
+        }
+      }
+    }
+    av_packet_unref(packet.get());
+  }
+  std::sort(times.timestamps.begin(), times.timestamps.end());
+  return times;
+}
+
+Ratio ToRatio(AVRational rational) { return {rational.num, rational.den}; }
+
+// "HH:MM:SS.fraction", as Matroska's writers note the length of each track.
+std::optional<double> TaggedDuration(const AVStream& stream) {
+  const AVDictionaryEntry* const entry = av_dict_get(stream.metadata, "DURATION", nullptr, 0);
+  if (entry == nullptr) return std::nullopt;
+  int64_t microseconds = 0;
+  if (av_parse_time(&microseconds, entry->value, 1) < 0) return std::nullopt;
+  return static_cast<double>(microseconds) * 1e-6;
+}
+
+// In seconds; the stream's own length before the file's, which sound may
+// stretch.
+std::optional<double> DeclaredDuration(const AVFormatContext& format, const AVStream& stream) {
+  if (stream.duration != AV_NOPTS_VALUE && stream.duration > 0) {
+    return static_cast<double>(stream.duration) * av_q2d(stream.time_base);
+  }
+  if (const auto tagged = TaggedDuration(stream); tagged && *tagged > 0) return tagged;
+  if (format.duration != AV_NOPTS_VALUE && format.duration > 0) {
+    return static_cast<double>(format.duration) / AV_TIME_BASE;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+StreamTiming ScanTiming(const std::filesystem::path& path, const std::atomic<bool>& stop,
+                        const AVFormatContext& format, const AVStream& stream) {
+  std::error_code error;
+  PacketTimes packets;
+  // What is no regular file cannot be read twice.
+  if (std::filesystem::is_regular_file(path, error)) {
+    packets = ReadPacketTimes(path, stop, stream.index);
+  }
+  const bool all_timed =
+      packets.packets > 0 && packets.packets == static_cast<int64_t>(packets.timestamps.size());
+
+  StreamTimes times;
+  times.time_base = ToRatio(stream.time_base);
+  times.timestamps = std::move(packets.timestamps);
+  times.average_rate = ToRatio(stream.avg_frame_rate);
+  times.lowest_exact_rate = ToRatio(stream.r_frame_rate);
+
+  StreamTiming timing;
+  timing.longest_gap_seconds =
+      (format.iformat->flags & AVFMT_TS_DISCONT) != 0 ? kLongestGapInBrokenClocks : kLongestGap;
+  timing.rate = ChooseConstantRate(times, timing.longest_gap_seconds);
+  if (!timing.rate) return timing;
+
+  if (packets.complete && all_timed) {
+    FrameTimeline timeline(*timing.rate, times.time_base, timing.longest_gap_seconds);
+    for (const int64_t timestamp : times.timestamps) timeline.Place(timestamp);
+    timing.slots = timeline.slots_filled() + timeline.RepeatsAtEnd(packets.last_duration);
+    return timing;
+  }
+  const bool duration_is_a_guess = format.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
+  if (packets.complete && packets.packets > 0 && duration_is_a_guess) {
+    timing.slots = packets.packets;
+  } else if (const auto duration = DeclaredDuration(format, stream)) {
+    timing.slots = std::llround(*duration * timing.rate->value());
+  }
+  return timing;
+}
+
+}  // namespace qolm::media::ffmpeg

@@ -1,0 +1,113 @@
+// The operations that VideoSource needs of a media framework, and nothing else.
+//
+// An adapter translates each call to its framework and decides nothing: which
+// call failed, which attribute is missing and what a buffer holds is told as it
+// is. Every object is owned by a unique_ptr and gives back what it holds when it
+// is destroyed: buffers before their samples, samples before their reader,
+// readers before their framework.
+#ifndef QOLM_MEDIA_VIDEO_FRAMEWORK_H_
+#define QOLM_MEDIA_VIDEO_FRAMEWORK_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace qolm::media {
+
+// The media of one sample in one piece of memory: pixels of four bytes B, G, R, X.
+class VideoBuffer {
+ public:
+  struct PitchedRows {
+    // The row with the lowest address. With a positive pitch that is the top
+    // row of the picture; with a negative pitch it is the bottom row, and the
+    // rows above it follow upward in memory.
+    const uint8_t* first_row = nullptr;
+    ptrdiff_t pitch = 0;  // bytes from a picture row to the one below it
+  };
+  struct Bytes {
+    const uint8_t* data = nullptr;
+    size_t current_length = 0;
+  };
+
+  virtual ~VideoBuffer() = default;
+
+  // Pitched access. Nothing when the buffer does not offer it or the lock
+  // fails; then Unlock2D must not be called.
+  [[nodiscard]] virtual std::optional<PitchedRows> Lock2D() = 0;
+  virtual void Unlock2D() = 0;
+
+  // Linear access, with the same pairing.
+  [[nodiscard]] virtual std::optional<Bytes> Lock() = 0;
+  virtual void Unlock() = 0;
+};
+
+class VideoSample {
+ public:
+  virtual ~VideoSample() = default;
+
+  // Null when the sample's media cannot be made contiguous.
+  [[nodiscard]] virtual std::unique_ptr<VideoBuffer> ConvertToContiguousBuffer() = 0;
+};
+
+// One open file, of which only the first video stream is looked at.
+class VideoReader {
+ public:
+  enum class Streams { kAll, kFirstVideo };
+  struct FrameRate {
+    uint32_t numerator = 0;
+    uint32_t denominator = 0;
+  };
+  struct FrameSize {
+    uint32_t width = 0;   // pixels
+    uint32_t height = 0;  // pixels
+  };
+  struct ReadResult {
+    bool succeeded = false;
+    bool end_of_stream = false;
+    std::unique_ptr<VideoSample> sample;  // null in a stream gap
+    int64_t timestamp = 0;                // 100-nanosecond units
+  };
+
+  virtual ~VideoReader() = default;
+
+  [[nodiscard]] virtual bool SetStreamSelection(Streams streams, bool selected) = 0;
+
+  // Asks for uncompressed 32-bit RGB. False when the stream cannot be had so.
+  [[nodiscard]] virtual bool SetOutputRgb32() = 0;
+
+  // Attributes as the framework stores them; nothing when it has none.
+  [[nodiscard]] virtual std::optional<FrameRate> NativeFrameRate() = 0;  // of native type 0
+  [[nodiscard]] virtual std::optional<FrameSize> CurrentFrameSize() = 0;
+  [[nodiscard]] virtual std::optional<int32_t> CurrentDefaultStride() = 0;  // bytes
+  [[nodiscard]] virtual std::optional<int64_t> PresentationDuration() = 0;  // 100-ns units
+
+  [[nodiscard]] virtual ReadResult ReadSample() = 0;
+
+  // Why the last call that failed did so, in a few words; may be empty.
+  virtual std::string failure_reason() const = 0;
+};
+
+class VideoFramework {
+ public:
+  struct ReaderAttributes {
+    bool enable_hardware_transforms = false;
+    bool enable_video_processing = false;  // convert any decoded format to the requested one
+  };
+
+  virtual ~VideoFramework() = default;
+
+  // `path` is absolute. Without attributes the framework's defaults hold. Null
+  // when the file cannot be opened.
+  [[nodiscard]] virtual std::unique_ptr<VideoReader> Open(
+      const std::filesystem::path& path, const std::optional<ReaderAttributes>& attributes) = 0;
+
+  // Why the last Open failed, in a few words; may be empty.
+  virtual std::string failure_reason() const = 0;
+};
+
+}  // namespace qolm::media
+
+#endif  // QOLM_MEDIA_VIDEO_FRAMEWORK_H_

@@ -1,0 +1,195 @@
+#include "media/video_source.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+namespace qolm::media {
+namespace {
+
+constexpr size_t kBytesPerPixel = 4;
+
+// B, G, R, X to R, G, B, 255. Whole 32-bit words let the compiler work on a
+// vector of pixels at a time; the copies stand for unaligned loads and stores.
+void ConvertRow(const uint8_t* bgrx, uint8_t* rgba, size_t pixels) {
+  for (size_t i = 0; i < pixels; ++i) {
+    uint32_t word;
+    std::memcpy(&word, bgrx + i * kBytesPerPixel, sizeof(word));
+    if constexpr (std::endian::native == std::endian::little) {
+      word = 0xff000000u | ((word & 0x000000ffu) << 16) | (word & 0x0000ff00u) |
+             ((word >> 16) & 0x000000ffu);
+    } else {
+      word = 0x000000ffu | ((word & 0x0000ff00u) << 16) | (word & 0x00ff0000u) |
+             ((word >> 16) & 0x0000ff00u);
+    }
+    std::memcpy(rgba + i * kBytesPerPixel, &word, sizeof(word));
+  }
+}
+
+int32_t SaturateToInt32(int64_t value) {
+  return static_cast<int32_t>(std::clamp<int64_t>(value, std::numeric_limits<int32_t>::min(),
+                                                  std::numeric_limits<int32_t>::max()));
+}
+
+// Gives the buffer back on every path out of a scope.
+template <typename Action>
+class OnExit {
+ public:
+  explicit OnExit(Action action) : action_(std::move(action)) {}
+  ~OnExit() { action_(); }
+  OnExit(const OnExit&) = delete;
+  OnExit& operator=(const OnExit&) = delete;
+
+ private:
+  Action action_;
+};
+
+}  // namespace
+
+VideoSource::VideoSource(std::unique_ptr<VideoFramework> framework)
+    : framework_(std::move(framework)) {}
+
+VideoSource::~VideoSource() { Close(); }
+
+void VideoSource::Close() { reader_.reset(); }
+
+bool VideoSource::Fail(const std::string& reason, const char* fallback) {
+  failure_reason_ = reason.empty() ? fallback : reason;
+  Close();
+  return false;
+}
+
+bool VideoSource::Open(const std::filesystem::path& path) {
+  Close();
+  width_ = 0;
+  height_ = 0;
+  stride_ = 0;
+  fps_numerator_ = 30;
+  fps_denominator_ = 1;
+  frame_count_ = 0;
+  duration_ms_ = 0;
+  failure_reason_.clear();
+
+  if (path.empty()) {
+    return Fail(std::make_error_code(std::errc::no_such_file_or_directory).message(), "");
+  }
+  std::error_code error;
+  const std::filesystem::path absolute_path = std::filesystem::absolute(path, error);
+  if (error) return Fail(error.message(), "the path cannot be resolved");
+
+  VideoFramework::ReaderAttributes attributes;
+  attributes.enable_hardware_transforms = true;
+  attributes.enable_video_processing = true;
+  reader_ = framework_->Open(absolute_path, attributes);
+  if (reader_ == nullptr) reader_ = framework_->Open(absolute_path, std::nullopt);
+  if (reader_ == nullptr) return Fail(framework_->failure_reason(), "the file cannot be opened");
+
+  // A refused selection is no failure by itself: without a video stream the
+  // output type is refused too.
+  const bool deselected = reader_->SetStreamSelection(VideoReader::Streams::kAll, false);
+  const bool selected = reader_->SetStreamSelection(VideoReader::Streams::kFirstVideo, true);
+  if (!reader_->SetOutputRgb32()) {
+    return Fail(reader_->failure_reason(),
+                deselected && selected ? "the video cannot be decoded" : "no video stream");
+  }
+
+  ReadAttributes();
+  if (width_ < 1 || height_ < 1) return Fail(reader_->failure_reason(), "no picture size");
+  return true;
+}
+
+void VideoSource::ReadAttributes() {
+  const auto rate = reader_->NativeFrameRate();
+  if (rate && rate->numerator != 0 && rate->denominator != 0) {
+    fps_numerator_ = static_cast<int32_t>(rate->numerator);
+    fps_denominator_ = static_cast<int32_t>(rate->denominator);
+  }
+
+  const auto size = reader_->CurrentFrameSize().value_or(VideoReader::FrameSize{});
+  width_ = static_cast<int32_t>(size.width);
+  height_ = static_cast<int32_t>(size.height);
+  stride_ = reader_->CurrentDefaultStride().value_or(0);
+  if (stride_ == 0) stride_ = SaturateToInt32(int64_t{width_} * int64_t{kBytesPerPixel});
+
+  const auto duration = reader_->PresentationDuration();
+  if (!duration || *duration < 0) return;
+  duration_ms_ = SaturateToInt32(*duration / 10000);
+  if (fps_numerator_ > 0 && fps_denominator_ > 0) {
+    const double frames = static_cast<double>(fps_numerator_) /
+                          static_cast<double>(fps_denominator_) * static_cast<double>(*duration) *
+                          1e-7;
+    frame_count_ = frames < static_cast<double>(std::numeric_limits<int32_t>::max())
+                       ? static_cast<int32_t>(frames)
+                       : std::numeric_limits<int32_t>::max();
+  }
+}
+
+// The distance of the rows in a linear buffer of `length` bytes: decoders pad
+// rows, or add rows up to a whole number of their blocks, without saying so.
+size_t VideoSource::RowStride(size_t length) const {
+  const size_t row_bytes = static_cast<size_t>(width_) * kBytesPerPixel;
+  const size_t height = static_cast<size_t>(height_);
+  size_t stride = row_bytes;
+  if (stride_ > 0 && static_cast<size_t>(stride_) >= row_bytes) {
+    stride = static_cast<size_t>(stride_);
+  }
+  if (length < height * row_bytes) return stride;
+  if (length % height == 0) return length / height;  // at least a row, by the length
+  for (const size_t alignment : {size_t{16}, size_t{32}, size_t{64}}) {
+    const size_t padded_height = (height + alignment - 1) / alignment * alignment;
+    if (padded_height > height && length % padded_height == 0 &&
+        length / padded_height >= row_bytes) {
+      return length / padded_height;
+    }
+  }
+  return stride;
+}
+
+bool VideoSource::ReadNextFrame(VideoFrame& frame) {
+  if (reader_ == nullptr) return false;
+  VideoReader::ReadResult result = reader_->ReadSample();
+  if (!result.succeeded || result.end_of_stream || result.sample == nullptr) return false;
+  const std::unique_ptr<VideoBuffer> buffer = result.sample->ConvertToContiguousBuffer();
+  if (buffer == nullptr) return true;
+
+  const size_t row_bytes = static_cast<size_t>(width_) * kBytesPerPixel;
+  const size_t height = static_cast<size_t>(height_);
+  if (row_bytes > frame.pixels.max_size() / height) return false;
+  frame.width = width_;
+  frame.height = height_;
+  frame.timestamp = result.timestamp;
+  frame.pixels.resize(row_bytes * height);
+  uint8_t* const pixels = frame.pixels.data();
+
+  if (const auto rows = buffer->Lock2D()) {
+    const OnExit unlock([&buffer] { buffer->Unlock2D(); });
+    if (rows->first_row != nullptr) {
+      const size_t distance = static_cast<size_t>(rows->pitch < 0 ? -rows->pitch : rows->pitch);
+      for (size_t y = 0; y < height; ++y) {
+        const size_t memory_row = rows->pitch < 0 ? height - 1 - y : y;
+        ConvertRow(rows->first_row + memory_row * distance, pixels + y * row_bytes,
+                   static_cast<size_t>(width_));
+      }
+      return true;
+    }
+  }
+
+  const auto bytes = buffer->Lock();
+  if (!bytes) return true;
+  const OnExit unlock([&buffer] { buffer->Unlock(); });
+  if (bytes->data == nullptr) return true;
+  const size_t length = bytes->current_length;
+  const size_t stride = RowStride(length);
+  for (size_t y = 0; y < height; ++y) {
+    // Pixels past the end of a short buffer keep the previous picture's bytes.
+    if (y > length / stride) break;
+    const size_t available = std::min(length - y * stride, row_bytes);
+    ConvertRow(bytes->data + y * stride, pixels + y * row_bytes, available / kBytesPerPixel);
+  }
+  return true;
+}
+
+}  // namespace qolm::media
