@@ -1,0 +1,199 @@
+#include "export/export_file.h"
+
+#include <algorithm>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "container/container_reader.h"
+#include "decoder/frame_decoder.h"
+#include "export/contact_sheet.h"
+#include "export/output_target.h"
+#include "export/png_writer.h"
+#include "export/y4m_writer.h"
+
+namespace qolm::exporter {
+namespace {
+
+using decoder::FrameDecoder;
+using decoder::OutputFrame;
+using decoder::StreamEnd;
+
+ExportResult Failure(const std::filesystem::path& path, const std::string& reason) {
+  return {false, {}, path.string() + ": " + reason};
+}
+
+ExportResult OutputFailure(const ExportOptions& options, const OutputTarget& target) {
+  if (target.reader_has_gone()) return {};
+  const std::string name = options.to_standard_output ? "standard output" : options.output.string();
+  return {false, {}, name + ": " + target.error().message()};
+}
+
+std::string Frames(int64_t count) {
+  return std::to_string(count) + (count == 1 ? " frame" : " frames");
+}
+
+std::string SizeText(uint32_t width, uint32_t height) {
+  return std::to_string(width) + "x" + std::to_string(height);
+}
+
+// Frames that the file can deliver if nothing in it is damaged.
+uint32_t FramesToExpect(const container::ContainerReader& reader) {
+  uint64_t frames = 0;
+  container::RecordHeader header;
+  for (const uint64_t offset : reader.index()) {
+    if (!reader.read_record_header(offset, header)) break;
+    frames += container::frames_in_record(header);
+  }
+  const uint32_t announced = reader.header().frame_count;
+  if (announced != 0) frames = std::min<uint64_t>(frames, announced);
+  return static_cast<uint32_t>(std::min<uint64_t>(frames, std::numeric_limits<int32_t>::max()));
+}
+
+// Why decoding stopped early; empty when it did not.
+std::string DamageText(const container::ContainerReader& reader, StreamEnd end, int32_t delivered) {
+  const uint32_t announced = reader.header().frame_count;
+  switch (end) {
+    case StreamEnd::kDamagedRecord:
+      return "damaged record behind " + Frames(delivered) +
+             (announced != 0 ? " of " + std::to_string(announced) : "");
+    case StreamEnd::kFramesMissing:
+      return announced != 0
+                 ? "the file ends after " + Frames(delivered) + " of " + std::to_string(announced)
+                 : "the file was never finished, it ends after " + Frames(delivered);
+    default:
+      return {};
+  }
+}
+
+ExportResult ExportY4m(const ExportOptions& options, const container::ContainerReader& reader,
+                       FrameDecoder& decoder) {
+  // The first frame is decoded before the output is touched, so a file that
+  // shows nothing leaves nothing behind.
+  bool more = decoder.next_planes();
+  if (!more) {
+    const std::string damage = DamageText(reader, decoder.stream_end(), 0);
+    return Failure(options.input, damage.empty() ? "the file holds no frames" : damage);
+  }
+  const uint32_t width = decoder.planes().width;
+  const uint32_t height = decoder.planes().height;
+
+  OutputTarget target;
+  const bool opened =
+      options.to_standard_output ? target.open_standard_output() : target.open(options.output);
+  if (!opened ||
+      !WriteY4mHeader(width, height, reader.header().fps_num, reader.header().fps_den, target)) {
+    return OutputFailure(options, target);
+  }
+  int32_t written = 0;
+  std::string damage;
+  for (; more; more = decoder.next_planes()) {
+    if (decoder.planes().width != width || decoder.planes().height != height) {
+      damage = "the picture size changes at frame " + std::to_string(written) +
+               ", which Y4M cannot show";
+      break;
+    }
+    if (!WriteY4mFrame(decoder.planes(), target)) return OutputFailure(options, target);
+    ++written;
+  }
+  if (!target.commit()) return OutputFailure(options, target);
+  if (damage.empty()) damage = DamageText(reader, decoder.stream_end(), written);
+
+  ExportResult result;
+  result.summary = Frames(written) + ", " + SizeText(width, height);
+  result.succeeded = damage.empty();
+  if (!result.succeeded) result.problem = options.input.string() + ": " + damage;
+  return result;
+}
+
+ExportResult WritePicture(const ExportOptions& options, const PackedPicture& picture,
+                          std::string summary) {
+  std::vector<uint8_t> png;
+  std::string problem;
+  if (!EncodePng(picture, png, problem)) return Failure(options.output, problem);
+  OutputTarget target;
+  if (!target.open(options.output) || !target.write(png) || !target.commit()) {
+    return OutputFailure(options, target);
+  }
+  return {true, std::move(summary) + ", " + SizeText(picture.width, picture.height), {}};
+}
+
+// The number of the frame that the options name; a negative one for none.
+int64_t WantedFrame(const ExportOptions& options, const container::FileHeader& header) {
+  if (!options.seconds) return options.frame.value_or(0);
+  if (header.fps_num == 0 || header.fps_den == 0) return -1;
+  // A time that names a frame's start exactly must not fall short of it by rounding.
+  const double frames = *options.seconds * header.fps_num / header.fps_den + 1e-6;
+  return frames < 1e15 ? static_cast<int64_t>(frames) : std::numeric_limits<int64_t>::max();
+}
+
+ExportResult ExportPicture(const ExportOptions& options, const container::ContainerReader& reader,
+                           FrameDecoder& decoder) {
+  const int64_t wanted = WantedFrame(options, reader.header());
+  if (wanted < 0) return Failure(options.input, "the file has no frame rate to find a time with");
+  const uint32_t frames = FramesToExpect(reader);
+  if (wanted >= int64_t{frames}) {
+    return Failure(options.input, "there is no frame " + std::to_string(wanted) +
+                                      ", the file holds " + Frames(frames));
+  }
+  OutputFrame frame;
+  if (!decoder.seek_to_frame(static_cast<int32_t>(wanted)) || !decoder.next_frame(frame)) {
+    return Failure(options.input,
+                   "frame " + std::to_string(wanted) + " cannot be decoded: " +
+                       DamageText(reader, decoder.stream_end(), decoder.frames_delivered()));
+  }
+  return WritePicture(options,
+                      {static_cast<uint32_t>(frame.width), static_cast<uint32_t>(frame.height),
+                       std::move(frame.pixels)},
+                      "frame " + std::to_string(wanted));
+}
+
+ExportResult ExportSheet(const ExportOptions& options, const container::ContainerReader& reader,
+                         FrameDecoder& decoder) {
+  const uint32_t frames = FramesToExpect(reader);
+  if (frames == 0) return Failure(options.input, "the file holds no frames");
+  ContactSheet sheet(*options.sheet, reader.header().width, reader.header().height);
+  uint32_t placed = 0;
+  std::string damage;
+  OutputFrame frame;
+  for (uint32_t tile = 0; tile < sheet.tiles(); ++tile) {
+    const uint32_t wanted = FrameOfTile(tile, sheet.tiles(), frames);
+    if (wanted >= frames) break;
+    if (!decoder.seek_to_frame(static_cast<int32_t>(wanted)) || !decoder.next_frame(frame)) {
+      damage = DamageText(reader, decoder.stream_end(), decoder.frames_delivered());
+      continue;  // a later key frame may still be sound
+    }
+    if (frame.width != reader.header().width || frame.height != reader.header().height) {
+      damage = "frame " + std::to_string(wanted) + " has another size than the file";
+      continue;
+    }
+    sheet.place(tile, frame.pixels);
+    ++placed;
+  }
+  if (placed == 0) return Failure(options.input, damage);
+  ExportResult result = WritePicture(options, sheet.picture(), "sheet of " + Frames(placed));
+  if (result.succeeded && !damage.empty()) {
+    result.succeeded = false;
+    result.problem = options.input.string() + ": " + damage;
+  }
+  return result;
+}
+
+}  // namespace
+
+ExportResult ExportFile(const ExportOptions& options) {
+  container::ContainerReader reader;
+  if (!reader.open(options.input)) return Failure(options.input, reader.failure_reason());
+  std::error_code ignored;
+  if (!options.to_standard_output &&
+      std::filesystem::equivalent(options.input, options.output, ignored)) {
+    return Failure(options.output, "is the input file");
+  }
+  // Only a contact sheet seeks, and only forward, so nothing need be kept.
+  FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);
+  if (options.form == Form::kY4m) return ExportY4m(options, reader, decoder);
+  if (options.sheet) return ExportSheet(options, reader, decoder);
+  return ExportPicture(options, reader, decoder);
+}
+
+}  // namespace qolm::exporter

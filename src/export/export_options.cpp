@@ -1,0 +1,134 @@
+#include "export/export_options.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <vector>
+
+namespace qolm::exporter {
+namespace {
+
+template <typename Number>
+std::optional<Number> ParseWhole(std::string_view text) {
+  Number value{};
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  if (error != std::errc{} || stop != end) return std::nullopt;
+  return value;
+}
+
+std::optional<SheetLayout> ParseSheet(std::string_view text) {
+  const size_t cross = text.find('x');
+  if (cross == std::string_view::npos) return std::nullopt;
+  const auto columns = ParseWhole<uint32_t>(text.substr(0, cross));
+  const auto rows = ParseWhole<uint32_t>(text.substr(cross + 1));
+  if (!columns || !rows || *columns < 1 || *rows < 1) return std::nullopt;
+  if (*columns > kMaxSheetSide || *rows > kMaxSheetSide) return std::nullopt;
+  return SheetLayout{*columns, *rows};
+}
+
+// Takes the value of one option; false when the value is none for it.
+bool TakeValue(std::string_view option, const std::string& value, ExportOptions& options) {
+  if (option == "--frame") {
+    options.frame = ParseWhole<int32_t>(value);
+    return options.frame && *options.frame >= 0;
+  }
+  if (option == "--time") {
+    options.seconds = ParseWhole<double>(value);
+    return options.seconds && std::isfinite(*options.seconds) && *options.seconds >= 0;
+  }
+  options.sheet = ParseSheet(value);
+  return options.sheet.has_value();
+}
+
+std::optional<Form> FormOf(const std::filesystem::path& output) {
+  std::string ending = output.extension().string();
+  std::transform(ending.begin(), ending.end(), ending.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  if (ending == ".y4m") return Form::kY4m;
+  if (ending == ".png") return Form::kPng;
+  return std::nullopt;
+}
+
+// Splits the arguments into options and the two paths.
+bool TakeArguments(std::span<const std::string> arguments, ExportOptions& options,
+                   std::vector<std::string>& paths, std::string& problem) {
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    const std::string& argument = arguments[i];
+    if (argument == "--help" || argument == "-h") {
+      options.help = true;
+      return true;
+    }
+    if (argument == "--frame" || argument == "--time" || argument == "--sheet") {
+      if (i + 1 == arguments.size()) {
+        problem = argument + " needs a value";
+        return false;
+      }
+      const std::string& value = arguments[++i];
+      if (!TakeValue(argument, value, options)) {
+        problem = "\"" + value + "\" is no value for " + argument;
+        return false;
+      }
+    } else if (argument.size() > 1 && argument[0] == '-') {
+      problem = "unknown option " + argument;
+      return false;
+    } else {
+      paths.push_back(argument);
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string_view UsageText() {
+  return "Usage: qolm2_export IN.qolm OUT [options]\n"
+         "\n"
+         "  OUT.y4m    every frame, the decoded planes untouched\n"
+         "  OUT.png    one frame, or a contact sheet with --sheet\n"
+         "  -          every frame as Y4M on standard output, as for\n"
+         "             qolm2_export a.qolm - | ffplay -\n"
+         "\n"
+         "Options for .png:\n"
+         "  --frame N           the frame with this number, counted from 0 (default: 0)\n"
+         "  --time S            the frame shown S seconds after the start\n"
+         "  --sheet COLSxROWS   scaled-down frames, evenly spaced (each side 1 to 100)\n"
+         "\n"
+         "  --help              print this text\n";
+}
+
+std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arguments,
+                                                std::string& problem) {
+  ExportOptions options;
+  std::vector<std::string> paths;
+  if (!TakeArguments(arguments, options, paths, problem)) return std::nullopt;
+  if (options.help) return options;
+  if (paths.size() != 2) {
+    problem =
+        paths.size() < 2 ? "an input and an output are needed" : "unexpected argument " + paths[2];
+    return std::nullopt;
+  }
+  options.input = paths[0];
+  options.output = paths[1];
+  options.to_standard_output = paths[1] == "-";
+
+  const std::optional<Form> form = options.to_standard_output ? Form::kY4m : FormOf(paths[1]);
+  if (!form) {
+    problem = paths[1] + ": the ending must be .y4m or .png";
+    return std::nullopt;
+  }
+  options.form = *form;
+  const int choices = int{options.frame.has_value()} + int{options.seconds.has_value()} +
+                      int{options.sheet.has_value()};
+  if (choices > 1) {
+    problem = "--frame, --time and --sheet exclude each other";
+    return std::nullopt;
+  }
+  if (choices > 0 && options.form != Form::kPng) {
+    problem = "--frame, --time and --sheet are for .png outputs";
+    return std::nullopt;
+  }
+  return options;
+}
+
+}  // namespace qolm::exporter

@@ -1,0 +1,43 @@
+// What the command line of the export program asks for.
+#ifndef QOLM_EXPORT_EXPORT_OPTIONS_H_
+#define QOLM_EXPORT_EXPORT_OPTIONS_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace qolm::exporter {
+
+enum class Form { kY4m, kPng };
+
+struct SheetLayout {
+  uint32_t columns = 0;  // 1..kMaxSheetSide
+  uint32_t rows = 0;     // 1..kMaxSheetSide
+};
+inline constexpr uint32_t kMaxSheetSide = 100;
+
+struct ExportOptions {
+  bool help = false;  // the other members are then unset
+  std::filesystem::path input;
+  std::filesystem::path output;
+  bool to_standard_output = false;
+  Form form = Form::kY4m;
+  // At most one of the three; a PNG without any shows frame 0.
+  std::optional<int32_t> frame;
+  std::optional<double> seconds;
+  std::optional<SheetLayout> sheet;
+};
+
+std::string_view UsageText();
+
+// `arguments` do not hold the program's name. Nothing when they are wrong;
+// `problem` then says how, as a phrase without a full stop.
+std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arguments,
+                                                std::string& problem);
+
+}  // namespace qolm::exporter
+
+#endif  // QOLM_EXPORT_EXPORT_OPTIONS_H_

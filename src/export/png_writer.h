@@ -1,0 +1,20 @@
+// PNG files through libpng.
+#ifndef QOLM_EXPORT_PNG_WRITER_H_
+#define QOLM_EXPORT_PNG_WRITER_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "export/packed_picture.h"
+
+namespace qolm::exporter {
+
+// Replaces `png` by the picture as an 8-bit RGB image file; alpha is left out.
+// False when libpng refuses it, with its message in `problem`.
+[[nodiscard]] bool EncodePng(const PackedPicture& picture, std::vector<uint8_t>& png,
+                             std::string& problem);
+
+}  // namespace qolm::exporter
+
+#endif  // QOLM_EXPORT_PNG_WRITER_H_
