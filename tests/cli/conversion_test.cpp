@@ -1,0 +1,413 @@
+// Whole conversions with a scripted source and a scripted clock, byte for byte.
+#include "cli/conversion.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <sstream>
+
+#include "cli/number_format.h"
+#include "container/container_reader.h"
+#include "scratch_directory.h"
+#include "scripted_video.h"
+
+namespace qolm::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using std::chrono::milliseconds;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char* kSettings =
+    "[+] Encoding video (Quality: 45, GOP: 60, VFR: ON, Gabor: ON, CCLC: ON, Stream: "
+    "FAST-START)...\n";
+constexpr const char* kNoSound = "[+] Note: the sound cannot be read; converting without it.\n";
+constexpr const char* kSoundOff = "[+] Sound is switched off; converting the picture only.\n";
+
+class ConversionTest : public testing::Test {
+ protected:
+  ConversionTest() : input_(directory_ / "input"), output_(directory_ / "output.qolm") {
+    WriteFile(input_, std::string(3072, 'i'));
+  }
+
+  int Run() {
+    EncodeEnvironment environment;
+    environment.make_video_framework = [this] {
+      return std::make_unique<ScriptedFramework>(script_);
+    };
+    environment.read_sound = [this](const fs::path&, const media::AudioOptions& options,
+                                    PcmTrack& track) {
+      ++sound_reads_;
+      asked_rate_ = options.sample_rate;
+      asked_channels_ = options.channels;
+      if (!sound_) return false;
+      track = *sound_;
+      return true;
+    };
+    environment.monotonic_now = [this] { return now_; };
+    environment.interrupted = [this] { return interrupted_; };
+    return EncodeVideo({input_, output_, options_}, environment, out_, err_);
+  }
+
+  std::string InputReport(const std::string& duration = "") const {
+    return "[+] Input Video: " + input_ + "\n    Resolution : 32x16\n    Framerate  : 25 fps\n" +
+           duration;
+  }
+
+  std::string OutputKilobytes() const {
+    return FixedNumber(static_cast<double>(fs::file_size(output_)) / 1024, 1);
+  }
+
+  std::string Part() const { return output_ + ".part"; }
+
+  uint32_t FramesIn(const std::string& path) {
+    container::ContainerReader reader;
+    EXPECT_TRUE(reader.open(path)) << reader.failure_reason();
+    return reader.header().frame_count;
+  }
+
+  void ExpectRefused(const std::string& reason) {
+    script_.frames = 3;
+    int delivered = 0;
+    script_.before_frame = [&delivered](int) { ++delivered; };
+    EXPECT_EQ(Run(), 1);
+    EXPECT_EQ(err_.str(), "[-] Error: Cannot open output file (" + reason + "): " + output_ + "\n");
+    EXPECT_EQ(out_.str(), InputReport() + kNoSound);
+    EXPECT_EQ(delivered, 0);
+  }
+
+  ScratchDirectory directory_;
+  std::string input_;
+  std::string output_;
+  VideoScript script_;
+  EncodeOptions options_;
+  std::optional<PcmTrack> sound_;
+  int sound_reads_ = 0;
+  int32_t asked_rate_ = 0;
+  int32_t asked_channels_ = 0;
+  std::chrono::nanoseconds now_{0};
+  bool interrupted_ = false;
+  std::ostringstream out_;
+  std::ostringstream err_;
+};
+
+TEST_F(ConversionTest, TheWholeReport) {
+  script_.frames = 25;
+  script_.duration_100ns = 10'000'000;  // 25 frames
+  script_.before_frame = [this](int) { now_ += milliseconds(40); };
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(err_.str(), "");
+  const double raw_bytes = 25.0 * 32 * 16 * 4;
+  const double output_bytes = static_cast<double>(fs::file_size(output_));
+  EXPECT_EQ(out_.str(),
+            InputReport("    Duration   : 1 s (25 frames)\n") + kNoSound + kSettings +
+                "\r    Processed frames: 10/25 (40% | ETA 0m0s) \xE2\x80\xA2 25 FPS (VFR Skip: 0)"
+                "\r    Processed frames: 20/25 (80% | ETA 0m0s) \xE2\x80\xA2 25 FPS (VFR Skip: 0)"
+                "\n[+] Encoding statistics:\n"
+                "  Total Frames Processed : 25\n"
+                "  VFR Static Slides Skip : 0 frames (0.0% savings)\n"
+                "  Encoding Time          : 1000.0 ms (25.0 FPS)\n"
+                "  Original File Size     : 3.0 KB\n"
+                "  QOLM File Size         : " +
+                OutputKilobytes() +
+                " KB\n"
+                "  Compression vs Raw     : " +
+                FixedNumber(100.0 - output_bytes * 100.0 / raw_bytes, 1) +
+                "%\n"
+                "[+] Done.\n");
+  EXPECT_EQ(FramesIn(output_), 25U);
+  EXPECT_FALSE(fs::exists(Part()));
+}
+
+TEST_F(ConversionTest, StaticFramesAreCountedAsSavings) {
+  script_.frames = 12;
+  script_.moving = false;
+  script_.before_frame = [this](int) { now_ += milliseconds(1000); };
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(), HasSubstr("\r    Processed frames: 10 \xE2\x80\xA2 1 FPS (VFR Skip: 9)"
+                                    "\n[+] Encoding statistics:\n"));
+  EXPECT_THAT(out_.str(), HasSubstr("  VFR Static Slides Skip : 11 frames (91.7% savings)\n"));
+  EXPECT_EQ(FramesIn(output_), 12U);
+}
+
+TEST_F(ConversionTest, ASourceWithoutFrames) {
+  script_.frames = 0;
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(err_.str(), "");
+  EXPECT_THAT(out_.str(), testing::StartsWith(InputReport() + kNoSound + kSettings +
+                                              "\n[+] Encoding statistics:\n"
+                                              "  Total Frames Processed : 0\n"
+                                              "  VFR Static Slides Skip : 0 frames (0.0% "
+                                              "savings)\n"
+                                              "  Encoding Time          : 0.0 ms ("));
+  EXPECT_THAT(out_.str(), HasSubstr("  Compression vs Raw     : -inf%\n[+] Done.\n"));
+  EXPECT_THAT(out_.str(), Not(HasSubstr("Processed frames")));
+  EXPECT_EQ(FramesIn(output_), 0U);
+}
+
+TEST_F(ConversionTest, TheFrameLimitEndsTheLoopExactly) {
+  script_.frames = 1000;
+  script_.duration_100ns = 400'000'000;
+  int delivered = 0;
+  script_.before_frame = [&](int) {
+    ++delivered;
+    now_ += milliseconds(100);
+  };
+  options_.frame_limit = 25;
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(delivered, 25);
+  EXPECT_THAT(out_.str(), HasSubstr("  Total Frames Processed : 25\n"));
+  EXPECT_THAT(out_.str(),
+              HasSubstr("\r    Processed frames: 10/1000 (1% | ETA 1m39s) \xE2\x80\xA2 10 FPS "
+                        "(VFR Skip: 0)"
+                        "\r    Processed frames: 20/1000 (2% | ETA 1m38s) \xE2\x80\xA2 10 FPS "
+                        "(VFR Skip: 0)"
+                        "\n[+] Encoding statistics:\n"));
+  EXPECT_THAT(out_.str(), EndsWith("[+] Done.\n"));  // no notice: the limit ended it
+}
+
+TEST_F(ConversionTest, ALimitBelowOneIsNone) {
+  script_.frames = 3;
+  for (const int32_t limit : {0, -1}) {
+    options_.frame_limit = limit;
+    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(FramesIn(output_), 3U);
+  }
+}
+
+TEST_F(ConversionTest, AnEarlyEndIsToldWithBothCounts) {
+  script_.frames = 30;
+  script_.duration_100ns = 40'000'000;  // 100 frames
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(),
+              EndsWith("[+] Done.\n"
+                       "[+] Note: the source ended early, after 30 of 100 expected frames.\n"));
+}
+
+TEST_F(ConversionTest, AFewMissingFramesAreNoEarlyEnd) {
+  script_.frames = 95;
+  script_.duration_100ns = 40'000'000;  // 100 frames
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(), EndsWith("[+] Done.\n"));
+}
+
+TEST_F(ConversionTest, SettingsReachTheFile) {
+  script_.frames = 2;
+  options_ = ParseEncodeOptions(
+      {"--monolithic", "--no-vfr", "--no-cclc", "--no-gabor", "--gop", "7", "--quality", "90"}, 0);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(), HasSubstr("(Quality: 90, GOP: 7, VFR: OFF, Gabor: OFF, CCLC: OFF, "
+                                    "Stream: MONOLITHIC)...\n"));
+  container::ContainerReader reader;
+  ASSERT_TRUE(reader.open(output_));
+  EXPECT_EQ(reader.header().gop, 7);
+  EXPECT_EQ(reader.header().width, 32);
+  EXPECT_EQ(reader.header().height, 16);
+  EXPECT_EQ(reader.header().fps_num, 25U);
+  EXPECT_EQ(reader.header().fps_den, 1U);
+  EXPECT_EQ(reader.header().flags & (container::kFlagFastStart | container::kFlagVfr |
+                                     container::kFlagCclc | container::kFlagGabor),
+            0);
+}
+
+TEST_F(ConversionTest, SoundIsReportedMono) {
+  sound_ = PcmTrack{32000, 1, std::vector<int16_t>(3200)};
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(asked_rate_, 32000);
+  EXPECT_EQ(asked_channels_, 1);
+  EXPECT_THAT(out_.str(), HasSubstr("25 fps\n[+] Audio Stream       : 32000 Hz, Mono (1 ch) (~108 "
+                                    "kbps ADPCM+rANS, 3200 samples)\n[+] Encoding video"));
+}
+
+TEST_F(ConversionTest, SoundIsReportedStereo) {
+  options_ = ParseEncodeOptions({"--audio", "48k"}, 0);
+  sound_ = PcmTrack{48000, 2, std::vector<int16_t>(4801)};
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(asked_rate_, 48000);
+  EXPECT_EQ(asked_channels_, 2);
+  EXPECT_THAT(out_.str(), HasSubstr("[+] Audio Stream       : 48000 Hz, Stereo (2 ch) (~326 kbps "
+                                    "ADPCM+rANS, 2400 samples)\n"));
+}
+
+TEST_F(ConversionTest, SoundSwitchedOffIsNotRead) {
+  options_.audio.enabled = 0;
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(sound_reads_, 0);
+  EXPECT_THAT(out_.str(), HasSubstr(std::string("25 fps\n") + kSoundOff + kSettings));
+}
+
+TEST_F(ConversionTest, AnInputThatDoesNotOpen) {
+  script_.open_failure = "no video stream";
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(out_.str(), "");
+  EXPECT_EQ(err_.str(), "[-] Error: Cannot open input video (no video stream): " + input_ + "\n");
+  EXPECT_FALSE(fs::exists(output_));
+  EXPECT_FALSE(fs::exists(Part()));
+  EXPECT_EQ(sound_reads_, 0);
+}
+
+TEST_F(ConversionTest, APictureTooLargeForTheFormat) {
+  script_.width = 16385;
+  script_.height = 1;
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(err_.str(),
+            "[-] Error: Cannot open output file (pictures larger than 16384x16384 cannot be "
+            "stored): " +
+                output_ + "\n");
+  EXPECT_FALSE(fs::exists(Part()));
+}
+
+TEST_F(ConversionTest, AnInterruptKeepsAPlayablePart) {
+  WriteFile(output_, "the old file");
+  script_.frames = 100;
+  script_.before_frame = [this](int frame) { interrupted_ = frame == 14; };
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(err_.str(),
+            "[-] Error: Interrupted after 15 frames; these are kept in a playable "
+            "file: " +
+                Part() + "\n");
+  EXPECT_THAT(out_.str(), EndsWith(" \xE2\x80\xA2 10000 FPS (VFR Skip: 0)\n"));
+  EXPECT_EQ(FramesIn(Part()), 15U);
+  EXPECT_EQ(ReadFile(output_), "the old file");
+}
+
+TEST_F(ConversionTest, AnInterruptBeforeTheFirstFrameLeavesNothing) {
+  script_.frames = 100;
+  interrupted_ = true;
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(err_.str(), "[-] Error: Interrupted before the first frame; nothing was written: " +
+                            output_ + "\n");
+  EXPECT_FALSE(fs::exists(Part()));
+  EXPECT_FALSE(fs::exists(output_));
+}
+
+TEST_F(ConversionTest, AnInterruptAfterTheLastFrameChangesNothing) {
+  script_.frames = 5;
+  options_.frame_limit = 5;
+  script_.before_frame = [this](int frame) { interrupted_ = frame == 4; };
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(FramesIn(output_), 5U);
+}
+
+TEST_F(ConversionTest, AnInputThatVanishesRaisesTheFileSystemError) {
+  script_.frames = 12;
+  script_.before_frame = [this](int frame) {
+    if (frame == 11) fs::remove(input_);
+  };
+  EXPECT_THROW(Run(), fs::filesystem_error);
+  EXPECT_EQ(FramesIn(output_), 12U);  // finished and in place before the sizes are asked for
+  EXPECT_THAT(out_.str(), EndsWith("(VFR Skip: 0)\n"));  // the progress line is ended
+}
+
+TEST_F(ConversionTest, AnExistingOutputIsReplacedAndKeepsItsPermissions) {
+  script_.frames = 2;
+  WriteFile(output_, "the old file");
+  WriteFile(Part(), "left by an earlier run");
+  ASSERT_EQ(chmod(output_.c_str(), 0640), 0);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(FramesIn(output_), 2U);
+  EXPECT_EQ(fs::status(output_).permissions(), fs::perms(0640));
+  EXPECT_FALSE(fs::exists(Part()));
+}
+
+TEST_F(ConversionTest, ASymbolicLinkIsWrittenThrough) {
+  script_.frames = 2;
+  fs::create_directory(directory_ / "elsewhere");
+  const std::string target = directory_ / "elsewhere/target.qolm";
+  fs::create_symlink("elsewhere/target.qolm", output_);
+  for (int round = 0; round < 2; ++round) {  // a link to nothing, then to a file
+    EXPECT_EQ(Run(), 0);
+    EXPECT_TRUE(fs::is_symlink(output_));
+    EXPECT_EQ(FramesIn(target), 2U);
+    EXPECT_FALSE(fs::exists(target + ".part"));
+    EXPECT_FALSE(fs::exists(Part()));
+  }
+}
+
+TEST_F(ConversionTest, TheInputByAnyNameIsRefused) {
+  const std::string content = ReadFile(input_);
+  output_ = input_;
+  ExpectRefused("it is the input file");
+  EXPECT_EQ(ReadFile(input_), content);
+}
+
+TEST_F(ConversionTest, ALinkToTheInputIsRefused) {
+  const std::string content = ReadFile(input_);
+  fs::create_symlink(input_, output_);
+  ExpectRefused("it is the input file");
+  EXPECT_EQ(ReadFile(input_), content);
+  EXPECT_TRUE(fs::is_symlink(output_));
+}
+
+TEST_F(ConversionTest, AHardLinkToTheInputIsRefused) {
+  const std::string content = ReadFile(input_);
+  fs::create_hard_link(input_, output_);
+  ExpectRefused("it is the input file");
+  EXPECT_EQ(ReadFile(input_), content);
+}
+
+TEST_F(ConversionTest, AnInputThatIsThePartFileIsRefused) {
+  const std::string content = ReadFile(input_);
+  fs::create_hard_link(input_, Part());
+  ExpectRefused("its part file is the input file");
+  EXPECT_EQ(ReadFile(Part()), content);
+}
+
+TEST_F(ConversionTest, APartFileThatIsNoPlainFileIsRefused) {
+  WriteFile(directory_ / "precious", "precious");
+  fs::create_symlink(directory_ / "precious", Part());
+  ExpectRefused("its part file is not a regular file");
+  EXPECT_EQ(ReadFile(directory_ / "precious"), "precious");
+}
+
+TEST_F(ConversionTest, ADirectoryIsRefused) {
+  fs::create_directory(output_);
+  ExpectRefused("Is a directory");
+}
+
+TEST_F(ConversionTest, ANameThatEndsAsADirectoryIsRefused) {
+  output_ += "/";
+  ExpectRefused("Is a directory");
+}
+
+TEST_F(ConversionTest, AnEmptyNameIsRefused) {
+  output_ = "";
+  ExpectRefused("No such file or directory");
+}
+
+TEST_F(ConversionTest, AMissingDirectoryIsRefused) {
+  output_ = directory_ / "missing/output.qolm";
+  ExpectRefused("No such file or directory");
+  EXPECT_FALSE(fs::exists(directory_ / "missing"));
+}
+
+TEST_F(ConversionTest, AFileInTheDirectorysPlaceIsRefused) {
+  output_ = input_ + "/output.qolm";
+  ExpectRefused("Not a directory");
+}
+
+TEST_F(ConversionTest, ALoopOfLinksIsRefused) {
+  fs::create_symlink("output.qolm", output_);
+  ExpectRefused("Too many levels of symbolic links");
+}
+
+TEST_F(ConversionTest, SpecialFilesAreRefused) {
+  output_ = "/dev/null";
+  ExpectRefused("it is not a regular file");
+}
+
+TEST_F(ConversionTest, APipeIsRefusedWithoutOpeningIt) {
+  ASSERT_EQ(mkfifo(output_.c_str(), 0600), 0);
+  ExpectRefused("it is not a regular file");
+}
+
+TEST_F(ConversionTest, ADirectoryThatTakesNoFilesIsRefused) {
+  output_ = "/proc/output.qolm";  // even for a user who may do everything
+  ExpectRefused("No such file or directory");
+}
+
+}  // namespace
+}  // namespace qolm::cli

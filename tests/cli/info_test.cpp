@@ -1,0 +1,145 @@
+// The info command on files made record by record.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "base/byte_order.h"
+#include "cli/info_command.h"
+#include "container/layout.h"
+#include "scratch_directory.h"
+
+namespace qolm::cli {
+namespace {
+
+using container::RecordType;
+
+class Info : public testing::Test {
+ protected:
+  Info() : path_(directory_ / "file.qolm") {
+    header_.width = 16;
+    header_.height = 8;
+    header_.fps_num = 30000;
+    header_.fps_den = 1001;
+    header_.flags = container::kFlagsAlwaysSet;
+  }
+
+  void AddRepeats(uint8_t count) {
+    const container::RecordHeader record = {RecordType::kRepeatRun, count, 0, 0};
+    const container::RecordHeaderBytes bytes = container::EncodeRecordHeader(record);
+    records_.append(bytes.begin(), bytes.end());
+  }
+
+  int Run() {
+    const container::FileHeaderBytes head = container::EncodeFileHeader(header_);
+    WriteFile(path_, std::string(head.begin(), head.end()) + records_);
+    return RunOnFile();
+  }
+
+  int RunOnFile() {
+    int calls = 0;
+    return RunInfoCommand(path_, out_, err_,
+                          [&calls] { return std::chrono::milliseconds(250 * calls++); });
+  }
+
+  ScratchDirectory directory_;
+  std::string path_;
+  container::FileHeader header_;
+  std::string records_;
+  std::ostringstream out_;
+  std::ostringstream err_;
+};
+
+TEST_F(Info, PrintsTheHeaderAndTheSpeed) {
+  header_.frame_count = 3;
+  header_.duration_ms = 100;
+  AddRepeats(3);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(err_.str(), "");
+  EXPECT_EQ(out_.str(), "[+] Opening QOLM v2 file: " + path_ +
+                            "\n"
+                            "    Resolution: 16x8\n"
+                            "    FPS       : 30000/1001\n"
+                            "    Frames    : 3\n"
+                            "    Duration  : 0.1 s\n"
+                            "    Flags     : 0x3e\n"
+                            "[+] Decoded Frames : 3\n"
+                            "    Decode Time    : 250.0 ms\n"
+                            "    Decode Speed   : 12.0 FPS\n");
+}
+
+TEST_F(Info, AFileWithoutFrames) {
+  header_.flags = 0x053E;
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(err_.str(), "");
+  EXPECT_THAT(out_.str(), testing::EndsWith("    Frames    : 0\n"
+                                            "    Duration  : 0 s\n"
+                                            "    Flags     : 0x53e [Fast-Start]\n"
+                                            "[+] Decoded Frames : 0\n"
+                                            "    Decode Time    : 250.0 ms\n"
+                                            "    Decode Speed   : 0.0 FPS\n"));
+}
+
+TEST_F(Info, TellsThatFramesAreMissing) {
+  header_.frame_count = 100;
+  AddRepeats(3);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(err_.str(), "");
+  EXPECT_THAT(out_.str(), testing::EndsWith("    Decode Speed   : 12.0 FPS\n"
+                                            "[+] Note: the file is damaged or incomplete; only 3 "
+                                            "of 100 frames could be decoded.\n"));
+}
+
+TEST_F(Info, RefusesTheLegacyFormat) {
+  for (const char* content : {"QOLM", "QOLM and more, whatever it is"}) {
+    out_.str("");
+    err_.str("");
+    WriteFile(path_, content);
+    EXPECT_EQ(RunOnFile(), 1);
+    EXPECT_EQ(out_.str(), "[+] Opening QOLM v2 file: " + path_ + "\n");
+    EXPECT_EQ(err_.str(),
+              "[-] Error: File is in legacy QOLM v1 format (QOLM magic 0x4D4C4F51).\n"
+              "    QOLM v1 is deprecated and no longer supported in QOLM v2 players/decoders.\n"
+              "    Please re-encode your source video using: qolm2_converter encode <input> "
+              "<output.qolm>\n");
+  }
+}
+
+TEST_F(Info, RefusesWhatDoesNotOpenAsVersionTwo) {
+  const auto expect_refused = [this](const std::string& what) {
+    EXPECT_EQ(out_.str(), "[+] Opening QOLM v2 file: " + path_ + "\n") << what;
+    EXPECT_THAT(err_.str(),
+                testing::AllOf(testing::StartsWith("[-] Error: Cannot open as a QOLM v2 file ("),
+                               testing::EndsWith("): " + path_ + "\n"),
+                               testing::Not(testing::HasSubstr("()"))))
+        << what;
+    out_.str("");
+    err_.str("");
+  };
+  EXPECT_EQ(RunOnFile(), 1);
+  EXPECT_THAT(err_.str(), testing::HasSubstr("(No such file or directory)"));
+  expect_refused("missing");
+  for (const char* content : {"", "QLM", "QLM2", "some text"}) {
+    WriteFile(path_, content);
+    EXPECT_EQ(RunOnFile(), 1);
+    expect_refused(content);
+  }
+  header_.width = 0;
+  EXPECT_EQ(Run(), 1);
+  expect_refused("no width");
+  header_.width = 16385;
+  EXPECT_EQ(Run(), 1);
+  expect_refused("too wide");
+  header_.width = 16;
+  header_.version = 3;
+  EXPECT_EQ(Run(), 1);
+  expect_refused("version 3");
+  std::filesystem::remove(path_);
+  std::filesystem::create_directory(path_);
+  EXPECT_EQ(RunOnFile(), 1);
+  EXPECT_THAT(err_.str(), testing::HasSubstr("(Is a directory)"));
+  expect_refused("directory");
+}
+
+}  // namespace
+}  // namespace qolm::cli

@@ -1,0 +1,372 @@
+// The real program: a command paired with its standard output, its standard
+// error and its exit code.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "cli/texts.h"
+#include "container/container_reader.h"
+#include "program_run.h"
+#include "scratch_directory.h"
+#include "y4m_clip.h"
+
+namespace qolm::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::StartsWith;
+
+class Program : public testing::Test {
+ protected:
+  Program() : input_(directory_ / "clip.y4m"), output_(directory_ / "clip.qolm") {}
+
+  void MakeInput(int frames) { WriteFile(input_, clip_.File(frames)); }
+
+  void Run(
+      std::vector<std::string> arguments, const std::function<void()>& in_child = [] {}) {
+    ProgramRun run(std::move(arguments), in_child);
+    run.Wait();
+    exit_code_ = run.exit_code();
+    out_ = run.out();
+    err_ = run.err();
+  }
+
+  // One error line with the path at its end, exit code 1.
+  void ExpectError(const std::string& path) {
+    EXPECT_EQ(exit_code_, 1);
+    EXPECT_THAT(err_, AllOf(StartsWith("[-] Error: "), EndsWith(": " + path + "\n")));
+    EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
+  }
+
+  void ExpectInputRefused(const std::string& reason_pattern) {
+    WriteFile(output_, "the old file");
+    Run({"encode", input_, output_});
+    ExpectError(input_);
+    EXPECT_EQ(out_, texts::Banner());
+    EXPECT_THAT(err_, MatchesRegex("\\[-\\] Error: Cannot open input video \\(" + reason_pattern +
+                                   "\\): [^\n]*\n"));
+    EXPECT_EQ(ReadFile(output_), "the old file");
+    EXPECT_FALSE(fs::exists(Part()));
+  }
+
+  std::string Part() const { return output_ + ".part"; }
+
+  uint32_t FramesIn(const std::string& path) {
+    container::ContainerReader reader;
+    EXPECT_TRUE(reader.open(path)) << reader.failure_reason();
+    return reader.header().frame_count;
+  }
+
+  ScratchDirectory directory_;
+  Y4mClip clip_;
+  std::string input_;
+  std::string output_;
+  int exit_code_ = -1;
+  std::string out_;
+  std::string err_;
+};
+
+TEST_F(Program, WithoutACommandPrintsItsUsage) {
+  Run({});
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_EQ(out_, texts::Banner() + texts::Usage(kProgram));
+  EXPECT_EQ(err_, "");
+}
+
+TEST_F(Program, AnUnknownCommandOrTooFewArgumentsPrintTheUsageAndFail) {
+  const std::vector<std::vector<std::string>> commands = {
+      {"nonsense"}, {"Encode", "a", "b"}, {"--help"},
+      {""},         {"encode"},           {"encode", "a"},
+      {"info"},     {"encode "},          {"nonsense", "a", "b", "c"}};
+  for (const auto& command : commands) {
+    Run(command);
+    EXPECT_EQ(exit_code_, 1);
+    EXPECT_EQ(out_, texts::Banner() + texts::Usage(kProgram));
+    EXPECT_EQ(err_, "");
+  }
+}
+
+TEST_F(Program, ABadNumberEndsTheRunBeforeAnythingIsOpened) {
+  for (const char* option : {"--quality", "--gop", "--frames"}) {
+    Run({"encode", input_, output_, option, "many"});
+    EXPECT_EQ(exit_code_, 1);
+    EXPECT_EQ(out_, texts::Banner());
+    EXPECT_EQ(err_, "[-] Error: invalid stoi argument\n");
+
+    Run({"encode", input_, output_, option, "2147483648"});
+    EXPECT_EQ(exit_code_, 1);
+    EXPECT_EQ(out_, texts::Banner());
+    EXPECT_EQ(err_, "[-] Error: stoi argument out of range\n");
+  }
+}
+
+TEST_F(Program, ConvertsAndReadsBack) {
+  MakeInput(25);
+  Run({"encode", input_, output_});
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_EQ(err_, "");
+  const std::string progress =
+      "\r    Processed frames: [12]0/25 \\([0-9]+% \\| ETA 0m[0-9]+s\\) \xE2\x80\xA2 [0-9]+ FPS "
+      "\\(VFR Skip: 0\\)";
+  EXPECT_THAT(out_, StartsWith(texts::Banner() + "[+] Input Video: " + input_ +
+                               "\n    Resolution : 64x48\n    Framerate  : 25 fps\n"
+                               "    Duration   : 1 s (25 frames)\n" +
+                               texts::SoundNotReadNotice() +
+                               "[+] Encoding video (Quality: 45, GOP: 60, VFR: ON, Gabor: ON, "
+                               "CCLC: ON, Stream: FAST-START)...\n\r"));
+  EXPECT_THAT(out_.substr(out_.find('\r')),
+              MatchesRegex(progress + progress +
+                           "\n\\[\\+\\] Encoding statistics:\n"
+                           "  Total Frames Processed : 25\n"
+                           "  VFR Static Slides Skip : 0 frames \\(0.0% savings\\)\n"
+                           "  Encoding Time          : [0-9]+\\.[0-9] ms \\([0-9]+\\.[0-9] FPS\\)\n"
+                           "  Original File Size     : [0-9]+\\.[0-9] KB\n"
+                           "  QOLM File Size         : [0-9]+\\.[0-9] KB\n"
+                           "  Compression vs Raw     : [0-9]+\\.[0-9]%\n"
+                           "\\[\\+\\] Done\\.\n"));
+
+  Run({"info", output_});
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_EQ(err_, "");
+  EXPECT_THAT(out_, MatchesRegex("[^\r]*\\[\\+\\] Opening QOLM v2 file: [^\n]*clip.qolm\n"
+                                 "    Resolution: 64x48\n"
+                                 "    FPS       : 25/1\n"
+                                 "    Frames    : 25\n"
+                                 "    Duration  : 1 s\n"
+                                 "    Flags     : 0xdf3f \\[Fast-Start\\]\n"
+                                 "\\[\\+\\] Decoded Frames : 25\n"
+                                 "    Decode Time    : [0-9]+\\.[0-9] ms\n"
+                                 "    Decode Speed   : [0-9]+\\.[0-9] FPS\n"));
+}
+
+TEST_F(Program, PathsOutsideAsciiPrintAsGiven) {
+  input_ = directory_ /
+           "Gr\xC3\xBC\xC3\x9F"
+           "e \xE4\xB8\xAD.y4m";
+  output_ = directory_ / "\xF0\x9F\x8E\xAC.qolm";
+  MakeInput(3);
+  Run({"encode", input_, output_, "--monolithic"});
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_THAT(out_, HasSubstr("[+] Input Video: " + input_ + "\n"));
+  Run({"info", output_});
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_THAT(out_, HasSubstr("[+] Opening QOLM v2 file: " + output_ + "\n"));
+  EXPECT_THAT(out_, HasSubstr("    Flags     : 0xdb3f\n"));
+}
+
+// ---- Input that cannot be converted ----
+
+TEST_F(Program, AMissingInput) { ExpectInputRefused("No such file or directory"); }
+
+TEST_F(Program, AnEmptyInput) {
+  WriteFile(input_, "");
+  ExpectInputRefused("[^\n]+");
+}
+
+TEST_F(Program, ATextAsInput) {
+  std::string text;
+  for (int i = 0; i < 200; ++i) text += "This is a letter and no video at all.\n";
+  WriteFile(input_, text);
+  ExpectInputRefused("[^\n]+");
+}
+
+TEST_F(Program, ADirectoryAsInput) {
+  fs::create_directory(input_);
+  ExpectInputRefused("Is a directory");
+}
+
+TEST_F(Program, ATruncatedInputIsConvertedAsFarAsItGoes) {
+  const std::string file = clip_.File(20);
+  WriteFile(input_, file.substr(0, clip_.Header().size() + clip_.Frame(0).size() * 12 + 100));
+  Run({"encode", input_, output_});
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_EQ(err_, "");
+  EXPECT_EQ(FramesIn(output_), 12U);
+}
+
+// ---- Output that cannot be written ----
+
+TEST_F(Program, AnOutputThatIsTheInput) {
+  MakeInput(3);
+  const std::string content = ReadFile(input_);
+  fs::create_symlink(input_, directory_ / "other.y4m");
+  Run({"encode", directory_ / "other.y4m", input_});
+  ExpectError(input_);
+  EXPECT_THAT(err_, HasSubstr("(it is the input file)"));
+  EXPECT_EQ(ReadFile(input_), content);
+}
+
+TEST_F(Program, AnOutputInAMissingDirectory) {
+  MakeInput(3);
+  output_ = directory_ / "missing/clip.qolm";
+  Run({"encode", input_, output_});
+  ExpectError(output_);
+  EXPECT_THAT(err_, HasSubstr("Cannot open output file (No such file or directory)"));
+}
+
+TEST_F(Program, AnOutputThatIsADirectory) {
+  MakeInput(3);
+  fs::create_directory(output_);
+  Run({"encode", input_, output_});
+  ExpectError(output_);
+  EXPECT_THAT(err_, HasSubstr("Cannot open output file (Is a directory)"));
+}
+
+TEST_F(Program, AnOutputThatIsReadOnly) {
+  if (geteuid() == 0) GTEST_SKIP() << "this user may write everywhere";
+  MakeInput(3);
+  WriteFile(output_, "the old file");
+  ASSERT_EQ(chmod(output_.c_str(), 0400), 0);
+  Run({"encode", input_, output_});
+  ExpectError(output_);
+  EXPECT_THAT(err_, HasSubstr("Cannot open output file (Permission denied)"));
+  EXPECT_EQ(ReadFile(output_), "the old file");
+}
+
+TEST_F(Program, AnOutputInAReadOnlyDirectory) {
+  if (geteuid() == 0) GTEST_SKIP() << "this user may write everywhere";
+  MakeInput(3);
+  fs::create_directory(directory_ / "locked");
+  output_ = directory_ / "locked/clip.qolm";
+  ASSERT_EQ(chmod((directory_ / "locked").c_str(), 0500), 0);
+  Run({"encode", input_, output_});
+  ExpectError(output_);
+  EXPECT_THAT(err_, HasSubstr("Cannot open output file (Permission denied)"));
+}
+
+void LimitFileSize(rlim_t bytes) {
+  const rlimit limit = {bytes, bytes};
+  setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+TEST_F(Program, AFailedWriteEndsTheLoop) {
+  MakeInput(200);
+  WriteFile(output_, "the old file");
+  Run({"encode", input_, output_}, [] { LimitFileSize(150000); });
+  ExpectError(output_);
+  EXPECT_EQ(err_, "[-] Error: Cannot write output file (File too large): " + output_ + "\n");
+  EXPECT_THAT(out_, EndsWith(")\n"));  // the progress line is ended and nothing follows it
+  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_FALSE(fs::exists(Part()));
+}
+
+TEST_F(Program, AFailedWriteOfTheHead) {
+  MakeInput(3);
+  Run({"encode", input_, output_}, [] { LimitFileSize(1000); });
+  ExpectError(output_);
+  EXPECT_THAT(err_, HasSubstr("(File too large)"));
+  EXPECT_FALSE(fs::exists(output_));
+  EXPECT_FALSE(fs::exists(Part()));
+}
+
+// ---- Interruption ----
+
+// Feeds an endless clip through a pipe, so that no test depends on how fast
+// the program is.
+class EndlessClip {
+ public:
+  EndlessClip(const std::string& path, const Y4mClip& clip) : clip_(clip) {
+    signal(SIGPIPE, SIG_IGN);
+    mkfifo(path.c_str(), 0600);
+    // Opened for both directions, so that opening waits for nobody.
+    keep_open_ = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    writer_ = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    pending_ = clip_.Header();
+  }
+  ~EndlessClip() {
+    close(writer_);
+    close(keep_open_);
+  }
+
+  // Writes what the pipe takes at the moment.
+  void Feed() {
+    if (pending_.empty()) pending_ = clip_.Frame(next_++);
+    const ssize_t written = write(writer_, pending_.data(), pending_.size());
+    if (written > 0) {
+      pending_.erase(0, static_cast<size_t>(written));
+    } else {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
+
+ private:
+  Y4mClip clip_;
+  int keep_open_ = -1;
+  int writer_ = -1;
+  int next_ = 0;
+  std::string pending_;
+};
+
+class Interrupted : public Program {
+ protected:
+  void FeedUntilProgress(ProgramRun& run, EndlessClip& clip) {
+    while (run.IsRunning() && run.out().find("Processed frames: 10") == std::string::npos) {
+      clip.Feed();
+    }
+    ASSERT_TRUE(run.IsRunning()) << run.out() << run.err();
+  }
+
+  void ExpectPartKeptAfter(int signal_number) {
+    WriteFile(output_, "the old file");
+    EndlessClip endless(input_, clip_);
+    ProgramRun run({"encode", input_, output_});
+    FeedUntilProgress(run, endless);
+    run.Signal(signal_number);
+    while (run.IsRunning()) endless.Feed();
+
+    EXPECT_EQ(run.exit_code(), 1);
+    EXPECT_THAT(run.out(), EndsWith(" FPS (VFR Skip: 0)\n"));
+    EXPECT_EQ(run.err(), "[-] Error: Interrupted after " + std::to_string(FramesIn(Part())) +
+                             " frames; these are kept in a playable file: " + Part() + "\n");
+    EXPECT_GE(FramesIn(Part()), 10U);
+    EXPECT_EQ(ReadFile(output_), "the old file");
+
+    Run({"info", Part()});
+    EXPECT_EQ(exit_code_, 0);
+    EXPECT_THAT(out_, HasSubstr("[+] Decoded Frames : " + std::to_string(FramesIn(Part())) + "\n"));
+    EXPECT_EQ(err_, "");
+  }
+};
+
+TEST_F(Interrupted, ByCtrlC) { ExpectPartKeptAfter(SIGINT); }
+
+TEST_F(Interrupted, BySigterm) { ExpectPartKeptAfter(SIGTERM); }
+
+TEST_F(Interrupted, ASecondSignalEndsTheProgramAtOnce) {
+  WriteFile(output_, "the old file");
+  EndlessClip endless(input_, clip_);
+  ProgramRun run({"encode", input_, output_});
+  FeedUntilProgress(run, endless);
+  // Without food the program waits for a frame that never comes.
+  while (run.IsRunning()) {
+    run.Signal(SIGINT);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  EXPECT_EQ(run.exit_code(), -SIGINT);
+  EXPECT_EQ(ReadFile(output_), "the old file");
+}
+
+TEST_F(Interrupted, AnIgnoredCtrlCStaysIgnored) {
+  MakeInput(5);
+  Run({"encode", input_, output_}, [] {
+    signal(SIGINT, SIG_IGN);
+    raise(SIGINT);
+  });
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_EQ(FramesIn(output_), 5U);
+}
+
+}  // namespace
+}  // namespace qolm::cli
