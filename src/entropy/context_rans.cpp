@@ -66,19 +66,37 @@ std::vector<uint8_t> StreamHead(size_t count, uint8_t mode) {
   return out;
 }
 
+std::vector<uint8_t> EncodePlain(std::span<const uint8_t> input, const ByteCounts& counts) {
+  RansStreamEncoder encoder(input, counts);
+  encoder.Run();
+  std::vector<uint8_t> out = StreamHead(input.size(), kModePlain);
+  encoder.AppendTo(out);
+  return out;
+}
+
+// Also yields the counts of the whole input.
 std::vector<uint8_t> EncodeFiveStreams(std::span<const uint8_t> input, ByteCounts& total_counts) {
   const ContextSplit split(input);
-  std::vector<uint8_t> out = StreamHead(input.size(), kModeFiveStreams);
+  std::vector<RansStreamEncoder> encoders;
+  encoders.reserve(kContextCount);
   total_counts = {};
   for (size_t c = 0; c < kContextCount; ++c) {
-    AppendLe32(out, static_cast<uint32_t>(split[c].size()));
-    const size_t size_offset = out.size();
-    AppendLe32(out, 0);
-    if (split[c].empty()) continue;
     const ByteCounts counts = CountBytes(split[c]);
     for (size_t s = 0; s < counts.size(); ++s) total_counts[s] += counts[s];
-    AppendRansStream(split[c], counts, out);
-    StoreLe32(out.data() + size_offset, static_cast<uint32_t>(out.size() - size_offset - 4));
+    encoders.emplace_back(split[c], counts);
+  }
+  // The tokens and the zero runs are the two long streams.
+  RansStreamEncoder::RunBoth(encoders[0], encoders[1]);
+  for (size_t c = 2; c < kContextCount; ++c) encoders[c].Run();
+
+  size_t size = kMinFiveStreamBytes;
+  for (const RansStreamEncoder& encoder : encoders) size += encoder.StreamSize();
+  std::vector<uint8_t> out = StreamHead(input.size(), kModeFiveStreams);
+  out.reserve(size);
+  for (size_t c = 0; c < kContextCount; ++c) {
+    AppendLe32(out, static_cast<uint32_t>(split[c].size()));
+    AppendLe32(out, static_cast<uint32_t>(encoders[c].StreamSize()));
+    encoders[c].AppendTo(out);
   }
   return out;
 }
@@ -143,14 +161,13 @@ bool DecodeFiveStreams(std::span<const uint8_t> stream, std::span<uint8_t> outpu
 std::vector<uint8_t> ContextRansEncode(std::span<const uint8_t> input) {
   if (input.empty() || input.size() > std::numeric_limits<uint32_t>::max()) return {};
 
-  std::vector<uint8_t> plain = StreamHead(input.size(), kModePlain);
-  if (input.size() < kMinSplitCount) {
-    AppendRansStream(input, CountBytes(input), plain);
-    return plain;
-  }
+  if (input.size() < kMinSplitCount) return EncodePlain(input, CountBytes(input));
   ByteCounts counts;
   std::vector<uint8_t> five_streams = EncodeFiveStreams(input, counts);
-  AppendRansStream(input, counts, plain);
+  // Coding the plain candidate costs as much again; mostly the bound tells that
+  // it cannot win.
+  if (kHeadBytes + RansStreamSizeLowerBound(counts) > five_streams.size()) return five_streams;
+  std::vector<uint8_t> plain = EncodePlain(input, counts);
   return five_streams.size() < plain.size() ? five_streams : plain;
 }
 

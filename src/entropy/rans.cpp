@@ -11,7 +11,9 @@ namespace qolm::entropy {
 std::vector<uint8_t> RansEncodeBytes(std::span<const uint8_t> input) {
   std::vector<uint8_t> out;
   if (input.empty() || input.size() > std::numeric_limits<uint32_t>::max()) return out;
-  AppendRansStream(input, CountBytes(input), out);
+  RansStreamEncoder encoder(input, CountBytes(input));
+  encoder.Run();
+  encoder.AppendTo(out);
   return out;
 }
 

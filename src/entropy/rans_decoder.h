@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <span>
 
-#include "entropy/rans_encoder.h"
 #include "entropy/rans_frequency_table.h"
 
 namespace qolm::entropy {

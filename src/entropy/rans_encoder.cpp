@@ -1,15 +1,13 @@
 #include "entropy/rans_encoder.h"
 
-#include <array>
 #include <cstring>
-#include <memory>
 
 #include "base/byte_order.h"
 
 namespace qolm::entropy {
 namespace {
 
-// The coding loop always stores two bytes below its position, used or not.
+// A step always stores two bytes below its position, used or not.
 constexpr size_t kStoreSlack = 2;
 
 // The state is below 2^24. A value of frequency 4096 never sheds a byte, one of
@@ -24,52 +22,67 @@ size_t RenormalisationBound(const RansFrequencyTable& table, const ByteCounts& c
   return bound;
 }
 
-// Writes the renormalisation bytes so that they end at `end`; returns their
-// start. `state` receives the final state.
-uint8_t* EncodeBackwards(std::span<const uint8_t> input,
-                         const std::array<RansEncodeSymbol, 256>& symbols, uint8_t* end,
-                         uint32_t& state) {
-  uint32_t x = kRansLowerBound;
-  uint8_t* position = end;
-  const uint8_t* bytes = input.data();
-  for (size_t i = input.size(); i-- > 0;) {
-    const RansEncodeSymbol& symbol = symbols[bytes[i]];
-    // Without branches: how many bytes go is as good as random to a predictor.
-    position[-1] = static_cast<uint8_t>(x);
-    position[-2] = static_cast<uint8_t>(x >> 8);
-    const uint32_t shed = (x >= symbol.limit ? 1u : 0u) + ((x >> 8) >= symbol.limit ? 1u : 0u);
-    position -= shed;
-    x = RansEncodeStep(x >> (8 * shed), symbol);
-  }
-  state = x;
-  return position;
-}
-
 }  // namespace
 
-void AppendRansStream(std::span<const uint8_t> input, const ByteCounts& counts,
-                      std::vector<uint8_t>& out) {
-  const RansFrequencyTable table = BuildRansFrequencyTable(counts);
-  std::array<RansEncodeSymbol, 256> symbols;
-  for (size_t s = 0; s < symbols.size(); ++s) {
-    if (table.freq[s] > 0) symbols[s] = MakeRansEncodeSymbol(table.freq[s], table.cum[s]);
+RansStreamEncoder::RansStreamEncoder(std::span<const uint8_t> input, const ByteCounts& counts)
+    : input_(input) {
+  if (input.empty()) return;
+  table_ = BuildRansFrequencyTable(counts);
+  for (size_t s = 0; s < symbols_.size(); ++s) {
+    if (table_.freq[s] > 0) symbols_[s] = MakeRansEncodeSymbol(table_.freq[s], table_.cum[s]);
   }
+  const size_t capacity = RenormalisationBound(table_, counts) + kStoreSlack;
+  scratch_ = std::make_unique_for_overwrite<uint8_t[]>(capacity);
+  scratch_end_ = scratch_.get() + capacity;
+  cursor_ = {input.data(), input.data() + input.size(), scratch_end_, kRansLowerBound};
+}
 
-  const size_t capacity = RenormalisationBound(table, counts) + kStoreSlack;
-  const auto scratch = std::make_unique_for_overwrite<uint8_t[]>(capacity);
-  uint8_t* const end = scratch.get() + capacity;
-  uint32_t state = 0;
-  const uint8_t* const start = EncodeBackwards(input, symbols, end, state);
+inline void RansStreamEncoder::Cursor::Step(const RansEncodeSymbol* symbols) {
+  const RansEncodeSymbol& symbol = symbols[*--input_end];
+  // Without branches: how many bytes go is as good as random to a predictor.
+  position[-1] = static_cast<uint8_t>(state);
+  position[-2] = static_cast<uint8_t>(state >> 8);
+  const uint32_t shed =
+      (state >= symbol.limit ? 1u : 0u) + ((state >> 8) >= symbol.limit ? 1u : 0u);
+  position -= shed;
+  state = RansEncodeStep(state >> (8 * shed), symbol);
+}
 
-  const size_t table_size = StoredTableSize(table);
-  const auto coded_size = static_cast<size_t>(end - start);
+void RansStreamEncoder::Run() {
+  Cursor cursor = cursor_;
+  while (cursor.input_end != cursor.input_begin) cursor.Step(symbols_.data());
+  cursor_ = cursor;
+}
+
+void RansStreamEncoder::RunBoth(RansStreamEncoder& first, RansStreamEncoder& second) {
+  Cursor a = first.cursor_;
+  Cursor b = second.cursor_;
+  while (a.input_end != a.input_begin && b.input_end != b.input_begin) {
+    a.Step(first.symbols_.data());
+    b.Step(second.symbols_.data());
+  }
+  first.cursor_ = a;
+  second.cursor_ = b;
+  first.Run();
+  second.Run();
+}
+
+size_t RansStreamEncoder::StreamSize() const {
+  if (input_.empty()) return 0;
+  return 8 + StoredTableSize(table_) + static_cast<size_t>(scratch_end_ - cursor_.position);
+}
+
+void RansStreamEncoder::AppendTo(std::vector<uint8_t>& out) const {
+  if (input_.empty()) return;
+  const size_t table_size = StoredTableSize(table_);
   const size_t head = out.size();
-  out.resize(head + 4 + table_size + 4 + coded_size);
+  out.resize(head + StreamSize());
   uint8_t* bytes = out.data() + head;
-  StoreLe32(bytes, static_cast<uint32_t>(input.size()));
-  StoreRansFrequencyTable(table, bytes + 4);
-  StoreLe32(bytes + 4 + table_size, state);
-  std::memcpy(bytes + 8 + table_size, start, coded_size);
+  StoreLe32(bytes, static_cast<uint32_t>(input_.size()));
+  StoreRansFrequencyTable(table_, bytes + 4);
+  StoreLe32(bytes + 4 + table_size, cursor_.state);
+  std::memcpy(bytes + 8 + table_size, cursor_.position,
+              static_cast<size_t>(scratch_end_ - cursor_.position));
 }
 
 }  // namespace qolm::entropy

@@ -1,4 +1,4 @@
-// The encoder's side of one rANS stream: the coding step and the stream writer
+// The encoder's side of one rANS stream: the coding step and the stream encoder
 // that the plain coder and the context coder share.
 //
 // The step is x' = floor(x / f) * 4096 + x mod f + cum. With q = floor(x / f) it
@@ -9,13 +9,15 @@
 // Exact because R = (2^36 + e) / f with 0 <= e < f, hence
 //   x * R / 2^36 = x / f + x * e / (f * 2^36),
 // and the fraction of x / f is at most (f - 1) / f, so q is right as long as
-// x * e < 2^36. Renormalisation leaves x < f * 2^12, and f, e <= 2^12, so
+// x * e < 2^36. Renormalisation leaves x < f * 2^12, and f <= 2^12, e < 2^12, so
 // x * e < 2^24 * 2^12. The product stays below 2^49.
 #ifndef QOLM_ENTROPY_RANS_ENCODER_H_
 #define QOLM_ENTROPY_RANS_ENCODER_H_
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -23,7 +25,6 @@
 
 namespace qolm::entropy {
 
-inline constexpr uint32_t kRansLowerBound = 1u << 16;
 inline constexpr uint32_t kRansReciprocalBits = 36;
 
 // What the coding step needs to know about one byte value.
@@ -50,10 +51,47 @@ inline uint32_t RansEncodeStep(uint32_t state, const RansEncodeSymbol& symbol) {
   return state + symbol.start + quotient * symbol.complement;
 }
 
-// Appends the plain stream of `input`, whose counts are `counts`. The input is
-// not empty and holds fewer than 2^32 bytes.
-void AppendRansStream(std::span<const uint8_t> input, const ByteCounts& counts,
-                      std::vector<uint8_t>& out);
+// Codes one plain stream. The input, which must outlive the encoder, holds fewer
+// than 2^32 bytes, and `counts` are its counts.
+class RansStreamEncoder {
+ public:
+  RansStreamEncoder(std::span<const uint8_t> input, const ByteCounts& counts);
+
+  // Codes whatever input is left. An empty input gives an empty stream.
+  void Run();
+
+  // Runs both encoders, step by step in turn while both have input: each step
+  // waits for the one before it, so two independent chains take little longer
+  // than one.
+  static void RunBoth(RansStreamEncoder& first, RansStreamEncoder& second);
+
+  // The finished stream.
+  size_t StreamSize() const;
+  void AppendTo(std::vector<uint8_t>& out) const;
+
+ private:
+  // The part that a loop keeps in registers.
+  struct Cursor {
+    const uint8_t* input_begin;
+    const uint8_t* input_end;  // moves towards input_begin
+    uint8_t* position;         // start of the renormalisation bytes so far
+    uint32_t state;
+
+    void Step(const RansEncodeSymbol* symbols);
+  };
+
+  std::span<const uint8_t> input_;
+  RansFrequencyTable table_;
+  std::array<RansEncodeSymbol, 256> symbols_;
+  std::unique_ptr<uint8_t[]> scratch_;
+  uint8_t* scratch_end_ = nullptr;
+  Cursor cursor_{};
+};
+
+// No stream of bytes with these counts is shorter than this many bytes. The bound
+// holds whatever their order, lies a few per cent below the true size and costs no
+// pass over the input. At least one count is not zero.
+size_t RansStreamSizeLowerBound(const ByteCounts& counts);
 
 }  // namespace qolm::entropy
 

@@ -17,6 +17,8 @@ namespace qolm::entropy {
 
 inline constexpr uint32_t kRansPrecisionBits = 12;
 inline constexpr uint32_t kRansTotal = 1u << kRansPrecisionBits;
+// The coder's state is at least this between two values.
+inline constexpr uint32_t kRansLowerBound = 1u << 16;
 
 // Occurrences of each byte value.
 using ByteCounts = std::array<uint32_t, 256>;
