@@ -1,0 +1,261 @@
+// What the frames of a source become: the records and their numbers.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "encoder/session_run.h"
+#include "encoder/temporal_filter.h"
+#include "video/color_conversion.h"
+#include "video/inter_frame.h"
+#include "video/key_frame.h"
+
+namespace qolm::encoder {
+namespace {
+
+using ::testing::ElementsAre;
+
+class FrameLoop : public SessionRun {};
+
+constexpr int32_t kSize = 16;
+
+EncodeSettings Small() { return SettingsFor(kSize, kSize); }
+
+VideoFrame Still(int32_t /*number*/) { return GreyFrame(kSize, kSize, 100); }
+
+// Differs from its neighbours by about 9 luma steps: neither still, nor calm,
+// nor a new scene.
+VideoFrame Flicker(int32_t number) { return GreyFrame(kSize, kSize, number % 2 == 0 ? 100 : 110); }
+
+// One row of sixteen blinks: not still, but calm.
+VideoFrame Blink(int32_t number) {
+  VideoFrame frame = GreyFrame(kSize, kSize, 100);
+  for (size_t x = 0; x < kSize * 4; ++x) {
+    if (x % 4 != 3) frame.pixels[x] = number % 2 == 0 ? 100 : 140;
+  }
+  return frame;
+}
+
+VideoFrame Noise(int32_t width, int32_t height, uint32_t seed) {
+  VideoFrame frame = GreyFrame(width, height, 0);
+  std::mt19937 random(seed);
+  for (size_t i = 0; i < frame.pixels.size(); ++i) {
+    if (i % 4 != 3) frame.pixels[i] = static_cast<uint8_t>(random());
+  }
+  return frame;
+}
+
+video::YuvPlanes Converted(const VideoFrame& frame) {
+  video::YuvPlanes planes;
+  video::ConvertFrameToYuv(frame, planes);
+  return planes;
+}
+
+TEST_F(FrameLoop, FirstFrameIsAKeyFrame) {
+  Encode(Small(), 1, Still);
+  EXPECT_EQ(Records(), "1@0");
+}
+
+TEST_F(FrameLoop, StillPictureOf600FramesIsKeyFramesAndRepeatRuns) {
+  Encode(Small(), 600, Still);
+  EXPECT_EQ(Records(),
+            "1@0 5x120@1 1@121 5x120@122 1@242 5x120@243 1@363 5x120@364 1@484 "
+            "5x115@485");
+  EXPECT_EQ(skipped(), 595);
+}
+
+TEST_F(FrameLoop, StillPictureWithoutAnAdaptiveGop) {
+  EncodeSettings settings = Small();
+  settings.adaptive_gop = false;
+  Encode(settings, 130, Still);
+  EXPECT_EQ(Records(), "1@0 5x60@1 1@61 5x60@62 1@122 5x7@123");
+}
+
+TEST_F(FrameLoop, RepeatRunsHoldAtMost250Frames) {
+  EncodeSettings settings = Small();
+  settings.gop_length = 10'000;
+  settings.adaptive_gop = false;
+  Encode(settings, 1 + 250, Still);
+  EXPECT_EQ(Records(), "1@0 5x250@1");
+  Encode(settings, 1 + 251, Still);
+  EXPECT_EQ(Records(), "1@0 5x250@1 5x1@251");
+  Encode(settings, 1 + 300, Still);
+  EXPECT_EQ(Records(), "1@0 5x250@1 5x50@251");
+  EXPECT_EQ(skipped(), 300);
+}
+
+TEST_F(FrameLoop, RepeatRunIsClosedBeforeTheNextCodedFrame) {
+  Encode(Small(), 6, [](int32_t i) { return GreyFrame(kSize, kSize, i < 4 ? 100 : 110); });
+  EXPECT_EQ(Records(), "1@0 5x3@1 2@4 5x1@5");
+}
+
+TEST_F(FrameLoop, FrameNumbersKeepTheirLow16Bits) {
+  EncodeSettings settings = Small();
+  settings.gop_length = 100'000;
+  settings.adaptive_gop = false;
+  Encode(settings, 65'540, [](int32_t i) {
+    return GreyFrame(kSize, kSize, i < 65'535 ? 100 : static_cast<uint8_t>(100 + 12 * (i % 2)));
+  });
+  const std::string records = Records();
+  EXPECT_TRUE(records.ends_with("2@65535 2@0 2@1 2@2 2@3")) << records.substr(records.size() - 60);
+}
+
+TEST_F(FrameLoop, WithoutVfrEveryFrameIsCoded) {
+  EncodeSettings settings = Small();
+  settings.vfr = false;
+  Encode(settings, 4, Still);
+  EXPECT_EQ(Records(), "1@0 2@1 2@2 2@3");
+  EXPECT_EQ(skipped(), 0);
+}
+
+TEST_F(FrameLoop, BusyVideoHasAKeyFrameAfterEverySixtyOthers) {
+  Encode(Small(), 130, Flicker);
+  EXPECT_THAT(KeyFrameNumbers(), ElementsAre(0, 61, 122));
+  EXPECT_EQ(reader().index().size(), 130U);
+}
+
+TEST_F(FrameLoop, CalmVideoHasAKeyFrameAfterTwiceAsMany) {
+  Encode(Small(), 250, Blink);
+  EXPECT_THAT(KeyFrameNumbers(), ElementsAre(0, 121, 242));
+  EXPECT_EQ(reader().index().size(), 250U);
+}
+
+TEST_F(FrameLoop, LongGopIsCappedForCalmVideoOnly) {
+  EncodeSettings settings = Small();
+  settings.gop_length = 300;
+  Encode(settings, 310, Blink);
+  EXPECT_THAT(KeyFrameNumbers(), ElementsAre(0, 181));
+  Encode(settings, 310, Flicker);
+  EXPECT_THAT(KeyFrameNumbers(), ElementsAre(0, 301));
+}
+
+TEST_F(FrameLoop, SceneCutForcesAKeyFrameFromTheEleventhFrameOn) {
+  for (const int32_t cut : {1, 5, 10}) {
+    Encode(Small(), cut + 2, [cut](int32_t i) {
+      return i < cut ? Flicker(i) : GreyFrame(kSize, kSize, static_cast<uint8_t>(220 + i % 2 * 9));
+    });
+    EXPECT_THAT(KeyFrameNumbers(), ElementsAre(0)) << cut;
+  }
+  for (const int32_t cut : {11, 12, 40}) {
+    Encode(Small(), cut + 2, [cut](int32_t i) {
+      return i < cut ? Flicker(i) : GreyFrame(kSize, kSize, static_cast<uint8_t>(220 + i % 2 * 9));
+    });
+    EXPECT_THAT(KeyFrameNumbers(), ElementsAre(0, cut)) << cut;
+  }
+}
+
+TEST_F(FrameLoop, GopOfZeroOrLessMakesEveryFrameAKeyFrame) {
+  for (const int32_t gop : {0, -7}) {
+    EncodeSettings settings = Small();
+    settings.gop_length = gop;
+    Encode(settings, 4, Still);
+    EXPECT_EQ(Records(), "1@0 1@1 1@2 1@3");
+  }
+}
+
+TEST_F(FrameLoop, LargestGopLeavesOneKeyFrame) {
+  EncodeSettings settings = Small();
+  settings.gop_length = std::numeric_limits<int32_t>::max();
+  Encode(settings, 300, Flicker);
+  EXPECT_THAT(KeyFrameNumbers(), ElementsAre(0));
+}
+
+TEST_F(FrameLoop, FrameOfAnotherSizeIsAKeyFrame) {
+  Encode(Small(), 8,
+         [](int32_t i) { return i < 3 ? Still(i) : GreyFrame(i < 6 ? 21 : kSize, 9, 100); });
+  EXPECT_EQ(Records(), "1@0 5x2@1 1@3 5x2@4 1@6 5x1@7");
+}
+
+TEST_F(FrameLoop, FirstFrameMayDifferFromTheSettings) {
+  EncoderSession session(Small());
+  ASSERT_TRUE(session.open_output(path()));
+  EXPECT_TRUE(session.encode_frame(GreyFrame(7, 5, 10)));
+  EXPECT_EQ(session.reference_planes().width, 7U);
+  EXPECT_EQ(session.reference_planes().height, 5U);
+}
+
+TEST_F(FrameLoop, FramesWithoutPixelsAreIgnored) {
+  EncoderSession session(Small());
+  ASSERT_TRUE(session.open_output(path()));
+  EXPECT_TRUE(session.encode_frame(Still(0)));
+  EXPECT_FALSE(session.encode_frame(VideoFrame{}));
+  VideoFrame frame = Still(0);
+  frame.pixels.pop_back();
+  EXPECT_FALSE(session.encode_frame(frame));
+  frame.width = -kSize;
+  frame.height = -kSize;
+  EXPECT_FALSE(session.encode_frame(frame));
+  EXPECT_TRUE(session.encode_frame(Still(1)));
+  EXPECT_TRUE(session.finish());
+  container::ContainerReader reader;
+  ASSERT_TRUE(reader.open(path()));
+  EXPECT_EQ(reader.header().frame_count, 2U);
+}
+
+TEST_F(FrameLoop, SkippedFramesAreMeasuredAgainstTheLastShownOne) {
+  // Luma 102, 104, 106: the second is within the filter's reach and skipped,
+  // the third is four steps from the first and no longer static.
+  const std::vector<uint8_t> greys = {100, 102, 105, 105};
+  Encode(Small(), 4,
+         [&](int32_t i) { return GreyFrame(kSize, kSize, greys[static_cast<size_t>(i)]); });
+  EXPECT_EQ(Records(), "1@0 5x1@1 2@2 5x1@3");
+}
+
+TEST_F(FrameLoop, KeyFramesAreCodedFromTheUnfilteredPicture) {
+  EncodeSettings settings = Small();
+  settings.gop_length = 0;
+  settings.quality = 95;
+  settings.coder_flags = {false, true, true, false};
+  const auto frame = [](int32_t i) { return GreyFrame(kSize, kSize, i == 0 ? 100 : 102); };
+  Encode(settings, 2, frame);
+  video::YuvPlanes reference;
+  const video::KeyFrameOptions options{.quality = 95,
+                                       .cclc = true,
+                                       .flat_blocks = false,
+                                       .sparse_levels = true,
+                                       .deblocking = false};
+  EXPECT_EQ(Payload(1), video::EncodeKeyFrame(Converted(frame(1)), options, reference));
+}
+
+TEST_F(FrameLoop, PredictedFramesAreCodedFromTheFilteredPictureAndTheReference) {
+  EncodeSettings settings = SettingsFor(48, 40);
+  settings.quality = 80;
+  settings.coder_flags = {true, false, false, true};
+  settings.coder_flag = false;
+  const VideoFrame first = Noise(48, 40, 1);
+  VideoFrame second = first;
+  for (size_t i = 0; i < second.pixels.size(); i += 4) {
+    for (size_t c = 0; c < 3; ++c) {
+      const int value = second.pixels[i + c] + static_cast<int>(i / 4 % 9);
+      second.pixels[i + c] = static_cast<uint8_t>(value > 255 ? 255 : value);
+    }
+  }
+  for (const bool filter : {false, true}) {
+    settings.temporal_filter = filter;
+    Encode(settings, 2, [&](int32_t i) { return i == 0 ? first : second; });
+    ASSERT_EQ(Records(), "1@0 2@1");
+
+    video::YuvPlanes reference;
+    const video::YuvPlanes first_planes = Converted(first);
+    const video::KeyFrameOptions key_options{.quality = 80,
+                                             .cclc = true,
+                                             .flat_blocks = true,
+                                             .sparse_levels = false,
+                                             .deblocking = true};
+    EXPECT_EQ(Payload(0), video::EncodeKeyFrame(first_planes, key_options, reference));
+    video::YuvPlanes prepared = Converted(second);
+    if (filter) FilterLuma(prepared.y, first_planes.y, prepared.y);
+    const video::InterFrameOptions options{.quality = 80,
+                                           .motion_prediction = false,
+                                           .deblocking = true,
+                                           .sparse_levels = false,
+                                           .pre_analysis = false};
+    EXPECT_EQ(Payload(1), video::EncodeInterFrame(prepared, options, reference));
+  }
+}
+
+}  // namespace
+}  // namespace qolm::encoder

@@ -1,0 +1,62 @@
+#include "encoder/temporal_filter.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+namespace qolm::encoder {
+namespace {
+
+using Plane = std::vector<uint8_t>;
+using ::testing::ElementsAre;
+
+TEST(TemporalFilter, StepsAtTwoAndFour) {
+  const Plane previous(8, 100);
+  const Plane current = {100, 102, 103, 104, 105, 98, 97, 95};
+  Plane filtered(8);
+  FilterLuma(current, previous, filtered);
+  // (3 * 103 + 102) >> 2, (3 * 104 + 102) >> 2, …
+  EXPECT_THAT(filtered, ElementsAre(100, 100, 102, 103, 105, 100, 98, 95));
+}
+
+TEST(TemporalFilter, EveryPairOfValues) {
+  Plane current;
+  Plane previous;
+  Plane expected;
+  for (int c = 0; c < 256; ++c) {
+    for (int p = 0; p < 256; ++p) {
+      const int d = std::abs(p - c);
+      current.push_back(static_cast<uint8_t>(c));
+      previous.push_back(static_cast<uint8_t>(p));
+      int value = c;
+      if (d <= 2) {
+        value = p;
+      } else if (d == 3 || d == 4) {
+        value = (3 * c + p + 2) / 4;
+      }
+      expected.push_back(static_cast<uint8_t>(value));
+    }
+  }
+  Plane filtered(current.size());
+  FilterLuma(current, previous, filtered);
+  EXPECT_EQ(filtered, expected);
+  FilterLuma(current, previous, current);  // in place
+  EXPECT_EQ(current, expected);
+}
+
+TEST(TemporalFilter, EveryLengthUpToAFewVectors) {
+  for (size_t length = 0; length < 200; ++length) {
+    const Plane previous(length, 50);
+    const Plane current(length, 52);
+    Plane filtered(length + 1, 7);
+    FilterLuma(current, previous, std::span(filtered).first(length));
+    EXPECT_EQ(std::vector(filtered.begin(), filtered.end() - 1), previous);
+    EXPECT_EQ(filtered.back(), 7);
+  }
+}
+
+}  // namespace
+}  // namespace qolm::encoder
