@@ -3,6 +3,12 @@
 #include <cstddef>
 
 namespace qolm::encoder {
+namespace {
+
+// Below this a team takes longer to start than one thread needs for the work.
+constexpr std::ptrdiff_t kSamplesWorthATeam = 32768;
+
+}  // namespace
 
 void FilterLuma(std::span<const uint8_t> current, std::span<const uint8_t> previous,
                 std::span<uint8_t> filtered) {
@@ -11,15 +17,16 @@ void FilterLuma(std::span<const uint8_t> current, std::span<const uint8_t> previ
   uint8_t* const out = filtered.data();
   const auto samples = static_cast<std::ptrdiff_t>(filtered.size());
   // Selections instead of branches: the loop then runs a vector at a time.
-#pragma omp parallel for simd num_threads(4) schedule(static)
+#pragma omp parallel for simd num_threads(4) schedule(static) if (parallel \
+                                                                  : samples >= kSamplesWorthATeam)
   for (std::ptrdiff_t i = 0; i < samples; ++i) {
     const int c = now[i];
     const int p = before[i];
     const int difference = p - c;
     const int magnitude = difference < 0 ? -difference : difference;
     const int blended = (3 * c + p + 2) >> 2;
-    const int near = magnitude <= 2 ? p : blended;
-    out[i] = static_cast<uint8_t>(magnitude <= 4 ? near : c);
+    const int quieted = magnitude <= 2 ? p : blended;
+    out[i] = static_cast<uint8_t>(magnitude <= 4 ? quieted : c);
   }
 }
 
