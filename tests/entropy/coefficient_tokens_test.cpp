@@ -135,7 +135,7 @@ TEST(DecodeCoefficientTokens, BlockRunsStartAtABoundaryAndFit) {
   EXPECT_TRUE(Reads({2, 2}, 128));
   EXPECT_FALSE(Reads({2, 3}, 128));
   EXPECT_FALSE(Reads({2, 3}, 191)) << "the tail is no block";
-  EXPECT_FALSE(Reads({129, 2, 1}, 129)) << "inside a block";
+  EXPECT_FALSE(Reads({129, 2, 1, 0, 63}, 128)) << "inside a block";
   EXPECT_TRUE(Reads({129, 1, 2, 1}, 128));
   EXPECT_FALSE(Reads({2, 0, 2, 1}, 64)) << "a run of nothing";
   EXPECT_FALSE(Reads({2, 1}, 63)) << "no block at all";
