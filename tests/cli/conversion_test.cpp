@@ -313,6 +313,17 @@ TEST_F(ConversionTest, AnExistingOutputIsReplacedAndKeepsItsPermissions) {
   EXPECT_FALSE(fs::exists(Part()));
 }
 
+TEST_F(ConversionTest, AFinishedPartThatCannotTakeItsPlaceStays) {
+  script_.frames = 4;
+  script_.before_frame = [this](int frame) {
+    if (frame == 3) fs::create_directory(output_);
+  };
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(err_.str(), "[-] Error: The file is finished as " + Part() +
+                            " but cannot be renamed (Is a directory): " + output_ + "\n");
+  EXPECT_EQ(FramesIn(Part()), 4U);
+}
+
 TEST_F(ConversionTest, ASymbolicLinkIsWrittenThrough) {
   script_.frames = 2;
   fs::create_directory(directory_ / "elsewhere");

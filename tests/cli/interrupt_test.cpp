@@ -1,0 +1,79 @@
+#include "cli/interrupt.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace qolm::cli {
+namespace {
+
+// Every case runs in a process of its own; exit code 7 says that it got
+// through to its end.
+constexpr int kThrough = 7;
+
+[[noreturn]] void RaiseTwice(int first, int second) {
+  const InterruptListener listener;
+  if (listener.interrupted()) _exit(1);
+  raise(first);
+  if (!listener.interrupted()) _exit(2);
+  raise(second);
+  _exit(3);
+}
+
+TEST(InterruptListenerDeathTest, TheFirstSignalIsOnlyNoted) {
+  for (const int signal_number : {SIGINT, SIGTERM}) {
+    EXPECT_EXIT(
+        {
+          const InterruptListener listener;
+          raise(signal_number);
+          _exit(listener.interrupted() ? kThrough : 1);
+        },
+        testing::ExitedWithCode(kThrough), "");
+  }
+}
+
+TEST(InterruptListenerDeathTest, TheSecondSignalEndsTheProgram) {
+  EXPECT_EXIT(RaiseTwice(SIGINT, SIGINT), testing::KilledBySignal(SIGINT), "");
+  EXPECT_EXIT(RaiseTwice(SIGTERM, SIGTERM), testing::KilledBySignal(SIGTERM), "");
+  EXPECT_EXIT(RaiseTwice(SIGINT, SIGTERM), testing::KilledBySignal(SIGTERM), "");
+}
+
+TEST(InterruptListenerDeathTest, ANewListenerHasHeardNothing) {
+  EXPECT_EXIT(
+      {
+        {
+          const InterruptListener listener;
+          raise(SIGINT);
+        }
+        const InterruptListener listener;
+        _exit(listener.interrupted() ? 1 : kThrough);
+      },
+      testing::ExitedWithCode(kThrough), "");
+}
+
+TEST(InterruptListenerDeathTest, WithoutAListenerTheSignalsActAsEver) {
+  EXPECT_EXIT(
+      {
+        { const InterruptListener listener; }
+        raise(SIGTERM);
+        _exit(1);
+      },
+      testing::KilledBySignal(SIGTERM), "");
+}
+
+TEST(InterruptListenerDeathTest, AnIgnoredSignalStaysIgnored) {
+  EXPECT_EXIT(
+      {
+        signal(SIGINT, SIG_IGN);
+        const InterruptListener listener;
+        raise(SIGINT);
+        raise(SIGINT);
+        _exit(listener.interrupted() ? 1 : kThrough);
+      },
+      testing::ExitedWithCode(kThrough), "");
+}
+
+}  // namespace
+}  // namespace qolm::cli
