@@ -2,30 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
 #include "entropy/coefficient_tokens.h"
 #include "entropy/context_rans.h"
+#include "entropy/largest_allocation.h"
 #include "entropy/naive_coders.h"
 #include "entropy/sample_inputs.h"
-
-// The largest request to the heap, so that tests see what a stream made the
-// decoder ask for.
-static std::atomic<size_t> largest_request{0};
-
-void* operator new(size_t size) {
-  size_t largest = largest_request.load();
-  while (size > largest && !largest_request.compare_exchange_weak(largest, size)) {
-  }
-  if (void* memory = std::malloc(std::max<size_t>(size, 1))) return memory;
-  throw std::bad_alloc();
-}
-
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, size_t) noexcept { std::free(memory); }
 
 namespace qolm::entropy {
 namespace {
@@ -64,9 +45,9 @@ TEST(CoefficientStream, TokenCountIsLimitedByTheValues) {
   EXPECT_FALSE(DecodeCoefficients(StreamOfCount(31, 129), ten));
   Bytes stream = StreamOfCount(10, 129);
   for (size_t i = 0; i < 4; ++i) stream[i] = stream[5 + i] = 0xFF;
-  largest_request = 0;
+  ResetLargestAllocation();
   EXPECT_FALSE(DecodeCoefficients(stream, ten)) << "four billion tokens";
-  EXPECT_LE(largest_request, 1024u) << "refused before memory is taken";
+  EXPECT_LE(LargestAllocation(), 1024u) << "refused before memory is taken";
   for (size_t i = 0; i < 4; ++i) stream[i] = stream[5 + i] = 0;
   EXPECT_FALSE(DecodeCoefficients(stream, ten)) << "no tokens";
   EXPECT_FALSE(DecodeCoefficients(Bytes{10, 0, 0, 0}, ten)) << "no head";
