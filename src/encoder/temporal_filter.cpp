@@ -2,14 +2,9 @@
 
 #include <cstddef>
 
+#include "base/team.h"
+
 namespace qolm::encoder {
-namespace {
-
-// Below this a team takes longer to start than one thread needs for the work.
-constexpr std::ptrdiff_t kSamplesWorthATeam = 32768;
-
-}  // namespace
-
 void FilterLuma(std::span<const uint8_t> current, std::span<const uint8_t> previous,
                 std::span<uint8_t> filtered) {
   const uint8_t* const now = current.data();
@@ -17,8 +12,9 @@ void FilterLuma(std::span<const uint8_t> current, std::span<const uint8_t> previ
   uint8_t* const out = filtered.data();
   const auto samples = static_cast<std::ptrdiff_t>(filtered.size());
   // Selections instead of branches: the loop then runs a vector at a time.
-#pragma omp parallel for simd num_threads(4) schedule(static) if (parallel \
-                                                                  : samples >= kSamplesWorthATeam)
+#pragma omp parallel for simd num_threads(kTeamSize) \
+    schedule(static) if (parallel                    \
+                         : current.size() >= kSamplesWorthATeam)
   for (std::ptrdiff_t i = 0; i < samples; ++i) {
     const int c = now[i];
     const int p = before[i];

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/team.h"
 #include "video/video_kernels.h"
 
 namespace qolm::video {
@@ -14,14 +15,15 @@ void ConvertFrameToYuv(const VideoFrame& frame, YuvPlanes& planes) {
   const int64_t rows = frame.height;
   const int64_t chroma_rows = planes.ChromaHeight();
   const uint8_t* pixels = frame.pixels.data();
+  [[maybe_unused]] const bool team = planes.y.size() >= kSamplesWorthATeam;
 
-#pragma omp parallel for num_threads(4) schedule(dynamic, 1)
+#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (team)
   for (int64_t y = 0; y < rows; ++y) {
     const size_t row = static_cast<size_t>(y);
     kernels.rgba_to_luma_row(pixels + row * width * 4, width, planes.y.data() + row * width);
   }
 
-#pragma omp parallel for num_threads(4) schedule(dynamic, 1)
+#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (team)
   for (int64_t cy = 0; cy < chroma_rows; ++cy) {
     const size_t row = static_cast<size_t>(cy);
     const size_t bottom = static_cast<size_t>(std::min(2 * cy + 1, rows - 1));
@@ -38,8 +40,9 @@ void ConvertYuvToPacked(const YuvPlanes& planes, PixelOrder order, std::vector<u
   const int64_t rows = planes.height;
   pixels.resize(width * planes.height * 4);
   uint8_t* const packed = pixels.data();
+  [[maybe_unused]] const bool team = planes.y.size() >= kSamplesWorthATeam;
 
-#pragma omp parallel for schedule(static)
+#pragma omp parallel for num_threads(kTeamSize) schedule(static) if (team)
   for (int64_t y = 0; y < rows; ++y) {
     const size_t row = static_cast<size_t>(y);
     const size_t chroma_row = (row / 2) * chroma_width;

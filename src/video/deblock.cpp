@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdlib>
 
+#include "base/team.h"
+
 namespace qolm::video {
 namespace {
 
@@ -53,7 +55,7 @@ void DeblockPlane(uint8_t* plane, uint32_t width, uint32_t height, float step) {
   const size_t stride = width;
   const int64_t rows = height;
 
-#pragma omp parallel num_threads(4)
+#pragma omp parallel num_threads(kTeamSize) if (size_t{width} * height >= kSamplesWorthATeam)
   {
 #pragma omp for schedule(static)
     for (int64_t y = 0; y < rows; ++y) {

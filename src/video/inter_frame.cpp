@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/exception_trap.h"
+#include "base/team.h"
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
 #include "video/deblock.h"
@@ -55,6 +56,10 @@ ResidualPlanes MakeResidualPlanes(const InterTables& tables, const YuvPlanes* so
           make(chroma, tables.chroma, source ? source->cr.data() : nullptr, picture.cr)};
 }
 
+bool WorthATeam(const ResidualPlanes& planes) {
+  return planes[0].levels.size() >= kSamplesWorthATeam;
+}
+
 // Calls work(plane, block row) for every block row of the three planes. All
 // rows go to one team, since a task for each plane would leave the luma's
 // thread with two thirds of the work.
@@ -62,7 +67,7 @@ template <typename Work>
 void ForEachBlockRow(ResidualPlanes& planes, const Work& work) {
   const int luma_rows = static_cast<int>(planes[0].grid.Rows());
   const int chroma_rows = static_cast<int>(planes[1].grid.Rows());
-#pragma omp parallel for num_threads(4) schedule(dynamic, 1)
+#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam(planes))
   for (int row = 0; row < luma_rows + 2 * chroma_rows; ++row) {
     if (row < luma_rows) {
       work(planes[0], static_cast<uint32_t>(row));
@@ -96,10 +101,11 @@ void ReconstructResiduals(ResidualPlanes& planes) {
   });
 }
 
-// The three coefficient streams, each on a thread of its own.
+// The three coefficient streams, each on a thread of its own; a team of three
+// has one idle member more, and the same threads as the loops before it.
 void EncodeLevels(const ResidualPlanes& planes, std::vector<uint8_t>* streams) {
   ExceptionTrap trap;
-#pragma omp parallel for num_threads(3) schedule(static, 1)
+#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam(planes))
   for (int i = 0; i < 3; ++i) {
     trap.Run(
         [&] { streams[i] = entropy::EncodeCoefficients(planes[static_cast<size_t>(i)].levels); });
@@ -110,7 +116,7 @@ void EncodeLevels(const ResidualPlanes& planes, std::vector<uint8_t>* streams) {
 bool DecodeLevels(const std::span<const uint8_t>* streams, ResidualPlanes& planes) {
   ExceptionTrap trap;
   std::array<bool, 3> decoded{};
-#pragma omp parallel for num_threads(3) schedule(static, 1)
+#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam(planes))
   for (int i = 0; i < 3; ++i) {
     const size_t plane = static_cast<size_t>(i);
     trap.Run([&] {

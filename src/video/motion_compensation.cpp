@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/team.h"
+
 namespace qolm::video {
 namespace {
 
@@ -129,7 +131,8 @@ void CompensateMotion(const YuvPlanes& reference, const MacroblockGrid& grid,
   const int rows = static_cast<int>(grid.rows);
   const int columns = static_cast<int>(grid.columns);
 
-#pragma omp parallel for num_threads(4) schedule(static)
+#pragma omp parallel for num_threads(kTeamSize) \
+    schedule(static) if (reference.y.size() >= kSamplesWorthATeam)
   for (int row = 0; row < rows; ++row) {
     for (int column = 0; column < columns; ++column) {
       const MacroblockMotion& motion =

@@ -7,6 +7,7 @@
 #include <limits>
 #include <span>
 
+#include "base/team.h"
 #include "video/phase_planes.h"
 #include "video/video_kernels.h"
 
@@ -79,7 +80,7 @@ class MotionSearch {
     if (options_.pre_analysis) global_ = EstimateGlobalMotion(grid);
 
     const int rows = static_cast<int>(grid.rows);
-#pragma omp parallel for num_threads(4) schedule(dynamic, 1)
+#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam())
     for (int row = 0; row < rows; ++row) {
       // Within a row the vector on the left is a candidate; rows share nothing.
       MotionVector left;
@@ -94,6 +95,10 @@ class MotionSearch {
   }
 
  private:
+  bool WorthATeam() const {
+    return static_cast<size_t>(width_) * static_cast<size_t>(height_) >= kSamplesWorthATeam;
+  }
+
   Block MacroblockAt(uint32_t column, uint32_t row) const {
     const int x = static_cast<int>(column) * 16;
     const int y = static_cast<int>(row) * 16;
@@ -169,7 +174,7 @@ class MotionSearch {
     const uint32_t voting_columns = grid.columns / kGlobalSpacing;
     std::vector<MotionVector> ballots(static_cast<size_t>(voting_rows) * voting_columns);
 
-#pragma omp parallel for num_threads(4) schedule(dynamic, 1)
+#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam())
     for (int row = 0; row < voting_rows; ++row) {
       for (uint32_t column = 0; column < voting_columns; ++column) {
         const Block block =

@@ -1,5 +1,7 @@
 #include "video/phase_planes.h"
 
+#include "base/team.h"
+
 namespace qolm::video {
 
 PhasePlanes::PhasePlanes(const uint8_t* plane, uint32_t width, uint32_t height, bool even_only)
@@ -12,7 +14,8 @@ PhasePlanes::PhasePlanes(const uint8_t* plane, uint32_t width, uint32_t height, 
   const int64_t rows = height;
   const size_t pairs = width / 2;
 
-#pragma omp parallel for num_threads(4) schedule(static)
+#pragma omp parallel for num_threads(kTeamSize) \
+    schedule(static) if (size_t{width} * height >= kSamplesWorthATeam)
   for (int64_t row = 0; row < rows; ++row) {
     const size_t y = static_cast<size_t>(row);
     if (even_only && y % 2 != 0) continue;
