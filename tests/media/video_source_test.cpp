@@ -14,9 +14,9 @@
 namespace qolm::media {
 namespace {
 
-using ::qolm::testing::Script;
-using ::qolm::testing::ScriptedFramework;
-using ::qolm::testing::ScriptedSample;
+using ::qolm::test::Script;
+using ::qolm::test::ScriptedFramework;
+using ::qolm::test::ScriptedSample;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <numeric>
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -11,6 +12,8 @@ namespace {
 constexpr double kTolerance = 0.9;          // slots
 constexpr double kBackwardJumpSeconds = 1;  // an earlier timestamp than this restarts the clock
 constexpr double kSnapping = 0.0004;        // less than half of what parts 30 from 30000/1001
+constexpr double kTypicalSnapping = 0.05;
+constexpr double kRealGap = 1.5;  // slots from one picture to the next of a variable stream
 constexpr double kAcceptedDrops = 0.02;
 constexpr double kHighestRate = 1000;
 
@@ -28,56 +31,103 @@ Ratio NearestCommonRate(double rate) {
                            });
 }
 
-struct Outcome {
-  int64_t repeats = 0;
-  int64_t drops = 0;
-};
-
-Outcome Simulate(const StreamTimes& times, Ratio rate, double longest_gap_seconds) {
-  FrameTimeline timeline(rate, times.time_base, longest_gap_seconds);
-  Outcome outcome;
-  for (const int64_t timestamp : times.timestamps) {
-    const FrameTimeline::Placement placement = timeline.Place(timestamp);
-    outcome.repeats += placement.repeats;
-    outcome.drops += placement.drop ? 1 : 0;
-  }
-  return outcome;
+// In doubles, since damaged files hold timestamps whose difference overflows.
+double Distance(int64_t from, int64_t to) {
+  return static_cast<double>(to) - static_cast<double>(from);
 }
 
 // The mean of the intervals within a fifth of the median one, so that gaps
 // and bursts do not count; 0 when there is none.
 double TypicalInterval(const StreamTimes& times) {
-  std::vector<int64_t> intervals;
+  std::vector<double> intervals;
   for (size_t i = 1; i < times.timestamps.size(); ++i) {
-    const int64_t interval = times.timestamps[i] - times.timestamps[i - 1];
+    const double interval = Distance(times.timestamps[i - 1], times.timestamps[i]);
     if (interval > 0) intervals.push_back(interval);
   }
   if (intervals.empty()) return 0;
   const auto middle = intervals.begin() + static_cast<std::ptrdiff_t>(intervals.size() / 2);
   std::nth_element(intervals.begin(), middle, intervals.end());
-  const double median = static_cast<double>(*middle);
+  const double median = *middle;
   double sum = 0;
   double count = 0;
-  for (const int64_t interval : intervals) {
-    if (std::abs(static_cast<double>(interval) - median) > median / 5) continue;
-    sum += static_cast<double>(interval);
+  for (const double interval : intervals) {
+    if (std::abs(interval - median) > median / 5) continue;
+    sum += interval;
     ++count;
   }
   return sum / count * times.time_base.value();
 }
 
+Ratio ToThousandths(double rate) {
+  const int64_t thousandths = std::llround(rate * 1000);
+  const int64_t divisor = std::max<int64_t>(1, std::gcd(thousandths, int64_t{1000}));
+  return {thousandths / divisor, 1000 / divisor};
+}
+
 // The rate that spreads the timestamps evenly from the first to the last.
 Ratio MeasuredRate(const StreamTimes& times) {
   if (times.timestamps.size() < 2) return {};
-  const double span = static_cast<double>(times.timestamps.back() - times.timestamps.front()) *
-                      times.time_base.value();
-  if (span <= 0) return {};
+  const double span =
+      Distance(times.timestamps.front(), times.timestamps.back()) * times.time_base.value();
   const double rate = static_cast<double>(times.timestamps.size() - 1) / span;
-  if (rate > kHighestRate) return {};
-  return {std::llround(rate * 1000), 1000};
+  return span > 0 && rate <= kHighestRate ? ToThousandths(rate) : Ratio{};
 }
 
 bool IsUsable(Ratio rate) { return rate.is_positive() && rate.value() <= kHighestRate; }
+
+bool AreWithin(Ratio a, Ratio b, double tolerance) {
+  return std::abs(a.value() / b.value() - 1) < tolerance;
+}
+
+struct Outcome {
+  int64_t repeats = 0;
+  int64_t drops = 0;
+  double longest_interval = 0;  // slots
+};
+
+Outcome Simulate(const StreamTimes& times, Ratio rate, double longest_gap_seconds) {
+  FrameTimeline timeline(rate, times.time_base, longest_gap_seconds);
+  const double slots_per_unit = rate.value() * times.time_base.value();
+  Outcome outcome;
+  std::optional<int64_t> last;
+  for (const int64_t timestamp : times.timestamps) {
+    const FrameTimeline::Placement placement = timeline.Place(timestamp);
+    outcome.repeats += placement.repeats;
+    outcome.drops += placement.drop ? 1 : 0;
+    if (last) {
+      outcome.longest_interval =
+          std::max(outcome.longest_interval, Distance(*last, timestamp) * slots_per_unit);
+    }
+    last = timestamp;
+  }
+  return outcome;
+}
+
+// The rates to try for a constant stream, the likeliest first.
+std::vector<Ratio> Candidates(const StreamTimes& times) {
+  std::vector<Ratio> candidates;
+  for (const Ratio rate : {times.average_rate, times.lowest_exact_rate, MeasuredRate(times)}) {
+    if (!IsUsable(rate)) continue;
+    const Ratio common = NearestCommonRate(rate.value());
+    if (AreWithin(common, rate, kSnapping)) candidates.push_back(common);
+    candidates.push_back(rate);
+  }
+  return candidates;
+}
+
+// What most of a variable stream's pictures follow.
+Ratio TypicalRate(const StreamTimes& times, const std::vector<Ratio>& candidates) {
+  const double interval = TypicalInterval(times);
+  if (interval <= 0) return candidates.front();
+  const double rate = std::min(1 / interval, kHighestVariableRate.value());
+  const Ratio typical = ToThousandths(rate);
+  if (!typical.is_positive()) return candidates.front();
+  for (const Ratio candidate : candidates) {
+    if (AreWithin(candidate, typical, kSnapping)) return candidate;
+  }
+  const Ratio common = NearestCommonRate(rate);
+  return AreWithin(common, typical, kTypicalSnapping) ? common : typical;
+}
 
 }  // namespace
 
@@ -125,27 +175,24 @@ int64_t FrameTimeline::RepeatsAtEnd(int64_t duration) const {
 }
 
 std::optional<Ratio> ChooseConstantRate(const StreamTimes& times, double longest_gap_seconds) {
-  std::vector<Ratio> candidates;
-  for (const Ratio rate : {times.average_rate, times.lowest_exact_rate, MeasuredRate(times)}) {
-    if (!IsUsable(rate)) continue;
-    const Ratio common = NearestCommonRate(rate.value());
-    if (std::abs(common.value() / rate.value() - 1) < kSnapping) candidates.push_back(common);
-    candidates.push_back(rate);
-  }
+  const std::vector<Ratio> candidates = Candidates(times);
   if (candidates.empty()) return std::nullopt;
   for (const Ratio rate : candidates) {
     const Outcome outcome = Simulate(times, rate, longest_gap_seconds);
-    if (outcome.repeats == 0 && outcome.drops == 0) return rate;
+    if (outcome.repeats == 0 && outcome.drops == 0 && outcome.longest_interval < kRealGap) {
+      return rate;
+    }
   }
 
-  const double interval = TypicalInterval(times);
-  Ratio chosen = interval > 0 ? NearestCommonRate(1 / interval) : candidates.front();
   const double accepted_drops = kAcceptedDrops * static_cast<double>(times.timestamps.size());
+  Ratio chosen = TypicalRate(times, candidates);
   for (const Ratio rate : kCommonRates) {
-    if (rate.value() < chosen.value() || rate.value() > kHighestVariableRate.value()) continue;
-    chosen = rate;
-    const Outcome outcome = Simulate(times, rate, longest_gap_seconds);
+    const Outcome outcome = Simulate(times, chosen, longest_gap_seconds);
     if (static_cast<double>(outcome.drops) <= accepted_drops) break;
+    if (rate.denominator != 1001 && rate.value() > chosen.value() &&
+        rate.value() <= kHighestVariableRate.value()) {
+      chosen = rate;
+    }
   }
   return chosen;
 }

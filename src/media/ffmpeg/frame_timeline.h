@@ -1,12 +1,13 @@
 // Turns a stream's timestamps into a constant frame rate.
 //
 // The rate: a rate is clean for a stream when Place() would neither repeat nor
-// drop one of its pictures. The first clean one of the declared and the measured
-// rates is taken, each first as the common rate that it is within 0.04 % of.
-// Then every picture passes exactly once, however the container rounded or
-// jittered its timestamps. A stream for which no rate is clean has a variable
-// rate; it gets the common rate of its typical interval or, when more than 2 %
-// of the pictures would be dropped, the next higher one up to 60 a second.
+// drop one of its pictures and no two of them lie 1.5 slots apart. The first
+// clean one of the declared and the measured rates is taken, each first as the
+// common rate that it is within 0.04 % of. Then every picture passes exactly
+// once, however the container rounded or jittered its timestamps. A stream for
+// which no rate is clean has a variable rate; it gets the rate of its typical
+// interval, as the common rate nearby, or the next higher common rates up to 60
+// a second while more than 2 % of the pictures would be dropped.
 //
 // The placement: a picture belongs where its timestamp lies on the grid of the
 // rate, counted from the first picture, so no error accumulates. It takes the

@@ -1,0 +1,186 @@
+#include "media/ffmpeg/frame_timeline.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+using ::testing::ElementsAre;
+
+constexpr double kLongestGap = 3600;
+constexpr Ratio kMilliseconds = {1, 1000};
+
+// The picture that each slot shows.
+std::vector<int> Slots(Ratio rate, Ratio time_base,
+                       const std::vector<std::optional<int64_t>>& timestamps,
+                       double longest_gap = kLongestGap, int64_t last_duration = 0) {
+  FrameTimeline timeline(rate, time_base, longest_gap);
+  std::vector<int> slots;
+  for (size_t i = 0; i < timestamps.size(); ++i) {
+    const FrameTimeline::Placement placement = timeline.Place(timestamps[i]);
+    for (int64_t n = 0; n < placement.repeats; ++n) slots.push_back(static_cast<int>(i) - 1);
+    if (!placement.drop) slots.push_back(static_cast<int>(i));
+    EXPECT_EQ(timeline.slots_filled(), static_cast<int64_t>(slots.size()));
+  }
+  for (int64_t n = timeline.RepeatsAtEnd(last_duration); n > 0; --n) slots.push_back(slots.back());
+  return slots;
+}
+
+std::vector<int> Upward(int count) {
+  std::vector<int> numbers;
+  for (int i = 0; i < count; ++i) numbers.push_back(i);
+  return numbers;
+}
+
+// `count` frames of a rate with each timestamp off by up to `jitter` frames and
+// rounded to the time base.
+std::vector<int64_t> Timestamps(Ratio rate, Ratio time_base, int count, double jitter,
+                                int64_t start) {
+  std::vector<int64_t> timestamps;
+  uint32_t noise = 1;
+  for (int i = 0; i < count; ++i) {
+    noise = noise * 1664525u + 1013904223u;
+    const double offset = jitter * (static_cast<double>(noise >> 8) / (1 << 23) - 1);
+    timestamps.push_back(start + std::llround((i + offset) / rate.value() / time_base.value()));
+  }
+  return timestamps;
+}
+
+TEST(FrameTimeline, RoundedTimestampsPassEachPictureOnce) {
+  for (const Ratio rate : {Ratio{24000, 1001}, Ratio{25, 1}, Ratio{30000, 1001}, Ratio{60, 1},
+                           Ratio{120, 1}, Ratio{25, 2}}) {
+    for (const int64_t start : {int64_t{0}, int64_t{-7}, int64_t{123456}}) {
+      std::vector<std::optional<int64_t>> timestamps;
+      for (const int64_t t : Timestamps(rate, kMilliseconds, 100'000, 0, start)) {
+        timestamps.emplace_back(t);
+      }
+      EXPECT_EQ(Slots(rate, kMilliseconds, timestamps), Upward(100'000)) << rate.value();
+    }
+  }
+}
+
+TEST(FrameTimeline, JitterOfAThirdOfAFramePassesEachPictureOnce) {
+  std::vector<std::optional<int64_t>> timestamps;
+  for (const int64_t t : Timestamps({30, 1}, {1, 90000}, 10'000, 0.33, 0))
+    timestamps.emplace_back(t);
+  EXPECT_EQ(Slots({30, 1}, {1, 90000}, timestamps), Upward(10'000));
+}
+
+TEST(FrameTimeline, AMissingPictureIsReplacedByTheOneBefore) {
+  EXPECT_THAT(Slots({25, 1}, kMilliseconds, {0, 40, 120, 160}), ElementsAre(0, 1, 1, 2, 3));
+}
+
+TEST(FrameTimeline, ALongGapHoldsThePicture) {
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100, 600, 700}),
+              ElementsAre(0, 1, 1, 1, 1, 1, 2, 3));
+}
+
+TEST(FrameTimeline, CrowdedPicturesAreDropped) {
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 50, 100, 150, 200, 250, 300}),
+              ElementsAre(0, 1, 3, 5));
+}
+
+TEST(FrameTimeline, AccumulatesNoDrift) {
+  // 29 pictures a second on a grid of 30: one repeat each second.
+  std::vector<std::optional<int64_t>> timestamps;
+  for (const int64_t t : Timestamps({29, 1}, kMilliseconds, 29 * 600, 0, 0))
+    timestamps.emplace_back(t);
+  const std::vector<int> slots = Slots({30, 1}, kMilliseconds, timestamps);
+  EXPECT_NEAR(static_cast<double>(slots.size()), 30 * 600, 1.5);
+}
+
+TEST(FrameTimeline, MissingAndEqualTimestampsFollowOneByOne) {
+  EXPECT_EQ(Slots({25, 1}, kMilliseconds, std::vector<std::optional<int64_t>>(50)), Upward(50));
+  EXPECT_EQ(Slots({25, 1}, kMilliseconds, std::vector<std::optional<int64_t>>(50, 7)), Upward(50));
+  EXPECT_EQ(Slots({25, 1}, kMilliseconds,
+                  {std::nullopt, std::nullopt, 1080, 1120, std::nullopt, 1200, 1200, 1280}),
+            Upward(8));
+}
+
+TEST(FrameTimeline, AClockThatJumpsGoesOnFromThere) {
+  EXPECT_EQ(Slots({25, 1}, kMilliseconds, {95000, 95040, 0, 40, 80}), Upward(5));
+  EXPECT_EQ(Slots({25, 1}, kMilliseconds, {0, 40, 20'000, 20'040}, /*longest_gap=*/10), Upward(4));
+}
+
+TEST(FrameTimeline, AnEndlessGapIsNotFilled) {
+  EXPECT_EQ(Slots({60, 1}, {1, 1}, {0, INT64_MAX - 1}), Upward(2));
+  EXPECT_EQ(Slots({60, 1}, {1, 1}, {INT64_MIN + 1, INT64_MAX - 1}), Upward(2));
+}
+
+TEST(FrameTimeline, ALongLastPictureIsHeld) {
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kLongestGap, 300), ElementsAre(0, 1, 1, 1));
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kLongestGap, 100), ElementsAre(0, 1));
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kLongestGap, 0), ElementsAre(0, 1));
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kLongestGap, INT64_MAX), ElementsAre(0, 1));
+}
+
+std::optional<Ratio> Choose(std::vector<int64_t> timestamps, Ratio time_base, Ratio average,
+                            Ratio lowest_exact) {
+  return ChooseConstantRate({time_base, std::move(timestamps), average, lowest_exact}, kLongestGap);
+}
+
+TEST(ChooseConstantRate, KeepsTheDeclaredRateOfAConstantStream) {
+  for (const Ratio rate :
+       {Ratio{24000, 1001}, Ratio{24, 1}, Ratio{25, 1}, Ratio{25, 2}, Ratio{30000, 1001},
+        Ratio{30, 1}, Ratio{50, 1}, Ratio{60000, 1001}, Ratio{15, 1}, Ratio{100, 3}, Ratio{1, 5}}) {
+    EXPECT_EQ(Choose(Timestamps(rate, kMilliseconds, 500, 0, 40), kMilliseconds, rate, {0, 0}),
+              rate);
+  }
+}
+
+TEST(ChooseConstantRate, TakesTheCommonRateThatARoundedOneMeans) {
+  const auto timestamps = Timestamps({30000, 1001}, kMilliseconds, 3000, 0, 0);
+  EXPECT_EQ(Choose(timestamps, kMilliseconds, {2997, 100}, {0, 0}), (Ratio{30000, 1001}));
+  EXPECT_EQ(Choose(timestamps, kMilliseconds, {0, 0}, {0, 0}), (Ratio{30000, 1001}));
+}
+
+TEST(ChooseConstantRate, DistrustsADeclaredRateThatDoesNotFit) {
+  const auto timestamps = Timestamps({25, 1}, kMilliseconds, 1000, 0, 0);
+  EXPECT_EQ(Choose(timestamps, kMilliseconds, {90000, 1}, {50, 1}), (Ratio{25, 1}));
+}
+
+TEST(ChooseConstantRate, AVariableStreamGetsItsTypicalRate) {
+  // 30 a second with every twentieth picture missing.
+  std::vector<int64_t> timestamps;
+  for (int i = 0; i < 600; ++i) {
+    if (i % 20 != 7) timestamps.push_back(i * 3000);
+  }
+  EXPECT_EQ(Choose(timestamps, {1, 90000}, {285, 10}, {90000, 1}), (Ratio{30, 1}));
+}
+
+TEST(ChooseConstantRate, AScreenRecordingKeepsItsFastParts) {
+  // Mostly still at 5 a second, a third of the pictures in bursts of 60.
+  std::vector<int64_t> timestamps;
+  int64_t time = 0;
+  for (int i = 0; i < 300; ++i) {
+    timestamps.push_back(time);
+    time += i % 30 < 10 ? 1500 : 18000;
+  }
+  EXPECT_EQ(Choose(timestamps, {1, 90000}, {8, 1}, {60, 1}), (Ratio{60, 1}));
+}
+
+TEST(ChooseConstantRate, WithoutAnyHintThereIsNone) {
+  EXPECT_EQ(Choose({}, kMilliseconds, {0, 0}, {0, 1}), std::nullopt);
+  EXPECT_EQ(Choose({5}, kMilliseconds, {0, 0}, {0, 0}), std::nullopt);
+  EXPECT_EQ(Choose({}, kMilliseconds, {25, 1}, {0, 0}), (Ratio{25, 1}));
+}
+
+TEST(DurationOfFrames, CountsBackToTheSameFrames) {
+  for (const Ratio rate : {Ratio{24000, 1001}, Ratio{25, 1}, Ratio{30000, 1001}, Ratio{60, 1},
+                           Ratio{25, 2}, Ratio{100, 3}, Ratio{1, 5}, Ratio{120000, 1001}}) {
+    for (int64_t frames = 0; frames < 200'000; frames += frames < 3000 ? 1 : 997) {
+      const int64_t duration = DurationOfFrames(frames, rate);
+      EXPECT_EQ(static_cast<int64_t>(rate.value() * static_cast<double>(duration) * 1e-7), frames)
+          << rate.value();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace qolm::media::ffmpeg

@@ -1,0 +1,247 @@
+#include "support/media_clip_writer.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+#include <libavutil/pixdesc.h>
+}
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+namespace qolm::test {
+namespace {
+
+int Check(int result, const char* what) {
+  if (result < 0) {
+    std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
+    av_strerror(result, text.data(), text.size());
+    throw std::runtime_error(std::string(what) + ": " + text.data());
+  }
+  return result;
+}
+
+template <typename T>
+T* Check(T* pointer, const char* what) {
+  if (pointer == nullptr) throw std::runtime_error(what);
+  return pointer;
+}
+
+struct Deleter {
+  void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+  void operator()(AVFormatContext* context) const {
+    avio_closep(&context->pb);
+    avformat_free_context(context);
+  }
+};
+using Codec = std::unique_ptr<AVCodecContext, Deleter>;
+using Frame = std::unique_ptr<AVFrame, Deleter>;
+using Packet = std::unique_ptr<AVPacket, Deleter>;
+using Muxer = std::unique_ptr<AVFormatContext, Deleter>;
+
+Codec OpenEncoder(const AVFormatContext& muxer, const ClipOptions& options) {
+  const AVCodec* const encoder =
+      Check(avcodec_find_encoder_by_name(options.codec.c_str()), "no such encoder");
+  Codec codec(Check(avcodec_alloc_context3(encoder), "memory"));
+  codec->width = options.width;
+  codec->height = options.height;
+  codec->pix_fmt = options.format;
+  codec->framerate = options.rate;
+  codec->time_base = options.time_base.num != 0 ? options.time_base : av_inv_q(options.rate);
+  codec->colorspace = options.matrix;
+  codec->color_range = options.range;
+  codec->gop_size = 10;
+  codec->max_b_frames = 0;
+  codec->bit_rate = 4'000'000;
+  codec->thread_count = 1;
+  codec->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
+  if (options.interlaced) {
+    codec->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
+    codec->field_order = AV_FIELD_TT;
+  }
+  if ((muxer.oformat->flags & AVFMT_GLOBALHEADER) != 0) {
+    codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  }
+  AVDictionary* dictionary = nullptr;
+  for (const auto& [key, value] : options.codec_options) {
+    av_dict_set(&dictionary, key.c_str(), value.c_str(), 0);
+  }
+  const int opened = avcodec_open2(codec.get(), encoder, &dictionary);
+  av_dict_free(&dictionary);
+  Check(opened, "encoder");
+  return codec;
+}
+
+Frame MakeFrame(const AVCodecContext& codec) {
+  Frame frame(Check(av_frame_alloc(), "memory"));
+  frame->width = codec.width;
+  frame->height = codec.height;
+  frame->format = codec.pix_fmt;
+  frame->colorspace = codec.colorspace;
+  frame->color_range = codec.color_range;
+  Check(av_frame_get_buffer(frame.get(), 0), "frame");
+  return frame;
+}
+
+// All packets of one encoder, in its time base.
+std::vector<Packet> Drain(AVCodecContext& codec) {
+  std::vector<Packet> packets;
+  while (true) {
+    Packet packet(Check(av_packet_alloc(), "memory"));
+    const int result = avcodec_receive_packet(&codec, packet.get());
+    if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return packets;
+    Check(result, "encoding");
+    packets.push_back(std::move(packet));
+  }
+}
+
+Packet EncodeCover(AVCodecContext& codec) {
+  const Frame frame = MakeFrame(codec);
+  FillPlanes(*frame, {255, 128, 128});
+  frame->pts = 0;
+  Check(avcodec_send_frame(&codec, frame.get()), "cover");
+  std::vector<Packet> packets = Drain(codec);
+  return std::move(packets.at(0));
+}
+
+}  // namespace
+
+void FillPlanes(AVFrame& frame, const std::vector<int>& values) {
+  const auto format = static_cast<AVPixelFormat>(frame.format);
+  const AVPixFmtDescriptor* const description = av_pix_fmt_desc_get(format);
+  for (size_t plane = 0; plane < values.size(); ++plane) {
+    const int shift = plane == 0 ? 0 : description->log2_chroma_h;
+    const int rows = -((-frame.height) >> shift);
+    for (int y = 0; y < rows; ++y) {
+      uint8_t* const row = frame.data[plane] + static_cast<ptrdiff_t>(y) * frame.linesize[plane];
+      const auto bytes = static_cast<size_t>(frame.linesize[plane]);
+      if (description->comp[0].depth <= 8) {
+        std::memset(row, values[plane], bytes);
+      } else {
+        const auto value = static_cast<uint16_t>(values[plane]);
+        for (size_t i = 0; i + 1 < bytes; i += 2) std::memcpy(row + i, &value, sizeof(value));
+      }
+    }
+  }
+}
+
+void SetPixel(AVFrame& frame, int x, int y, uint8_t red, uint8_t green, uint8_t blue) {
+  uint8_t* const pixel =
+      frame.data[0] + static_cast<ptrdiff_t>(y) * frame.linesize[0] + static_cast<ptrdiff_t>(x) * 4;
+  pixel[0] = blue;
+  pixel[1] = green;
+  pixel[2] = red;
+  pixel[3] = 255;
+}
+
+void WriteClip(const std::filesystem::path& path, const ClipOptions& options,
+               const Painter& painter) {
+  AVFormatContext* allocated = nullptr;
+  const char* const muxer_name = options.muxer.empty() ? nullptr : options.muxer.c_str();
+  Check(avformat_alloc_output_context2(&allocated, nullptr, muxer_name, path.c_str()), "muxer");
+  const Muxer muxer(allocated);
+  muxer->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
+
+  const Codec codec = OpenEncoder(*muxer, options);
+  AVStream* const video = Check(avformat_new_stream(muxer.get(), nullptr), "stream");
+  Check(avcodec_parameters_from_context(video->codecpar, codec.get()), "parameters");
+  video->time_base = codec->time_base;
+  if (options.timestamps.empty()) {
+    video->avg_frame_rate = options.rate;
+    video->r_frame_rate = options.rate;
+  }
+  if (options.display_matrix) {
+    constexpr size_t kBytes = 9 * sizeof(int32_t);
+    uint8_t* const data =
+        Check(av_stream_new_side_data(video, AV_PKT_DATA_DISPLAYMATRIX, kBytes), "display matrix");
+    std::memcpy(data, options.display_matrix->data(), kBytes);
+  }
+
+  AVStream* cover = nullptr;
+  Packet cover_packet;
+  if (options.cover_art) {
+    ClipOptions cover_options;
+    cover_options.codec = "mjpeg";
+    cover_options.format = AV_PIX_FMT_YUVJ420P;
+    cover_options.width = 8;
+    cover_options.height = 8;
+    const Codec cover_codec = OpenEncoder(*muxer, cover_options);
+    cover = Check(avformat_new_stream(muxer.get(), nullptr), "stream");
+    Check(avcodec_parameters_from_context(cover->codecpar, cover_codec.get()), "parameters");
+    cover->time_base = cover_codec->time_base;
+    cover->disposition = AV_DISPOSITION_ATTACHED_PIC;
+    cover_packet = EncodeCover(*cover_codec);
+  }
+  AVStream* sound = nullptr;
+  constexpr int kSoundRate = 8000;
+  if (options.sound_seconds > 0) {
+    sound = Check(avformat_new_stream(muxer.get(), nullptr), "stream");
+    AVCodecParameters& parameters = *sound->codecpar;
+    parameters.codec_type = AVMEDIA_TYPE_AUDIO;
+    parameters.codec_id = AV_CODEC_ID_PCM_S16LE;
+    parameters.sample_rate = kSoundRate;
+    parameters.ch_layout = AV_CHANNEL_LAYOUT_MONO;
+    parameters.format = AV_SAMPLE_FMT_S16;
+    parameters.bits_per_coded_sample = 16;
+    parameters.block_align = 2;
+    sound->time_base = {1, kSoundRate};
+  }
+
+  Check(avio_open(&muxer->pb, path.c_str(), AVIO_FLAG_WRITE), "file");
+  Check(avformat_write_header(muxer.get(), nullptr), "header");
+  if (cover != nullptr) {
+    cover_packet->stream_index = cover->index;
+    Check(av_interleaved_write_frame(muxer.get(), cover_packet.get()), "cover packet");
+  }
+  if (sound != nullptr) {
+    const Packet packet(Check(av_packet_alloc(), "memory"));
+    const int samples = static_cast<int>(options.sound_seconds * kSoundRate);
+    Check(av_new_packet(packet.get(), samples * 2), "memory");
+    std::memset(packet->data, 0, static_cast<size_t>(packet->size));
+    packet->stream_index = sound->index;
+    packet->pts = packet->dts = 0;
+    packet->duration = av_rescale_q(samples, {1, kSoundRate}, sound->time_base);
+    Check(av_interleaved_write_frame(muxer.get(), packet.get()), "sound packet");
+  }
+
+  int packets_written = 0;
+  const auto timestamp_of = [&options](int index) {
+    return options.timestamps.empty() ? int64_t{index}
+                                      : options.timestamps.at(static_cast<size_t>(index));
+  };
+  const auto write_packets = [&] {
+    for (const Packet& packet : Drain(*codec)) {
+      if (options.corrupt_packet == packets_written) {
+        Check(av_packet_make_writable(packet.get()), "memory");
+        std::memset(packet->data, 0xa5, static_cast<size_t>(packet->size));
+      }
+      const int index = packets_written++;
+      const bool is_last = index + 1 == options.frames;
+      packet->duration = !is_last ? timestamp_of(index + 1) - timestamp_of(index)
+                         : options.last_duration != 0 ? options.last_duration
+                         : index > 0 ? timestamp_of(index) - timestamp_of(index - 1)
+                                     : 1;
+      packet->stream_index = video->index;
+      av_packet_rescale_ts(packet.get(), codec->time_base, video->time_base);
+      Check(av_interleaved_write_frame(muxer.get(), packet.get()), "packet");
+    }
+  };
+  for (int index = 0; index < options.frames; ++index) {
+    const Frame frame = MakeFrame(*codec);
+    painter(*frame, index);
+    frame->pts = timestamp_of(index);
+    frame->interlaced_frame = options.interlaced ? 1 : 0;
+    frame->top_field_first = options.interlaced ? 1 : 0;
+    Check(avcodec_send_frame(codec.get(), frame.get()), "frame");
+    write_packets();
+  }
+  Check(avcodec_send_frame(codec.get(), nullptr), "flush");
+  write_packets();
+  Check(av_write_trailer(muxer.get()), "trailer");
+}
+
+}  // namespace qolm::test
