@@ -5,6 +5,7 @@
 #include "base/team.h"
 
 namespace qolm::encoder {
+
 void FilterLuma(std::span<const uint8_t> current, std::span<const uint8_t> previous,
                 std::span<uint8_t> filtered) {
   const uint8_t* const now = current.data();
