@@ -15,13 +15,15 @@ namespace {
 
 using qolm::exporter::ExportOptions;
 using qolm::exporter::ExportResult;
+using qolm::exporter::OptionsProblem;
 
 int Run(const std::vector<std::string>& arguments) {
-  std::string problem;
+  OptionsProblem problem;
   const std::optional<ExportOptions> options =
       qolm::exporter::ParseExportOptions(arguments, problem);
   if (!options) {
-    std::cerr << "[-] Error: " << problem << "\n\n" << qolm::exporter::UsageText();
+    std::cerr << "[-] Error: " << problem.text << "\n";
+    if (problem.needs_usage) std::cerr << "\n" << qolm::exporter::UsageText();
     return 1;
   }
   if (options->help) {

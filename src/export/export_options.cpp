@@ -52,7 +52,7 @@ std::optional<Form> FormOf(const std::filesystem::path& output) {
 
 // Splits the arguments into options and the two paths.
 bool TakeArguments(std::span<const std::string> arguments, ExportOptions& options,
-                   std::vector<std::string>& paths, std::string& problem) {
+                   std::vector<std::string>& paths, OptionsProblem& problem) {
   for (size_t i = 0; i < arguments.size(); ++i) {
     const std::string& argument = arguments[i];
     if (argument == "--help" || argument == "-h") {
@@ -61,16 +61,16 @@ bool TakeArguments(std::span<const std::string> arguments, ExportOptions& option
     }
     if (argument == "--frame" || argument == "--time" || argument == "--sheet") {
       if (i + 1 == arguments.size()) {
-        problem = argument + " needs a value";
+        problem.text = argument + " needs a value";
         return false;
       }
       const std::string& value = arguments[++i];
       if (!TakeValue(argument, value, options)) {
-        problem = "\"" + value + "\" is no value for " + argument;
+        problem.text = "\"" + value + "\" is no value for " + argument;
         return false;
       }
     } else if (argument.size() > 1 && argument[0] == '-') {
-      problem = "unknown option " + argument;
+      problem.text = "unknown option " + argument;
       return false;
     } else {
       paths.push_back(argument);
@@ -98,13 +98,13 @@ std::string_view UsageText() {
 }
 
 std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arguments,
-                                                std::string& problem) {
+                                                OptionsProblem& problem) {
   ExportOptions options;
   std::vector<std::string> paths;
   if (!TakeArguments(arguments, options, paths, problem)) return std::nullopt;
   if (options.help) return options;
   if (paths.size() != 2) {
-    problem =
+    problem.text =
         paths.size() < 2 ? "an input and an output are needed" : "unexpected argument " + paths[2];
     return std::nullopt;
   }
@@ -114,18 +114,19 @@ std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arg
 
   const std::optional<Form> form = options.to_standard_output ? Form::kY4m : FormOf(paths[1]);
   if (!form) {
-    problem = paths[1] + ": the ending must be .y4m or .png";
+    problem.text = paths[1] + ": the ending must be .y4m or .png";
+    problem.needs_usage = false;
     return std::nullopt;
   }
   options.form = *form;
   const int choices = int{options.frame.has_value()} + int{options.seconds.has_value()} +
                       int{options.sheet.has_value()};
   if (choices > 1) {
-    problem = "--frame, --time and --sheet exclude each other";
+    problem.text = "--frame, --time and --sheet exclude each other";
     return std::nullopt;
   }
   if (choices > 0 && options.form != Form::kPng) {
-    problem = "--frame, --time and --sheet are for .png outputs";
+    problem.text = "--frame, --time and --sheet are for .png outputs";
     return std::nullopt;
   }
   return options;

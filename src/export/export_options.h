@@ -33,10 +33,15 @@ struct ExportOptions {
 
 std::string_view UsageText();
 
-// `arguments` do not hold the program's name. Nothing when they are wrong;
-// `problem` then says how, as a phrase without a full stop.
+struct OptionsProblem {
+  std::string text;         // a phrase without a full stop
+  bool needs_usage = true;  // the command line is not of the program's form
+};
+
+// `arguments` do not hold the program's name. Nothing when they are wrong, with
+// the reason in `problem`.
 std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arguments,
-                                                std::string& problem);
+                                                OptionsProblem& problem);
 
 }  // namespace qolm::exporter
 

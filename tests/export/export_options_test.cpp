@@ -1,0 +1,82 @@
+#include "export/export_options.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace qolm::exporter {
+namespace {
+
+using testing::HasSubstr;
+
+std::optional<ExportOptions> Parse(const std::vector<std::string>& arguments) {
+  OptionsProblem problem;
+  return ParseExportOptions(arguments, problem);
+}
+
+std::string ProblemOf(const std::vector<std::string>& arguments) {
+  OptionsProblem problem;
+  EXPECT_FALSE(ParseExportOptions(arguments, problem).has_value());
+  return problem.text;
+}
+
+TEST(ExportOptionsTest, EndingPicksTheForm) {
+  EXPECT_EQ(Parse({"a.qolm", "b.y4m"})->form, Form::kY4m);
+  EXPECT_EQ(Parse({"a.qolm", "b.PNG"})->form, Form::kPng);
+  const auto standard_output = Parse({"a.qolm", "-"});
+  EXPECT_EQ(standard_output->form, Form::kY4m);
+  EXPECT_TRUE(standard_output->to_standard_output);
+  EXPECT_FALSE(Parse({"a.qolm", "b.y4m"})->to_standard_output);
+}
+
+TEST(ExportOptionsTest, OptionsMayStandAnywhere) {
+  EXPECT_EQ(Parse({"--frame", "7", "a.qolm", "b.png"})->frame, 7);
+  EXPECT_EQ(Parse({"a.qolm", "--time", "1.5", "b.png"})->seconds, 1.5);
+  const auto sheet = Parse({"a.qolm", "b.png", "--sheet", "4x3"})->sheet;
+  ASSERT_TRUE(sheet.has_value());
+  EXPECT_EQ(sheet->columns, 4U);
+  EXPECT_EQ(sheet->rows, 3U);
+  EXPECT_TRUE(Parse({"a.qolm", "--help"})->help);
+}
+
+TEST(ExportOptionsTest, BadValuesAreNamed) {
+  for (const char* value : {"", "-1", "1.5", "7x", " 7", "99999999999"}) {
+    EXPECT_EQ(ProblemOf({"a", "b.png", "--frame", value}),
+              "\"" + std::string(value) + "\" is no value for --frame");
+  }
+  for (const char* value : {"", "-0.1", "nan", "inf", "1s"}) {
+    EXPECT_EQ(ProblemOf({"a", "b.png", "--time", value}),
+              "\"" + std::string(value) + "\" is no value for --time");
+  }
+  for (const char* value : {"", "4", "x", "4x", "x3", "0x3", "4x0", "101x1", "1x101", "-4x3"}) {
+    EXPECT_EQ(ProblemOf({"a", "b.png", "--sheet", value}),
+              "\"" + std::string(value) + "\" is no value for --sheet");
+  }
+  EXPECT_EQ(ProblemOf({"a", "b.png", "--sheet"}), "--sheet needs a value");
+}
+
+TEST(ExportOptionsTest, WrongCommandLines) {
+  EXPECT_THAT(ProblemOf({}), HasSubstr("an input and an output"));
+  EXPECT_THAT(ProblemOf({"a.qolm"}), HasSubstr("an input and an output"));
+  EXPECT_EQ(ProblemOf({"a", "b.png", "c"}), "unexpected argument c");
+  EXPECT_EQ(ProblemOf({"a", "b.png", "--fast"}), "unknown option --fast");
+  EXPECT_EQ(ProblemOf({"a", "b.mp4"}), "b.mp4: the ending must be .y4m or .png");
+  EXPECT_THAT(ProblemOf({"a", "b.y4m", "--frame", "1"}), HasSubstr("for .png outputs"));
+  EXPECT_THAT(ProblemOf({"a", "-", "--sheet", "2x2"}), HasSubstr("for .png outputs"));
+  EXPECT_THAT(ProblemOf({"a", "b.png", "--frame", "1", "--time", "2"}), HasSubstr("exclude"));
+}
+
+TEST(ExportOptionsTest, OnlyAMisusedCommandLineNeedsTheUsage) {
+  OptionsProblem problem;
+  const std::vector<std::string> unknown_ending = {"a", "b.mp4"};
+  EXPECT_FALSE(ParseExportOptions(unknown_ending, problem).has_value());
+  EXPECT_FALSE(problem.needs_usage);
+  const std::vector<std::string> unknown_option = {"a", "b.png", "--x"};
+  OptionsProblem misuse;
+  EXPECT_FALSE(ParseExportOptions(unknown_option, misuse).has_value());
+  EXPECT_TRUE(misuse.needs_usage);
+}
+
+}  // namespace
+}  // namespace qolm::exporter
