@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <sstream>
@@ -311,6 +313,27 @@ TEST_F(ConversionTest, AnExistingOutputIsReplacedAndKeepsItsPermissions) {
   EXPECT_EQ(FramesIn(output_), 2U);
   EXPECT_EQ(fs::status(output_).permissions(), fs::perms(0640));
   EXPECT_FALSE(fs::exists(Part()));
+}
+
+TEST_F(ConversionTest, AFailedWriteEndsTheLoop) {
+  rlimit old_limit = {};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old_limit), 0);
+  signal(SIGXFSZ, SIG_IGN);
+  script_.frames = 1000;
+  options_.settings.quality = 100;
+  int delivered = 0;
+  script_.before_frame = [&delivered](int frame) { delivered = frame + 1; };
+  rlimit limit = old_limit;
+  limit.rlim_cur = 100'000;  // bytes; the head alone takes 65,596
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  const int exit_code = Run();
+  setrlimit(RLIMIT_FSIZE, &old_limit);
+  EXPECT_EQ(exit_code, 1);
+  EXPECT_EQ(err_.str(), "[-] Error: Cannot write output file (File too large): " + output_ + "\n");
+  EXPECT_GT(delivered, 1);
+  EXPECT_LT(delivered, 500);
+  EXPECT_FALSE(fs::exists(Part()));
+  EXPECT_FALSE(fs::exists(output_));
 }
 
 TEST_F(ConversionTest, AFinishedPartThatCannotTakeItsPlaceStays) {

@@ -366,15 +366,5 @@ TEST_F(Interrupted, ASecondSignalEndsAProgramThatWaitsForItsSource) {
   EXPECT_EQ(ReadFile(output_), "the old file");
 }
 
-TEST_F(Interrupted, AnIgnoredCtrlCStaysIgnored) {
-  MakeInput(5);
-  Run({"encode", input_, output_}, [] {
-    signal(SIGINT, SIG_IGN);
-    raise(SIGINT);
-  });
-  EXPECT_EQ(exit_code_, 0);
-  EXPECT_EQ(FramesIn(output_), 5U);
-}
-
 }  // namespace
 }  // namespace qolm::cli
