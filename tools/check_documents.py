@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 """Holds the documents to the tree, and the tree to being movable.
 
-    tools/check_documents.py [--root TREE] [--converter PROGRAM]
+    tools/check_documents.py [--root TREE] [--usage COMMAND=PROGRAM]...
 
 - Every path in backticks in ARCHITECTURE.md and docs/*.md exists, and so does
   every relative link of every document.
 - No file holds an absolute path of somebody's machine.
-- With --converter: the options that README.md lists are those that the
-  program's usage text lists.
+- With --usage: the options that README.md lists under "Option of `COMMAND`"
+  are those that the program's usage text lists.
 
 Prints each breach as FILE:LINE: message and fails when there is one.
 """
@@ -83,29 +83,43 @@ def breaches_of_machine_paths(root):
                 yield path, number, "holds an absolute path of a machine"
 
 
-def breaches_of_options(root, converter):
-    usage = subprocess.run([converter], capture_output=True, check=True).stdout.decode()
-    offered = set(OPTION.findall(usage))
+def documented_options(readme, command):
+    """The option words of the table whose heading names the command."""
+    rows = []
+    inside = False
+    for _, line in lines_of(readme):
+        if line.startswith(f"| Option of `{command}` |"):
+            inside = True
+        elif not line.startswith("|"):
+            inside = False
+        elif inside:
+            rows.append(line.split("|")[1])
+    return {word for row in rows for word in OPTION.findall(row)}
+
+
+def breaches_of_options(root, command, program):
+    # Only the words matter; some programs call a missing argument a failure.
+    run = subprocess.run([program], capture_output=True)
+    offered = set(OPTION.findall((run.stdout + run.stderr).decode())) - {"--help"}
     readme = root / "README.md"
-    table = [line for line in readme.read_text(encoding="utf-8").splitlines()
-             if line.startswith("| `--")]
-    documented = {word for line in table for word in OPTION.findall(line.split("|")[1])}
+    documented = documented_options(readme, command)
     for word in sorted(offered - documented):
-        yield readme, 0, f"the program offers {word}, the option table does not"
+        yield readme, 0, f"{command} offers {word}, its option table does not"
     for word in sorted(documented - offered):
-        yield readme, 0, f"the option table lists {word}, the program does not"
+        yield readme, 0, f"the option table of {command} lists {word}, the program does not"
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--root", type=pathlib.Path,
                         default=pathlib.Path(__file__).resolve().parent.parent)
-    parser.add_argument("--converter", help="also compare README.md with this program's usage")
+    parser.add_argument("--usage", action="append", default=[], metavar="COMMAND=PROGRAM",
+                        help="also compare a table of README.md with this program's usage")
     arguments = parser.parse_args()
     root = arguments.root
     found = [*breaches_of_paths(root), *breaches_of_links(root), *breaches_of_machine_paths(root)]
-    if arguments.converter:
-        found += breaches_of_options(root, arguments.converter)
+    for usage in arguments.usage:
+        found += breaches_of_options(root, *usage.split("=", 1))
     for path, number, message in found:
         print(f"{path.relative_to(root)}:{number}: {message}")
     if found:

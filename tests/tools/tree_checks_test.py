@@ -122,7 +122,10 @@ class CheckDocuments(TreeCase):
                    "Open `container/layout.h`, `src/container/`, run `build/dev/bin/x`, "
                    "`a + b / 2`, `EncodeKeyFrame`.\n")
         self.write("README.md", "![picture](docs/picture.png) [site](https://example.org/x)\n"
-                                "| `--quality N` | 45 |\n| `--vfr`, `--no-vfr` | on |\n")
+                                "\n| Option of `encode` | Default |\n|---|---|\n"
+                                "| `--quality N` | 45 |\n| `--vfr`, `--no-vfr` | on |\n\n"
+                                "| Option of `export` | Meaning |\n|---|---|\n"
+                                "| `--sheet` | a sheet, see `--quality` |\n")
 
     def test_sound_tree_passes(self):
         self.assert_clean()
@@ -156,12 +159,15 @@ class CheckDocuments(TreeCase):
             program.write_text(f"#!/bin/sh\necho '{words}'\n", encoding="utf-8")
             program.chmod(0o755)
 
+        usage = ("--usage", f"encode={program}")
         offer("--quality N (45)  --vfr --no-vfr")
-        self.assert_clean("--converter", str(program))
+        self.assert_clean(*usage)
         offer("--quality N (45)  --vfr --no-vfr --gop N")
-        self.assert_breach("the program offers --gop", "--converter", str(program))
+        self.assert_breach("encode offers --gop", *usage)
         offer("--quality N (45)  --vfr")
-        self.assert_breach("the option table lists --no-vfr", "--converter", str(program))
+        self.assert_breach("the option table of encode lists --no-vfr", *usage)
+        offer("--sheet")
+        self.assert_clean("--usage", f"export={program}")
 
 
 if __name__ == "__main__":
