@@ -240,12 +240,24 @@ TEST_F(FfmpegVideoTest, GifDelaysAndTheLongLastPictureAreHeld) {
   options.format = AV_PIX_FMT_GRAY8;
   options.time_base = {1, 100};
   options.timestamps = {0, 10, 20, 50, 60};
-  options.last_duration = 100;
+  options.muxer_options = {{"final_delay", "100"}};
   options.frames = 5;
   EXPECT_THAT(ReadNumbers(Write("a.gif", options), false),
               ElementsAre(0, 1, 2, 2, 2, 3, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4));
   ExpectRate(10, 1);
   EXPECT_EQ(source_.frame_count(), 16);
+}
+
+TEST_F(FfmpegVideoTest, ALongLastSampleIsHeld) {
+  ClipOptions options;
+  options.codec = "mpeg4";
+  options.format = AV_PIX_FMT_YUV420P;
+  options.frames = 10;
+  options.last_duration = 5;
+  EXPECT_THAT(ReadNumbers(Write("a.mp4", options), true),
+              ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 9, 9, 9, 9));
+  ExpectRate(25, 1);
+  EXPECT_EQ(source_.frame_count(), 14);
 }
 
 TEST_F(FfmpegVideoTest, ASingleFrameIsOneFrame) {

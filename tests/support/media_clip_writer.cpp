@@ -43,6 +43,14 @@ using Frame = std::unique_ptr<AVFrame, Deleter>;
 using Packet = std::unique_ptr<AVPacket, Deleter>;
 using Muxer = std::unique_ptr<AVFormatContext, Deleter>;
 
+AVDictionary* MakeDictionary(const std::map<std::string, std::string>& options) {
+  AVDictionary* dictionary = nullptr;
+  for (const auto& [key, value] : options) {
+    av_dict_set(&dictionary, key.c_str(), value.c_str(), 0);
+  }
+  return dictionary;
+}
+
 Codec OpenEncoder(const AVFormatContext& muxer, const ClipOptions& options) {
   const AVCodec* const encoder =
       Check(avcodec_find_encoder_by_name(options.codec.c_str()), "no such encoder");
@@ -66,10 +74,7 @@ Codec OpenEncoder(const AVFormatContext& muxer, const ClipOptions& options) {
   if ((muxer.oformat->flags & AVFMT_GLOBALHEADER) != 0) {
     codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   }
-  AVDictionary* dictionary = nullptr;
-  for (const auto& [key, value] : options.codec_options) {
-    av_dict_set(&dictionary, key.c_str(), value.c_str(), 0);
-  }
+  AVDictionary* dictionary = MakeDictionary(options.codec_options);
   const int opened = avcodec_open2(codec.get(), encoder, &dictionary);
   av_dict_free(&dictionary);
   Check(opened, "encoder");
@@ -192,7 +197,10 @@ void WriteClip(const std::filesystem::path& path, const ClipOptions& options,
   }
 
   Check(avio_open(&muxer->pb, path.c_str(), AVIO_FLAG_WRITE), "file");
-  Check(avformat_write_header(muxer.get(), nullptr), "header");
+  AVDictionary* dictionary = MakeDictionary(options.muxer_options);
+  const int header_written = avformat_write_header(muxer.get(), &dictionary);
+  av_dict_free(&dictionary);
+  Check(header_written, "header");
   if (cover != nullptr) {
     cover_packet->stream_index = cover->index;
     Check(av_interleaved_write_frame(muxer.get(), cover_packet.get()), "cover packet");

@@ -34,6 +34,7 @@ struct ClipOptions {
   bool interlaced = false;
   std::optional<std::array<int32_t, 9>> display_matrix;
   std::map<std::string, std::string> codec_options;
+  std::map<std::string, std::string> muxer_options;
   std::optional<int> corrupt_packet;  // its bytes are overwritten
   bool cover_art = false;             // an 8x8 picture beside the video
   double sound_seconds = 0;           // silence beside the video

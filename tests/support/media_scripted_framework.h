@@ -15,7 +15,7 @@
 
 #include "media/video_framework.h"
 
-namespace qolm::testing {
+namespace qolm::test {
 
 struct ScriptedSample {
   bool succeeded = true;
@@ -159,6 +159,6 @@ class ScriptedFramework : public media::VideoFramework {
   Script& script_;
 };
 
-}  // namespace qolm::testing
+}  // namespace qolm::test
 
 #endif  // QOLM_TESTS_SUPPORT_MEDIA_SCRIPTED_FRAMEWORK_H_

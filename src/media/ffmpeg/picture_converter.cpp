@@ -1,9 +1,13 @@
 #include "media/ffmpeg/picture_converter.h"
 
 extern "C" {
+#include <libavutil/intreadwrite.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
+
+#include <cstddef>
+#include <cstdint>
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -49,6 +53,12 @@ AVPixelFormat WithoutImpliedRange(AVPixelFormat format) {
   }
 }
 
+bool IsRgb(AVPixelFormat format) {
+  const AVPixFmtDescriptor* const description = av_pix_fmt_desc_get(format);
+  return description != nullptr &&
+         (description->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
+}
+
 bool IsGray(AVPixelFormat format) {
   const AVPixFmtDescriptor* const description = av_pix_fmt_desc_get(format);
   return description != nullptr && description->nb_components <= 2 &&
@@ -71,8 +81,17 @@ PictureConverter::Input PictureConverter::Describe(const AVFrame& frame) {
 
 bool PictureConverter::SetUp(const Input& input) {
   input_.reset();
+  planes_.reset();
   scaler_.reset(sws_alloc_context());
   if (scaler_ == nullptr) return false;
+  if (!IsRgb(input.format)) {
+    planes_.reset(av_frame_alloc());
+    if (planes_ == nullptr) return false;
+    planes_->width = width_;
+    planes_->height = height_;
+    planes_->format = AV_PIX_FMT_GBRP;
+    if (av_frame_get_buffer(planes_.get(), 0) < 0) return false;
+  }
   const bool same_size = input.width == width_ && input.height == height_;
   // Chroma is interpolated for every pixel and all sums are rounded.
   const int flags =
@@ -84,7 +103,7 @@ bool PictureConverter::SetUp(const Input& input) {
   av_opt_set_int(scaler, "src_range", input.full_range ? 1 : 0, 0);
   av_opt_set_int(scaler, "dstw", width_, 0);
   av_opt_set_int(scaler, "dsth", height_, 0);
-  av_opt_set_int(scaler, "dst_format", AV_PIX_FMT_BGR0, 0);
+  av_opt_set_int(scaler, "dst_format", planes_ != nullptr ? AV_PIX_FMT_GBRP : AV_PIX_FMT_BGR0, 0);
   av_opt_set_int(scaler, "dst_range", 1, 0);
   av_opt_set_int(scaler, "sws_flags", flags, 0);
   if (sws_init_context(scaler, nullptr, nullptr) < 0) return false;
@@ -96,12 +115,35 @@ bool PictureConverter::SetUp(const Input& input) {
   return true;
 }
 
+void PictureConverter::PackPlanes(Picture& picture) const {
+  const auto width = static_cast<size_t>(width_);
+  for (int y = 0; y < height_; ++y) {
+    const uint8_t* const green = planes_->data[0] + ptrdiff_t{y} * planes_->linesize[0];
+    const uint8_t* const blue = planes_->data[1] + ptrdiff_t{y} * planes_->linesize[1];
+    const uint8_t* const red = planes_->data[2] + ptrdiff_t{y} * planes_->linesize[2];
+    uint8_t* const row = picture.data() + static_cast<size_t>(y) * picture.pitch();
+    for (size_t x = 0; x < width; ++x) {
+      // The fourth byte is free, and whole words keep the loop wide.
+      const uint32_t pixel = uint32_t{blue[x]} | uint32_t{green[x]} << 8 | uint32_t{red[x]} << 16;
+      AV_WL32(row + 4 * x, pixel);
+    }
+  }
+}
+
 bool PictureConverter::Convert(const AVFrame& frame, Picture& picture) {
   const Input input = Describe(frame);
   if (input_ != input && !SetUp(input)) return false;
-  uint8_t* const planes[4] = {picture.data(), nullptr, nullptr, nullptr};
-  const int pitches[4] = {static_cast<int>(picture.pitch()), 0, 0, 0};
-  return sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, planes, pitches) > 0;
+  if (planes_ == nullptr) {
+    uint8_t* const rows[4] = {picture.data(), nullptr, nullptr, nullptr};
+    const int pitches[4] = {static_cast<int>(picture.pitch()), 0, 0, 0};
+    return sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, rows, pitches) > 0;
+  }
+  if (sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, planes_->data,
+                planes_->linesize) <= 0) {
+    return false;
+  }
+  PackPlanes(picture);
+  return true;
 }
 
 }  // namespace qolm::media::ffmpeg

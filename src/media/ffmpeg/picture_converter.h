@@ -30,11 +30,15 @@ class PictureConverter {
   };
   static Input Describe(const AVFrame& frame);
   bool SetUp(const Input& input);
+  void PackPlanes(Picture& picture) const;
 
   int width_;
   int height_;
   std::optional<Input> input_;
   Scaler scaler_;
+  // Where YUV goes on its way: the scaler has wide code for planes of G, B, R
+  // and only scalar code for packed pixels. Null while the input is RGB.
+  Frame planes_;
 };
 
 }  // namespace qolm::media::ffmpeg
