@@ -33,6 +33,7 @@ RansFrequencyTable BuildRansFrequencyTable(const ByteCounts& counts) {
     total += count;
     if (count > 0) ++table.entry_count;
   }
+  if (total == 0) return table;
 
   uint32_t sum = 0;
   size_t most_frequent = 0;
