@@ -251,7 +251,7 @@ class MotionSearch {
   // Bits of a vector's two difference bytes, roughly: small ones are frequent.
   static int VectorBits(const MotionVector& vector, const MotionVector& predictor) {
     const auto component_bits = [](int difference) {
-      return 2 * std::bit_width(static_cast<unsigned>(std::abs(difference)));
+      return 2 * static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(difference))));
     };
     return 1 + component_bits(vector.dx - predictor.dx) + component_bits(vector.dy - predictor.dy);
   }
