@@ -29,13 +29,16 @@ class EncoderSession {
   void set_audio(PcmTrack audio);
 
   // Finishes any output still open, creates the file and writes its head.
-  // False when the file cannot be created or written, or when the settings'
-  // width or height is outside 1..16384; then stream_error() says why.
+  // False when the file cannot be created or written (a head that could not be
+  // written leaves the file behind), when the settings' width or height is
+  // outside 1..16384 (invalid_argument) or when they ask for bidirectional
+  // frames (not_supported; no file is made). stream_error() says why.
   [[nodiscard]] bool open_output(const std::filesystem::path& path);
 
-  // Consumes one source frame, in source order. Returns true when the frame
-  // was consumed (counted, held or written), false when the session is not
-  // open. A failed write shows in stream_error(), not here.
+  // Takes one source frame, in source order. True when the frame counts (it
+  // was written, held or became part of a repeat run); false when the session
+  // is not open or the frame is ignored: one without pixels, or with a size
+  // outside 1..16384. A failed write shows in stream_error(), not here.
   bool encode_frame(const VideoFrame& frame);
 
   // Writes what is pending and the trailing structures, brings the bytes to
