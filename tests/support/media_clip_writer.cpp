@@ -118,7 +118,7 @@ Packet EncodeCover(AVCodecContext& codec) {
 void FillPlanes(AVFrame& frame, const std::vector<int>& values) {
   const auto format = static_cast<AVPixelFormat>(frame.format);
   const AVPixFmtDescriptor* const description = av_pix_fmt_desc_get(format);
-  for (size_t plane = 0; plane < values.size(); ++plane) {
+  for (size_t plane = 0; plane < values.size() && frame.data[plane] != nullptr; ++plane) {
     const int shift = plane == 0 ? 0 : description->log2_chroma_h;
     const int rows = -((-frame.height) >> shift);
     for (int y = 0; y < rows; ++y) {

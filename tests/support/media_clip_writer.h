@@ -47,7 +47,7 @@ using Painter = std::function<void(AVFrame& frame, int index)>;
 void WriteClip(const std::filesystem::path& path, const ClipOptions& options,
                const Painter& painter);
 
-// Sets every sample of each plane, 8-bit or 16-bit as the format has them.
+// Sets every sample of each plane that the format has, in its 8 or 16 bits.
 void FillPlanes(AVFrame& frame, const std::vector<int>& values);
 
 // Sets the B, G, R, X pixel of a BGR0 or BGRA frame.
