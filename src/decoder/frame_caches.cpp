@@ -26,8 +26,6 @@ void FrameCaches::store_snapshot(const Snapshot& snapshot) {
   Append(Kind::kSnapshot, snapshot.frame_number);
 }
 
-void FrameCaches::reset(uint64_t budget_bytes) { *this = FrameCaches(budget_bytes); }
-
 void FrameCaches::Hold(const SharedPlanes& planes) {
   if (planes && ++holders_[planes.get()] == 1) bytes_held_ += PlaneBytes(*planes);
 }

@@ -45,9 +45,6 @@ class FrameCaches {
   // Bytes of the kept pictures; one that several entries share counts once.
   uint64_t bytes_held() const { return bytes_held_; }
 
-  // Forgets everything and takes a new budget.
-  void reset(uint64_t budget_bytes);
-
  private:
   enum class Kind { kKeyFrame, kSnapshot };
   struct Entry {
