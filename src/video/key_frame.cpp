@@ -23,9 +23,14 @@ namespace {
 constexpr size_t kSizesOffset = 5;
 constexpr uint32_t kMaxDimension = 16384;
 
-BlockGrid LumaGrid(const YuvPlanes& planes) { return {planes.width, planes.height}; }
-BlockGrid ChromaGrid(const YuvPlanes& planes) {
-  return {planes.ChromaWidth(), planes.ChromaHeight()};
+struct PictureSize {
+  uint32_t width;
+  uint32_t height;
+};
+
+BlockGrid LumaGrid(const PictureSize& size) { return {size.width, size.height}; }
+BlockGrid ChromaGrid(const PictureSize& size) {
+  return {size.width / 2 + size.width % 2, size.height / 2 + size.height % 2};
 }
 
 struct KeyFrameTables {
@@ -66,7 +71,7 @@ std::vector<uint8_t> EncodeWithCclc(const YuvPlanes& source, const KeyFrameTable
                                     YuvPlanes& reference) {
   std::array<std::vector<uint8_t>, 5> streams;
   std::vector<uint8_t> params;
-  params.reserve(4 * ChromaGrid(source).Count());
+  params.reserve(4 * ChromaGrid({source.width, source.height}).Count());
   const auto code_plane = [&](const std::vector<uint8_t>& plane, std::vector<uint8_t>& rebuilt) {
     const CclcPlaneLevels coded = CodeChromaCclc(
         plane.data(), reference.y.data(), source.ChromaWidth(), source.ChromaHeight(), source.width,
@@ -114,12 +119,14 @@ bool DecodeModes(std::span<const uint8_t> stream, size_t count, std::vector<uint
   return true;
 }
 
-bool DecodeWithCclc(std::span<const uint8_t> payload, const KeyFrameTables& tables,
-                    YuvPlanes& current) {
+// Both decoders size the planes only once the side streams agree with the size:
+// a damaged size field then costs no memory.
+bool DecodeWithCclc(std::span<const uint8_t> payload, const PictureSize& size,
+                    const KeyFrameTables& tables, YuvPlanes& current) {
   std::array<std::span<const uint8_t>, 5> streams;
   if (!SplitStreams(payload, kSizesOffset, streams)) return false;
-  const size_t luma_blocks = LumaGrid(current).Count();
-  const size_t chroma_blocks = ChromaGrid(current).Count();
+  const size_t luma_blocks = LumaGrid(size).Count();
+  const size_t chroma_blocks = ChromaGrid(size).Count();
 
   std::vector<uint8_t> modes;
   std::vector<uint8_t> params(4 * chroma_blocks);
@@ -127,6 +134,7 @@ bool DecodeWithCclc(std::span<const uint8_t> payload, const KeyFrameTables& tabl
       !entropy::RansDecodeBytes(streams[1], params)) {
     return false;
   }
+  ResizeYuvPlanes(current, size.width, size.height);
   std::vector<int16_t> levels(64 * luma_blocks);
   if (!entropy::DecodeCoefficients(streams[2], levels)) return false;
   ReconstructIntraPlane(modes, levels, current.width, current.height, tables.luma,
@@ -145,14 +153,14 @@ bool DecodeWithCclc(std::span<const uint8_t> payload, const KeyFrameTables& tabl
          decode_plane(streams[4], chroma_blocks, current.cr);
 }
 
-bool DecodeWithoutCclc(std::span<const uint8_t> payload, const KeyFrameTables& tables,
-                       YuvPlanes& current) {
+bool DecodeWithoutCclc(std::span<const uint8_t> payload, const PictureSize& size,
+                       const KeyFrameTables& tables, YuvPlanes& current) {
   std::array<std::span<const uint8_t>, 4> streams;
   if (!SplitStreams(payload, kSizesOffset, streams)) return false;
-  const size_t luma_blocks = LumaGrid(current).Count();
-  const size_t chroma_blocks = ChromaGrid(current).Count();
+  const size_t block_count = LumaGrid(size).Count() + 2 * ChromaGrid(size).Count();
   std::vector<uint8_t> modes;
-  if (!DecodeModes(streams[0], luma_blocks + 2 * chroma_blocks, modes)) return false;
+  if (!DecodeModes(streams[0], block_count, modes)) return false;
+  ResizeYuvPlanes(current, size.width, size.height);
 
   std::vector<int16_t> levels;
   std::span<const uint8_t> rest = modes;
@@ -165,9 +173,9 @@ bool DecodeWithoutCclc(std::span<const uint8_t> payload, const KeyFrameTables& t
     rest = rest.subspan(grid.Count());
     return true;
   };
-  return decode_plane(streams[1], LumaGrid(current), tables.luma, current.y) &&
-         decode_plane(streams[2], ChromaGrid(current), tables.chroma, current.cb) &&
-         decode_plane(streams[3], ChromaGrid(current), tables.chroma, current.cr);
+  return decode_plane(streams[1], LumaGrid(size), tables.luma, current.y) &&
+         decode_plane(streams[2], ChromaGrid(size), tables.chroma, current.cb) &&
+         decode_plane(streams[3], ChromaGrid(size), tables.chroma, current.cr);
 }
 
 }  // namespace
@@ -193,13 +201,14 @@ std::vector<uint8_t> EncodeKeyFrame(const YuvPlanes& source, const KeyFrameOptio
 bool DecodeKeyFrame(std::span<const uint8_t> payload, bool cclc, bool deblocking,
                     YuvPlanes& current) {
   if (payload.size() < kSizesOffset) return false;
-  const uint32_t width = LoadLe16(payload.data());
-  const uint32_t height = LoadLe16(payload.data() + 2);
-  if (width < 1 || width > kMaxDimension || height < 1 || height > kMaxDimension) return false;
-  ResizeYuvPlanes(current, width, height);
+  const PictureSize size{LoadLe16(payload.data()), LoadLe16(payload.data() + 2)};
+  if (size.width < 1 || size.width > kMaxDimension || size.height < 1 ||
+      size.height > kMaxDimension) {
+    return false;
+  }
   const KeyFrameTables tables(payload[4]);
-  const bool rebuilt =
-      cclc ? DecodeWithCclc(payload, tables, current) : DecodeWithoutCclc(payload, tables, current);
+  const bool rebuilt = cclc ? DecodeWithCclc(payload, size, tables, current)
+                            : DecodeWithoutCclc(payload, size, tables, current);
   if (rebuilt && deblocking) {
     DeblockReference(current, tables.luma.step[0], tables.chroma.step[0]);
   }
