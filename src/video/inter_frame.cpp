@@ -24,6 +24,10 @@ namespace {
 
 constexpr size_t kSizesOffset = 9;
 
+// One vector bit's worth of absolute differences as a part of the luma DC step.
+// Measured: the value that gave the least bytes at equal PSNR.
+constexpr float kVectorCostFactor = 0.6F;
+
 // One plane of the picture on its way through the residual coder.
 struct ResidualPlane {
   BlockGrid grid;
@@ -137,6 +141,7 @@ std::vector<uint8_t> EncodeInterFrame(const YuvPlanes& source, const InterFrameO
 
   MotionSearchOptions search;
   search.pre_analysis = options.pre_analysis;
+  search.vector_cost = kVectorCostFactor * tables.luma.step[0];
   const std::vector<MacroblockMotion> field =
       SearchMotion(source.y.data(), reference.y.data(), source.width, source.height, search);
 

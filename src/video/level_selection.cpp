@@ -11,7 +11,11 @@ namespace {
 
 // One bit's worth of squared error as a part of the squared DC step. Measured:
 // the value that gave the least bytes at equal PSNR.
-constexpr float kLambdaFactor = 0.12F;
+constexpr float kLambdaFactor = 0.1F;
+
+// Errors of the DC level count this much more: they stay in the picture until
+// its next key frame and show as stains.
+constexpr float kDcWeight = 3.0F;
 
 // Estimated bits of the pieces of a block. The streams are adaptive, so these
 // are typical figures, not exact ones.
@@ -81,12 +85,13 @@ void SelectLevels(const LevelSelection& selection, const QuantTable& table,
     const size_t natural = kZigzag[static_cast<size_t>(candidate.position)];
     const float step = table.step[natural];
     const float magnitude = std::fabs(coefficients[natural]);
+    const float weight = candidate.position == 0 ? kDcWeight : 1.0F;
     const int largest = std::abs(nearest[natural]);
     candidate.mandatory = largest > 2;
     candidate.cost = 0.0F;
     for (int level = largest; level > 0 && level >= largest - 1; --level) {
       const float rest = magnitude - static_cast<float>(level) * step;
-      const float cost = rest * rest - magnitude * magnitude +
+      const float cost = weight * (rest * rest - magnitude * magnitude) +
                          lambda * bits.level[static_cast<size_t>(std::min(level, 127))];
       if (level == largest || cost < candidate.cost) {
         candidate.cost = cost;

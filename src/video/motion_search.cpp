@@ -31,16 +31,22 @@ constexpr uint32_t kNoCost = std::numeric_limits<uint32_t>::max();
 
 struct Candidate {
   MotionVector vector;
-  uint32_t cost = kNoCost;
+  uint32_t cost = kNoCost;   // sum of absolute differences
+  uint32_t score = kNoCost;  // the same plus what the vector's bits are worth
 
   // Keeps the first of equals.
-  void Offer(const MotionVector& other, uint32_t other_cost) {
-    if (other_cost < cost) {
-      vector = other;
-      cost = other_cost;
-    }
+  void Offer(const MotionVector& other, uint32_t other_cost, uint32_t other_score) {
+    if (other_score < score) *this = {other, other_cost, other_score};
   }
 };
+
+// Bits of a vector's two difference bytes, roughly: small ones are frequent.
+int VectorBits(const MotionVector& vector, const MotionVector& predictor) {
+  const auto component_bits = [](int difference) {
+    return 2 * static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(difference))));
+  };
+  return component_bits(vector.dx - predictor.dx) + component_bits(vector.dy - predictor.dy);
+}
 
 // The part of a block that lies inside the picture.
 struct Block {
@@ -136,32 +142,43 @@ class MotionSearch {
     return PartialSad(source, width_, reference, width_, block.width, block.height);
   }
 
-  void OfferCoarse(const Block& block, int dx, int dy, Candidate& best) const {
-    if (std::abs(dx) > kMaxVector || std::abs(dy) > kMaxVector || !IsInside(block, dx, dy)) return;
-    const MotionVector vector{static_cast<int8_t>(dx), static_cast<int8_t>(dy)};
-    best.Offer(vector, CoarseCost(block, vector));
+  // What coding `vector` is worth, in differences over every sample.
+  uint32_t VectorCost(const MotionVector& vector, const MotionVector& predictor) const {
+    return static_cast<uint32_t>(options_.vector_cost *
+                                 static_cast<float>(VectorBits(vector, predictor)));
   }
 
-  void OfferFull(const Block& block, int dx, int dy, Candidate& best) const {
+  void OfferCoarse(const Block& block, int dx, int dy, const MotionVector& predictor,
+                   Candidate& best) const {
     if (std::abs(dx) > kMaxVector || std::abs(dy) > kMaxVector || !IsInside(block, dx, dy)) return;
     const MotionVector vector{static_cast<int8_t>(dx), static_cast<int8_t>(dy)};
-    best.Offer(vector, FullCost(block, vector));
+    const uint32_t cost = CoarseCost(block, vector);
+    best.Offer(vector, cost, cost + VectorCost(vector, predictor) / 4);
+  }
+
+  void OfferFull(const Block& block, int dx, int dy, const MotionVector& predictor,
+                 Candidate& best) const {
+    if (std::abs(dx) > kMaxVector || std::abs(dy) > kMaxVector || !IsInside(block, dx, dy)) return;
+    const MotionVector vector{static_cast<int8_t>(dx), static_cast<int8_t>(dy)};
+    const uint32_t cost = FullCost(block, vector);
+    best.Offer(vector, cost, cost + VectorCost(vector, predictor));
   }
 
   // Square rings around `centre`, each finished before its result counts.
-  Candidate SearchRings(const Block& block, const Candidate& centre) const {
+  Candidate SearchRings(const Block& block, const Candidate& centre,
+                        const MotionVector& predictor) const {
     Candidate best = centre;
     const int cx = centre.vector.dx;
     const int cy = centre.vector.dy;
     for (int radius = kCoarseStep; radius <= kCoarseRadius && best.cost >= kGoodCoarseCost;
          radius += kCoarseStep) {
       for (int offset = -radius; offset <= radius; offset += kCoarseStep) {
-        OfferCoarse(block, cx + offset, cy - radius, best);
-        OfferCoarse(block, cx + offset, cy + radius, best);
+        OfferCoarse(block, cx + offset, cy - radius, predictor, best);
+        OfferCoarse(block, cx + offset, cy + radius, predictor, best);
       }
       for (int offset = -radius + kCoarseStep; offset < radius; offset += kCoarseStep) {
-        OfferCoarse(block, cx - radius, cy + offset, best);
-        OfferCoarse(block, cx + radius, cy + offset, best);
+        OfferCoarse(block, cx - radius, cy + offset, predictor, best);
+        OfferCoarse(block, cx + radius, cy + offset, predictor, best);
       }
     }
     return best;
@@ -181,9 +198,9 @@ class MotionSearch {
             MacroblockAt(column * kGlobalSpacing + kGlobalSpacing / 2,
                          static_cast<uint32_t>(row) * kGlobalSpacing + kGlobalSpacing / 2);
         Candidate centre;
-        OfferCoarse(block, 0, 0, centre);
+        OfferCoarse(block, 0, 0, MotionVector{}, centre);
         ballots[static_cast<size_t>(row) * voting_columns + column] =
-            SearchRings(block, centre).vector;
+            SearchRings(block, centre, MotionVector{}).vector;
       }
     }
     MotionVector winner;
@@ -201,19 +218,19 @@ class MotionSearch {
 
   MacroblockMotion SearchMacroblock(const Block& block, const MotionVector& left) const {
     Candidate coarse;
-    OfferCoarse(block, 0, 0, coarse);
-    OfferCoarse(block, left.dx, left.dy, coarse);
-    OfferCoarse(block, global_.dx, global_.dy, coarse);
-    coarse = SearchRings(block, coarse);
+    OfferCoarse(block, 0, 0, left, coarse);
+    OfferCoarse(block, left.dx, left.dy, left, coarse);
+    OfferCoarse(block, global_.dx, global_.dy, left, coarse);
+    coarse = SearchRings(block, coarse, left);
 
     Candidate best;
-    OfferFull(block, 0, 0, best);
+    OfferFull(block, 0, 0, left, best);
     const int cx = coarse.vector.dx;
     const int cy = coarse.vector.dy;
-    OfferFull(block, cx, cy, best);
+    OfferFull(block, cx, cy, left, best);
     for (int dy = -1; dy <= 1; ++dy) {
       for (int dx = -1; dx <= 1; ++dx) {
-        if (dx != 0 || dy != 0) OfferFull(block, cx + dx, cy + dy, best);
+        if (dx != 0 || dy != 0) OfferFull(block, cx + dx, cy + dy, left, best);
       }
     }
 
@@ -235,7 +252,7 @@ class MotionSearch {
       Candidate best;
       for (int dy = -kQuarterRadius; dy <= kQuarterRadius; ++dy) {
         for (int dx = -kQuarterRadius; dx <= kQuarterRadius; ++dx) {
-          OfferFull(part, whole.vector.dx + dx, whole.vector.dy + dy, best);
+          OfferFull(part, whole.vector.dx + dx, whole.vector.dy + dy, whole.vector, best);
         }
       }
       vectors[quarter] = best.vector;
@@ -248,40 +265,25 @@ class MotionSearch {
     }
   }
 
-  // Bits of a vector's two difference bytes, roughly: small ones are frequent.
-  static int VectorBits(const MotionVector& vector, const MotionVector& predictor) {
-    const auto component_bits = [](int difference) {
-      return 2 * static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(difference))));
-    };
-    return 1 + component_bits(vector.dx - predictor.dx) + component_bits(vector.dy - predictor.dy);
-  }
-
   // Gives macroblocks their neighbours' vector where the difference is not
   // worth its bits. One pass in raster order.
   void SmoothField(const MacroblockGrid& grid, std::span<MacroblockMotion> field) const {
     for (size_t i = 0; i < field.size(); ++i) {
       if (field[i].split != 0) continue;
       const MotionVector predictor = MedianPredictor(grid, field, i);
-      const MotionVector own = field[i].vectors[0];
-      std::array<MotionVector, 5> choices = {own, predictor, MotionVector{}, own, own};
-      if (i % grid.columns > 0) choices[3] = field[i - 1].vectors[0];
-      if (i >= grid.columns) choices[4] = field[i - grid.columns].vectors[0];
+      std::array<MotionVector, 4> neighbours = {predictor, MotionVector{}};
+      if (i % grid.columns > 0) neighbours[2] = field[i - 1].vectors[0];
+      if (i >= grid.columns) neighbours[3] = field[i - grid.columns].vectors[0];
 
       const Block block = MacroblockAt(static_cast<uint32_t>(i % grid.columns),
                                        static_cast<uint32_t>(i / grid.columns));
-      MotionVector best = own;
-      float least = 0.0F;
-      for (size_t c = 0; c < choices.size(); ++c) {
-        const MotionVector& choice = choices[c];
-        if (c > 0 && (choice == own || !IsInside(block, choice.dx, choice.dy))) continue;
-        const float cost = static_cast<float>(FullCost(block, choice)) +
-                           options_.vector_cost * static_cast<float>(VectorBits(choice, predictor));
-        if (c == 0 || cost < least) {
-          least = cost;
-          best = choice;
-        }
+      const MotionVector own = field[i].vectors[0];
+      Candidate best;
+      OfferFull(block, own.dx, own.dy, predictor, best);
+      for (const MotionVector& vector : neighbours) {
+        if (vector != own) OfferFull(block, vector.dx, vector.dy, predictor, best);
       }
-      field[i].vectors.fill(best);
+      field[i].vectors.fill(best.vector);
     }
   }
 

@@ -15,7 +15,7 @@ namespace qolm::video {
 
 struct MotionSearchOptions {
   bool pre_analysis = true;  // estimate the picture's global motion first
-  float vector_cost = 4.0F;  // sum of absolute differences that one bit of a vector is worth
+  float vector_cost = 0.0F;  // sum of absolute differences that one bit of a vector is worth
 };
 
 // Both planes are width x height luma. Every component of the result lies
