@@ -23,8 +23,8 @@ constexpr int kQuarterRadius = 2;
 constexpr uint32_t kSplitLeastCost = 1201;
 constexpr uint32_t kSplitMargin = 900;
 
-// Every fourth macroblock in both directions votes on the global motion, which
-// counts when at least a quarter of the votes agree.
+// Every fourth macroblock in both directions votes on the global motion: the
+// vector other than zero with the most votes becomes a candidate everywhere.
 constexpr uint32_t kGlobalSpacing = 4;
 
 constexpr uint32_t kNoCost = std::numeric_limits<uint32_t>::max();
@@ -206,6 +206,7 @@ class MotionSearch {
     MotionVector winner;
     uint32_t most = 0;
     for (const MotionVector& ballot : ballots) {
+      if (ballot == MotionVector{}) continue;  // always a candidate anyway
       const size_t slot = static_cast<size_t>(ballot.dy + kMaxVector) * kSpan +
                           static_cast<size_t>(ballot.dx + kMaxVector);
       if (++votes[slot] > most) {
@@ -213,7 +214,7 @@ class MotionSearch {
         winner = ballot;
       }
     }
-    return most * 4 >= ballots.size() ? winner : MotionVector{};
+    return winner;
   }
 
   MacroblockMotion SearchMacroblock(const Block& block, const MotionVector& left) const {
