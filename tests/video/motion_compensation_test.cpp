@@ -2,79 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <random>
 #include <vector>
 
 #include "support/moving_picture.h"
+#include "video/naive_motion.h"
 #include "video/sample_planes.h"
 
 namespace qolm::video {
 namespace {
-
-struct Plane {
-  const std::vector<uint8_t>& samples;
-  int width;
-  int height;
-
-  int At(int x, int y) const {
-    return samples[static_cast<size_t>(std::clamp(y, 0, height - 1) * width +
-                                       std::clamp(x, 0, width - 1))];
-  }
-};
-
-int FloorHalf(int value) { return static_cast<int>(std::floor(value / 2.0)); }
-
-// One chroma sample moved by a vector in half samples.
-int ChromaSample(const Plane& plane, int x, int y, const MotionVector& vector) {
-  const int left = x + FloorHalf(vector.dx);
-  const int top = y + FloorHalf(vector.dy);
-  const bool half_x = vector.dx % 2 != 0;
-  const bool half_y = vector.dy % 2 != 0;
-  if (half_x && half_y) {
-    return (plane.At(left, top) + plane.At(left + 1, top) + plane.At(left, top + 1) +
-            plane.At(left + 1, top + 1) + 2) /
-           4;
-  }
-  if (half_x) return (plane.At(left, top) + plane.At(left + 1, top) + 1) / 2;
-  if (half_y) return (plane.At(left, top) + plane.At(left, top + 1) + 1) / 2;
-  return plane.At(left, top);
-}
-
-// Sample by sample, each with the vector of its quarter.
-YuvPlanes NaiveCompensation(const YuvPlanes& reference, const MacroblockGrid& grid,
-                            const std::vector<MacroblockMotion>& field) {
-  YuvPlanes result = reference;
-  const auto vector_at = [&](int x, int y, int size) {
-    const MacroblockMotion& motion =
-        field[static_cast<size_t>(y / size) * grid.columns + static_cast<size_t>(x / size)];
-    const int quarter = (y % size) / (size / 2) * 2 + (x % size) / (size / 2);
-    return motion.split != 0 ? motion.vectors[static_cast<size_t>(quarter)] : motion.vectors[0];
-  };
-  const Plane luma{reference.y, static_cast<int>(reference.width),
-                   static_cast<int>(reference.height)};
-  for (int y = 0; y < luma.height; ++y) {
-    for (int x = 0; x < luma.width; ++x) {
-      const MotionVector vector = vector_at(x, y, 16);
-      result.y[static_cast<size_t>(y * luma.width + x)] =
-          static_cast<uint8_t>(luma.At(x + vector.dx, y + vector.dy));
-    }
-  }
-  const auto move_chroma = [&](const std::vector<uint8_t>& from, std::vector<uint8_t>& to) {
-    const Plane plane{from, static_cast<int>(reference.ChromaWidth()),
-                      static_cast<int>(reference.ChromaHeight())};
-    for (int y = 0; y < plane.height; ++y) {
-      for (int x = 0; x < plane.width; ++x) {
-        to[static_cast<size_t>(y * plane.width + x)] =
-            static_cast<uint8_t>(ChromaSample(plane, x, y, vector_at(x, y, 8)));
-      }
-    }
-  };
-  move_chroma(reference.cb, result.cb);
-  move_chroma(reference.cr, result.cr);
-  return result;
-}
 
 YuvPlanes Compensate(const YuvPlanes& reference, const std::vector<MacroblockMotion>& field) {
   YuvPlanes prediction;
@@ -152,7 +88,7 @@ TEST(CompensateMotion, AnyVectorReadsClampedCoordinates) {
           }
         }
         ASSERT_TRUE(test::SamePicture(Compensate(reference, field),
-                                      NaiveCompensation(reference, grid, field)))
+                                      test::NaiveCompensation(reference, field)))
             << width << "x" << height;
       }
     }

@@ -1,0 +1,340 @@
+#include "video/inter_frame.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "base/byte_order.h"
+#include "entropy/coefficient_stream.h"
+#include "entropy/rans.h"
+#include "support/moving_picture.h"
+#include "video/deblock.h"
+#include "video/frame_sizes.h"
+#include "video/kernel_levels.h"
+#include "video/motion_field.h"
+#include "video/naive_motion.h"
+#include "video/quant_table.h"
+#include "video/sample_planes.h"
+#include "video/thread_counts.h"
+
+namespace qolm::video {
+namespace {
+
+using test::FrameSize;
+using test::MovingPicture;
+using test::SamePicture;
+using Bytes = std::vector<uint8_t>;
+
+struct Streams {
+  Bytes split_map;
+  Bytes motion;
+  std::vector<int16_t> levels[3];
+};
+
+// Takes a payload apart by its documented offsets, coding included.
+Streams TakeApart(const Bytes& payload, const YuvPlanes& picture) {
+  Bytes coded[5];
+  size_t position = 29;
+  for (size_t i = 0; i < 5; ++i) {
+    const size_t size = LoadLe32(payload.data() + 9 + 4 * i);
+    const auto begin = payload.begin() + static_cast<ptrdiff_t>(position);
+    coded[i].assign(begin, begin + static_cast<ptrdiff_t>(size));
+    position += size;
+  }
+  EXPECT_EQ(position, payload.size());
+
+  const MacroblockGrid grid(picture.width, picture.height);
+  Streams streams;
+  streams.split_map.resize((grid.Count() + 7) / 8);
+  EXPECT_TRUE(entropy::RansDecodeBytes(coded[0], streams.split_map));
+  streams.motion.resize(MotionByteCount(grid, streams.split_map));
+  EXPECT_TRUE(entropy::RansDecodeBytes(coded[1], streams.motion));
+  for (size_t plane = 0; plane < 3; ++plane) {
+    const size_t width = plane == 0 ? picture.width : picture.ChromaWidth();
+    const size_t height = plane == 0 ? picture.height : picture.ChromaHeight();
+    streams.levels[plane].resize(64 * ((width + 7) / 8) * ((height + 7) / 8));
+    EXPECT_TRUE(entropy::DecodeCoefficients(coded[2 + plane], streams.levels[plane]));
+  }
+  return streams;
+}
+
+void AddNaiveResidual(Bytes& plane, uint32_t width, uint32_t height, const QuantTable& table,
+                      const std::vector<int16_t>& levels) {
+  size_t block = 0;
+  for (uint32_t y0 = 0; y0 < height; y0 += 8) {
+    for (uint32_t x0 = 0; x0 < width; x0 += 8, ++block) {
+      test::Matrix8x8 coefficients{};
+      for (size_t k = 0; k < 64; ++k) {
+        const size_t n = kZigzag[k];
+        coefficients[n / 8][n % 8] = static_cast<float>(levels[64 * block + k]) * table.step[n];
+      }
+      const test::Matrix8x8 inverse = test::NaiveInverse(coefficients);
+      for (uint32_t r = 0; r < 8 && y0 + r < height; ++r) {
+        for (uint32_t c = 0; c < 8 && x0 + c < width; ++c) {
+          uint8_t& sample = plane[size_t{y0 + r} * width + x0 + c];
+          sample = test::NaiveSample(sample, inverse[r][c]);
+        }
+      }
+    }
+  }
+}
+
+// What a decoder written from the formulas makes of a payload.
+YuvPlanes NaiveDecode(const Bytes& payload, const InterFrameOptions& options,
+                      const YuvPlanes& before) {
+  const Streams streams = TakeApart(payload, before);
+  const MacroblockGrid grid(before.width, before.height);
+  YuvPlanes picture = test::NaiveCompensation(
+      before,
+      DecodeMotionField(grid, streams.split_map, streams.motion, options.motion_prediction));
+  const QuantTable luma = BuildInterQuantTable(payload[4], false);
+  const QuantTable chroma = BuildInterQuantTable(payload[4], true);
+  AddNaiveResidual(picture.y, picture.width, picture.height, luma, streams.levels[0]);
+  AddNaiveResidual(picture.cb, picture.ChromaWidth(), picture.ChromaHeight(), chroma,
+                   streams.levels[1]);
+  AddNaiveResidual(picture.cr, picture.ChromaWidth(), picture.ChromaHeight(), chroma,
+                   streams.levels[2]);
+  if (options.deblocking) DeblockReference(picture, luma.step[0], chroma.step[0]);
+  return picture;
+}
+
+TEST(InterFrame, HeaderFields) {
+  YuvPlanes reference = MovingPicture(130, 70, 0);
+  const Bytes payload = EncodeInterFrame(MovingPicture(130, 70, 1), {.quality = 45}, reference);
+  ASSERT_GT(payload.size(), 29U);
+  EXPECT_EQ(LoadLe16(payload.data()), 130);
+  EXPECT_EQ(LoadLe16(payload.data() + 2), 70);
+  EXPECT_EQ(payload[4], 45);
+  EXPECT_EQ(LoadLe16(payload.data() + 5), 9);
+  EXPECT_EQ(LoadLe16(payload.data() + 7), 5);
+  size_t sum = 29;
+  for (size_t offset = 9; offset < 29; offset += 4) sum += LoadLe32(payload.data() + offset);
+  EXPECT_EQ(payload.size(), sum);
+}
+
+TEST(InterFrame, OnePixel) {
+  YuvPlanes reference = test::FlatPicture(1, 1, 50, 60, 70);
+  YuvPlanes current = reference;
+  const Bytes payload =
+      EncodeInterFrame(test::FlatPicture(1, 1, 200, 10, 250), {.quality = 100}, reference);
+  EXPECT_EQ(LoadLe16(payload.data() + 5), 1);
+  EXPECT_EQ(LoadLe16(payload.data() + 7), 1);
+  const Streams streams = TakeApart(payload, reference);
+  EXPECT_EQ(streams.motion, (Bytes{128, 128}));
+  ASSERT_TRUE(DecodeInterFrame(payload, true, true, current));
+  EXPECT_TRUE(SamePicture(current, reference));
+  EXPECT_NEAR(current.y[0], 200, 1);
+}
+
+TEST(InterFrame, AStillPictureIsAll128WithoutResidual) {
+  const YuvPlanes picture = MovingPicture(130, 70, 0);
+  for (const bool prediction : {true, false}) {
+    YuvPlanes reference = picture;
+    const Bytes payload = EncodeInterFrame(
+        picture, {.motion_prediction = prediction, .deblocking = false}, reference);
+    const Streams streams = TakeApart(payload, picture);
+    EXPECT_EQ(streams.split_map, Bytes(6, 0));
+    EXPECT_EQ(streams.motion, Bytes(2 * 45, 128));
+    for (const auto& levels : streams.levels) {
+      EXPECT_EQ(levels, std::vector<int16_t>(levels.size(), 0));
+    }
+    EXPECT_TRUE(SamePicture(reference, picture));
+  }
+}
+
+// Noise, motion, a cut and stillness in one sequence.
+YuvPlanes SequencePicture(const FrameSize& size, uint32_t number) {
+  if (number == 4) return test::RandomPicture(size.width, size.height, 77);
+  if (number == 6) return test::TexturedPicture(size.width, size.height, 5, 9);
+  return MovingPicture(size.width, size.height, number == 3 ? 2 : number);
+}
+
+TEST(InterFrame, DecoderEqualsReferenceAtEverySizeQualityAndFlag) {
+  for (const FrameSize& size : test::kFrameSizes) {
+    for (size_t q = 0; q < std::size(test::kQualities); ++q) {
+      for (int bits = 0; bits < 8; ++bits) {
+        InterFrameOptions options;
+        options.quality = test::kQualities[q];
+        options.motion_prediction = (bits & 1) != 0;
+        options.deblocking = (bits & 2) != 0;
+        options.sparse_levels = (bits & 4) != 0;
+        options.pre_analysis = (bits & 1) != 0;
+        YuvPlanes reference = SequencePicture(size, 0);
+        YuvPlanes decoded = reference;
+        for (uint32_t number = 1; number < 8; ++number) {
+          const Bytes payload = EncodeInterFrame(SequencePicture(size, number), options, reference);
+          ASSERT_EQ(payload[4], test::kQualityBytes[q]);
+          ASSERT_TRUE(
+              DecodeInterFrame(payload, options.motion_prediction, options.deblocking, decoded));
+          ASSERT_TRUE(SamePicture(decoded, reference))
+              << size.width << "x" << size.height << " quality " << options.quality << " flags "
+              << bits << " frame " << number;
+        }
+      }
+    }
+  }
+}
+
+TEST(InterFrame, TheReferenceIsWhatTheFormulasMakeOfThePayload) {
+  for (const FrameSize& size : {FrameSize{1, 1}, {7, 5}, {17, 33}, {130, 70}}) {
+    for (const int quality : {10, 45, 95}) {
+      for (int bits = 0; bits < 4; ++bits) {
+        const InterFrameOptions options{.quality = quality,
+                                        .motion_prediction = (bits & 1) != 0,
+                                        .deblocking = (bits & 2) != 0};
+        YuvPlanes reference = SequencePicture(size, 0);
+        for (uint32_t number = 1; number < 8; ++number) {
+          const YuvPlanes before = reference;
+          const Bytes payload = EncodeInterFrame(SequencePicture(size, number), options, reference);
+          ASSERT_TRUE(SamePicture(NaiveDecode(payload, options, before), reference))
+              << size.width << "x" << size.height << " quality " << quality << " frame " << number;
+        }
+      }
+    }
+  }
+}
+
+double MeanAbsoluteError(const Bytes& a, const Bytes& b) {
+  double sum = 0.0;
+  for (size_t i = 0; i < a.size(); ++i) sum += std::abs(a[i] - b[i]);
+  return sum / static_cast<double>(a.size());
+}
+
+TEST(InterFrame, ThePictureFollowsTheSource) {
+  YuvPlanes reference = MovingPicture(130, 70, 0);
+  const YuvPlanes cut = test::TexturedPicture(130, 70, 9, 2);
+  EncodeInterFrame(cut, {.quality = 100, .deblocking = false}, reference);
+  // The steps go up to 19.2 (luma) and 35.6 (chroma), so the errors' spread is at
+  // most 5.6 and 10.3.
+  EXPECT_LT(MeanAbsoluteError(reference.y, cut.y), 5.6);
+  EXPECT_LT(MeanAbsoluteError(reference.cb, cut.cb), 10.3);
+  EXPECT_LT(MeanAbsoluteError(reference.cr, cut.cr), 10.3);
+}
+
+TEST(InterFrame, MotionCostsLessThanNewContent) {
+  const auto pan = [](int offset) {
+    YuvPlanes picture = test::FlatPicture(160, 128, 0, 128, 128);
+    picture.y = test::TexturePlane(160, 128, offset, 0, 3);
+    return picture;
+  };
+  YuvPlanes reference = pan(0);
+  const size_t moved = EncodeInterFrame(pan(4), {.deblocking = false}, reference).size();
+  reference = pan(0);
+  const size_t cut = EncodeInterFrame(pan(1000), {.deblocking = false}, reference).size();
+  EXPECT_LT(2 * moved, cut);
+}
+
+TEST(InterFrame, LevelsAndThreadsDoNotChangeThePayload) {
+  const YuvPlanes before = test::TexturedPicture(330, 202, 3, 2);
+  YuvPlanes source = before;
+  source.y = test::TexturePlane(330, 202, 5, -2, 3);
+  YuvPlanes first_reference = before;
+  const Bytes first = EncodeInterFrame(source, {}, first_reference);
+  const auto expect_same = [&] {
+    YuvPlanes reference = before;
+    EXPECT_EQ(EncodeInterFrame(source, {}, reference), first);
+    EXPECT_TRUE(SamePicture(reference, first_reference));
+    YuvPlanes decoded = before;
+    EXPECT_TRUE(DecodeInterFrame(first, true, true, decoded));
+    EXPECT_TRUE(SamePicture(decoded, first_reference));
+  };
+  for (const SimdLevel level : test::AvailableSimdLevels()) {
+    const test::ScopedSimdLevel forced(level);
+    expect_same();
+  }
+  test::WithEachThreadCount(expect_same);
+}
+
+bool KeepsItsSize(const YuvPlanes& planes, const YuvPlanes& other) {
+  return planes.SameSize(other) && planes.y.size() == other.y.size() &&
+         planes.cb.size() == other.cb.size() && planes.cr.size() == other.cr.size();
+}
+
+TEST(InterFrameDamage, EveryTruncationIsRefused) {
+  const YuvPlanes before = MovingPicture(17, 33, 0);
+  YuvPlanes reference = before;
+  const Bytes payload = EncodeInterFrame(MovingPicture(17, 33, 1), {}, reference);
+  for (size_t size = 0; size < payload.size(); ++size) {
+    const Bytes cut(payload.begin(), payload.begin() + static_cast<ptrdiff_t>(size));
+    YuvPlanes current = before;
+    ASSERT_FALSE(DecodeInterFrame(cut, true, true, current)) << size;
+    ASSERT_TRUE(KeepsItsSize(current, before));
+  }
+  Bytes longer = payload;
+  longer.push_back(0);
+  YuvPlanes current = before;
+  EXPECT_FALSE(DecodeInterFrame(longer, true, true, current));
+}
+
+TEST(InterFrameDamage, EverySingleBitFlipIsSurvived) {
+  for (const FrameSize& size : {FrameSize{1, 1}, {9, 7}, {33, 17}}) {
+    const YuvPlanes before = MovingPicture(size.width, size.height, 0);
+    YuvPlanes reference = before;
+    const Bytes payload =
+        EncodeInterFrame(MovingPicture(size.width, size.height, 3), {}, reference);
+    for (size_t bit = 0; bit < 8 * payload.size(); ++bit) {
+      Bytes damaged = payload;
+      damaged[bit / 8] = static_cast<uint8_t>(damaged[bit / 8] ^ (1U << (bit % 8)));
+      YuvPlanes current = before;
+      const bool decoded = DecodeInterFrame(damaged, true, true, current);
+      // Size, macroblock counts and stream sizes leave no freedom.
+      if (bit / 8 < 29 && bit / 8 != 4) {
+        ASSERT_FALSE(decoded) << bit;
+      }
+      ASSERT_TRUE(KeepsItsSize(current, before)) << bit;
+    }
+  }
+}
+
+TEST(InterFrameDamage, AnotherSizeIsRefused) {
+  YuvPlanes reference = MovingPicture(32, 32, 0);
+  const Bytes payload = EncodeInterFrame(MovingPicture(32, 32, 1), {}, reference);
+  for (const FrameSize& size : {FrameSize{31, 32}, {32, 31}, {33, 32}, {64, 64}, {1, 1}}) {
+    YuvPlanes current = MovingPicture(size.width, size.height, 0);
+    EXPECT_FALSE(DecodeInterFrame(payload, true, true, current));
+  }
+  YuvPlanes nothing;
+  EXPECT_FALSE(DecodeInterFrame(payload, true, true, nothing));
+}
+
+TEST(InterFrameDamage, WrongMacroblockCountsAreRefused) {
+  const YuvPlanes before = MovingPicture(32, 48, 0);
+  YuvPlanes reference = before;
+  const Bytes payload = EncodeInterFrame(MovingPicture(32, 48, 1), {}, reference);
+  for (const auto& [columns, rows] : {std::pair{3, 2}, {1, 3}, {2, 4}, {0, 3}, {6, 1}}) {
+    Bytes damaged = payload;
+    StoreLe16(damaged.data() + 5, static_cast<uint16_t>(columns));
+    StoreLe16(damaged.data() + 7, static_cast<uint16_t>(rows));
+    YuvPlanes current = before;
+    EXPECT_FALSE(DecodeInterFrame(damaged, true, true, current));
+  }
+}
+
+TEST(InterFrameDamage, VectorsFarOutsideThePictureDecode) {
+  // A payload made by hand: every vector (-128, 127), no residual.
+  const YuvPlanes before = test::RandomPicture(33, 17, 1);
+  const MacroblockGrid grid(33, 17);
+  std::vector<MacroblockMotion> field(grid.Count());
+  for (MacroblockMotion& motion : field) motion.vectors.fill({-128, 127});
+  Bytes streams[5];
+  streams[0] = entropy::RansEncodeBytes(PackSplitMap(field));
+  streams[1] = entropy::RansEncodeBytes(CodeMotionBytes(grid, field, true));
+  streams[2] = entropy::EncodeCoefficients(std::vector<int16_t>(64 * 5 * 3));
+  streams[3] = entropy::EncodeCoefficients(std::vector<int16_t>(64 * 3 * 2));
+  streams[4] = streams[3];
+  Bytes payload;
+  AppendLe16(payload, 33);
+  AppendLe16(payload, 17);
+  payload.push_back(45);
+  AppendLe16(payload, 3);
+  AppendLe16(payload, 2);
+  for (const Bytes& stream : streams) AppendLe32(payload, static_cast<uint32_t>(stream.size()));
+  for (const Bytes& stream : streams) payload.insert(payload.end(), stream.begin(), stream.end());
+  YuvPlanes current = before;
+  ASSERT_TRUE(DecodeInterFrame(payload, true, false, current));
+  EXPECT_TRUE(SamePicture(current, test::NaiveCompensation(before, field)));
+}
+
+}  // namespace
+}  // namespace qolm::video

@@ -1,0 +1,135 @@
+#include "video/level_selection.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "video/quant_table.h"
+#include "video/video_kernels.h"
+
+namespace qolm::video {
+namespace {
+
+struct Block {
+  alignas(32) std::array<float, 64> coefficients{};  // natural order
+  std::array<int16_t, 64> nearest{};                 // natural order
+  uint64_t nonzero = 0;
+
+  // Puts `steps` quantiser steps at scan position k.
+  void Set(size_t k, float steps, const QuantTable& table) {
+    coefficients[kZigzag[k]] = steps * table.step[kZigzag[k]];
+  }
+  void Quantize(const QuantTable& table) {
+    nonzero =
+        ScalarVideoKernels().quantize(coefficients.data(), table.step.data(), 0.5F, nearest.data());
+  }
+};
+
+std::array<int16_t, 64> Select(Block& block, const QuantTable& table, bool rate_rule) {
+  block.Quantize(table);
+  std::array<int16_t, 64> zigzag{};
+  SelectLevels(MakeLevelSelection(table, rate_rule), table, block.coefficients.data(),
+               block.nearest.data(), block.nonzero, zigzag.data());
+  return zigzag;
+}
+
+Block RandomBlock(const QuantTable& table, uint32_t seed) {
+  std::mt19937 random(seed);
+  Block block;
+  // From single weak levels to blocks that reach the clamp.
+  const double spread = std::pow(10.0, static_cast<double>(seed % 8) / 2.0 - 0.5);
+  std::normal_distribution<double> value(0.0, spread);
+  for (size_t k = 0; k < 64; ++k) {
+    if (random() % 4 < seed % 4) continue;
+    block.Set(k, static_cast<float>(value(random)), table);
+  }
+  return block;
+}
+
+TEST(SelectLevels, WithoutTheRuleEveryNearestLevelIsStored) {
+  for (uint32_t seed = 0; seed < 400; ++seed) {
+    const QuantTable table = BuildInterQuantTable(static_cast<int32_t>(seed % 100 + 1), false);
+    Block block = RandomBlock(table, seed);
+    const std::array<int16_t, 64> zigzag = Select(block, table, false);
+    for (size_t k = 0; k < 64; ++k) ASSERT_EQ(zigzag[k], block.nearest[kZigzag[k]]);
+  }
+}
+
+TEST(SelectLevels, LevelsNeverGrowAndKeepTheirSign) {
+  int shrunk = 0;
+  int kept = 0;
+  for (uint32_t seed = 0; seed < 2000; ++seed) {
+    const QuantTable table =
+        BuildInterQuantTable(static_cast<int32_t>(seed % 100 + 1), seed % 2 == 0);
+    Block block = RandomBlock(table, seed);
+    const std::array<int16_t, 64> zigzag = Select(block, table, true);
+    for (size_t k = 0; k < 64; ++k) {
+      const int nearest = block.nearest[kZigzag[k]];
+      if (nearest >= 0) {
+        ASSERT_GE(zigzag[k], 0);
+        ASSERT_LE(zigzag[k], nearest);
+      } else {
+        ASSERT_LE(zigzag[k], 0);
+        ASSERT_GE(zigzag[k], nearest);
+      }
+      if (nearest != 0) ++(zigzag[k] == nearest ? kept : shrunk);
+    }
+  }
+  EXPECT_GT(shrunk, 0);
+  EXPECT_GT(kept, shrunk);
+}
+
+TEST(SelectLevels, AnIsolatedWeakHighFrequencyIsDropped) {
+  const QuantTable table = BuildInterQuantTable(45, false);
+  for (const float sign : {1.0F, -1.0F}) {
+    for (const size_t k : {20U, 40U, 63U}) {
+      Block block;
+      block.Set(k, sign * 0.52F, table);
+      EXPECT_EQ(Select(block, table, true), (std::array<int16_t, 64>{})) << k;
+      EXPECT_NE(block.nonzero, 0U);
+    }
+  }
+}
+
+TEST(SelectLevels, StrongLevelsStay) {
+  const QuantTable table = BuildInterQuantTable(45, false);
+  for (const size_t k : {0U, 1U, 20U, 63U}) {
+    for (const float steps : {8.0F, -8.0F, 100.0F}) {
+      Block block;
+      block.Set(k, steps, table);
+      const std::array<int16_t, 64> zigzag = Select(block, table, true);
+      EXPECT_GE(std::abs(zigzag[k]), static_cast<int>(std::fabs(steps)) - 1);
+    }
+  }
+}
+
+TEST(SelectLevels, AWeakLevelBehindAStrongOneDoesNotTakeItAlong) {
+  const QuantTable table = BuildInterQuantTable(45, false);
+  Block block;
+  block.Set(0, 12.0F, table);
+  block.Set(60, 0.52F, table);
+  const std::array<int16_t, 64> zigzag = Select(block, table, true);
+  EXPECT_GE(zigzag[0], 11);
+  EXPECT_EQ(zigzag[60], 0);
+}
+
+TEST(SelectLevels, ClampedLevelsAndAnEmptyBlock) {
+  const QuantTable table = BuildInterQuantTable(100, false);
+  Block block;
+  block.Set(0, 5000.0F, table);
+  block.Set(3, -5000.0F, table);
+  const std::array<int16_t, 64> zigzag = Select(block, table, true);
+  EXPECT_LE(zigzag[0], kMaxLevel);
+  EXPECT_GE(zigzag[0], kMaxLevel - 1);
+  EXPECT_GE(zigzag[3], kMinLevel);
+  EXPECT_LE(zigzag[3], kMinLevel + 1);
+
+  Block empty;
+  EXPECT_EQ(Select(empty, table, true), (std::array<int16_t, 64>{}));
+}
+
+}  // namespace
+}  // namespace qolm::video
