@@ -110,6 +110,7 @@ class Conversion {
     if (session_->index_too_large_for_front()) {
       out_ << texts::IndexAtEndNotice();
       index_notice_given_ = true;
+      settings_.fast_start = false;  // as the session has decided
     }
     return true;
   }

@@ -2,14 +2,19 @@
 
 #ifndef _WIN32
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
 #endif
 
 namespace qolm::cli {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* kOwnedByAnotherRun = "another run is writing its part file";
 
 std::string Message(std::errc error) { return std::make_error_code(error).message(); }
 
@@ -52,6 +57,10 @@ void CopyOwnerAndPermissions(const fs::path& from, const fs::path& to) {
 
 void SyncDirectory(const fs::path&) {}
 
+// An open file cannot be removed or replaced here, which is all that a lock
+// could add.
+bool IsOwned(const fs::path&) { return false; }
+
 #else
 
 std::error_code CheckWritable(const fs::path& path) {
@@ -83,15 +92,63 @@ void SyncDirectory(const fs::path& directory) {
   close(descriptor);
 }
 
+// False when another run holds the lock. Some file systems know no locks; a
+// conversion works there all the same.
+bool Lock(int descriptor) {
+  return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
+// Whether a run that is still alive writes the part file at `path`.
+bool IsOwned(const fs::path& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return false;
+  const bool free = Lock(descriptor);
+  close(descriptor);
+  return !free;
+}
+
 #endif
 
 }  // namespace
 
+#ifdef _WIN32
+
+std::string PartFile::Claim() { return {}; }
+bool PartFile::PartIsOurs() const { return true; }
+
 PartFile::~PartFile() {
-  if (!owns_part_) return;
   std::error_code ignored;
-  fs::remove(part_, ignored);
+  if (owns_part_) fs::remove(part_, ignored);
 }
+
+#else
+
+std::string PartFile::Claim() {
+  constexpr mode_t kMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+  lock_ = open(part_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
+  if (lock_ < 0) {
+    if (errno == EEXIST) return kOwnedByAnotherRun;
+    return std::error_code(errno, std::generic_category()).message();
+  }
+  // Another run may have taken the file for an abandoned one before it was locked.
+  if (!Lock(lock_) || !PartIsOurs()) return kOwnedByAnotherRun;
+  return {};
+}
+
+bool PartFile::PartIsOurs() const {
+  struct stat named = {};
+  struct stat opened = {};
+  return lstat(part_.c_str(), &named) == 0 && fstat(lock_, &opened) == 0 &&
+         named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
+PartFile::~PartFile() {
+  std::error_code ignored;
+  if (owns_part_ && PartIsOurs()) fs::remove(part_, ignored);
+  if (lock_ >= 0) close(lock_);
+}
+
+#endif
 
 std::string PartFile::Prepare(const fs::path& output, const fs::path& input) {
   if (output.empty()) return Message(std::errc::no_such_file_or_directory);
@@ -118,21 +175,19 @@ std::string PartFile::Prepare(const fs::path& output, const fs::path& input) {
   if (fs::exists(part_status)) {
     if (SameFile(part_, input)) return "its part file is the input file";
     if (!fs::is_regular_file(part_status)) return "its part file is not a regular file";
+    if (IsOwned(part_)) return kOwnedByAnotherRun;
     if (!fs::remove(part_, error) && error) return error.message();
   } else if (part_status.type() == fs::file_type::none) {
     return error.message();
   }
-  // Everything above takes a missing directory for a missing file.
-  const fs::file_status parent =
-      fs::status(target_.has_parent_path() ? target_.parent_path() : fs::path("."), error);
-  if (!fs::exists(parent)) return Message(std::errc::no_such_file_or_directory);
-  if (!fs::is_directory(parent)) return Message(std::errc::not_a_directory);
+  if (std::string refusal = Claim(); !refusal.empty()) return refusal;
   owns_part_ = true;
   return {};
 }
 
 std::error_code PartFile::Commit() {
   owns_part_ = false;
+  if (!PartIsOurs()) return std::make_error_code(std::errc::no_such_file_or_directory);
   if (replaces_) CopyOwnerAndPermissions(target_, part_);
   std::error_code error;
   fs::rename(part_, target_, error);

@@ -22,8 +22,9 @@ class PartFile {
   PartFile& operator=(const PartFile&) = delete;
 
   // Judges `output` and makes room for its part file; call it once. Empty when
-  // part_path() may be created now, else why not, in a few words: the output
-  // is the input by any name, a directory, a special file, not writable …
+  // part_path() may be written now, else why not, in a few words: the output
+  // is the input by any name, a directory, a special file, not writable,
+  // another run's …
   [[nodiscard]] std::string Prepare(const std::filesystem::path& output,
                                     const std::filesystem::path& input);
 
@@ -37,10 +38,16 @@ class PartFile {
   void Keep() { owns_part_ = false; }
 
  private:
+  // Creates part_ and locks it; empty or why that cannot be.
+  std::string Claim();
+  // Whether part_ still names the file that Claim created.
+  bool PartIsOurs() const;
+
   std::filesystem::path target_;  // the output with symbolic links followed
   std::filesystem::path part_;
   bool replaces_ = false;   // the target exists
   bool owns_part_ = false;  // the part file is ours to remove
+  int lock_ = -1;           // descriptor of the part file; closing it unlocks
 };
 
 }  // namespace qolm::cli

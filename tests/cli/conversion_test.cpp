@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "cli/number_format.h"
+#include "cli/part_file.h"
 #include "container/container_reader.h"
 #include "scratch_directory.h"
 #include "scripted_video.h"
@@ -215,6 +216,21 @@ TEST_F(ConversionTest, SettingsReachTheFile) {
             0);
 }
 
+TEST_F(ConversionTest, MoreRecordsThanAnIndexMayHoldAreToldAndTheIndexGoesToTheEnd) {
+  script_.frames = 2;
+  script_.duration_100ns = int64_t{1'000'001} * 400'000;  // so many frames
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(),
+              HasSubstr("[+] Note: more records than the front index can hold; the index goes to "
+                        "the end of the file.\n"
+                        "[+] Encoding video (Quality: 45, GOP: 60, VFR: ON, Gabor: ON, CCLC: ON, "
+                        "Stream: MONOLITHIC)...\n"));
+  container::ContainerReader reader;
+  ASSERT_TRUE(reader.open(output_));
+  EXPECT_EQ(reader.header().flags & container::kFlagFastStart, 0);
+  EXPECT_LT(fs::file_size(output_), 65'536U);  // no room is reserved in front
+}
+
 TEST_F(ConversionTest, SoundIsReportedMono) {
   sound_ = PcmTrack{32000, 1, std::vector<int16_t>(3200)};
   EXPECT_EQ(Run(), 0);
@@ -395,6 +411,41 @@ TEST_F(ConversionTest, APartFileThatIsNoPlainFileIsRefused) {
   fs::create_symlink(directory_ / "precious", Part());
   ExpectRefused("its part file is not a regular file");
   EXPECT_EQ(ReadFile(directory_ / "precious"), "precious");
+}
+
+TEST_F(ConversionTest, AnOutputThatAnotherRunIsWritingIsRefused) {
+  PartFile other;
+  ASSERT_EQ(other.Prepare(output_, directory_ / "other input"), "");
+  WriteFile(Part(), "the other run's bytes");
+  ExpectRefused("another run is writing its part file");
+  EXPECT_EQ(ReadFile(Part()), "the other run's bytes");
+  EXPECT_FALSE(other.Commit());
+  EXPECT_EQ(ReadFile(output_), "the other run's bytes");
+}
+
+TEST_F(ConversionTest, APartFileOfAnEndedRunIsFree) {
+  {
+    PartFile other;
+    ASSERT_EQ(other.Prepare(output_, directory_ / "other input"), "");
+    other.Keep();
+  }
+  ASSERT_TRUE(fs::exists(Part()));
+  script_.frames = 2;
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(FramesIn(output_), 2U);
+}
+
+TEST_F(ConversionTest, APartFileThatIsNoLongerOursNeverBecomesTheOutput) {
+  WriteFile(output_, "the old file");
+  script_.frames = 3;
+  script_.before_frame = [this](int frame) {
+    if (frame != 1) return;
+    fs::remove(Part());
+    WriteFile(Part(), "somebody else's");
+  };
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(Part()), "somebody else's");
 }
 
 TEST_F(ConversionTest, ADirectoryIsRefused) {
