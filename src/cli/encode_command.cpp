@@ -8,6 +8,7 @@
 namespace qolm::cli {
 
 int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostream& err) {
+  IgnoreBrokenPipeSignal();
   const InterruptListener listener;
   const media::Platform platform;
   EncodeEnvironment environment;

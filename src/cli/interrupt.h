@@ -1,5 +1,5 @@
-// Ctrl-C and SIGTERM ask a conversion to stop after the frame in hand; the
-// second one ends the program at once.
+// Ctrl-C, SIGTERM and the end of the terminal ask a conversion to stop after
+// the frame in hand; a second Ctrl-C or SIGTERM ends the program at once.
 #ifndef QOLM_CLI_INTERRUPT_H_
 #define QOLM_CLI_INTERRUPT_H_
 
@@ -19,6 +19,10 @@ class InterruptListener {
 // A file that outgrows the user's limit shall be a failed write with a reason,
 // not the end of the program.
 void IgnoreFileSizeSignal();
+
+// A reader of the report that has gone (as `head` does) shall not end a
+// conversion, whose product is the file.
+void IgnoreBrokenPipeSignal();
 
 }  // namespace qolm::cli
 

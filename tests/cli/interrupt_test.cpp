@@ -40,6 +40,19 @@ TEST(InterruptListenerDeathTest, TheSecondSignalEndsTheProgram) {
   EXPECT_EXIT(RaiseTwice(SIGINT, SIGTERM), testing::KilledBySignal(SIGTERM), "");
 }
 
+TEST(InterruptListenerDeathTest, AClosingTerminalIsNoSecondRequest) {
+  EXPECT_EXIT(
+      {
+        const InterruptListener listener;
+        raise(SIGHUP);
+        if (!listener.interrupted()) _exit(1);
+        raise(SIGHUP);
+        _exit(kThrough);
+      },
+      testing::ExitedWithCode(kThrough), "");
+  EXPECT_EXIT(RaiseTwice(SIGHUP, SIGTERM), testing::KilledBySignal(SIGTERM), "");
+}
+
 TEST(InterruptListenerDeathTest, ANewListenerHasHeardNothing) {
   EXPECT_EXIT(
       {
@@ -54,22 +67,27 @@ TEST(InterruptListenerDeathTest, ANewListenerHasHeardNothing) {
 }
 
 TEST(InterruptListenerDeathTest, WithoutAListenerTheSignalsActAsEver) {
-  EXPECT_EXIT(
-      {
-        { const InterruptListener listener; }
-        raise(SIGTERM);
-        _exit(1);
-      },
-      testing::KilledBySignal(SIGTERM), "");
+  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+    EXPECT_EXIT(
+        {
+          { const InterruptListener listener; }
+          raise(signal_number);
+          _exit(1);
+        },
+        testing::KilledBySignal(signal_number), "");
+  }
 }
 
 TEST(InterruptListenerDeathTest, AnIgnoredSignalStaysIgnored) {
   EXPECT_EXIT(
       {
         signal(SIGINT, SIG_IGN);
+        signal(SIGHUP, SIG_IGN);  // as nohup does
+        { const InterruptListener earlier; }
         const InterruptListener listener;
         raise(SIGINT);
         raise(SIGINT);
+        raise(SIGHUP);
         _exit(listener.interrupted() ? 1 : kThrough);
       },
       testing::ExitedWithCode(kThrough), "");

@@ -28,6 +28,7 @@ ProgramRun::ProgramRun(std::vector<std::string> arguments, const std::function<v
     }
     signal(SIGINT, SIG_DFL);
     signal(SIGTERM, SIG_DFL);
+    signal(SIGHUP, SIG_DFL);
     signal(SIGXFSZ, SIG_DFL);
     in_child();
     execv(kProgram, pointers.data());

@@ -166,6 +166,21 @@ TEST_F(Program, PathsOutsideAsciiPrintAsGiven) {
   EXPECT_THAT(out_, HasSubstr("    Flags     : 0xdb3f\n"));
 }
 
+TEST_F(Program, AReportThatNobodyReadsDoesNotEndAConversion) {
+  MakeInput(25);
+  Run({"encode", input_, output_}, [] {
+    int ends[2] = {-1, -1};
+    if (pipe(ends) != 0 || dup2(ends[1], 1) < 0) _exit(126);
+    close(ends[0]);
+    close(ends[1]);
+    signal(SIGPIPE, SIG_DFL);
+  });
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_EQ(err_, "");
+  EXPECT_EQ(FramesIn(output_), 25U);
+  EXPECT_FALSE(fs::exists(Part()));
+}
+
 // ---- Input that cannot be converted ----
 
 TEST_F(Program, AMissingInput) { ExpectInputRefused("No such file or directory"); }
@@ -351,6 +366,8 @@ class Interrupted : public Program {
 };
 
 TEST_F(Interrupted, ByCtrlC) { ExpectPartKeptAfter(SIGINT); }
+
+TEST_F(Interrupted, ByTheEndOfTheTerminal) { ExpectPartKeptAfter(SIGHUP); }
 
 TEST_F(Interrupted, BySigterm) { ExpectPartKeptAfter(SIGTERM); }
 
