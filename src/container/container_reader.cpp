@@ -141,9 +141,10 @@ bool ContainerReader::load_by_scan(uint64_t first_record) {
   RecordHeaderWalk walk(file_);
   RecordHeader record;
   uint64_t position = first_record;
-  // The number of entries has no limit of its own here: each took eight bytes
-  // of the file, and a file of more than a million records has no other route.
-  while (walk.read(position, record)) {
+  // A file of more records than an index may hold has no other route, so the
+  // limit is wider here. It keeps a sparse file of zeros, which takes no room
+  // on the disk, from taking all memory.
+  while (index_.size() < kMaxScannedRecords && walk.read(position, record)) {
     if (record.type == RecordType::kIndex || record.size > kMaxPayloadBytes) break;
     if (record.size > size - position - kRecordHeaderBytes) break;
     index_.push_back(position);

@@ -2,7 +2,8 @@
 // and lists its key frames. It decodes nothing: payloads are bytes here.
 //
 // Whatever the file holds, open() takes time and memory in proportion to the
-// file's size at most, and every read is checked against that size first.
+// file's size at most, lists no more than 2^24 records, and checks every read
+// against that size first.
 #ifndef QOLM_CONTAINER_CONTAINER_READER_H_
 #define QOLM_CONTAINER_CONTAINER_READER_H_
 

@@ -35,7 +35,8 @@ int64_t ReadSome(int descriptor, uint64_t position, std::span<uint8_t> bytes) {
 }
 #else
 int OpenForReading(const std::filesystem::path& path) {
-  return ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  // Does not wait for the other end of a pipe, which is refused anyway.
+  return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
 }
 void CloseDescriptor(int descriptor) { ::close(descriptor); }
 int64_t SeekToEnd(int descriptor) { return ::lseek(descriptor, 0, SEEK_END); }

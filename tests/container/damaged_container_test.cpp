@@ -191,6 +191,15 @@ TEST_F(DamagedContainerTest, OversizedAudioBlockMeansNoSoundAndKeepsThePictures)
   EXPECT_EQ(reader_.index(), Offsets(48 + 108));  // by the trailing index
 }
 
+TEST_F(DamagedContainerTest, SparseFileOfZerosTakesALimitedAmountOfMemory) {
+  const Bytes good = FileBytes(false);
+  WriteBytes(path_, std::span(good).first(48));
+  std::filesystem::resize_file(path_, uint64_t{4} << 30);  // half a billion empty records
+  ASSERT_TRUE(reader_.open(path_));
+  EXPECT_EQ(reader_.index().size(), kMaxScannedRecords);
+  EXPECT_EQ(reader_.index().back(), 48 + uint64_t{kMaxScannedRecords - 1} * 8);
+}
+
 TEST_F(DamagedContainerTest, ScanStopsAtAnOversizedRecord) {
   const Bytes good = FileBytes(false);
   Bytes bytes(good.begin(), good.end() - (4 + 4 * 8));  // without the trailing index

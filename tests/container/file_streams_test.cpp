@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -143,6 +147,16 @@ TEST(InputFile, NamesTheSystemsReason) {
   EXPECT_FALSE(file.open(folder.path()));
   EXPECT_EQ(file.error(), std::errc::is_a_directory);
 }
+
+#ifndef _WIN32
+TEST(InputFile, APipeIsRefusedWithoutWaitingForItsWriter) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  InputFile file;
+  EXPECT_FALSE(file.open(folder / "pipe"));
+  EXPECT_EQ(file.error(), std::errc::invalid_seek);
+}
+#endif
 
 }  // namespace
 }  // namespace qolm::container
