@@ -38,7 +38,13 @@ std::error_code Refusal(const EncodeSettings& settings) {
 EncoderSession::EncoderSession(const EncodeSettings& settings)
     : state_(std::make_unique<State>(settings)) {}
 
-EncoderSession::~EncoderSession() { finish(); }
+EncoderSession::~EncoderSession() {
+  try {
+    finish();
+  } catch (...) {
+    // Without memory for its index the file stays as it is.
+  }
+}
 
 void EncoderSession::set_audio(PcmTrack audio) { state_->audio = std::move(audio); }
 
