@@ -144,8 +144,9 @@ TEST(ChromaFromLuma, NoRuleDropsItsLevels) {
 }
 
 TEST(ChromaFromLuma, EqualsTheFormulasAtEverySizeAndLevel) {
-  const std::vector<std::pair<uint32_t, uint32_t>> sizes = {
-      {1, 1}, {1, 9}, {2, 2}, {7, 5}, {16, 16}, {17, 33}, {31, 15}, {64, 48}, {131, 71}};
+  const std::vector<std::pair<uint32_t, uint32_t>> sizes = {{1, 1},   {1, 9},   {2, 2},   {7, 5},
+                                                            {16, 16}, {17, 33}, {31, 15}, {31, 32},
+                                                            {32, 31}, {64, 48}, {131, 71}};
   for (const auto& [width, height] : sizes) {
     for (const YuvPlanes& picture :
          {test::RandomPicture(width, height, 3), test::TexturedPicture(width, height, 4, 2)}) {

@@ -1,0 +1,122 @@
+#include "video/residual.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include "video/kernel_levels.h"
+#include "video/naive_intra.h"
+#include "video/sample_planes.h"
+
+namespace qolm::video {
+namespace {
+
+struct CodedPlane {
+  std::vector<int16_t> levels;
+  std::vector<uint8_t> samples;
+};
+
+CodedPlane Code(const std::vector<uint8_t>& source, const std::vector<uint8_t>& prediction,
+                const BlockGrid& grid, const QuantTable& table, bool rate_rule) {
+  CodedPlane coded{std::vector<int16_t>(64 * grid.Count()), prediction};
+  const LevelSelection selection = MakeLevelSelection(table, rate_rule);
+  for (uint32_t row = 0; row < grid.Rows(); ++row) {
+    CodeResidualRow(ActiveVideoKernels(), source.data(), grid, row, table, selection,
+                    coded.levels.data() + size_t{64} * grid.Columns() * row, coded.samples.data());
+  }
+  return coded;
+}
+
+// Every nearest level, block after block; the prediction repeats its last
+// column and row as the source does.
+CodedPlane NaiveCode(const std::vector<uint8_t>& source, const std::vector<uint8_t>& prediction,
+                     const BlockGrid& grid, const QuantTable& table) {
+  CodedPlane coded{{}, prediction};
+  const auto width = static_cast<int>(grid.width);
+  const auto height = static_cast<int>(grid.height);
+  const test::NaivePlane plane{source.data(), width, height};
+  const test::NaivePlane predicted{prediction.data(), width, height};
+  for (int y0 = 0; y0 < height; y0 += 8) {
+    for (int x0 = 0; x0 < width; x0 += 8) {
+      test::NaiveBlock block;
+      for (int i = 0; i < 64; ++i) {
+        block[static_cast<size_t>(i / 8)][static_cast<size_t>(i % 8)] =
+            predicted.At(x0 + i % 8, y0 + i / 8);
+      }
+      const auto keep_all = [](int, int level, float, float) { return level; };
+      const std::vector<int16_t> levels =
+          test::NaiveCodeBlock(plane, block, x0, y0, table, keep_all, coded.samples);
+      coded.levels.insert(coded.levels.end(), levels.begin(), levels.end());
+    }
+  }
+  return coded;
+}
+
+TEST(CodeResidualRow, WithoutTheRateRuleEveryNearestLevelIsCoded) {
+  std::mt19937 random(4);
+  for (const BlockGrid& grid : {BlockGrid{1, 1}, {8, 8}, {9, 17}, {64, 48}, {67, 35}}) {
+    const size_t count = size_t{grid.width} * grid.height;
+    // Noise of every strength, and faint specks on an exact prediction.
+    for (const int strength : {0, 1, 2, 3, 8, 40, 255}) {
+      const std::vector<uint8_t> prediction = test::RandomBytes(count, 5);
+      std::vector<uint8_t> source = prediction;
+      for (uint8_t& sample : source) {
+        const int range = 2 * strength + 1;
+        const int change = static_cast<int>(random() % static_cast<uint32_t>(range)) - strength;
+        sample = static_cast<uint8_t>(std::clamp(sample + change, 0, 255));
+      }
+      std::vector<uint8_t> specks = prediction;
+      for (size_t i = random() % 37; i < count; i += 1 + random() % 64) {
+        const int change = static_cast<int>(random() % 41) - 20;
+        specks[i] = static_cast<uint8_t>(std::clamp(specks[i] + change, 0, 255));
+      }
+      for (const auto& plane : {source, specks}) {
+        for (const int quality : {1, 45, 100}) {
+          const QuantTable table = BuildInterQuantTable(quality, false);
+          const CodedPlane expected = NaiveCode(plane, prediction, grid, table);
+          for (const SimdLevel level : test::AvailableSimdLevels()) {
+            const test::ScopedSimdLevel forced(level);
+            const CodedPlane coded = Code(plane, prediction, grid, table, false);
+            ASSERT_EQ(coded.levels, expected.levels);
+            ASSERT_EQ(coded.samples, expected.samples);
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(CodeResidualRow, AFaintSpeckWhoseLevelRoundsUpIsCoded) {
+  // 11 at the corner is 11 * 0.2405 at coefficient (1, 1), more than half of its
+  // step of 4.8.
+  const std::vector<uint8_t> prediction(64, 100);
+  std::vector<uint8_t> source = prediction;
+  source[0] = 111;
+  const CodedPlane coded =
+      Code(source, prediction, BlockGrid{8, 8}, BuildInterQuantTable(100, false), false);
+  EXPECT_EQ(coded.levels[kScanPosition[9]], 1);
+}
+
+TEST(ReconstructResidualRow, RebuildsWhatTheCoderLeft) {
+  for (const BlockGrid& grid : {BlockGrid{1, 1}, {9, 17}, {64, 48}, {67, 35}}) {
+    const size_t count = size_t{grid.width} * grid.height;
+    const std::vector<uint8_t> prediction = test::RandomBytes(count, 5);
+    const std::vector<uint8_t> source = test::RandomBytes(count, 6);
+    for (const bool rate_rule : {false, true}) {
+      const QuantTable table = BuildInterQuantTable(60, true);
+      CodedPlane coded = Code(source, prediction, grid, table, rate_rule);
+      std::vector<uint8_t> rebuilt = prediction;
+      for (uint32_t row = 0; row < grid.Rows(); ++row) {
+        ReconstructResidualRow(ActiveVideoKernels(),
+                               coded.levels.data() + size_t{64} * grid.Columns() * row, grid, row,
+                               table, rebuilt.data());
+      }
+      EXPECT_EQ(rebuilt, coded.samples);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace qolm::video
