@@ -224,7 +224,8 @@ TEST(ConvertFrameToYuv, TheMeanOfFourIsTruncated) {
 }
 
 TEST(ConvertFrameToYuv, EveryLevelGivesTheSamePlanesAndAdoptsANewSize) {
-  for (const auto& [width, height] : {std::pair{1, 9}, {9, 1}, {33, 17}, {70, 31}, {129, 66}}) {
+  for (const auto& [width, height] :
+       {std::pair{1, 9}, {9, 1}, {33, 17}, {70, 31}, {129, 66}, {331, 121}}) {
     const VideoFrame frame =
         FrameOf(width, height, test::RandomBytes(static_cast<size_t>(width * height * 4), 77));
     YuvPlanes expected;
@@ -264,7 +265,7 @@ TEST(ConvertYuvToPacked, KnownSamples) {
 
 TEST(ConvertYuvToPacked, EachPixelTakesTheChromaOfItsSquareAtOddSizes) {
   for (const auto& [width, height] :
-       {std::pair{1U, 1U}, {1U, 9U}, {2U, 2U}, {7U, 5U}, {33U, 17U}, {70U, 3U}}) {
+       {std::pair{1U, 1U}, {1U, 9U}, {2U, 2U}, {7U, 5U}, {33U, 17U}, {70U, 3U}, {331U, 121U}}) {
     const YuvPlanes planes = test::RandomPicture(width, height, width);
     for (const PixelOrder order : {PixelOrder::kRgba, PixelOrder::kBgra}) {
       for (const SimdLevel level : AvailableSimdLevels()) {

@@ -169,7 +169,8 @@ TEST(DeblockPlane, EqualsThePlainOrderOnTexturesAtEverySize) {
                                       {21U, 33U},
                                       {64U, 48U},
                                       {130U, 70U},
-                                      {16U, 200U}}) {
+                                      {16U, 200U},
+                                      {261U, 140U}}) {
     for (const float step : {1.0F, 11.0F, 16.0F, 37.3F, 200.0F}) {
       std::vector<uint8_t> plane = test::TexturePlane(width, height, 0, 0, width);
       // Block-wise offsets make jumps at the grid.

@@ -71,7 +71,8 @@ TEST(CompensateMotion, AnyVectorReadsClampedCoordinates) {
                                       {17U, 33U},
                                       {31U, 15U},
                                       {64U, 48U},
-                                      {130U, 71U}}) {
+                                      {130U, 71U},
+                                      {261U, 141U}}) {
     const YuvPlanes reference = test::RandomPicture(width, height, width + height);
     const MacroblockGrid grid(width, height);
     for (const uint32_t range : {8U, 64U, 256U}) {
