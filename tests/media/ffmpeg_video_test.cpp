@@ -167,6 +167,8 @@ INSTANTIATE_TEST_SUITE_P(
                       ContainerCase{"a.avi", "rawvideo", AV_PIX_FMT_BGRA, false, {25, 2}},
                       ContainerCase{"a.ts", "mpeg2video", AV_PIX_FMT_YUV420P, true, {25, 1}},
                       ContainerCase{"a.ts", "mpeg2video", AV_PIX_FMT_YUV420P, true, {30000, 1001}},
+                      ContainerCase{"a.flv", "flv", AV_PIX_FMT_YUV420P, true, {25, 1}},
+                      ContainerCase{"a.flv", "flv", AV_PIX_FMT_YUV420P, true, {30000, 1001}},
                       ContainerCase{"a.gif", "gif", AV_PIX_FMT_GRAY8, false, {10, 1}},
                       ContainerCase{"a.gif", "gif", AV_PIX_FMT_GRAY8, false, {50, 1}},
                       ContainerCase{
@@ -177,6 +179,26 @@ INSTANTIATE_TEST_SUITE_P(
                          std::to_string(info.param.rate.den);
       return name;
     });
+
+TEST_F(FfmpegVideoTest, PicturesCodedOutOfOrderComeInDisplayOrder) {
+  struct Case {
+    const char* name;
+    const char* codec;
+  };
+  for (const Case& c : {Case{"a.mp4", "mpeg4"}, Case{"a.mkv", "mpeg4"}, Case{"a.avi", "mpeg4"},
+                        Case{"a.ts", "mpeg2video"}, Case{"a.mpg", "mpeg2video"}}) {
+    ClipOptions options;
+    options.codec = c.codec;
+    options.format = AV_PIX_FMT_YUV420P;
+    options.width = 64;
+    options.height = 48;
+    options.frames = 41;
+    options.codec_options = {{"bf", "2"}};
+    EXPECT_EQ(ReadNumbers(Write(c.name, options), true), NumbersUpTo(41)) << c.name;
+    ExpectRate(25, 1);
+    EXPECT_EQ(source_.frame_count(), 41) << c.name;
+  }
+}
 
 TEST_F(FfmpegVideoTest, LongerSoundDoesNotStretchTheCount) {
   for (const char* name : {"a.mkv", "a.mov", "a.avi"}) {
@@ -410,19 +432,26 @@ TEST_F(FfmpegVideoTest, MatrixAndRangeOfTheStreamAreUsed) {
   }
 }
 
-TEST_F(FfmpegVideoTest, AnUnnamedMatrixFollowsTheHeight) {
-  for (const int height : {718, 720}) {
+TEST_F(FfmpegVideoTest, AnUnnamedMatrixFollowsTheSize) {
+  struct Size {
+    int width, height;
+    Matrix matrix;
+  };
+  // A film of 1280x534 is high definition, a phone's upright 480x854 is not.
+  for (const Size& size :
+       {Size{16, 718, k601}, Size{720, 718, k601}, Size{480, 854, k601}, Size{854, 480, k601},
+        Size{720, 720, k709}, Size{960, 720, k709}, Size{1280, 534, k709}, Size{534, 1280, k709}}) {
     ClipOptions options;
     options.format = AV_PIX_FMT_YUV420P;
-    options.width = 16;
-    options.height = height;
+    options.width = size.width;
+    options.height = size.height;
     const auto path = Write("a.mkv", options, [](AVFrame& frame, int) {
       FillPlanes(frame, {110, 100, 190});
     });
     const std::vector<VideoFrame> frames = ReadAll(path);
     ASSERT_EQ(frames.size(), 1u);
-    ExpectColour(frames[0], 8, 300, ToRgb(height < 720 ? k601 : k709, false, 110, 100, 190), 2,
-                 std::to_string(height));
+    ExpectColour(frames[0], 8, 300, ToRgb(size.matrix, false, 110, 100, 190), 2,
+                 std::to_string(size.width) + "x" + std::to_string(size.height));
   }
 }
 

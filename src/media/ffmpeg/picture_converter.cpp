@@ -6,6 +6,7 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -13,8 +14,15 @@ namespace qolm::media::ffmpeg {
 namespace {
 
 // Streams that do not say what they are follow the practice of broadcasting:
-// BT.709 from this height on, BT.601 below.
-constexpr int kHighDefinitionHeight = 720;
+// BT.709 for high definition, BT.601 below. Upright phone videos and films
+// without their black bars are high definition by one side alone.
+constexpr int kHighDefinitionLongSide = 1280;
+constexpr int kHighDefinitionShortSide = 720;
+
+bool IsHighDefinition(const AVFrame& frame) {
+  return std::max(frame.width, frame.height) >= kHighDefinitionLongSide ||
+         std::min(frame.width, frame.height) >= kHighDefinitionShortSide;
+}
 
 int MatrixOf(const AVFrame& frame) {
   switch (frame.colorspace) {
@@ -31,7 +39,7 @@ int MatrixOf(const AVFrame& frame) {
     case AVCOL_SPC_SMPTE170M:
       return SWS_CS_ITU601;
     default:
-      return frame.height >= kHighDefinitionHeight ? SWS_CS_ITU709 : SWS_CS_ITU601;
+      return IsHighDefinition(frame) ? SWS_CS_ITU709 : SWS_CS_ITU601;
   }
 }
 

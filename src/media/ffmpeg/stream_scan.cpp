@@ -8,6 +8,7 @@ extern "C" {
 #include <cmath>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "media/ffmpeg/decoder.h"
@@ -16,7 +17,7 @@ namespace qolm::media::ffmpeg {
 namespace {
 
 constexpr int64_t kScannedBytes = int64_t{64} << 20;
-constexpr size_t kScannedPackets = 1'000'000;
+constexpr int64_t kScannedPackets = 1'000'000;
 constexpr double kLongestGapInBrokenClocks = 10;  // seconds; transport streams may be spliced
 constexpr double kLongestGap = 3600;              // seconds
 
@@ -27,39 +28,68 @@ struct PacketTimes {
   bool complete = false;      // every packet of the stream was seen
 };
 
+// One kind of timestamp of a stream's packets.
+struct Clock {
+  std::vector<int64_t> timestamps;
+  int64_t last_timestamp = AV_NOPTS_VALUE;
+  int64_t last_duration = 0;
+
+  void Add(int64_t timestamp, int64_t duration) {
+    if (timestamp == AV_NOPTS_VALUE) return;
+    timestamps.push_back(timestamp);
+    if (last_timestamp == AV_NOPTS_VALUE || timestamp >= last_timestamp) {
+      last_timestamp = timestamp;
+      last_duration = duration;
+    }
+  }
+};
+
+// Other streams' packets cost reading too, even where they are passed over. 0 for
+// a playlist, whose files are opened elsewhere.
+int64_t BytesRead(const AVFormatContext& format) {
+  return format.pb != nullptr ? format.pb->bytes_read : 0;
+}
+
 PacketTimes ReadPacketTimes(const std::filesystem::path& path, const std::atomic<bool>& stop,
                             int stream_index) {
   PacketTimes times;
   std::string ignored_reason;
   const FormatContext format = OpenContainer(path, &stop, ignored_reason);
-  if (format == nullptr || static_cast<unsigned>(stream_index) >= format->nb_streams) return times;
+  if (format == nullptr) return times;
+  // Some containers (FLV, MPEG programs) name their streams only as they go.
+  if (static_cast<unsigned>(stream_index) >= format->nb_streams &&
+      (avformat_find_stream_info(format.get(), nullptr) < 0 ||
+       static_cast<unsigned>(stream_index) >= format->nb_streams)) {
+    return times;
+  }
   for (unsigned i = 0; i < format->nb_streams; ++i) {
     if (static_cast<int>(i) != stream_index) format->streams[i]->discard = AVDISCARD_ALL;
   }
   const Packet packet(av_packet_alloc());
   if (packet == nullptr) return times;
-  int64_t last_timestamp = AV_NOPTS_VALUE;
-  int64_t bytes = 0;
-  while (times.timestamps.size() < kScannedPackets && bytes < kScannedBytes) {
+  Clock shown;
+  Clock decoded;
+  int64_t packet_bytes = 0;
+  while (times.packets < kScannedPackets &&
+         std::max(packet_bytes, BytesRead(*format)) < kScannedBytes) {
     const int result = av_read_frame(format.get(), packet.get());
     if (result < 0) {
       times.complete = result == AVERROR_EOF;
       break;
     }
-    bytes += packet->size;
+    packet_bytes += packet->size;
     if (packet->stream_index == stream_index && (packet->flags & AV_PKT_FLAG_DISCARD) == 0) {
       ++times.packets;
-      const int64_t timestamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
-      if (timestamp != AV_NOPTS_VALUE) {
-        times.timestamps.push_back(timestamp);
-        if (last_timestamp == AV_NOPTS_VALUE || timestamp >= last_timestamp) {
-          last_timestamp = timestamp;
-          times.last_duration = packet->duration;
-        }
-      }
+      shown.Add(packet->pts, packet->duration);
+      decoded.Add(packet->dts, packet->duration);
     }
     av_packet_unref(packet.get());
   }
+  // Where some pictures have no time to be shown at, the times at which they are
+  // decoded run at the same rate; the two are never mixed.
+  Clock& clock = shown.timestamps.size() < decoded.timestamps.size() ? decoded : shown;
+  times.timestamps = std::move(clock.timestamps);
+  times.last_duration = clock.last_duration;
   std::sort(times.timestamps.begin(), times.timestamps.end());
   return times;
 }
