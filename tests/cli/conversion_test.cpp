@@ -146,7 +146,9 @@ TEST_F(ConversionTest, ASourceWithoutFrames) {
                                               "  VFR Static Slides Skip : 0 frames (0.0% "
                                               "savings)\n"
                                               "  Encoding Time          : 0.0 ms ("));
-  EXPECT_THAT(out_.str(), HasSubstr("  Compression vs Raw     : -inf%\n[+] Done.\n"));
+  EXPECT_THAT(out_.str(),
+              EndsWith("  Compression vs Raw     : -inf%\n[+] Done.\n[+] Note: the source "
+                       "delivered no frame; the file holds no picture.\n"));
   EXPECT_THAT(out_.str(), Not(HasSubstr("Processed frames")));
   EXPECT_EQ(FramesIn(output_), 0U);
 }
@@ -191,10 +193,33 @@ TEST_F(ConversionTest, AnEarlyEndIsToldWithBothCounts) {
 }
 
 TEST_F(ConversionTest, AFewMissingFramesAreNoEarlyEnd) {
-  script_.frames = 95;
+  const auto expect_told = [this](int frames, bool told) {
+    script_.frames = frames;
+    out_.str("");
+    EXPECT_EQ(Run(), 0);
+    EXPECT_THAT(out_.str(),
+                EndsWith(told ? " " + std::to_string(frames) + " of 100 expected frames.\n"
+                              : "[+] Done.\n"))
+        << frames;
+  };
   script_.duration_100ns = 40'000'000;  // 100 frames
+  expect_told(95, false);
+  expect_told(94, true);
+  script_.fps_numerator = 1;  // five of a hundred would be more than two seconds
+  script_.duration_100ns = 1'000'000'000;
+  expect_told(98, false);
+  expect_told(97, true);
+}
+
+TEST_F(ConversionTest, AnIndexThatOutgrewItsRecordIsToldAtTheEnd) {
+  script_.width = 1;
+  script_.height = 1;
+  script_.frames = 8193;
+  options_ = ParseEncodeOptions({"--no-vfr"}, 0);
   EXPECT_EQ(Run(), 0);
-  EXPECT_THAT(out_.str(), EndsWith("[+] Done.\n"));
+  EXPECT_THAT(out_.str(), HasSubstr("Stream: FAST-START)...\n"));
+  EXPECT_THAT(out_.str(), EndsWith("[+] Done.\n[+] Note: more records than the front index can "
+                                   "hold; the index goes to the end of the file.\n"));
 }
 
 TEST_F(ConversionTest, SettingsReachTheFile) {

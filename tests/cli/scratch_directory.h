@@ -2,32 +2,21 @@
 #ifndef QOLM_TESTS_CLI_SCRATCH_DIRECTORY_H_
 #define QOLM_TESTS_CLI_SCRATCH_DIRECTORY_H_
 
-#include <stdlib.h>
-
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 
+#include "support/temporary_folder.h"
+
 namespace qolm::cli {
 
+// Names in it are UTF-8 bytes, as they go onto a command line.
 class ScratchDirectory {
  public:
-  ScratchDirectory() {
-    std::string name = (std::filesystem::temp_directory_path() / "qolm-cli-XXXXXX").string();
-    path_ = mkdtemp(name.data());
-  }
-  ~ScratchDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  ScratchDirectory(const ScratchDirectory&) = delete;
-  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-
-  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+  std::string operator/(const std::string& name) const { return (folder_ / name).string(); }
 
  private:
-  std::filesystem::path path_;
+  const test::TemporaryFolder folder_;
 };
 
 inline void WriteFile(const std::string& path, const std::string& content) {

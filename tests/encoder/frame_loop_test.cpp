@@ -220,6 +220,42 @@ TEST_F(FrameLoop, KeyFramesAreCodedFromTheUnfilteredPicture) {
   EXPECT_EQ(Payload(1), video::EncodeKeyFrame(Converted(frame(1)), options, reference));
 }
 
+TEST_F(FrameLoop, TheFrameAfterAKeyFrameIsFilteredAgainstItsPreparedLuma) {
+  // Frame 11 is a new scene, so a key frame, and its right half stays within the
+  // filter's reach of frame 10. Frame 12 is coded from its own filtered luma.
+  EncodeSettings settings = Small();
+  settings.quality = 100;
+  settings.vfr = false;
+  const auto halves = [](uint8_t left, uint8_t right) {
+    VideoFrame frame = GreyFrame(kSize, kSize, left);
+    for (size_t i = 0; i < frame.pixels.size(); ++i) {
+      if (i % 4 != 3 && i / 4 % kSize >= kSize / 2) frame.pixels[i] = right;
+    }
+    return frame;
+  };
+  const VideoFrame before = halves(20, 100);
+  const VideoFrame cut = halves(200, 102);
+  const VideoFrame after = halves(190, 105);
+  Encode(settings, 13, [&](int32_t i) { return i < 11 ? before : i == 11 ? cut : after; });
+  ASSERT_THAT(KeyFrameNumbers(), ElementsAre(0, 11));
+
+  video::YuvPlanes reference;
+  const video::KeyFrameOptions key_options{
+      .quality = 100, .cclc = true, .flat_blocks = true, .sparse_levels = true, .deblocking = true};
+  EXPECT_EQ(Payload(11), video::EncodeKeyFrame(Converted(cut), key_options, reference));
+  video::YuvPlanes prepared_cut = Converted(cut);
+  FilterLuma(prepared_cut.y, Converted(before).y, prepared_cut.y);
+  ASSERT_NE(prepared_cut.y, Converted(cut).y);
+  video::YuvPlanes prepared_after = Converted(after);
+  FilterLuma(prepared_after.y, prepared_cut.y, prepared_after.y);
+  const video::InterFrameOptions options{.quality = 100,
+                                         .motion_prediction = true,
+                                         .deblocking = true,
+                                         .sparse_levels = true,
+                                         .pre_analysis = true};
+  EXPECT_EQ(Payload(12), video::EncodeInterFrame(prepared_after, options, reference));
+}
+
 TEST_F(FrameLoop, PredictedFramesAreCodedFromTheFilteredPictureAndTheReference) {
   EncodeSettings settings = SettingsFor(48, 40);
   settings.quality = 80;
