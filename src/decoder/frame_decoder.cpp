@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <iterator>
+#include <optional>
 
 #include "container/layout.h"
 #include "decoder/reconstruct.h"
@@ -43,6 +44,8 @@ struct FrameDecoder::State {
   void Deliver(OutputFrame& out) const;
   void MoveTo(int32_t frame_number, int32_t index_entry, SharedPlanes current,
               SharedPlanes secondary_ref);
+  void FindEmptyRuns();
+  int32_t FrameNumberOf(const container::KeyFrameEntry& entry) const;
 
   container::ContainerReader& reader;
   video::PixelOrder order;
@@ -54,6 +57,7 @@ struct FrameDecoder::State {
   FrameCaches caches;
   StreamEnd end = StreamEnd::kNotReached;
   std::vector<uint8_t> payload;
+  std::optional<std::vector<uint32_t>> empty_runs;  // index entries; nothing before the first seek
   PcmTrack audio_track;
 };
 
@@ -153,6 +157,28 @@ void FrameDecoder::State::MoveTo(int32_t frame_number, int32_t index_entry, Shar
   reconstruction.restore(std::move(current), std::move(secondary_ref));
 }
 
+// A repeat run of no frames, which no writer leaves, still delivers the one that
+// its record stands for, but the reader's list of key frames does not count it.
+void FrameDecoder::State::FindEmptyRuns() {
+  if (empty_runs) return;
+  empty_runs.emplace();
+  const std::vector<uint64_t>& index = reader.index();
+  RecordHeader header;
+  for (size_t entry = 0; entry < index.size(); ++entry) {
+    if (!reader.read_record_header(index[entry], header)) return;
+    if (header.type == RecordType::kRepeatRun && header.count == 0) {
+      empty_runs->push_back(static_cast<uint32_t>(entry));
+    }
+  }
+}
+
+// The number of a key frame when all frames before it are delivered.
+int32_t FrameDecoder::State::FrameNumberOf(const container::KeyFrameEntry& entry) const {
+  const auto behind = std::lower_bound(empty_runs->begin(), empty_runs->end(), entry.record_index);
+  return static_cast<int32_t>(entry.frame_number) +
+         static_cast<int32_t>(std::distance(empty_runs->begin(), behind));
+}
+
 FrameDecoder::FrameDecoder(container::ContainerReader& reader, video::PixelOrder order,
                            uint64_t cache_bytes)
     : state_(std::make_unique<State>(reader, order, cache_bytes)) {}
@@ -185,8 +211,9 @@ bool FrameDecoder::seek_to_key_frame(size_t keyframes_entry) {
   const std::vector<container::KeyFrameEntry>& entries = state_->reader.keyframes();
   if (keyframes_entry >= entries.size()) return false;
   const container::KeyFrameEntry& entry = entries[keyframes_entry];
-  state_->MoveTo(static_cast<int32_t>(entry.frame_number), static_cast<int32_t>(entry.record_index),
-                 nullptr, nullptr);
+  state_->FindEmptyRuns();
+  state_->MoveTo(state_->FrameNumberOf(entry), static_cast<int32_t>(entry.record_index), nullptr,
+                 nullptr);
   return true;
 }
 
@@ -207,12 +234,14 @@ bool FrameDecoder::seek_to_frame(int32_t frame_number) {
     nearest = snapshot->frame_number + 1;
   }
 
+  state_->FindEmptyRuns();
   const auto& entries = state_->reader.keyframes();
-  const auto after = std::upper_bound(
-      entries.begin(), entries.end(), static_cast<uint32_t>(frame_number),
-      [](uint32_t number, const container::KeyFrameEntry& e) { return number < e.frame_number; });
+  const auto after = std::upper_bound(entries.begin(), entries.end(), frame_number,
+                                      [this](int32_t number, const container::KeyFrameEntry& e) {
+                                        return number < state_->FrameNumberOf(e);
+                                      });
   const auto entry = static_cast<size_t>(std::distance(entries.begin(), after));
-  if (entry > 0 && static_cast<int64_t>(entries[entry - 1].frame_number) > nearest) {
+  if (entry > 0 && state_->FrameNumberOf(entries[entry - 1]) > nearest) {
     if (!seek_to_key_frame(entry - 1)) return false;
   } else if (snapshot != nullptr) {
     state_->MoveTo(nearest, snapshot->cursor, snapshot->planes, snapshot->secondary_ref);

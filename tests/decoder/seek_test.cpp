@@ -115,6 +115,35 @@ TEST_F(SeekTest, BackAndForthOverWarmCaches) {
   ExpectRestFrom(decoder, 5);
 }
 
+// A run of no frames still delivers one, so later key frames stand one further.
+TEST(SeekBehindEmptyRunsTest, ShowsWhatDecodingFromTheStartGives) {
+  PictureCoder coder(0x003E, 55);
+  std::vector<Record> records;
+  std::vector<video::YuvPlanes> linear;
+  for (uint32_t number = 0; number < 4; ++number) {
+    records.push_back(coder.Key(MovingPicture(kWidth, kHeight, number)));
+    records.push_back(Repeat(0));
+    linear.insert(linear.end(), 2, coder.reference());
+  }
+  const test::TemporaryFolder folder;
+  ASSERT_TRUE(
+      test::WriteContainerFile(folder / "a.qolm", test::PlainHeader(kWidth, kHeight), records));
+  container::ContainerReader reader;
+  ASSERT_TRUE(reader.open(folder / "a.qolm"));
+  for (size_t number = 0; number < linear.size(); ++number) {
+    FrameDecoder decoder(reader);
+    ASSERT_TRUE(decoder.seek_to_frame(static_cast<int32_t>(number)));
+    for (size_t next = number; next < linear.size(); ++next) {
+      ASSERT_TRUE(decoder.next_planes()) << number;
+      ASSERT_TRUE(SamePicture(decoder.planes(), linear[next])) << number << " " << next;
+    }
+    EXPECT_FALSE(decoder.next_planes()) << number;
+  }
+  FrameDecoder decoder(reader);
+  ASSERT_TRUE(decoder.seek_to_key_frame(3));
+  EXPECT_EQ(decoder.frames_delivered(), 6);
+}
+
 TEST_F(SeekTest, OutsideTheFileIsRefused) {
   FrameDecoder decoder(reader_);
   EXPECT_FALSE(decoder.seek_to_frame(-1));
