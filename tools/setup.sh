@@ -8,7 +8,8 @@
 set -euo pipefail
 
 build_packages=(g++ make cmake ninja-build pkg-config
-  libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libavfilter-dev libpng-dev)
+  libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
+  libavfilter-dev libpng-dev)
 demo_packages=("${build_packages[@]}" ffmpeg python3)
 test_packages=("${build_packages[@]}" ffmpeg python3 libgtest-dev libgmock-dev)
 bench_packages=("${demo_packages[@]}" libbenchmark-dev time)

@@ -19,8 +19,13 @@ class AudioSource {
  public:
   explicit AudioSource(std::unique_ptr<AudioFramework> framework);
 
-  // True when at least one sample was decoded into `track`. False at once when
-  // the options have sound disabled.
+  // True when at least one sample was decoded into `track`, whose rate is the
+  // requested one (44100 Hz when the options say 0) and whose channel count is
+  // 1 when 1 was requested and otherwise 2. On failure, which includes options
+  // with sound disabled, `track` is empty.
+  //
+  // The track takes the memory of its samples once while it is decoded, and
+  // twice for a moment when the framework would not deliver the requested rate.
   [[nodiscard]] bool ReadAll(const std::filesystem::path& path, const AudioOptions& options,
                              PcmTrack& track);
 

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "media/audio_framework.h"
 #include "media/video_framework.h"
 
 namespace qolm::media {
@@ -17,6 +18,7 @@ class Platform {
   Platform(const Platform&) = delete;
   Platform& operator=(const Platform&) = delete;
 
+  std::unique_ptr<AudioFramework> MakeAudioFramework() const;
   std::unique_ptr<VideoFramework> MakeVideoFramework() const;
 };
 

@@ -4,6 +4,7 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
+#include "media/ffmpeg/ffmpeg_audio_framework.h"
 #include "media/ffmpeg/ffmpeg_video_framework.h"
 
 namespace qolm::media {
@@ -12,6 +13,10 @@ namespace qolm::media {
 Platform::Platform() { av_log_set_level(AV_LOG_QUIET); }
 
 Platform::~Platform() = default;
+
+std::unique_ptr<AudioFramework> Platform::MakeAudioFramework() const {
+  return std::make_unique<ffmpeg::FfmpegAudioFramework>();
+}
 
 std::unique_ptr<VideoFramework> Platform::MakeVideoFramework() const {
   return std::make_unique<ffmpeg::FfmpegVideoFramework>();

@@ -1,0 +1,134 @@
+#include "media/ffmpeg/audio_decoder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <utility>
+
+#include "media/ffmpeg/decoder.h"
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+// What fails as often as this without any progress does not get past the damage.
+constexpr int kErrorsInARow = 100;
+// A slower clock is damage, and would blow a small file up to days of sound.
+constexpr int kLowestRate = 1000;
+constexpr double kLongestPacket = 10;  // seconds
+
+std::optional<double> ToSeconds(int64_t timestamp, double time_unit) {
+  if (timestamp == AV_NOPTS_VALUE) return std::nullopt;
+  return static_cast<double>(timestamp) * time_unit;
+}
+
+}  // namespace
+
+std::unique_ptr<AudioDecoder> AudioDecoder::Open(const std::filesystem::path& path,
+                                                 const std::atomic<bool>& stop,
+                                                 std::string& failure_reason) {
+  std::unique_ptr<AudioDecoder> decoder(new AudioDecoder);
+  decoder->format_ = OpenContainer(path, &stop, failure_reason);
+  if (decoder->format_ == nullptr) return nullptr;
+  decoder->packet_.reset(av_packet_alloc());
+  decoder->frame_.reset(av_frame_alloc());
+  if (decoder->packet_ == nullptr || decoder->frame_ == nullptr) throw std::bad_alloc();
+  // What this cannot tell shows when a stream is looked for.
+  avformat_find_stream_info(decoder->format_.get(), nullptr);
+  return decoder;
+}
+
+bool AudioDecoder::SelectFirstAudioStream() {
+  stream_ = nullptr;
+  for (unsigned i = 0; i < format_->nb_streams; ++i) {
+    AVStream* const stream = format_->streams[i];
+    if (stream_ == nullptr && stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) {
+      stream_ = stream;
+      stream->discard = AVDISCARD_DEFAULT;
+    } else {
+      stream->discard = AVDISCARD_ALL;
+    }
+  }
+  return stream_ != nullptr;
+}
+
+bool AudioDecoder::OpenCodec() {
+  if (stream_ == nullptr) return false;
+  const AVCodec* const decoder = avcodec_find_decoder(stream_->codecpar->codec_id);
+  if (decoder == nullptr) return false;
+  CodecContext codec(avcodec_alloc_context3(decoder));
+  if (codec == nullptr) throw std::bad_alloc();
+  if (avcodec_parameters_to_context(codec.get(), stream_->codecpar) < 0) return false;
+  codec->pkt_timebase = stream_->time_base;
+  // Checksums of lossless sound can be trusted; others are often written wrong.
+  if (decoder->id == AV_CODEC_ID_FLAC) codec->err_recognition = AV_EF_CRCCHECK | AV_EF_EXPLODE;
+  if (avcodec_open2(codec.get(), decoder, nullptr) < 0) return false;
+  codec_ = std::move(codec);
+  return true;
+}
+
+std::optional<AudioPiece> AudioDecoder::Next() {
+  while (true) {
+    int result = avcodec_receive_frame(codec_.get(), frame_.get());
+    if (result >= 0) {
+      if (frame_->nb_samples > 0 && frame_->sample_rate >= kLowestRate) return PieceOfFrame();
+      continue;
+    }
+    if (result == AVERROR_EOF || (result == AVERROR(EAGAIN) && draining_)) return std::nullopt;
+    if (result == AVERROR(EAGAIN)) {
+      draining_ = !ReadPacket();
+      result = avcodec_send_packet(codec_.get(), draining_ ? nullptr : packet_.get());
+    }
+    if (result < 0) {
+      if (draining_) return std::nullopt;
+      AudioPiece damage = PieceOfDamage();
+      if (damage.duration > 0) return damage;
+    }
+  }
+}
+
+// The next packet of the stream, which stays in packet_ as long as the decoder
+// works on it; false at the end.
+bool AudioDecoder::ReadPacket() {
+  decoded_of_packet_ = 0;
+  for (int errors = 0; errors < kErrorsInARow;) {
+    av_packet_unref(packet_.get());
+    const int result = av_read_frame(format_.get(), packet_.get());
+    if (result == AVERROR_EOF || result == AVERROR_EXIT) return false;
+    if (result < 0) {
+      ++errors;
+    } else if (packet_->stream_index == stream_->index) {
+      return true;
+    }
+  }
+  return false;
+}
+
+AudioPiece AudioDecoder::PieceOfFrame() {
+  AudioPiece piece;
+  piece.frame.reset(av_frame_alloc());
+  if (piece.frame == nullptr) throw std::bad_alloc();
+  av_frame_move_ref(piece.frame.get(), frame_.get());
+  const AVFrame& frame = *piece.frame;
+  piece.time = ToSeconds(frame.best_effort_timestamp, time_unit());
+  piece.duration = static_cast<double>(frame.nb_samples) / frame.sample_rate;
+  if (frame.pkt_duration > 0) {
+    piece.excess = piece.duration - static_cast<double>(frame.pkt_duration) * time_unit();
+  }
+  decoded_of_packet_ += piece.duration;
+  last_frame_duration_ = piece.duration;
+  return piece;
+}
+
+AudioPiece AudioDecoder::PieceOfDamage() const {
+  AudioPiece piece;
+  piece.time = ToSeconds(packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts, time_unit());
+  double duration = static_cast<double>(packet_->duration) * time_unit();
+  // The container's duration is rounded to its clock; the codec's is not.
+  const bool is_rounded = std::abs(duration - last_frame_duration_) <= time_unit();
+  if (duration <= 0 || duration > kLongestPacket || is_rounded) duration = last_frame_duration_;
+  piece.duration = std::max(0.0, duration - decoded_of_packet_);
+  if (piece.time) *piece.time += decoded_of_packet_;
+  return piece;
+}
+
+}  // namespace qolm::media::ffmpeg

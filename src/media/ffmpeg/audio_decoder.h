@@ -1,0 +1,63 @@
+// The sound of a file's first audio stream, as it is coded, with its place in
+// time. The codecs' own priming and padding is gone where the container or the
+// stream tells it.
+#ifndef QOLM_MEDIA_FFMPEG_AUDIO_DECODER_H_
+#define QOLM_MEDIA_FFMPEG_AUDIO_DECODER_H_
+
+#include <atomic>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "media/ffmpeg/handles.h"
+
+namespace qolm::media::ffmpeg {
+
+struct AudioPiece {
+  Frame frame;                 // null where a packet could not be decoded
+  std::optional<double> time;  // of its first sample, in seconds on the file's clock
+  double duration = 0;         // seconds
+  double excess = 0;           // seconds that the decoder gave beyond the packet's duration
+};
+
+class AudioDecoder {
+ public:
+  // Null with the reason when the file cannot be opened. While `stop` is set,
+  // waiting for the file ends early.
+  static std::unique_ptr<AudioDecoder> Open(const std::filesystem::path& path,
+                                            const std::atomic<bool>& stop,
+                                            std::string& failure_reason);
+
+  // False when there is no audio stream.
+  [[nodiscard]] bool SelectFirstAudioStream();
+  // False when the selected stream has no working decoder.
+  [[nodiscard]] bool OpenCodec();
+
+  // In stream order; nothing at the end. A packet that cannot be decoded gives
+  // a piece of its duration without a frame.
+  std::optional<AudioPiece> Next();
+
+  const AVCodecContext& codec() const { return *codec_; }
+  const AVFormatContext& format() const { return *format_; }
+  double time_unit() const { return av_q2d(stream_->time_base); }  // seconds
+
+ private:
+  AudioDecoder() = default;
+  bool ReadPacket();
+  AudioPiece PieceOfFrame();
+  AudioPiece PieceOfDamage() const;
+
+  FormatContext format_;
+  CodecContext codec_;
+  AVStream* stream_ = nullptr;
+  Packet packet_;
+  Frame frame_;
+  double decoded_of_packet_ = 0;    // seconds
+  double last_frame_duration_ = 0;  // seconds
+  bool draining_ = false;
+};
+
+}  // namespace qolm::media::ffmpeg
+
+#endif  // QOLM_MEDIA_FFMPEG_AUDIO_DECODER_H_

@@ -1,0 +1,132 @@
+#include "media/ffmpeg/audio_producer.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+// As for pictures: where clocks are known to break, long gaps are breaks.
+constexpr double kLongestGapInBrokenClocks = 10;  // seconds
+constexpr double kLongestGap = 3600;              // seconds
+// Bounds what a small damaged file can be blown up to.
+constexpr double kMostSilence = 6 * 3600;  // seconds
+constexpr int64_t kSilentFrames = 65536;   // delivered at once
+
+double LongestGap(const AVFormatContext& format) {
+  return (format.iformat->flags & AVFMT_TS_DISCONT) != 0 ? kLongestGapInBrokenClocks : kLongestGap;
+}
+
+}  // namespace
+
+AudioProducer::AudioProducer(AudioDecoder& decoder, std::optional<double> picture_start,
+                             int channels, int rate)
+    : decoder_(decoder),
+      channels_(static_cast<size_t>(channels)),
+      rate_(rate),
+      timeline_(picture_start, decoder.time_unit(), LongestGap(decoder.format())),
+      converter_(channels, rate) {}
+
+std::optional<std::vector<int16_t>> AudioProducer::Next() {
+  while (true) {
+    if (silence_left_ > 0) return TakeSilence();
+    if (ended_) return std::nullopt;
+    FillQueue();
+    std::vector<int16_t> output;
+    if (!heard_) {
+      ended_ = true;
+    } else if (queue_.empty()) {
+      ended_ = true;
+      InsertSilence(0, output);
+    } else if (const double silence = NextCorrection(); silence > 0) {
+      InsertSilence(silence, output);
+    } else {
+      AudioPiece piece = std::move(queue_.front());
+      queue_.pop_front();
+      Play(std::move(piece), output);
+    }
+    if (!output.empty()) return output;
+  }
+}
+
+// Also looks far enough ahead to know that there is anything to be heard.
+void AudioProducer::FillQueue() {
+  while (!decoder_ended_ && (queue_.size() < AudioTimeline::kLookAhead || !heard_)) {
+    std::optional<AudioPiece> piece = decoder_.Next();
+    if (piece) {
+      heard_ = heard_ || piece->frame != nullptr;
+      queue_.push_back(*std::move(piece));
+      continue;
+    }
+    decoder_ended_ = true;
+    // The codec fills its last packet up; the container tells how much is sound.
+    if (queue_.empty() || queue_.back().frame == nullptr) break;
+    AudioPiece& last = queue_.back();
+    if (last.excess <= decoder_.time_unit() || last.excess >= last.duration) break;
+    const AVFrame& frame = *last.frame;
+    last.frame->nb_samples -= static_cast<int>(std::lround(last.excess * frame.sample_rate));
+    last.duration = static_cast<double>(frame.nb_samples) / frame.sample_rate;
+  }
+}
+
+// Seconds of silence due ahead of the queue; sets what is to be cut.
+double AudioProducer::NextCorrection() {
+  if (cut_left_ > 0) return 0;
+  std::array<AudioTimeline::Piece, AudioTimeline::kLookAhead> upcoming;
+  const size_t count = std::min(queue_.size(), upcoming.size());
+  for (size_t i = 0; i < count; ++i) upcoming[i] = {queue_[i].time, queue_[i].duration};
+  const double correction = timeline_.Correction({upcoming.data(), count});
+  cut_left_ = std::max(0.0, -correction);
+  return silence_inserted_ + correction > kMostSilence ? 0 : std::max(0.0, correction);
+}
+
+void AudioProducer::Play(AudioPiece piece, std::vector<int16_t>& output) {
+  if (cut_left_ >= piece.duration) {
+    cut_left_ -= piece.duration;
+    return;
+  }
+  const double cut = std::exchange(cut_left_, 0);
+  if (piece.frame != nullptr) {
+    const AVFrame& frame = *piece.frame;
+    const int skipped = static_cast<int>(std::lround(cut * frame.sample_rate));
+    if (skipped >= frame.nb_samples) return;
+    if (converter_.Convert(frame, skipped, output)) {
+      timeline_.Advance(static_cast<double>(frame.nb_samples - skipped) / frame.sample_rate);
+      frames_delivered_ += static_cast<int64_t>(output.size() / channels_);
+      return;
+    }
+    frames_delivered_ += static_cast<int64_t>(output.size() / channels_);
+  }
+  InsertSilence(piece.duration - cut, output);
+}
+
+// Ends the sound so far at exactly its length, then makes it longer.
+void AudioProducer::InsertSilence(double seconds, std::vector<int16_t>& output) {
+  std::vector<int16_t> tail;
+  converter_.Flush(tail);
+  const int64_t room = std::max<int64_t>(0, FramesDue() - frames_delivered_);
+  tail.resize(std::min(tail.size(), static_cast<size_t>(room) * channels_));
+  output.insert(output.end(), tail.begin(), tail.end());
+  frames_delivered_ += static_cast<int64_t>(tail.size() / channels_);
+  if (silence_inserted_ + seconds <= kMostSilence) {
+    silence_inserted_ += seconds;
+    timeline_.Advance(seconds);
+  }
+  silence_left_ = std::max<int64_t>(0, FramesDue() - frames_delivered_);
+}
+
+// The sample frames that make up the track so far. Taken from its whole length,
+// so that rounding never adds up.
+int64_t AudioProducer::FramesDue() const { return std::llround(timeline_.position() * rate_); }
+
+std::vector<int16_t> AudioProducer::TakeSilence() {
+  const int64_t frames = std::min(silence_left_, kSilentFrames);
+  silence_left_ -= frames;
+  frames_delivered_ += frames;
+  return std::vector<int16_t>(static_cast<size_t>(frames) * channels_);
+}
+
+}  // namespace qolm::media::ffmpeg

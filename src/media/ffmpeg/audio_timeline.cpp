@@ -1,0 +1,55 @@
+#include "media/ffmpeg/audio_timeline.h"
+
+#include <cmath>
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+// Less than the shortest packets that commonly get lost, more than the ear or
+// the eye notices.
+constexpr double kTolerance = 0.010;  // seconds, beyond the clock's own rounding
+// As for pictures: an earlier timestamp than this restarts the clock.
+constexpr double kBackwardJump = 1;  // seconds
+
+}  // namespace
+
+AudioTimeline::AudioTimeline(std::optional<double> picture_start, double clock_unit,
+                             double longest_gap)
+    : picture_start_(picture_start),
+      clock_unit_(clock_unit),
+      tolerance_(kTolerance + clock_unit),
+      longest_gap_(longest_gap) {}
+
+double AudioTimeline::Correction(std::span<const Piece> upcoming) {
+  if (upcoming.empty() || !upcoming.front().time) return 0;
+  const double time = *upcoming.front().time;
+  if (!origin_) {
+    origin_ = picture_start_.value_or(time - position_);
+    const double offset = time - *origin_ - position_;
+    if (std::abs(offset) > longest_gap_) {
+      origin_ = time - position_;
+      return 0;
+    }
+    // Both clocks were rounded.
+    return std::abs(offset) <= 2 * clock_unit_ ? 0 : offset;
+  }
+
+  const double distance = time - *origin_ - position_;
+  double least = distance;
+  double position = position_;
+  for (const Piece& piece : upcoming) {
+    if (piece.time) {
+      const double here = *piece.time - *origin_ - position;
+      if (std::abs(here) <= tolerance_ || (here < 0) != (distance < 0)) return 0;
+      if (std::abs(here) < std::abs(least)) least = here;
+    }
+    position += piece.duration;
+  }
+  if (least > longest_gap_ || least < -kBackwardJump) {
+    origin_ = time - position_;
+    return 0;
+  }
+  return least;
+}
+
+}  // namespace qolm::media::ffmpeg

@@ -1,0 +1,133 @@
+#include "media/ffmpeg/ffmpeg_audio_framework.h"
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "media/ffmpeg/audio_decoder.h"
+#include "media/ffmpeg/audio_producer.h"
+#include "media/ffmpeg/decoder.h"
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+constexpr uint32_t kBits = 16;
+constexpr uint32_t kLowestRate = 1000;     // Hz; a filter for less takes forever
+constexpr uint32_t kHighestRate = 768000;  // Hz
+
+class PcmBuffer : public AudioBuffer {
+ public:
+  explicit PcmBuffer(std::shared_ptr<const std::vector<int16_t>> samples)
+      : samples_(std::move(samples)) {}
+
+  std::optional<Bytes> Lock() override {
+    return Bytes{reinterpret_cast<const uint8_t*>(samples_->data()),
+                 samples_->size() * sizeof(int16_t)};
+  }
+  void Unlock() override {}
+
+ private:
+  std::shared_ptr<const std::vector<int16_t>> samples_;
+};
+
+class PcmSample : public AudioSample {
+ public:
+  explicit PcmSample(std::vector<int16_t> samples)
+      : samples_(std::make_shared<const std::vector<int16_t>>(std::move(samples))) {}
+
+  std::unique_ptr<AudioBuffer> ConvertToContiguousBuffer() override {
+    return std::make_unique<PcmBuffer>(samples_);
+  }
+
+ private:
+  std::shared_ptr<const std::vector<int16_t>> samples_;
+};
+
+// When the picture starts that becomes the first frame of the video, on the
+// file's clock. Only decoding it tells: edit lists and broken references drop
+// pictures.
+std::optional<double> PictureStart(const std::filesystem::path& path,
+                                   const std::atomic<bool>& stop) {
+  std::string ignored_reason;
+  const std::unique_ptr<Decoder> decoder = Decoder::Open(path, stop, ignored_reason);
+  if (decoder == nullptr) return std::nullopt;
+  const AVFrame* const frame = decoder->Next();
+  if (frame == nullptr || frame->best_effort_timestamp == AV_NOPTS_VALUE) return std::nullopt;
+  return static_cast<double>(frame->best_effort_timestamp) * av_q2d(decoder->stream().time_base);
+}
+
+class FfmpegAudioReader : public AudioReader {
+ public:
+  bool Open(const std::filesystem::path& path) {
+    path_ = path;
+    std::string ignored_reason;
+    decoder_ = AudioDecoder::Open(path, stop_, ignored_reason);
+    return decoder_ != nullptr;
+  }
+
+  bool SelectFirstAudioStream() override { return decoder_->SelectFirstAudioStream(); }
+
+  bool SetOutputPcm(const PcmType& request) override {
+    try {
+      if (!codec_is_open_) codec_is_open_ = decoder_->OpenCodec();
+      if (!codec_is_open_) return false;
+      const AVCodecContext& codec = decoder_->codec();
+      const uint32_t own_channels = codec.ch_layout.nb_channels == 1 ? 1 : 2;
+      const uint32_t channels = request.channels.value_or(own_channels);
+      const uint32_t rate =
+          request.sample_rate.value_or(static_cast<uint32_t>(std::max(codec.sample_rate, 0)));
+      if (request.bits_per_sample.value_or(kBits) != kBits) return false;
+      if (channels < 1 || channels > 2 || rate < kLowestRate || rate > kHighestRate) return false;
+      type_ = {channels, rate, kBits};
+      return true;
+    } catch (const std::exception&) {
+      return false;
+    }
+  }
+
+  PcmType CurrentPcmType() override { return type_; }
+
+  ReadResult ReadSample() override {
+    ReadResult result;
+    if (!type_.channels || !type_.sample_rate) return result;
+    try {
+      if (!producer_) {
+        producer_.emplace(*decoder_, PictureStart(path_, stop_), static_cast<int>(*type_.channels),
+                          static_cast<int>(*type_.sample_rate));
+      }
+      std::optional<std::vector<int16_t>> samples = producer_->Next();
+      result.succeeded = true;
+      result.end_of_stream = !samples;
+      if (samples) result.sample = std::make_unique<PcmSample>(*std::move(samples));
+    } catch (const std::exception&) {
+      result = ReadResult{};
+    }
+    return result;
+  }
+
+ private:
+  std::atomic<bool> stop_ = false;
+  std::filesystem::path path_;
+  std::unique_ptr<AudioDecoder> decoder_;
+  bool codec_is_open_ = false;
+  PcmType type_;
+  std::optional<AudioProducer> producer_;  // from the first read on; ends before the decoder
+};
+
+}  // namespace
+
+std::unique_ptr<AudioReader> FfmpegAudioFramework::Open(const std::filesystem::path& path,
+                                                        const ReaderAttributes&) {
+  try {
+    auto reader = std::make_unique<FfmpegAudioReader>();
+    if (reader->Open(path)) return reader;
+  } catch (const std::exception&) {  // memory ran out
+  }
+  return nullptr;
+}
+
+}  // namespace qolm::media::ffmpeg
