@@ -29,6 +29,11 @@ ExportResult OutputFailure(const ExportOptions& options, const OutputTarget& tar
   return {false, {}, name + ": " + target.error().message()};
 }
 
+bool SameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
+  std::error_code error;
+  return std::filesystem::equivalent(a, b, error) && !error;
+}
+
 std::string Frames(int64_t count) {
   return std::to_string(count) + (count == 1 ? " frame" : " frames");
 }
@@ -43,7 +48,9 @@ uint32_t FramesToExpect(const container::ContainerReader& reader) {
   container::RecordHeader header;
   for (const uint64_t offset : reader.index()) {
     if (!reader.read_record_header(offset, header)) break;
-    frames += container::frames_in_record(header);
+    // A run of no frames still shows the one that its record stands for.
+    const bool empty_run = header.type == container::RecordType::kRepeatRun && header.count == 0;
+    frames += empty_run ? 1 : container::frames_in_record(header);
   }
   const uint32_t announced = reader.header().frame_count;
   if (announced != 0) frames = std::min<uint64_t>(frames, announced);
@@ -184,10 +191,18 @@ ExportResult ExportSheet(const ExportOptions& options, const container::Containe
 ExportResult ExportFile(const ExportOptions& options) {
   container::ContainerReader reader;
   if (!reader.open(options.input)) return Failure(options.input, reader.failure_reason());
-  std::error_code ignored;
-  if (!options.to_standard_output &&
-      std::filesystem::equivalent(options.input, options.output, ignored)) {
-    return Failure(options.output, "is the input file");
+  if (options.to_standard_output && StandardOutputIsTerminal()) {
+    return {false, {}, "standard output is a terminal, it takes no pictures"};
+  }
+  if (!options.to_standard_output) {
+    if (SameFile(options.input, options.output))
+      return Failure(options.output, "is the input file");
+    // The output may be a link, whose target's part file is written.
+    std::error_code unlinked;
+    const std::filesystem::path linked = std::filesystem::canonical(options.output, unlinked);
+    if (SameFile(options.input, PartPathOf(unlinked ? options.output : linked))) {
+      return Failure(options.output, "its part file is the input file");
+    }
   }
   // Only a contact sheet seeks, and only forward, so nothing need be kept.
   FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);

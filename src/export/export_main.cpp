@@ -45,6 +45,10 @@ int main(int argc, char** argv) {
   // A player that closes the pipe shows as a failed write instead.
   std::signal(SIGPIPE, SIG_IGN);
 #endif
+#ifdef SIGXFSZ
+  // So does a file that outgrows the user's limit.
+  std::signal(SIGXFSZ, SIG_IGN);
+#endif
   try {
     return Run(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
   } catch (const std::exception& failure) {

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 
+#include "export/part_cleanup.h"
+
 #ifdef _WIN32
 #include <fcntl.h>
 #include <io.h>
@@ -32,10 +34,27 @@ std::FILE* OpenForWriting(const std::filesystem::path& path) {
 
 }  // namespace
 
+bool StandardOutputIsTerminal() {
+#ifdef _WIN32
+  return _isatty(_fileno(stdout)) != 0;
+#else
+  return isatty(STDOUT_FILENO) != 0;
+#endif
+}
+
+std::filesystem::path PartPathOf(const std::filesystem::path& output) {
+  std::filesystem::path part = output;
+  part += ".part";
+  return part;
+}
+
 OutputTarget::~OutputTarget() {
   if (owns_stream_ && stream_ != nullptr) std::fclose(stream_);
   std::error_code ignored;
-  if (!part_path_.empty()) std::filesystem::remove(part_path_, ignored);
+  if (!part_path_.empty()) {
+    std::filesystem::remove(part_path_, ignored);
+    RemoveOnSignal(nullptr);
+  }
 }
 
 bool OutputTarget::open(const std::filesystem::path& path) {
@@ -48,16 +67,42 @@ bool OutputTarget::open(const std::filesystem::path& path) {
   if (std::filesystem::exists(status) && !MayBeReplaced(path)) return fail_with_errno();
 
   path_ = path;
-  std::filesystem::path written = path;
   const bool special = std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
-  if (!special) written += ".part";
-  stream_ = OpenForWriting(written);
-  if (stream_ == nullptr) return fail_with_errno();
+  if (special) {
+    stream_ = OpenForWriting(path);
+    if (stream_ == nullptr) return fail_with_errno();
+  } else if (!open_part()) {
+    return false;
+  }
   owns_stream_ = true;
-  if (!special) part_path_ = written;
   buffer_.resize(kBufferBytes);
   std::setvbuf(stream_, buffer_.data(), _IOFBF, buffer_.size());
   return true;
+}
+
+bool OutputTarget::open_part() {
+  std::error_code error;
+  // A link stays one: the file that it names is replaced.
+  const std::filesystem::path linked = std::filesystem::canonical(path_, error);
+  if (!error) path_ = linked;
+  const std::filesystem::path part = PartPathOf(path_);
+  // What an earlier run left is replaced, never written through: it may have
+  // other names.
+  const std::filesystem::file_status left = std::filesystem::symlink_status(part, error);
+  if (std::filesystem::is_directory(left)) {
+    return fail(std::make_error_code(std::errc::is_a_directory));
+  }
+  if (std::filesystem::exists(left) && !std::filesystem::remove(part, error) && error) {
+    return fail(error);
+  }
+  part_path_ = part;
+  RemoveOnSignal(&part_path_);
+  stream_ = OpenForWriting(part_path_);
+  if (stream_ != nullptr) return true;
+  const bool opened = fail_with_errno();
+  RemoveOnSignal(nullptr);
+  part_path_.clear();
+  return opened;
 }
 
 bool OutputTarget::open_standard_output() {
@@ -87,6 +132,7 @@ bool OutputTarget::commit() {
   std::error_code renamed;
   std::filesystem::rename(part_path_, path_, renamed);
   if (renamed) return fail(renamed);
+  RemoveOnSignal(nullptr);
   part_path_.clear();
   return true;
 }

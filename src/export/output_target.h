@@ -12,6 +12,12 @@
 
 namespace qolm::exporter {
 
+// Pictures on a terminal are never meant.
+bool StandardOutputIsTerminal();
+
+// Where a regular file is written until it is complete.
+std::filesystem::path PartPathOf(const std::filesystem::path& output);
+
 // After a failure every operation returns false and error() keeps the first
 // reason.
 class OutputTarget {
@@ -21,7 +27,8 @@ class OutputTarget {
   OutputTarget(const OutputTarget&) = delete;
   OutputTarget& operator=(const OutputTarget&) = delete;
 
-  // A regular file is written as `<path>.part`; pipes and devices directly.
+  // A regular file is written as `<path>.part`, of which a signal that ends the
+  // program leaves nothing either; pipes and devices directly. A link stays one.
   [[nodiscard]] bool open(const std::filesystem::path& path);
   [[nodiscard]] bool open_standard_output();
 
@@ -35,6 +42,7 @@ class OutputTarget {
   bool reader_has_gone() const { return error_ == std::errc::broken_pipe; }
 
  private:
+  bool open_part();
   bool fail(std::error_code error);
   bool fail_with_errno();
 

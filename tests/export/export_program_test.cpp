@@ -3,10 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <png.h>
+#include <signal.h>
 
 #include <algorithm>
 
 #include "export/contact_sheet.h"
+#include "export/output_target.h"
 #include "support/container_file.h"
 #include "support/moving_picture.h"
 #include "support/run_program.h"
@@ -250,6 +252,58 @@ TEST_F(ExportProgramTest, InputIsNeverOverwritten) {
   std::filesystem::create_hard_link(input, Output("other.y4m"));
   ExpectFailure({input, Output("other.y4m")}, Output("other.y4m") + ": is the input file");
   EXPECT_EQ(test::ReadBytes(input), before);
+}
+
+TEST_F(ExportProgramTest, InputUnderThePartFilesNameIsNeverOverwritten) {
+  const std::string input = Output("movie.y4m.part");
+  std::filesystem::copy_file(Input(), input);
+  const std::vector<uint8_t> before = test::ReadBytes(input);
+  const std::string problem = ": its part file is the input file";
+  ExpectFailure({input, Output("movie.y4m")}, Output("movie.y4m") + problem);
+  test::WriteBytes(Output("movie.y4m"), std::vector<uint8_t>(1, 'x'));
+  std::filesystem::create_symlink("movie.y4m", Output("link.y4m"));
+  ExpectFailure({input, Output("link.y4m")}, Output("link.y4m") + problem);
+  EXPECT_EQ(test::ReadBytes(input), before);
+}
+
+TEST_F(ExportProgramTest, LeftPartFileIsReplacedNotWrittenThrough) {
+  std::filesystem::create_hard_link(Input(), Output("x.y4m.part"));
+  const std::vector<uint8_t> before = test::ReadBytes(Input());
+  std::filesystem::copy_file(Input(), Output("copy.qolm"));
+  EXPECT_EQ(Run({Output("copy.qolm"), Output("x.y4m")}).exit_code, 0);
+  EXPECT_EQ(test::ReadBytes(Input()), before);
+  EXPECT_EQ(test::ReadBytes(Output("x.y4m")), ExpectedY4m(8));
+  std::filesystem::create_directory(Output("y.y4m.part"));
+  ExpectFailure({Input(), Output("y.y4m")}, Output("y.y4m") + ": Is a directory");
+}
+
+TEST_F(ExportProgramTest, OutputThatIsALinkStaysOne) {
+  test::WriteBytes(Output("real.y4m"), std::vector<uint8_t>(1, 'x'));
+  std::filesystem::create_symlink("real.y4m", Output("link.y4m"));
+  EXPECT_EQ(Run({Input(), Output("link.y4m")}).exit_code, 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(Output("link.y4m")));
+  EXPECT_EQ(test::ReadBytes(Output("real.y4m")), ExpectedY4m(8));
+}
+
+TEST_F(ExportProgramTest, TerminalTakesNoPictures) {
+  const ProgramRun run = Run({Input(), "-"}, test::OutputEnd::kTerminal);
+  EXPECT_EQ(run.exit_code, 1);
+  EXPECT_EQ(run.errors, "[-] Error: standard output is a terminal, it takes no pictures\n");
+}
+
+TEST_F(ExportProgramTest, SignalLeavesNoPartFile) {
+  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+    test::WriteBytes(Output("x.y4m"), std::vector<uint8_t>(1, 'x'));
+    EXPECT_EXIT(
+        {
+          OutputTarget target;
+          const bool opened = target.open(Output("x.y4m"));
+          if (opened && std::filesystem::exists(Output("x.y4m.part"))) raise(signal_number);
+        },
+        testing::KilledBySignal(signal_number), "");
+    EXPECT_THAT(Files(), testing::ElementsAre("in.qolm", "x.y4m"));
+    EXPECT_EQ(test::ReadBytes(Output("x.y4m")), std::vector<uint8_t>(1, 'x'));
+  }
 }
 
 TEST_F(ExportProgramTest, SpecialFilesAreWrittenDirectly) {
