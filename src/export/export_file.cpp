@@ -42,6 +42,10 @@ std::string SizeText(uint32_t width, uint32_t height) {
   return std::to_string(width) + "x" + std::to_string(height);
 }
 
+std::string RateText(const container::FileHeader& header) {
+  return std::to_string(header.fps_num) + "/" + std::to_string(header.fps_den) + " a second";
+}
+
 // Frames that the file can deliver if nothing in it is damaged.
 uint32_t FramesToExpect(const container::ContainerReader& reader) {
   uint64_t frames = 0;
@@ -139,6 +143,10 @@ ExportResult ExportPicture(const ExportOptions& options, const container::Contai
   const int64_t wanted = WantedFrame(options, reader.header());
   if (wanted < 0) return Failure(options.input, "the file has no frame rate to find a time with");
   const uint32_t frames = FramesToExpect(reader);
+  if (wanted >= int64_t{frames} && options.seconds) {
+    return Failure(options.input, "no frame is shown at that time, the file holds " +
+                                      Frames(frames) + " (" + RateText(reader.header()) + ")");
+  }
   if (wanted >= int64_t{frames}) {
     return Failure(options.input, "there is no frame " + std::to_string(wanted) +
                                       ", the file holds " + Frames(frames));

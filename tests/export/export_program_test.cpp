@@ -185,10 +185,11 @@ TEST_F(ExportProgramTest, TimePicksTheFrameThatIsShownThen) {
     EXPECT_EQ(ReadPng(Output("out.png")).pixels, ExpectedPixels(static_cast<size_t>(number)))
         << seconds;
   }
-  ExpectFailure({Input(), Output("x.png"), "--time", "0.27"},
-                Input() + ": there is no frame 8, the file holds 8 frames");
-  ExpectFailure({Input(), Output("x.png"), "--time", "1e300"},
-                Input() + ": there is no frame 9223372036854775807, the file holds 8 frames");
+  for (const char* seconds : {"0.27", "1e300"}) {
+    ExpectFailure({Input(), Output("x.png"), "--time", seconds},
+                  Input() + ": no frame is shown at that time, the file holds 8 frames" +
+                      " (30000/1001 a second)");
+  }
 }
 
 TEST_F(ExportProgramTest, TimeNeedsAFrameRate) {
