@@ -148,12 +148,12 @@ class MotionSearch {
                                  static_cast<float>(VectorBits(vector, predictor)));
   }
 
-  void OfferCoarse(const Block& block, int dx, int dy, const MotionVector& predictor,
-                   Candidate& best) const {
+  // The coarse search judges by the differences alone.
+  void OfferCoarse(const Block& block, int dx, int dy, Candidate& best) const {
     if (std::abs(dx) > kMaxVector || std::abs(dy) > kMaxVector || !IsInside(block, dx, dy)) return;
     const MotionVector vector{static_cast<int8_t>(dx), static_cast<int8_t>(dy)};
     const uint32_t cost = CoarseCost(block, vector);
-    best.Offer(vector, cost, cost + VectorCost(vector, predictor) / 4);
+    best.Offer(vector, cost, cost);
   }
 
   void OfferFull(const Block& block, int dx, int dy, const MotionVector& predictor,
@@ -165,20 +165,19 @@ class MotionSearch {
   }
 
   // Square rings around `centre`, each finished before its result counts.
-  Candidate SearchRings(const Block& block, const Candidate& centre,
-                        const MotionVector& predictor) const {
+  Candidate SearchRings(const Block& block, const Candidate& centre) const {
     Candidate best = centre;
     const int cx = centre.vector.dx;
     const int cy = centre.vector.dy;
     for (int radius = kCoarseStep; radius <= kCoarseRadius && best.cost >= kGoodCoarseCost;
          radius += kCoarseStep) {
       for (int offset = -radius; offset <= radius; offset += kCoarseStep) {
-        OfferCoarse(block, cx + offset, cy - radius, predictor, best);
-        OfferCoarse(block, cx + offset, cy + radius, predictor, best);
+        OfferCoarse(block, cx + offset, cy - radius, best);
+        OfferCoarse(block, cx + offset, cy + radius, best);
       }
       for (int offset = -radius + kCoarseStep; offset < radius; offset += kCoarseStep) {
-        OfferCoarse(block, cx - radius, cy + offset, predictor, best);
-        OfferCoarse(block, cx + radius, cy + offset, predictor, best);
+        OfferCoarse(block, cx - radius, cy + offset, best);
+        OfferCoarse(block, cx + radius, cy + offset, best);
       }
     }
     return best;
@@ -198,9 +197,9 @@ class MotionSearch {
             MacroblockAt(column * kGlobalSpacing + kGlobalSpacing / 2,
                          static_cast<uint32_t>(row) * kGlobalSpacing + kGlobalSpacing / 2);
         Candidate centre;
-        OfferCoarse(block, 0, 0, MotionVector{}, centre);
+        OfferCoarse(block, 0, 0, centre);
         ballots[static_cast<size_t>(row) * voting_columns + column] =
-            SearchRings(block, centre, MotionVector{}).vector;
+            SearchRings(block, centre).vector;
       }
     }
     MotionVector winner;
@@ -219,13 +218,15 @@ class MotionSearch {
 
   MacroblockMotion SearchMacroblock(const Block& block, const MotionVector& left) const {
     Candidate coarse;
-    OfferCoarse(block, 0, 0, left, coarse);
-    OfferCoarse(block, left.dx, left.dy, left, coarse);
-    OfferCoarse(block, global_.dx, global_.dy, left, coarse);
-    coarse = SearchRings(block, coarse, left);
+    OfferCoarse(block, 0, 0, coarse);
+    OfferCoarse(block, left.dx, left.dy, coarse);
+    OfferCoarse(block, global_.dx, global_.dy, coarse);
+    coarse = SearchRings(block, coarse);
 
     Candidate best;
     OfferFull(block, 0, 0, left, best);
+    OfferFull(block, left.dx, left.dy, left, best);
+    OfferFull(block, global_.dx, global_.dy, left, best);
     const int cx = coarse.vector.dx;
     const int cy = coarse.vector.dy;
     OfferFull(block, cx, cy, left, best);
