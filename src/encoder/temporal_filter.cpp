@@ -13,9 +13,8 @@ void FilterLuma(std::span<const uint8_t> current, std::span<const uint8_t> previ
   uint8_t* const out = filtered.data();
   const auto samples = static_cast<std::ptrdiff_t>(filtered.size());
   // Selections instead of branches: the loop then runs a vector at a time.
-#pragma omp parallel for simd num_threads(kTeamSize) \
-    schedule(static) if (parallel                    \
-                         : current.size() >= kSamplesWorthATeam)
+#pragma omp parallel for num_threads(kTeamSize) \
+    schedule(static) if (current.size() >= kSamplesWorthATeam)
   for (std::ptrdiff_t i = 0; i < samples; ++i) {
     const int c = now[i];
     const int p = before[i];
