@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <random>
 
 #include "entropy/naive_coders.h"
 #include "entropy/rans_frequency_table.h"
@@ -205,6 +206,47 @@ TEST(RansFrequencyTable, StoredFormReadsBack) {
   EXPECT_EQ(loaded.entry_count, 3u);
   bytes.pop_back();
   EXPECT_FALSE(LoadRansFrequencyTable(bytes, loaded));
+}
+
+TEST(RansDecodePrefix, FindsTheEndOfAStreamBeforeOtherBytes) {
+  std::mt19937 random(11);
+  for (const size_t count : {1u, 2u, 3u, 50u, 5000u}) {
+    for (const uint32_t values : {1u, 2u, 5u, 200u, 256u}) {
+      Bytes input(count);
+      // Squared, so that some values are rare and shed two bytes.
+      for (uint8_t& byte : input) {
+        const auto pick = static_cast<uint32_t>(random() % values);
+        byte = static_cast<uint8_t>(pick * pick / values);
+      }
+      const Bytes stream = RansEncodeBytes(input);
+      for (const size_t surplus : {0u, 1u, 2u, 400u}) {
+        Bytes bytes = stream;
+        for (size_t i = 0; i < surplus; ++i) bytes.push_back(static_cast<uint8_t>(random()));
+        Bytes output(count);
+        size_t size = 0;
+        ASSERT_TRUE(RansDecodePrefix(bytes, output, size));
+        EXPECT_EQ(size, stream.size());
+        EXPECT_EQ(output, input);
+      }
+    }
+  }
+}
+
+TEST(RansDecodePrefix, RefusesAStreamThatDoesNotEnd) {
+  Bytes input;
+  for (size_t i = 0; i < 300; ++i) input.push_back(static_cast<uint8_t>(i * i / 7));
+  const Bytes stream = RansEncodeBytes(input);
+  for (size_t cut = 0; cut < stream.size(); ++cut) {
+    Bytes output(input.size());
+    size_t size = 77;
+    EXPECT_FALSE(RansDecodePrefix(std::span(stream).first(cut), output, size)) << cut;
+    EXPECT_EQ(size, 77u);
+  }
+  Bytes other(input.size() - 1);
+  Bytes none;
+  size_t size = 0;
+  EXPECT_FALSE(RansDecodePrefix(stream, other, size));
+  EXPECT_FALSE(RansDecodePrefix(stream, none, size));
 }
 
 }  // namespace
