@@ -1,0 +1,55 @@
+// The sound coders behind one door: a PCM track in, a payload out, and back.
+//
+// A payload starts either with the ADPCM header (its first field is the sample
+// rate) or with the tag of the transform coder; the tag alone tells which.
+// Every payload decodes by itself.
+#ifndef QOLM_AUDIO_AUDIO_CODER_H_
+#define QOLM_AUDIO_AUDIO_CODER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "audio/pcm_track.h"
+
+namespace qolm::audio {
+
+enum class AudioCodingMode : uint16_t { kAdpcm = 1, kTransform = 2 };
+
+// A piece of sound, channels interleaved.
+struct PcmView {
+  uint32_t sample_rate = 0;  // Hz
+  uint32_t channels = 0;
+  std::span<const int16_t> samples;
+};
+
+// Codes `sound` as one payload. False, and no payload, when the rate or the
+// channel count is 0 or there are no samples; in transform mode also for
+// channel counts other than 1 and 2, for rates from 3,276,800 Hz on and for 2^31
+// values and more; in ADPCM mode also for channel counts from 65,536 on, 2^32
+// samples per channel, and the one rate that would read as the transform's tag.
+[[nodiscard]] bool EncodeAudio(const PcmView& sound, AudioCodingMode mode,
+                               std::vector<uint8_t>& payload);
+
+// A payload's size is known only after coding it; this one is never below it. It
+// is close for ADPCM (a little over half a byte a value). Transform coding may
+// take three bytes for every value and in practice takes far below one, so where
+// this bound does not fit, only coding the track tells.
+uint64_t LargestAudioPayload(uint64_t sample_values, uint32_t sample_rate, uint32_t channels,
+                             AudioCodingMode mode);
+
+// Decodes a payload and appends its samples to `track`, taking over rate and
+// channel count when the track has no samples yet. `max_values` bounds the
+// track's sample values after the call; nothing is appended before every stream
+// of the payload has been decoded. An incomplete last frame of channels that the
+// payload counts is not delivered. False, with the track as it was, for a
+// malformed payload, a channel count other than 1 and 2, a payload that takes the
+// track past `max_values`, and one whose rate or channel count is not that of the
+// samples that the track already has.
+[[nodiscard]] bool DecodeAudio(std::span<const uint8_t> payload, uint64_t max_values,
+                               PcmTrack& track);
+
+}  // namespace qolm::audio
+
+#endif  // QOLM_AUDIO_AUDIO_CODER_H_

@@ -1,0 +1,55 @@
+// Transform-coded sound as a payload.
+//
+// Payload, little-endian:
+//   0   4   the tag "OPUS" (it names no codec here)
+//   4   4   sample rate in Hz
+//   8   2   channel count, 1 or 2
+//   10  2   N, the frame length in samples per channel: 20 ms, at least 64
+//   12  4   F, the number of frames: ceil(S / N) + 1 for S samples per channel
+//   16  4   number of sample values in the input, all channels
+//   20  2   size of stream 1, its low 16 bits
+//   22  4   size of stream 2
+//   26  2   size of stream 3, its low 16 bits; 0 for one channel
+//   28  4   size of stream 4; 0 for one channel
+//   32      streams 1, 2 and, for two channels, 3 and 4
+// Streams 1 and 3 are plain rANS streams of 16 scale bytes a frame, streams 2 and
+// 4 coefficient streams of N levels a frame. Two channels are coded as mid and
+// side, halves of sum and difference; streams 1 and 2 belong to mid.
+//
+// What surprises the reader: the sizes of streams 1 and 3 overflow their fields
+// after a few minutes of sound. For one channel the payload's own size tells what
+// is missing. For two, stream 1 is decoded over all that follows: the coder's
+// state is back at its start value exactly where the stream ends.
+#ifndef QOLM_AUDIO_TRANSFORM_PAYLOAD_H_
+#define QOLM_AUDIO_TRANSFORM_PAYLOAD_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "audio/pcm_track.h"
+
+namespace qolm::audio {
+
+inline constexpr size_t kTransformHeaderBytes = 32;
+inline constexpr uint32_t kTransformTag = 0x5355504F;  // "OPUS", read as a number
+
+// N, before it is held against the 16 bits that it is stored in.
+uint32_t FrameLengthFor(uint32_t sample_rate);
+
+// Codes `samples`, channels interleaved; a last incomplete frame of channels is
+// only counted. False, and no payload, when there are no samples or 2^31 and more,
+// the rate is 0 or so high that N passes 65535, or the channel count is not 1 or
+// 2. Takes memory for the levels of one channel and their tokens beyond the input.
+[[nodiscard]] bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate,
+                                        uint32_t channels, std::vector<uint8_t>& payload);
+
+// Appends the payload's samples; see DecodeAudio. Takes memory for all levels
+// beyond the track.
+[[nodiscard]] bool DecodeAudioTransform(std::span<const uint8_t> payload, uint64_t max_values,
+                                        PcmTrack& track);
+
+}  // namespace qolm::audio
+
+#endif  // QOLM_AUDIO_TRANSFORM_PAYLOAD_H_

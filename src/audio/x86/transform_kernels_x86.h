@@ -1,0 +1,15 @@
+// The x86 variants of the transform's kernel. Each file of this folder is
+// compiled for its own instruction set and shares no inline helper with baseline
+// code, lest the linker hand a wide copy of a helper to a baseline caller.
+#ifndef QOLM_AUDIO_X86_TRANSFORM_KERNELS_X86_H_
+#define QOLM_AUDIO_X86_TRANSFORM_KERNELS_X86_H_
+
+#include <cstddef>
+
+namespace qolm::audio::x86 {
+
+void AddTileProductsAvx2(const double* values, const double* basis, size_t count, double* sums);
+
+}  // namespace qolm::audio::x86
+
+#endif  // QOLM_AUDIO_X86_TRANSFORM_KERNELS_X86_H_

@@ -1,0 +1,168 @@
+#include "audio/lapped_transform.h"
+
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <cmath>
+
+#include "audio/band_quantizer.h"
+#include "audio/cosine_table.h"
+#include "audio/sounds.h"
+#include "base/simd_level.h"
+
+namespace qolm::audio {
+namespace {
+
+using test::Samples;
+
+constexpr double kPi = 3.14159265358979323846;
+
+// The sum as it is defined, without folding.
+std::vector<double> NaiveForward(const Samples& samples, size_t n, size_t block) {
+  std::vector<double> coefficients(n, 0.0);
+  for (size_t k = 0; k < n; ++k) {
+    for (size_t i = 0; i < 2 * n; ++i) {
+      const auto at = static_cast<double>(i);
+      const auto length = static_cast<double>(n);
+      const auto window = static_cast<float>(std::sin((at + 0.5) * kPi / (2.0 * length)));
+      const float product = static_cast<float>(samples[block * n + i]) * window;
+      coefficients[k] +=
+          static_cast<double>(product) *
+          std::cos(kPi / length * (at + 0.5 + length / 2.0) * (static_cast<double>(k) + 0.5));
+    }
+  }
+  return coefficients;
+}
+
+std::vector<double> Forward(const LappedTransform& transform, const Samples& samples) {
+  std::vector<double> coefficients(samples.size() - transform.frame_length());
+  transform.Forward(samples, coefficients);
+  return coefficients;
+}
+
+TEST(CosineOfPi, IsTheCosine) {
+  for (const uint64_t q : {1ull, 2ull, 3ull, 7ull, 256ull, 3840ull, 262140ull}) {
+    for (uint64_t p = 0; p <= 5 * q; p += 1 + q / 1000) {
+      const double argument = kPi * static_cast<double>(p) / static_cast<double>(q);
+      EXPECT_NEAR(CosineOfPi(p, q), std::cos(argument), 3e-15) << p << '/' << q;
+    }
+  }
+  EXPECT_EQ(CosineOfPi(0, 5), 1.0);
+  EXPECT_EQ(CosineOfPi(5, 5), -1.0);
+  EXPECT_EQ(CosineOfPi(3, 6), 0.0);
+  EXPECT_EQ(CosineOfPi(9, 6), 0.0);
+  for (uint64_t p = 0; p <= 3840; ++p) {
+    ASSERT_EQ(CosineOfPi(p, 3840), CosineOfPi(2 * 3840 - p, 3840));
+    ASSERT_EQ(CosineOfPi(p, 3840), -CosineOfPi(3840 - p, 3840));
+  }
+}
+
+TEST(LappedTransform, AgreesWithTheDirectSum) {
+  for (const uint32_t n : {64u, 65u, 160u, 220u, 441u, 640u, 960u}) {
+    const LappedTransform transform(n);
+    const Samples samples = test::Noise(8 * n, 32767, n);
+    const std::vector<double> coefficients = Forward(transform, samples);
+    for (const size_t block : {0u, 3u, 6u}) {
+      const std::vector<double> naive = NaiveForward(samples, n, block);
+      for (size_t k = 0; k < n; ++k) {
+        ASSERT_NEAR(coefficients[block * n + k], naive[k], 1e-6) << n << ' ' << k;
+      }
+    }
+  }
+}
+
+TEST(LappedTransform, LevelsAreThoseOfTheDirectSum) {
+  for (const uint32_t n : {64u, 441u, 960u}) {
+    const LappedTransform transform(n);
+    const BandEdges edges = BandEdgesFor(n);
+    const Samples samples = test::SpeechLike(6 * n, 50 * n);
+    const std::vector<double> coefficients = Forward(transform, samples);
+    for (size_t block = 0; block < 5; ++block) {
+      const std::vector<double> naive = NaiveForward(samples, n, block);
+      std::vector<uint8_t> scales(kBandCount), naive_scales(kBandCount);
+      std::vector<int16_t> levels(n), naive_levels(n);
+      QuantizeFrame(edges, kMainStrength, coefficients.data() + block * n, scales.data(),
+                    levels.data());
+      QuantizeFrame(edges, kMainStrength, naive.data(), naive_scales.data(), naive_levels.data());
+      ASSERT_EQ(scales, naive_scales);
+      for (size_t b = 0; b < kBandCount; ++b) {
+        for (size_t k = edges[b]; k < edges[b + 1]; ++k) {
+          const double quotient = std::fabs(naive[k]) / StepOfScale(scales[b]);
+          const bool at_border = std::fabs(quotient - std::floor(quotient) - 0.5) < 1e-6 ||
+                                 std::fabs(quotient - 0.75) < 1e-9;
+          if (at_border) continue;
+          ASSERT_EQ(levels[k], naive_levels[k]) << n << ' ' << k;
+        }
+      }
+    }
+  }
+}
+
+TEST(LappedTransform, InverseGivesTheSignalBack) {
+  for (const uint32_t n : {64u, 65u, 441u, 960u}) {
+    const LappedTransform transform(n);
+    const Samples samples = test::Noise(9 * n, 32767, n);
+    const std::vector<double> coefficients = Forward(transform, samples);
+    std::vector<float> blocks(2 * coefficients.size());
+    transform.Inverse(coefficients, blocks);
+    // The outermost frames lie in one block only.
+    for (size_t i = n; i < 8 * n; ++i) {
+      const size_t block = i / n;
+      const float sum = blocks[2 * block * n + i % n] + blocks[(2 * block - 1) * n + i % n];
+      ASSERT_NEAR(sum, samples[i], 0.02) << n << ' ' << i;
+    }
+  }
+}
+
+TEST(LappedTransform, SameBitsForEveryLevelAndBatch) {
+  for (const uint32_t n : {64u, 67u, 441u, 960u}) {
+    const LappedTransform transform(n);
+    for (const size_t count : {1u, 5u, 6u, 7u, 13u}) {
+      const Samples samples = test::Noise((count + 1) * n, 30000, n);
+      ForceSimdLevel(SimdLevel::kScalar);
+      const std::vector<double> scalar = Forward(transform, samples);
+      std::vector<float> scalar_blocks(2 * count * n);
+      transform.Inverse(scalar, scalar_blocks);
+      ForceSimdLevel(DetectedSimdLevel());
+      const std::vector<double> best = Forward(transform, samples);
+      std::vector<float> best_blocks(2 * count * n);
+      transform.Inverse(best, best_blocks);
+      ASSERT_EQ(scalar, best);
+      ASSERT_EQ(scalar_blocks, best_blocks);
+      // One block at a time.
+      for (size_t b = 0; b < count; ++b) {
+        const auto first = samples.begin() + static_cast<ptrdiff_t>(b * n);
+        const std::vector<double> alone =
+            Forward(transform, Samples(first, first + static_cast<ptrdiff_t>(2 * n)));
+        ASSERT_TRUE(
+            std::equal(alone.begin(), alone.end(), best.begin() + static_cast<ptrdiff_t>(b * n)));
+      }
+    }
+  }
+}
+
+TEST(LappedTransform, SameBitsForEveryThreadCount) {
+  const LappedTransform transform(960);
+  const Samples samples = test::Noise((transform.batch_blocks() + 1) * 960, 30000);
+  const std::vector<double> expected = Forward(transform, samples);
+  const int limit = omp_get_max_threads();
+  for (const int threads : {1, 2, 3, 8}) {
+    // Nested teams have one thread; dynamic ones as many as the runtime likes.
+    omp_set_num_threads(threads);
+    omp_set_dynamic(1);
+    EXPECT_EQ(Forward(transform, samples), expected);
+    omp_set_dynamic(0);
+  }
+  omp_set_num_threads(limit);
+  std::vector<double> nested;
+  omp_set_max_active_levels(1);
+#pragma omp parallel num_threads(2)
+  {
+#pragma omp single
+    nested = Forward(transform, samples);
+  }
+  EXPECT_EQ(nested, expected);
+}
+
+}  // namespace
+}  // namespace qolm::audio

@@ -1,0 +1,233 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include "audio/audio_coder.h"
+#include "audio/sounds.h"
+#include "audio/transform_payload.h"
+#include "base/byte_order.h"
+#include "base/simd_level.h"
+#include "entropy/coefficient_stream.h"
+#include "entropy/rans.h"
+
+namespace qolm::audio {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using test::Samples;
+
+constexpr uint64_t kNoLimit = 1ull << 31;
+
+Bytes Encode(const Samples& samples, uint32_t rate, uint32_t channels) {
+  Bytes payload;
+  EXPECT_TRUE(EncodeAudioTransform(samples, rate, channels, payload));
+  return payload;
+}
+
+PcmTrack Decode(const Bytes& payload) {
+  PcmTrack track;
+  EXPECT_TRUE(DecodeAudio(payload, kNoLimit, track));
+  return track;
+}
+
+TEST(FrameLength, IsTwentyMillisecondsAndAtLeast64) {
+  EXPECT_EQ(FrameLengthFor(48000), 960u);
+  EXPECT_EQ(FrameLengthFor(2000), 64u);
+  EXPECT_EQ(FrameLengthFor(22050), 441u);
+  EXPECT_EQ(FrameLengthFor(11025), 220u);
+}
+
+TEST(TransformPayload, OfSilenceByteForByte) {
+  // 100 samples of N = 64: three frames, 48 scale bytes and 192 levels, all 0.
+  // Levels: three empty blocks, tokens 2 and 3, so one plain stream of two values.
+  const Bytes expected = {
+      'O', 'P', 'U', 'S', 0xD0, 0x07, 0, 0, 1, 0, 64, 0, 3, 0, 0, 0, 100, 0, 0, 0,  //
+      13, 0, 25, 0, 0, 0, 0, 0, 0, 0, 0, 0,                                         //
+      48, 0, 0, 0, 1, 0, 0, 0x00, 0x10, 0, 0, 1, 0,                                 //
+      // 3 (cum 2048) takes the state to 32 * 4096 + 2048, 2 (cum 0) to 65 * 4096.
+      2, 0, 0, 0, 0, 2, 0, 0, 0, 2, 0, 2, 0x00, 0x08, 3, 0x00, 0x08, 0x00, 0x10, 0x04, 0x00};
+  Bytes with_size = expected;
+  with_size[22] = static_cast<uint8_t>(expected.size() - 32 - 13);
+  EXPECT_EQ(Encode(Samples(100, 0), 2000, 1), with_size);
+  EXPECT_EQ(Decode(with_size).samples, Samples(100, 0));
+}
+
+TEST(TransformPayload, HeaderAndStreamsOfStereo) {
+  const Samples samples = test::Interleave(test::Noise(1000, 9000, 1), test::Noise(1000, 9000, 2));
+  const Bytes payload = Encode(samples, 8000, 2);
+  const uint8_t* bytes = payload.data();
+  EXPECT_EQ(Bytes(bytes, bytes + 4), (Bytes{'O', 'P', 'U', 'S'}));
+  EXPECT_EQ(LoadLe32(bytes + 4), 8000u);
+  EXPECT_EQ(LoadLe16(bytes + 8), 2);
+  EXPECT_EQ(LoadLe16(bytes + 10), 160);
+  EXPECT_EQ(LoadLe32(bytes + 12), 8u);  // 6.25 frames, rounded up, and one
+  EXPECT_EQ(LoadLe32(bytes + 16), 2000u);
+  const size_t sizes[4] = {LoadLe16(bytes + 20), LoadLe32(bytes + 22), LoadLe16(bytes + 26),
+                           LoadLe32(bytes + 28)};
+  ASSERT_EQ(payload.size(), 32 + sizes[0] + sizes[1] + sizes[2] + sizes[3]);
+  size_t at = 32;
+  for (size_t s = 0; s < 4; ++s) {
+    const Bytes stream(bytes + at, bytes + at + sizes[s]);
+    if (s % 2 == 0) {
+      Bytes scales(8 * 16);
+      EXPECT_TRUE(entropy::RansDecodeBytes(stream, scales));
+    } else {
+      Samples levels(8 * 160);
+      EXPECT_TRUE(entropy::DecodeCoefficients(stream, levels));
+    }
+    at += sizes[s];
+  }
+}
+
+TEST(TransformPayload, StereoIsCodedAsMidAndSide) {
+  // Equal sides: mid is the one channel, side is silent. Streams 1 and 2 are those
+  // of the mono track, the size of the count field apart.
+  const Samples mono = test::SpeechLike(3000, 16000);
+  const Bytes one = Encode(mono, 16000, 1);
+  const Bytes two = Encode(test::Interleave(mono, mono), 16000, 2);
+  ASSERT_EQ(Bytes(one.begin() + 20, one.begin() + 26), Bytes(two.begin() + 20, two.begin() + 26));
+  EXPECT_TRUE(std::equal(one.begin() + 32, one.end(), two.begin() + 32));
+  const PcmTrack track = Decode(two);
+  EXPECT_EQ(track.channels, 2);
+  const PcmTrack mono_track = Decode(one);
+  for (size_t i = 0; i < mono.size(); ++i) {
+    ASSERT_EQ(track.samples[2 * i], mono_track.samples[i]);
+    ASSERT_EQ(track.samples[2 * i + 1], mono_track.samples[i]);
+  }
+}
+
+TEST(TransformPayload, HalvesTruncateTowardZero) {
+  // (-3 + 0) / 2 = -1 in both coded channels: the same as left -2, right 0.
+  Samples odd, even;
+  for (int i = 0; i < 500; ++i) {
+    odd.insert(odd.end(), {static_cast<int16_t>(-30001), 0});
+    even.insert(even.end(), {static_cast<int16_t>(-30000), 0});
+  }
+  EXPECT_EQ(Encode(odd, 8000, 2), Encode(even, 8000, 2));
+}
+
+TEST(TransformPayload, RefusesWhatItCannotStore) {
+  const Samples samples(10, 1);
+  Bytes payload(3);
+  EXPECT_FALSE(EncodeAudioTransform({}, 8000, 1, payload));
+  EXPECT_TRUE(payload.empty());
+  EXPECT_FALSE(EncodeAudioTransform(samples, 0, 1, payload));
+  EXPECT_FALSE(EncodeAudioTransform(samples, 8000, 0, payload));
+  EXPECT_FALSE(EncodeAudioTransform(samples, 8000, 3, payload));
+  EXPECT_FALSE(EncodeAudio({8000, 3, samples}, AudioCodingMode::kTransform, payload));
+  EXPECT_FALSE(EncodeAudioTransform(samples, 65536 * 50, 1, payload));
+  EXPECT_TRUE(payload.empty());
+}
+
+TEST(TransformPayload, ExactSampleCounts) {
+  for (const uint32_t rate : {2000u, 22050u}) {
+    const size_t n = FrameLengthFor(rate);
+    for (const size_t count : {size_t{1}, n - 1, n, n + 1, 2 * n, 200 * n + 3}) {
+      const Samples mono = test::SineSweep(count, rate, 5000);
+      const Bytes payload = Encode(mono, rate, 1);
+      EXPECT_EQ(LoadLe32(payload.data() + 12), (count + n - 1) / n + 1);
+      const PcmTrack track = Decode(payload);
+      EXPECT_EQ(track.samples.size(), count);
+      EXPECT_EQ(track.sample_rate, rate);
+      EXPECT_EQ(track.channels, 1);
+      const Samples stereo = test::Interleave(mono, mono);
+      EXPECT_EQ(Decode(Encode(stereo, rate, 2)).samples.size(), 2 * count);
+      // A left sample without its right one is counted and not delivered.
+      Samples odd = stereo;
+      odd.push_back(1);
+      const Bytes odd_payload = Encode(odd, rate, 2);
+      EXPECT_EQ(LoadLe32(odd_payload.data() + 16), 2 * count + 1);
+      EXPECT_EQ(Decode(odd_payload).samples.size(), 2 * count);
+    }
+  }
+  EXPECT_TRUE(Decode(Encode({5}, 2000, 2)).samples.empty());
+}
+
+TEST(TransformPayload, SameBytesAndSamplesForEveryLevelAndThreadCount) {
+  const Samples samples =
+      test::Interleave(test::SpeechLike(50000, 48000), test::Noise(50000, 3000, 5));
+  const Bytes expected = Encode(samples, 48000, 2);
+  const Samples decoded = Decode(expected).samples;
+  ForceSimdLevel(SimdLevel::kScalar);
+  EXPECT_EQ(Encode(samples, 48000, 2), expected);
+  EXPECT_EQ(Decode(expected).samples, decoded);
+  ForceSimdLevel(DetectedSimdLevel());
+  const int before = omp_get_max_threads();
+  for (const int threads : {1, 2, 3, 8}) {
+    omp_set_num_threads(threads);
+    omp_set_dynamic(1);
+    EXPECT_EQ(Encode(samples, 48000, 2), expected);
+    EXPECT_EQ(Decode(expected).samples, decoded);
+    omp_set_dynamic(0);
+  }
+  omp_set_num_threads(before);
+  omp_set_max_active_levels(1);
+#pragma omp parallel num_threads(2)
+  {
+#pragma omp single
+    {
+      EXPECT_EQ(Encode(samples, 48000, 2), expected);
+      EXPECT_EQ(Decode(expected).samples, decoded);
+    }
+  }
+}
+
+TEST(DecodeAudio, PiecesAppendToTheExactCount) {
+  const Samples samples =
+      test::Interleave(test::SpeechLike(10001, 8000), test::SineSweep(10001, 8000, 4000));
+  for (const AudioCodingMode mode : {AudioCodingMode::kAdpcm, AudioCodingMode::kTransform}) {
+    PcmTrack track;
+    size_t at = 0;
+    for (size_t size = 2; at < samples.size(); size = size * 3 + 2) {
+      const size_t count = std::min(size, samples.size() - at);
+      Bytes payload;
+      ASSERT_TRUE(EncodeAudio({8000, 2, std::span(samples).subspan(at, count)}, mode, payload));
+      at += count;
+      ASSERT_TRUE(DecodeAudio(payload, samples.size(), track));
+      ASSERT_EQ(track.samples.size(), at);
+    }
+    EXPECT_EQ(track.sample_rate, 8000u);
+    EXPECT_EQ(track.channels, 2);
+    EXPECT_GT(test::SignalToNoise(samples, track.samples), 15.0);
+  }
+}
+
+TEST(DecodeAudio, KeepsToTheLimitAndToTheTracksKind) {
+  for (const AudioCodingMode mode : {AudioCodingMode::kAdpcm, AudioCodingMode::kTransform}) {
+    const Samples samples(300, 7);
+    Bytes payload, stereo, faster;
+    ASSERT_TRUE(EncodeAudio({8000, 1, samples}, mode, payload));
+    ASSERT_TRUE(EncodeAudio({8000, 2, samples}, mode, stereo));
+    ASSERT_TRUE(EncodeAudio({8001, 1, samples}, mode, faster));
+    PcmTrack track;
+    EXPECT_FALSE(DecodeAudio(payload, 299, track));
+    EXPECT_EQ(track.sample_rate, 0u);
+    EXPECT_TRUE(DecodeAudio(payload, 300, track));
+    EXPECT_FALSE(DecodeAudio(payload, 599, track));
+    EXPECT_TRUE(DecodeAudio(payload, 600, track));
+    EXPECT_FALSE(DecodeAudio(stereo, kNoLimit, track));
+    EXPECT_FALSE(DecodeAudio(faster, kNoLimit, track));
+    EXPECT_EQ(track.samples.size(), 600u);
+    EXPECT_EQ(track.channels, 1);
+  }
+}
+
+TEST(LargestAudioPayload, IsNeverExceeded) {
+  for (const size_t count : {size_t{1}, size_t{64}, size_t{1000}, size_t{20000}}) {
+    const std::vector<Samples> sounds = {Samples(count, 0), test::Noise(count, 32767),
+                                         test::Square(count, 1),
+                                         test::SineSweep(count, 2000, 30000)};
+    for (const Samples& samples : sounds) {
+      for (const uint32_t channels : {1u, 2u}) {
+        for (const AudioCodingMode mode : {AudioCodingMode::kAdpcm, AudioCodingMode::kTransform}) {
+          Bytes payload;
+          ASSERT_TRUE(EncodeAudio({2000, channels, samples}, mode, payload));
+          EXPECT_LE(payload.size(), LargestAudioPayload(count, 2000, channels, mode));
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace qolm::audio
