@@ -1,0 +1,344 @@
+// The audio source over real files, which each test writes for itself.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "media/audio_source.h"
+#include "media/platform.h"
+#include "support/media_audio_writer.h"
+#include "support/temporary_folder.h"
+
+namespace qolm::media {
+namespace {
+
+using ::qolm::test::Signal;
+using ::qolm::test::SoundClip;
+using ::qolm::test::WriteSoundClip;
+
+// Every sample tells its number.
+int16_t Numbered(int64_t index, int /*channel*/) { return static_cast<int16_t>(1 + index % 30000); }
+
+Signal Tone(double frequency, int rate) {
+  return [=](int64_t index, int) {
+    const double phase = 2 * M_PI * frequency * static_cast<double>(index) / rate;
+    return static_cast<int16_t>(std::lround(12000 * std::sin(phase)));
+  };
+}
+
+// A tone whose pitch rises, so that only the right place fits.
+Signal Sweep(int rate) {
+  return [=](int64_t index, int) {
+    const double t = static_cast<double>(index) / rate;
+    return static_cast<int16_t>(std::lround(12000 * std::sin(2 * M_PI * (500 + 1000 * t) * t)));
+  };
+}
+
+double Decibels(double signal, double noise) { return 10 * std::log10(signal / (noise + 1e-9)); }
+
+// How well the samples from `first` on are the signal from its sample 0 on,
+// without the 50 ms at both ends where codecs swing in and out.
+double Fidelity(const std::vector<int16_t>& samples, int64_t first, const Signal& signal) {
+  double power = 0;
+  double noise = 0;
+  for (int64_t i = 2400; i < static_cast<int64_t>(samples.size()) - first - 2400; ++i) {
+    const double expected = signal(i, 0);
+    const double error = samples[static_cast<size_t>(first + i)] - expected;
+    power += expected * expected;
+    noise += error * error;
+  }
+  return Decibels(power, noise);
+}
+
+std::vector<int16_t> NumberedSamples(int64_t first, int64_t count) {
+  std::vector<int16_t> samples;
+  for (int64_t i = first; i < first + count; ++i) samples.push_back(Numbered(i, 0));
+  return samples;
+}
+
+void Append(std::vector<int16_t>& samples, const std::vector<int16_t>& more) {
+  samples.insert(samples.end(), more.begin(), more.end());
+}
+
+class AudioFilesTest : public ::testing::Test {
+ protected:
+  std::filesystem::path Write(const std::string& name, const SoundClip& clip,
+                              const Signal& signal = Numbered) {
+    const std::filesystem::path path = folder_ / name;
+    WriteSoundClip(path, clip, signal);
+    return path;
+  }
+  PcmTrack Read(const std::filesystem::path& path, int channels = 1, int rate = 48000) {
+    AudioOptions options;
+    options.channels = channels;
+    options.sample_rate = rate;
+    PcmTrack track;
+    EXPECT_TRUE(AudioSource(platform_.MakeAudioFramework()).ReadAll(path, options, track)) << path;
+    EXPECT_EQ(track.channels, channels);
+    EXPECT_EQ(track.sample_rate, static_cast<uint32_t>(rate));
+    return track;
+  }
+  bool CanRead(const std::filesystem::path& path) {
+    PcmTrack track;
+    return AudioSource(platform_.MakeAudioFramework()).ReadAll(path, AudioOptions{}, track);
+  }
+
+  test::TemporaryFolder folder_;
+  Platform platform_;
+};
+
+TEST_F(AudioFilesTest, LosslessSoundKeepsEverySample) {
+  for (const auto& [name, codec] : {std::pair{"a.wav", "pcm_s16le"},
+                                    {"a.mkv", "pcm_s16le"},
+                                    {"b.mkv", "flac"},
+                                    {"a.flac", "flac"},
+                                    {"a.mov", "pcm_s16be"},
+                                    {"a.avi", "pcm_s16le"},
+                                    {"c.mkv", "pcm_s24le"}}) {
+    SoundClip clip;
+    clip.codec = codec;
+    clip.samples = 480'123;  // rounded timestamps would drift by now
+    EXPECT_EQ(Read(Write(name, clip)).samples, NumberedSamples(0, clip.samples)) << name;
+  }
+}
+
+TEST_F(AudioFilesTest, PrimingAndPaddingAreRemoved) {
+  for (const auto& [name, codec] : {std::pair{"a.mp4", "aac"},
+                                    {"a.mp3", "libmp3lame"},
+                                    {"a.mkv", "libopus"},
+                                    {"a.opus", "libopus"}}) {
+    SoundClip clip;
+    clip.codec = codec;
+    clip.samples = 100'000;
+    const Signal sweep = Sweep(clip.rate);
+    const PcmTrack track = Read(Write(name, clip, sweep));
+    EXPECT_NEAR(static_cast<double>(track.samples.size()), 100'000, 48) << name;
+    EXPECT_GT(Fidelity(track.samples, 0, sweep), 20) << name;
+  }
+}
+
+TEST_F(AudioFilesTest, AacInMp4HasItsExactLength) {
+  SoundClip clip;
+  clip.codec = "aac";
+  clip.samples = 70'032;  // its edit list counts whole milliseconds
+  EXPECT_EQ(Read(Write("a.mp4", clip, Sweep(clip.rate))).samples.size(), 70'032u);
+}
+
+TEST_F(AudioFilesTest, ATransportStreamsSoundStaysWithItsPicture) {
+  for (const char* const codec : {"aac", "libmp3lame", "mp2", "libopus"}) {
+    SoundClip clip;
+    clip.codec = codec;
+    clip.samples = 96'000;
+    clip.pictures = 50;
+    const Signal sweep = Sweep(clip.rate);
+    const PcmTrack track = Read(Write(std::string(codec) + ".ts", clip, sweep));
+    EXPECT_GT(Fidelity(track.samples, 0, sweep), 20) << codec;
+    EXPECT_GE(track.samples.size(), 96'000u) << codec;
+    EXPECT_LT(track.samples.size(), 96'000u + 3000u) << codec;
+  }
+}
+
+TEST_F(AudioFilesTest, SoundThatStartsLateIsPadded) {
+  SoundClip clip;
+  clip.pictures = 50;
+  clip.start = 0.5;
+  std::vector<int16_t> expected(24'000, 0);
+  Append(expected, NumberedSamples(0, clip.samples));
+  EXPECT_EQ(Read(Write("late.mkv", clip)).samples, expected);
+  clip.codec = "aac";
+  clip.start = 24'064 / 48'000.0;  // with the priming ahead of it a whole millisecond
+  const Signal sweep = Sweep(clip.rate);
+  for (const char* const name : {"late.mp4", "late.ts"}) {
+    const PcmTrack track = Read(Write(name, clip, sweep));
+    EXPECT_GT(Fidelity(track.samples, 24'064, sweep), 20) << name;
+  }
+}
+
+TEST_F(AudioFilesTest, SoundThatStartsEarlyIsCut) {
+  SoundClip clip;
+  clip.pictures = 50;
+  clip.picture_start = 0.3;
+  EXPECT_EQ(Read(Write("early.mkv", clip)).samples, NumberedSamples(14'400, 33'600));
+}
+
+TEST_F(AudioFilesTest, GapsAreSilentAndOverlapsFallAway) {
+  SoundClip clip;
+  clip.packet_samples = 4800;
+  clip.samples = 48'000;
+  clip.shift = [](int packet) { return packet >= 4 ? 0.25 : 0.0; };
+  std::vector<int16_t> expected = NumberedSamples(0, 4 * 4800);
+  expected.resize(expected.size() + 12'000);
+  Append(expected, NumberedSamples(4 * 4800, 6 * 4800));
+  EXPECT_EQ(Read(Write("gap.mkv", clip)).samples, expected);
+
+  clip.shift = [](int packet) { return packet >= 4 ? -0.05 : 0.0; };
+  expected = NumberedSamples(0, 4 * 4800);
+  Append(expected, NumberedSamples(4 * 4800 + 2400, 6 * 4800 - 2400));
+  EXPECT_EQ(Read(Write("overlap.mkv", clip)).samples, expected);
+
+  clip.shift = [](int packet) { return packet % 2 == 0 ? 0.03 : 0.0; };
+  clip.samples = 11 * 4800;
+  EXPECT_EQ(Read(Write("jitter.mkv", clip)).samples, NumberedSamples(0, 11 * 4800));
+}
+
+TEST_F(AudioFilesTest, DamagedAndLostPacketsAreSilenceOfTheirLength) {
+  SoundClip clip;
+  clip.codec = "flac";
+  clip.samples = 20 * 4608;  // the encoder's own packets
+  std::vector<int16_t> expected = NumberedSamples(0, clip.samples);
+  std::fill_n(expected.begin() + 5 * 4608, 4608, int16_t{0});
+  std::fill_n(expected.begin() + 9 * 4608, 2 * 4608, int16_t{0});
+  clip.damaged_packets = {5, 9, 10};
+  EXPECT_EQ(Read(Write("damaged.mkv", clip)).samples, expected);
+  clip.dropped_packets = {5, 9, 10};
+  EXPECT_EQ(Read(Write("lost.mkv", clip)).samples, expected);
+}
+
+TEST_F(AudioFilesTest, DamagedAacKeepsItsLength) {
+  SoundClip clip;
+  clip.codec = "aac";
+  clip.damaged_packets = {10, 11, 20};
+  EXPECT_EQ(Read(Write("damaged.mp4", clip, Sweep(clip.rate))).samples.size(), 48'000u);
+}
+
+TEST_F(AudioFilesTest, SurroundIsMixedDownWithTheStandardWeights) {
+  struct Case {
+    const char* layout;
+    int channel;
+    int left, right;
+  };
+  // Of 10000: 1 / 2.414, 0.707 / 2.414; for 7.1 of 1 / 3.121, 0.707 / 3.121.
+  for (const Case& c :
+       {Case{"5.1", 0, 4142, 0}, Case{"5.1", 1, 0, 4142}, Case{"5.1", 2, 2929, 2929},
+        Case{"5.1", 3, 0, 0}, Case{"5.1", 4, 2929, 0}, Case{"5.1", 5, 0, 2929},
+        Case{"7.1", 0, 3204, 0}, Case{"7.1", 2, 2265, 2265}, Case{"7.1", 4, 2265, 0},
+        Case{"7.1", 7, 0, 2265}}) {
+    SoundClip clip;
+    clip.codec = "flac";
+    clip.layout = c.layout;
+    clip.samples = 5000;
+    const auto path = Write("surround.flac", clip, [&c](int64_t, int channel) {
+      return static_cast<int16_t>(channel == c.channel ? 10000 : 0);
+    });
+    const PcmTrack stereo = Read(path, 2);
+    ASSERT_EQ(stereo.samples.size(), 10'000u);
+    EXPECT_NEAR(stereo.samples[5000], c.left, 1) << c.layout << " channel " << c.channel;
+    EXPECT_NEAR(stereo.samples[5001], c.right, 1) << c.layout << " channel " << c.channel;
+    EXPECT_NEAR(Read(path, 1).samples.at(2500), (c.left + c.right) / 2, 1);
+  }
+}
+
+TEST_F(AudioFilesTest, FullScaleSurroundDoesNotClip) {
+  SoundClip clip;
+  clip.codec = "flac";
+  clip.layout = "5.1";
+  clip.samples = 5000;
+  const auto path = Write("loud.flac", clip, [](int64_t, int) { return int16_t{32767}; });
+  EXPECT_NEAR(Read(path, 2).samples.at(5000), 32767, 1);
+}
+
+TEST_F(AudioFilesTest, MonoAndStereoTurnIntoEachOther) {
+  SoundClip clip;
+  clip.samples = 3000;
+  const PcmTrack doubled = Read(Write("mono.wav", clip), 2);
+  ASSERT_EQ(doubled.samples.size(), 6000u);
+  for (int i = 0; i < 3000; ++i) {
+    ASSERT_EQ(doubled.samples[static_cast<size_t>(2 * i)], Numbered(i, 0));
+    ASSERT_EQ(doubled.samples[static_cast<size_t>(2 * i + 1)], Numbered(i, 0));
+  }
+  clip.layout = "stereo";
+  const PcmTrack mixed = Read(Write("stereo.wav", clip, [](int64_t index, int channel) {
+    return static_cast<int16_t>(channel == 0 ? index : -2 * index);
+  }));
+  ASSERT_EQ(mixed.samples.size(), 3000u);
+  for (int i = 0; i < 3000; ++i) ASSERT_NEAR(mixed.samples[static_cast<size_t>(i)], -i / 2.0, 1);
+}
+
+TEST_F(AudioFilesTest, OtherRatesAreResampledToTheExactLength) {
+  struct Case {
+    int from, to;
+  };
+  for (const Case& c :
+       {Case{96000, 32000}, Case{8000, 48000}, Case{44100, 48000}, Case{44100, 32000}}) {
+    SoundClip clip;
+    clip.rate = c.from;
+    clip.samples = c.from * 2;
+    const PcmTrack track = Read(Write("rate.wav", clip, Tone(1000, c.from)), 1, c.to);
+    EXPECT_EQ(track.samples.size(), static_cast<size_t>(c.to) * 2) << c.from;
+    EXPECT_GT(Fidelity(track.samples, 0, Tone(1000, c.to)), 70) << c.from << " to " << c.to;
+  }
+}
+
+TEST_F(AudioFilesTest, WhatTheRateCannotHoldIsFilteredOut) {
+  SoundClip clip;
+  const PcmTrack track = Read(Write("high.wav", clip, Tone(18000, 48000)), 1, 32000);
+  for (size_t i = 500; i + 500 < track.samples.size(); ++i) ASSERT_NEAR(track.samples[i], 0, 2);
+}
+
+TEST_F(AudioFilesTest, SoundThatChangesOnTheWayIsConvertedAllTheSame) {
+  SoundClip clip;
+  clip.codec = "aac";
+  clip.samples = 96 * 1024;
+  const auto first = Write("first.ts", clip, Tone(1000, 48000));
+  clip.rate = 32000;
+  clip.layout = "stereo";
+  const auto second = Write("second.ts", clip, Tone(1000, 32000));
+  std::ofstream(first, std::ios::binary | std::ios::app)
+      << std::ifstream(second, std::ios::binary).rdbuf();
+  // Both are of 97 packets, and the second takes half as long again.
+  const PcmTrack track = Read(first);
+  EXPECT_NEAR(static_cast<double>(track.samples.size()), 97 * 1024 * 2.5, 1024);
+  // The pitch tells that both were taken at their own rate.
+  for (const ptrdiff_t start : {20'000, 200'000}) {
+    const auto begin = track.samples.begin() + start;
+    int crossings = 0;
+    for (auto i = begin; i != begin + 24'000; ++i) crossings += (i[0] < 0) != (i[1] < 0) ? 1 : 0;
+    EXPECT_NEAR(crossings, 1000, 10) << start;
+  }
+}
+
+TEST_F(AudioFilesTest, CoverArtIsNoPictureToStartWith) {
+  SoundClip clip;
+  clip.codec = "libmp3lame";
+  clip.cover_art = true;
+  EXPECT_EQ(Read(Write("cover.mp3", clip, Sweep(clip.rate))).samples.size(), 48'000u);
+}
+
+TEST_F(AudioFilesTest, ATruncatedFileGivesWhatItHolds) {
+  SoundClip clip;
+  clip.samples = 100'000;
+  const auto path = Write("short.mkv", clip);
+  std::filesystem::resize_file(path, 100'000);
+  const PcmTrack track = Read(path);
+  EXPECT_GT(track.samples.size(), 40'000u);
+  EXPECT_EQ(track.samples, NumberedSamples(0, static_cast<int64_t>(track.samples.size())));
+}
+
+TEST_F(AudioFilesTest, SoundOfWhichNothingDecodesIsNoSound) {
+  SoundClip clip;
+  clip.codec = "flac";
+  clip.samples = 4608 * 3;
+  clip.damaged_packets = {0, 1, 2};
+  EXPECT_FALSE(CanRead(Write("noise.mkv", clip)));
+}
+
+TEST_F(AudioFilesTest, WhatHasNoSoundIsRefused) {
+  EXPECT_FALSE(CanRead(folder_ / "missing.mp4"));
+  EXPECT_FALSE(CanRead(folder_.path()));
+  const auto text = folder_ / "notes.txt";
+  std::ofstream(text) << "not a media file\n";
+  EXPECT_FALSE(CanRead(text));
+  std::ofstream(folder_ / "picture.y4m") << "YUV4MPEG2 W2 H2 F25:1 C420\nFRAME\n"
+                                         << "abcdef";
+  EXPECT_FALSE(CanRead(folder_ / "picture.y4m"));
+}
+
+}  // namespace
+}  // namespace qolm::media

@@ -1,0 +1,39 @@
+// Writes small files with sound, and with a picture beside it, for tests to
+// read back.
+#ifndef QOLM_TESTS_SUPPORT_MEDIA_AUDIO_WRITER_H_
+#define QOLM_TESTS_SUPPORT_MEDIA_AUDIO_WRITER_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <set>
+#include <string>
+
+namespace qolm::test {
+
+struct SoundClip {
+  std::string codec = "pcm_s16le";
+  std::string muxer;  // by the file's ending when empty
+  std::string layout = "mono";
+  int rate = 48000;           // Hz
+  int64_t samples = 48000;    // of each channel
+  int packet_samples = 1024;  // where the codec leaves it open
+  double start = 0;           // of the sound, in seconds
+  int pictures = 0;           // of 16x16 pixels, 25 a second; none without
+  double picture_start = 0;   // seconds
+  bool cover_art = false;
+  std::set<int> dropped_packets;
+  std::set<int> damaged_packets;  // their bytes are overwritten
+  // Moves a packet in time, in seconds.
+  std::function<double(int packet)> shift;
+};
+
+// One sample by its number and channel.
+using Signal = std::function<int16_t(int64_t index, int channel)>;
+
+// Throws std::runtime_error when the file cannot be made so.
+void WriteSoundClip(const std::filesystem::path& path, const SoundClip& clip, const Signal& signal);
+
+}  // namespace qolm::test
+
+#endif  // QOLM_TESTS_SUPPORT_MEDIA_AUDIO_WRITER_H_
