@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 
 #include "audio/band_quantizer.h"
 #include "audio/lapped_transform.h"
@@ -125,7 +126,9 @@ bool AgreesWithField(uint64_t size, uint32_t stored) { return size % 65536 == st
 
 struct CodedChannel {
   std::vector<uint8_t> scales;  // 16 a frame
-  std::vector<int16_t> levels;  // N a frame
+  // N a frame. Not cleared first, so that a count that the stream does not keep
+  // never becomes real memory.
+  std::unique_ptr<int16_t[]> levels;
 };
 
 // Finds the true stream sizes and decodes all streams.
@@ -162,8 +165,9 @@ bool DecodeStreams(std::span<const uint8_t> payload, const TransformHeader& head
     rest = rest.subspan(size);
     const std::span<const uint8_t> level_stream = rest.first(header.stream_sizes[2 * c + 1]);
     rest = rest.subspan(level_stream.size());
-    coded[c].levels.resize(level_count);
-    if (!entropy::DecodeCoefficients(level_stream, coded[c].levels)) return false;
+    coded[c].levels = std::make_unique_for_overwrite<int16_t[]>(level_count);
+    const std::span<int16_t> levels(coded[c].levels.get(), level_count);
+    if (!entropy::DecodeCoefficients(level_stream, levels)) return false;
   }
   return true;
 }
@@ -172,7 +176,7 @@ bool AreQuantizedFrames(const CodedChannel& coded, const BandEdges& edges, size_
   const size_t n = edges.back();
   for (size_t f = 0; f < frame_count; ++f) {
     if (!IsQuantizedFrame(edges, coded.scales.data() + f * kBandCount,
-                          coded.levels.data() + f * n)) {
+                          coded.levels.get() + f * n)) {
       return false;
     }
   }
@@ -202,7 +206,7 @@ class ChannelSynthesis {
     schedule(static) if (count * n >= kSamplesWorthATeam)
     for (size_t f = 0; f < count; ++f) {
       DequantizeFrame(edges_, coded_.scales.data() + (start + f) * kBandCount,
-                      coded_.levels.data() + (start + f) * n, coefficients_.data() + f * n);
+                      coded_.levels.get() + (start + f) * n, coefficients_.data() + f * n);
     }
     transform_.Inverse(std::span(coefficients_.data(), count * n),
                        std::span(blocks_.data() + 2 * n, 2 * count * n));

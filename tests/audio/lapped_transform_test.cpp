@@ -141,7 +141,7 @@ TEST(LappedTransform, SameBitsForEveryLevelAndBatch) {
   }
 }
 
-TEST(LappedTransform, SameBitsForEveryThreadCount) {
+TEST(LappedTransform, SameBitsForEveryTeam) {
   const LappedTransform transform(960);
   const Samples samples = test::Noise((transform.batch_blocks() + 1) * 960, 30000);
   const std::vector<double> expected = Forward(transform, samples);

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <algorithm>
+
 #include "audio/audio_coder.h"
 #include "audio/sounds.h"
 #include "audio/transform_payload.h"
@@ -143,7 +145,7 @@ TEST(TransformPayload, ExactSampleCounts) {
   EXPECT_TRUE(Decode(Encode({5}, 2000, 2)).samples.empty());
 }
 
-TEST(TransformPayload, SameBytesAndSamplesForEveryLevelAndThreadCount) {
+TEST(TransformPayload, SameBytesAndSamplesForEveryLevelAndTeam) {
   const Samples samples =
       test::Interleave(test::SpeechLike(50000, 48000), test::Noise(50000, 3000, 5));
   const Bytes expected = Encode(samples, 48000, 2);
@@ -170,6 +172,39 @@ TEST(TransformPayload, SameBytesAndSamplesForEveryLevelAndThreadCount) {
       EXPECT_EQ(Decode(expected).samples, decoded);
     }
   }
+}
+
+// FNV-1a.
+template <typename Values>
+uint64_t Hash(const Values& values) {
+  uint64_t hash = 0xCBF29CE484222325;
+  for (const auto value : values) {
+    hash = (hash ^ static_cast<uint16_t>(value)) * 0x100000001B3;
+  }
+  return hash;
+}
+
+// Made of integers only, so the same on every platform, as the bytes must be.
+Samples Steps(size_t count) {
+  Samples samples;
+  int32_t level = 0;
+  uint32_t random = 1;
+  for (size_t i = 0; i < count; ++i) {
+    random = random * 1664525 + 1013904223;
+    level = (level * 15 + static_cast<int32_t>(random >> 16) - 32768) / 16;
+    const int32_t loudness = static_cast<int32_t>(i / 3000 % 7) + 1;
+    samples.push_back(static_cast<int16_t>(std::clamp(level * loudness, -32768, 32767)));
+  }
+  return samples;
+}
+
+TEST(TransformPayload, SameBytesAndSamplesOnEveryPlatform) {
+  const Bytes mono = Encode(Steps(60000), 22050, 1);
+  EXPECT_EQ(Hash(mono), 0xD03584A9B98D4487u);
+  EXPECT_EQ(Hash(Decode(mono).samples), 0xCDA83D6065C5690Au);
+  const Bytes stereo = Encode(Steps(60001), 48000, 2);
+  EXPECT_EQ(Hash(stereo), 0x7501F4118479A2F8u);
+  EXPECT_EQ(Hash(Decode(stereo).samples), 0x653125AE76D354E1u);
 }
 
 TEST(DecodeAudio, PiecesAppendToTheExactCount) {
