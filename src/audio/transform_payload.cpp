@@ -235,6 +235,7 @@ void Synthesise(const std::vector<CodedChannel>& coded, const LappedTransform& t
   const size_t n = transform.frame_length();
   const size_t batch = std::min(transform.batch_blocks(), frame_count);
   std::vector<ChannelSynthesis> channels;
+  channels.reserve(coded.size());
   for (const CodedChannel& channel : coded) channels.emplace_back(channel, transform, batch);
   for (size_t start = 0; start < frame_count; start += batch) {
     const size_t count = std::min(batch, frame_count - start);
