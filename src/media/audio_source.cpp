@@ -19,7 +19,8 @@ namespace {
 
 constexpr uint32_t kRateWhenUnasked = 44100;  // Hz
 constexpr int32_t kHighestRate = 768000;      // Hz; what exists, and a bound on memory
-constexpr size_t kBlockValues = size_t{1} << 20;
+// Blocks of 64 MiB go back to the system one by one, where allocators keep smaller ones.
+constexpr size_t kBlockValues = size_t{1} << 25;
 
 // Samples of a number unknown until the last. Blocks spare the copies, and with
 // them the second and third track in memory, that one growing vector makes.
