@@ -5,8 +5,8 @@
 namespace qolm::decoder {
 namespace {
 
-uint64_t PlaneBytes(const video::YuvPlanes& planes) {
-  return uint64_t{planes.y.size()} + planes.cb.size() + planes.cr.size();
+uint64_t HeldBytes(const video::YuvPlanes& planes) {
+  return FrameCaches::kBookkeepingBytes + planes.y.size() + planes.cb.size() + planes.cr.size();
 }
 
 }  // namespace
@@ -27,14 +27,14 @@ void FrameCaches::store_snapshot(const Snapshot& snapshot) {
 }
 
 void FrameCaches::Hold(const SharedPlanes& planes) {
-  if (planes && ++holders_[planes.get()] == 1) bytes_held_ += PlaneBytes(*planes);
+  if (planes && ++holders_[planes.get()] == 1) bytes_held_ += HeldBytes(*planes);
 }
 
 void FrameCaches::Release(const SharedPlanes& planes) {
   if (!planes) return;
   const auto holder = holders_.find(planes.get());
   if (--holder->second > 0) return;
-  bytes_held_ -= PlaneBytes(*planes);
+  bytes_held_ -= HeldBytes(*planes);
   holders_.erase(holder);
 }
 

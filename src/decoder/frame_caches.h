@@ -32,6 +32,10 @@ struct Snapshot {
 
 class FrameCaches {
  public:
+  // What a picture counts beside its samples, roughly its records in maps and
+  // lists: a million tiny pictures must not hide behind their few samples.
+  static constexpr uint64_t kBookkeepingBytes = 512;
+
   explicit FrameCaches(uint64_t budget_bytes) : budget_bytes_(budget_bytes) {}
 
   // A frame number that is stored again replaces the older entry. An entry
@@ -42,7 +46,7 @@ class FrameCaches {
   const std::map<int32_t, SharedPlanes>& key_cache() const { return key_cache_; }
   const std::map<int32_t, Snapshot>& snapshot_cache() const { return snapshot_cache_; }
 
-  // Bytes of the kept pictures; one that several entries share counts once.
+  // Bytes of the kept pictures with their bookkeeping; one that several entries share counts once.
   uint64_t bytes_held() const { return bytes_held_; }
 
  private:

@@ -7,6 +7,7 @@
 
 #include "container/layout.h"
 #include "decoder/reconstruct.h"
+#include "decoder/sound_collector.h"
 
 namespace qolm::decoder {
 namespace {
@@ -30,7 +31,8 @@ struct FrameDecoder::State {
       : reader(opened),
         order(pixel_order),
         reconstruction(opened.header().flags, opened.header().width, opened.header().height),
-        caches(cache_bytes) {}
+        caches(cache_bytes),
+        sound(opened) {}
 
   bool Advance();
   bool ReadRecord(bool& delivered);
@@ -58,7 +60,7 @@ struct FrameDecoder::State {
   StreamEnd end = StreamEnd::kNotReached;
   std::vector<uint8_t> payload;
   std::optional<std::vector<uint32_t>> empty_runs;  // index entries; nothing before the first seek
-  PcmTrack audio_track;
+  SoundCollector sound;
 };
 
 // One frame further: the planes to show are then the reconstruction's.
@@ -101,7 +103,9 @@ bool FrameDecoder::State::ReadRecord(bool& delivered) {
       delivered = true;
       return true;
     case RecordType::kIndex:
-    case RecordType::kAudio:  // the sound is decode_audio's
+      return true;
+    case RecordType::kAudio:
+      sound.pass_record(static_cast<size_t>(cursor) - 1, offset, header);
       return true;
     default:
       if (!Rebuild(offset, header)) return Ended(StreamEnd::kDamagedRecord);
@@ -254,8 +258,6 @@ bool FrameDecoder::seek_to_frame(int32_t frame_number) {
   return true;
 }
 
-// The sound decoder's place: the type 3 block, or else the type 8 records,
-// appended to audio_track. Without one the file's sound stays unheard.
-const PcmTrack& FrameDecoder::decode_audio() { return state_->audio_track; }
+const PcmTrack& FrameDecoder::decode_audio() { return state_->sound.decode_all(); }
 
 }  // namespace qolm::decoder

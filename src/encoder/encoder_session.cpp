@@ -46,7 +46,7 @@ EncoderSession::~EncoderSession() {
   }
 }
 
-void EncoderSession::set_audio(PcmTrack audio) { state_->audio = std::move(audio); }
+void EncoderSession::set_audio(PcmTrack audio) { state_->sound.set_track(std::move(audio)); }
 
 bool EncoderSession::open_output(const std::filesystem::path& path) {
   finish();
@@ -55,12 +55,12 @@ bool EncoderSession::open_output(const std::filesystem::path& path) {
   if (!state_->writer.open_output(path)) return false;
   state_->reset_for_new_output();
 
-  const std::vector<uint8_t> audio_block = state_->code_whole_track();
+  const std::vector<uint8_t> audio_block = state_->sound.start(state_->settings);
   const container::IndexPlacement placement{
       .fast_start = state_->settings.fast_start && !ExpectsTooManyRecords(state_->settings),
       .expected_frames = ExpectedFrames(state_->settings)};
   const bool head_written = state_->writer.write_head(
-      MakeFileHeader(state_->settings, state_->stored_sound), placement, audio_block);
+      MakeFileHeader(state_->settings, state_->sound.stored()), placement, audio_block);
   if (!head_written) state_->writer.close();
   return head_written;
 }
@@ -79,7 +79,7 @@ bool EncoderSession::finish() {
   state_->flush_held_frame();
   state_->interleave_audio(true);
   state_->close_repeat_run();
-  state_->writer.finish(MakeFinalFileHeader(state_->settings, state_->stored_sound,
+  state_->writer.finish(MakeFinalFileHeader(state_->settings, state_->sound.stored(),
                                             static_cast<uint32_t>(state_->frame_index)));
   return true;
 }
@@ -109,15 +109,11 @@ void EncoderSession::State::reset_for_new_output() {
   run_count = 0;
   run_first = 0;
   held.reset();
-  stored_sound = {};
+  sound_stored_up_to = 0;
   const auto width = static_cast<uint32_t>(settings.width);
   const auto height = static_cast<uint32_t>(settings.height);
   video::ResizeYuvPlanes(reference, width, height);
   video::ResizeYuvPlanes(previous, width, height);
 }
-
-std::vector<uint8_t> EncoderSession::State::code_whole_track() { return {}; }
-
-void EncoderSession::State::interleave_audio(bool /*final*/) {}
 
 }  // namespace qolm::encoder

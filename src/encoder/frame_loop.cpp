@@ -54,6 +54,14 @@ void EncoderSession::State::encode_frame(const VideoFrame& frame) {
   frames_since_key = key_frame ? 0 : frames_since_key + 1;
 }
 
+void EncoderSession::State::interleave_audio(bool final) {
+  const auto frames = static_cast<uint64_t>(frame_index - sound_stored_up_to);
+  const std::vector<uint8_t> chunk = sound.next_chunk(frames, final, settings);
+  if (chunk.empty()) return;
+  sound_stored_up_to = frame_index;
+  writer.write_packet(RecordType::kAudio, 0, 0, chunk);
+}
+
 void EncoderSession::State::prepare_planes(const VideoFrame& frame) {
   video::ConvertFrameToYuv(frame, current);
   filtered = settings.temporal_filter && frame_index >= 1 && current.SameSize(previous);

@@ -8,12 +8,11 @@
 #include <system_error>
 #include <vector>
 
-#include "audio/pcm_track.h"
 #include "container/container_writer.h"
 #include "encoder/encode_settings.h"
 #include "encoder/encoder_session.h"
-#include "encoder/file_header_fields.h"
 #include "encoder/frame_statistics.h"
+#include "encoder/sound_store.h"
 #include "video/yuv_planes.h"
 
 namespace qolm::encoder {
@@ -29,14 +28,10 @@ struct EncoderSession::State {
 
   // --- encoder_session.cpp ---
   void reset_for_new_output();
-  // The whole track as one payload, to be written before the index; empty when
-  // the file shall hold no such block. Sound is not coded yet.
-  std::vector<uint8_t> code_whole_track();
-  // Writes the sound that belongs before this point of the stream; `final`:
-  // all that is left. Sound is not coded yet.
-  void interleave_audio(bool final);
-
   // --- frame_loop.cpp ---
+  // Writes the sound that belongs before this point of the stream; `final`:
+  // all that is left.
+  void interleave_audio(bool final);
   void encode_frame(const VideoFrame& frame);
   void prepare_planes(const VideoFrame& frame);
   FrameStatistics measure_prepared_planes() const;
@@ -49,8 +44,7 @@ struct EncoderSession::State {
   const std::vector<uint8_t>& prepared_luma() const { return filtered ? filtered_luma : current.y; }
 
   EncodeSettings settings;
-  PcmTrack audio{.sample_rate = 48000, .channels = 2, .samples = {}};
-  StoredSound stored_sound;  // what code_whole_track and interleave_audio put into the file
+  SoundStore sound;
   container::ContainerWriter writer;
   std::error_code refusal;  // why open_output did not even try
 
@@ -68,6 +62,7 @@ struct EncoderSession::State {
   video::YuvPlanes previous;   // prepared planes of the last frame that was not skipped
   video::YuvPlanes reference;  // reconstruction of the last coded anchor
   std::optional<HeldFrame> held;
+  int32_t sound_stored_up_to = 0;  // frame index at the last piece of interleaved sound
 };
 
 }  // namespace qolm::encoder

@@ -24,6 +24,7 @@ using testing::Key;
 constexpr uint16_t kWidth = 24;
 constexpr uint16_t kHeight = 16;
 constexpr uint64_t kPictureBytes = kWidth * kHeight * 3 / 2;
+constexpr uint64_t kHeldBytes = kPictureBytes + FrameCaches::kBookkeepingBytes;
 
 // Key frames at 0, 20 and 47; a repeat run of 7 behind frame 9 and one of 5
 // behind frame 50; 60 frames in all.
@@ -183,15 +184,15 @@ TEST_F(SeekTest, CachesHoldKeyFramesAndEveryFifteenthCodedFrame) {
   // Records 10 and behind stand one repeat run of seven later.
   EXPECT_EQ(decoder.caches().snapshot_cache().at(30).cursor, 30 - 7 + 2);
   // Key frame and snapshot 0 are one picture.
-  EXPECT_EQ(decoder.caches().bytes_held(), 5 * kPictureBytes);
+  EXPECT_EQ(decoder.caches().bytes_held(), 5 * kHeldBytes);
 }
 
 TEST_F(SeekTest, ByteBudgetDropsTheOldest) {
-  FrameDecoder decoder(reader_, video::PixelOrder::kRgba, 3 * kPictureBytes);
+  FrameDecoder decoder(reader_, video::PixelOrder::kRgba, 3 * kHeldBytes);
   ExpectRestFrom(decoder, 0);
   EXPECT_THAT(decoder.caches().key_cache(), ElementsAre(Key(47)));
   EXPECT_THAT(decoder.caches().snapshot_cache(), ElementsAre(Key(30), Key(45)));
-  EXPECT_EQ(decoder.caches().bytes_held(), 3 * kPictureBytes);
+  EXPECT_EQ(decoder.caches().bytes_held(), 3 * kHeldBytes);
   ASSERT_TRUE(decoder.seek_to_frame(1));
   ExpectRestFrom(decoder, 1);
 }

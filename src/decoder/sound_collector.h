@@ -1,0 +1,42 @@
+// The sound of an opened file: its audio block, or the pieces between the
+// pictures, gathered either all at once or as the frames go by.
+#ifndef QOLM_DECODER_SOUND_COLLECTOR_H_
+#define QOLM_DECODER_SOUND_COLLECTOR_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "audio/pcm_track.h"
+#include "container/container_reader.h"
+
+namespace qolm::decoder {
+
+class SoundCollector {
+ public:
+  // `reader` must be open and outlive the collector.
+  explicit SoundCollector(const container::ContainerReader& reader) : reader_(reader) {}
+
+  // Decodes all of the file's sound, once. Where pieces have already gone by
+  // through pass_record, the track stays what they made it.
+  const PcmTrack& decode_all();
+
+  // A type 8 record that the frames pass on their way. Its sound is appended
+  // unless decode_all has run or a seek brought the record by a second time. A
+  // piece that cannot be decoded is skipped.
+  void pass_record(size_t index_entry, uint64_t offset, const container::RecordHeader& header);
+
+ private:
+  bool append(uint64_t offset, const container::RecordHeader& header);
+
+  const container::ContainerReader& reader_;
+  PcmTrack track_;
+  bool updated_ = false;   // the track has been filled for this file
+  bool complete_ = false;  // by decode_all
+  size_t next_entry_ = 0;  // pieces before this index entry have been taken
+  std::vector<uint8_t> payload_;
+};
+
+}  // namespace qolm::decoder
+
+#endif  // QOLM_DECODER_SOUND_COLLECTOR_H_

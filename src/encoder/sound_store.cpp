@@ -1,0 +1,80 @@
+#include "encoder/sound_store.h"
+
+#include <algorithm>
+#include <limits>
+#include <span>
+
+#include "audio/audio_coder.h"
+#include "container/layout.h"
+
+namespace qolm::encoder {
+namespace {
+
+audio::AudioCodingMode CodingMode(const EncodeSettings& settings) {
+  return settings.audio_coding_mode == 1 ? audio::AudioCodingMode::kAdpcm
+                                         : audio::AudioCodingMode::kTransform;
+}
+
+// An empty payload where the coder refuses the sound.
+std::vector<uint8_t> Code(const PcmTrack& track, size_t first, size_t values,
+                          const EncodeSettings& settings) {
+  std::vector<uint8_t> payload;
+  const audio::PcmView view{track.sample_rate, track.channels,
+                            std::span(track.samples).subspan(first, values)};
+  if (!audio::EncodeAudio(view, CodingMode(settings), payload)) payload.clear();
+  return payload;
+}
+
+}  // namespace
+
+uint64_t SoundChunkValues(uint64_t frames, const EncodeSettings& settings, uint32_t sample_rate,
+                          uint32_t channels) {
+  const uint64_t values_per_second = uint64_t{sample_rate} * channels;
+  uint64_t values = values_per_second;
+  if (settings.fps_numerator > 0) {
+    // frames * denominator * values_per_second / numerator without the product,
+    // which may not fit: whole seconds and what is left of the last one.
+    const auto numerator = static_cast<uint64_t>(settings.fps_numerator);
+    const uint64_t ticks = frames * static_cast<uint64_t>(std::max(settings.fps_denominator, 0));
+    const uint64_t seconds = ticks / numerator;
+    const uint64_t most_seconds = std::numeric_limits<int64_t>::max() / values_per_second;
+    values = std::min(seconds, most_seconds) * values_per_second +
+             ticks % numerator * values_per_second / numerator;
+  }
+  if (channels > 1) values -= values % channels;
+  return values == 0 ? channels : values;
+}
+
+std::vector<uint8_t> SoundStore::start(const EncodeSettings& settings) {
+  stored_ = {};
+  position_ = 0;
+  const bool has_sound = settings.audio_present && track_.sample_rate != 0 &&
+                         track_.channels != 0 && !track_.samples.empty();
+  if (!has_sound) return {};
+  stored_.sample_rate = track_.sample_rate;
+  stored_.channels = track_.channels;
+  stored_.interleaved = settings.audio_interleave;
+  if (stored_.interleaved) return {};
+
+  std::vector<uint8_t> block = Code(track_, 0, track_.samples.size(), settings);
+  if (block.size() > container::kMaxPayloadBytes) {
+    stored_.interleaved = true;
+    return {};
+  }
+  return block;
+}
+
+std::vector<uint8_t> SoundStore::next_chunk(uint64_t frames, bool final,
+                                            const EncodeSettings& settings) {
+  if (!stored_.interleaved || position_ >= track_.samples.size()) return {};
+  const size_t left = track_.samples.size() - position_;
+  uint64_t values = final ? left - left % track_.channels
+                          : SoundChunkValues(frames, settings, track_.sample_rate, track_.channels);
+  if (values == 0) values = track_.channels;
+  const size_t taken = static_cast<size_t>(std::min<uint64_t>(values, left));
+  const size_t first = position_;
+  position_ += taken;
+  return Code(track_, first, taken, settings);
+}
+
+}  // namespace qolm::encoder

@@ -1,0 +1,129 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "audio/audio_coder.h"
+#include "container/container_reader.h"
+#include "decoder/frame_decoder.h"
+#include "support/container_file.h"
+#include "support/temporary_folder.h"
+
+namespace qolm::decoder {
+namespace {
+
+using test::Record;
+using test::Repeat;
+using test::Sound;
+using ::testing::IsEmpty;
+
+std::vector<uint8_t> Coded(uint32_t rate, uint16_t channels, size_t values, int16_t level,
+                           audio::AudioCodingMode mode = audio::AudioCodingMode::kAdpcm) {
+  std::vector<uint8_t> payload;
+  const std::vector<int16_t> samples(values, level);
+  EXPECT_TRUE(audio::EncodeAudio({rate, channels, samples}, mode, payload));
+  return payload;
+}
+
+class SoundOfAFile : public ::testing::Test {
+ protected:
+  void Write(const std::vector<Record>& records, const std::vector<uint8_t>& block = {},
+             bool interleaved = true) {
+    container::FileHeader header = test::PlainHeader(8, 8);
+    header.frame_count = test::FrameCount(records);
+    if (interleaved) header.flags |= container::kFlagInterleavedAudio;
+    const std::filesystem::path path = folder_.path() / "sound.qolm";
+    ASSERT_TRUE(test::WriteContainerFile(path, header, records, {.audio_block = block}));
+    ASSERT_TRUE(reader_.open(path));
+  }
+
+  static int PlayToTheEnd(FrameDecoder& decoder) {
+    OutputFrame frame;
+    int frames = 0;
+    while (decoder.next_frame(frame)) ++frames;
+    return frames;
+  }
+
+  test::TemporaryFolder folder_;
+  container::ContainerReader reader_;
+};
+
+TEST_F(SoundOfAFile, BlockIsTheTrack) {
+  for (const auto mode : {audio::AudioCodingMode::kAdpcm, audio::AudioCodingMode::kTransform}) {
+    Write({Repeat(2)}, Coded(32000, 2, 2002, 900, mode), false);
+    FrameDecoder decoder(reader_);
+    const PcmTrack& track = decoder.decode_audio();
+    EXPECT_EQ(track.sample_rate, 32000U);
+    EXPECT_EQ(track.channels, 2);
+    EXPECT_EQ(track.samples.size(), 2002U);
+    EXPECT_EQ(PlayToTheEnd(decoder), 2);
+    EXPECT_EQ(decoder.decode_audio().samples.size(), 2002U);
+  }
+}
+
+TEST_F(SoundOfAFile, PiecesAreGatheredInFileOrder) {
+  Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3), Sound(Coded(8000, 1, 250, 500)), Repeat(1),
+         Sound(Coded(8000, 1, 7, 0))});
+  FrameDecoder decoder(reader_);
+  const PcmTrack& track = decoder.decode_audio();
+  EXPECT_EQ(track.sample_rate, 8000U);
+  ASSERT_EQ(track.samples.size(), 357U);
+  EXPECT_EQ(track.samples[50], 0);
+  EXPECT_GT(track.samples[300], 400);
+}
+
+TEST_F(SoundOfAFile, FramesDoNotAddWhatHasBeenGathered) {
+  Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3), Sound(Coded(8000, 1, 50, 0)), Repeat(1)});
+  FrameDecoder decoder(reader_);
+  EXPECT_EQ(decoder.decode_audio().samples.size(), 150U);
+  EXPECT_EQ(PlayToTheEnd(decoder), 4);
+  EXPECT_EQ(decoder.decode_audio().samples.size(), 150U);
+}
+
+TEST_F(SoundOfAFile, FramesGatherWhatTheyPass) {
+  Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3), Sound(Coded(8000, 1, 50, 0)), Repeat(1)});
+  FrameDecoder decoder(reader_);
+  OutputFrame frame;
+  ASSERT_TRUE(decoder.next_frame(frame));
+  EXPECT_EQ(decoder.decode_audio().samples.size(), 100U);
+  EXPECT_EQ(PlayToTheEnd(decoder), 3);
+  EXPECT_EQ(decoder.decode_audio().samples.size(), 150U);
+}
+
+TEST_F(SoundOfAFile, ASeekBackDoesNotRepeatSound) {
+  Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3), Sound(Coded(8000, 1, 50, 0)), Repeat(1)});
+  FrameDecoder decoder(reader_);
+  EXPECT_EQ(PlayToTheEnd(decoder), 4);
+  ASSERT_TRUE(decoder.seek_to_frame(0));
+  EXPECT_EQ(PlayToTheEnd(decoder), 4);
+  EXPECT_EQ(decoder.decode_audio().samples.size(), 150U);
+}
+
+TEST_F(SoundOfAFile, ADamagedPieceIsLeftOut) {
+  std::vector<uint8_t> damaged = Coded(8000, 1, 100, 0);
+  damaged.resize(20);
+  Write({Sound(damaged), Repeat(3), Sound({}), Sound(Coded(8000, 1, 50, 0))});
+  FrameDecoder gathering(reader_);
+  EXPECT_EQ(gathering.decode_audio().samples.size(), 50U);
+  FrameDecoder playing(reader_);
+  EXPECT_EQ(PlayToTheEnd(playing), 3);
+}
+
+TEST_F(SoundOfAFile, ADamagedBlockIsNoSound) {
+  std::vector<uint8_t> damaged = Coded(8000, 1, 100, 0);
+  damaged.resize(17);
+  Write({Repeat(2)}, damaged, false);
+  FrameDecoder decoder(reader_);
+  EXPECT_THAT(decoder.decode_audio().samples, IsEmpty());
+  EXPECT_EQ(decoder.decode_audio().sample_rate, 0U);
+  EXPECT_EQ(PlayToTheEnd(decoder), 2);
+}
+
+TEST_F(SoundOfAFile, PiecesCountOnlyWithTheirFlag) {
+  Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3)}, {}, false);
+  FrameDecoder decoder(reader_);
+  EXPECT_THAT(decoder.decode_audio().samples, IsEmpty());
+}
+
+}  // namespace
+}  // namespace qolm::decoder
