@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "cli/interrupt.h"
+#include "media/audio_source.h"
 #include "media/platform.h"
 
 namespace qolm::cli {
@@ -13,9 +14,9 @@ int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostre
   const media::Platform platform;
   EncodeEnvironment environment;
   environment.make_video_framework = [&platform] { return platform.MakeVideoFramework(); };
-  // No sound can be read yet: every conversion says so and goes on without it.
-  environment.read_sound = [](const std::filesystem::path&, const media::AudioOptions&, PcmTrack&) {
-    return false;
+  environment.read_sound = [&platform](const std::filesystem::path& path,
+                                       const media::AudioOptions& options, PcmTrack& track) {
+    return media::AudioSource(platform.MakeAudioFramework()).ReadAll(path, options, track);
   };
   environment.monotonic_now = [] {
     return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch());

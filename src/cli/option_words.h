@@ -24,6 +24,8 @@ inline constexpr std::string_view kFrameLimit = "--frames";
 inline constexpr std::string_view kAudioPreset = "--audio";
 inline constexpr std::string_view kAudioMode = "--audio-mode";
 inline constexpr std::string_view kNoAudio = "--no-audio";
+inline constexpr std::string_view kInterleaveOn = "--interleave";
+inline constexpr std::string_view kInterleaveOff = "--no-interleave";
 
 inline constexpr std::string_view kPreset32k = "32k";
 inline constexpr std::string_view kPresetSpeech = "speech";

@@ -7,7 +7,7 @@
 namespace qolm::cli::texts {
 namespace {
 
-constexpr size_t kHelpColumn = 32;
+constexpr size_t kHelpColumn = 34;
 
 std::string Concat(std::initializer_list<std::string_view> pieces) {
   std::string text;
@@ -60,6 +60,9 @@ std::string Usage(std::string_view program) {
   text += UsageRow(Joined(words::kAudioMode, " ", "MODE"),
                    "sound coder, see below (default transform)");
   text += UsageRow(words::kNoAudio, "leave the sound out (default: it is kept)");
+  text += "\nFurther options of encode:\n";
+  text += UsageRow(Joined(words::kInterleaveOn, " / ", words::kInterleaveOff),
+                   "sound between the pictures instead of in one block (default off)");
   text += "\nSound presets:\n";
   text +=
       UsageRow(Joined(words::kPreset32k, ", ", words::kPresetSpeech), "32000 Hz, mono (default)");

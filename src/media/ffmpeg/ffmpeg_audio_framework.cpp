@@ -123,6 +123,8 @@ class FfmpegAudioReader : public AudioReader {
 std::unique_ptr<AudioReader> FfmpegAudioFramework::Open(const std::filesystem::path& path,
                                                         const ReaderAttributes&) {
   try {
+    // A pipe can be read once only, and that is the picture's.
+    if (!std::filesystem::is_regular_file(path)) return nullptr;
     auto reader = std::make_unique<FfmpegAudioReader>();
     if (reader->Open(path)) return reader;
   } catch (const std::exception&) {  // memory ran out
