@@ -24,6 +24,9 @@ struct PcmView {
   std::span<const int16_t> samples;
 };
 
+// Sample values that one payload may hold at most, all channels together.
+inline constexpr uint64_t kMaxPayloadValues = 0x7FFFFFFF;
+
 // Codes `sound` as one payload. False, and no payload, when the rate or the
 // channel count is 0 or there are no samples; in transform mode also for
 // channel counts other than 1 and 2, for rates from 3,276,800 Hz on and for 2^31

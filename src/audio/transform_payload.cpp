@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 
+#include "audio/audio_coder.h"
 #include "audio/band_quantizer.h"
 #include "audio/lapped_transform.h"
 #include "audio/track_room.h"
@@ -15,8 +16,6 @@
 
 namespace qolm::audio {
 namespace {
-
-constexpr uint64_t kMaxSampleValues = std::numeric_limits<int32_t>::max();
 
 uint64_t FrameCountFor(uint64_t samples_per_channel, uint64_t frame_length) {
   return (samples_per_channel + frame_length - 1) / frame_length + 1;
@@ -100,7 +99,7 @@ bool ReadHeader(std::span<const uint8_t> payload, TransformHeader& header) {
   header.stream_sizes[3] = LoadLe32(bytes + 28);
   if (header.sample_rate == 0 || (header.channels != 1 && header.channels != 2)) return false;
   if (header.frame_length != FrameLengthFor(header.sample_rate)) return false;
-  if (header.sample_values == 0 || header.sample_values > kMaxSampleValues) return false;
+  if (header.sample_values == 0 || header.sample_values > kMaxPayloadValues) return false;
   const uint64_t frames =
       FrameCountFor(header.sample_values / header.channels, header.frame_length);
   if (header.frame_count != frames) return false;
@@ -267,7 +266,7 @@ uint32_t FrameLengthFor(uint32_t sample_rate) { return std::max(64u, sample_rate
 bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate, uint32_t channels,
                           std::vector<uint8_t>& payload) {
   payload.clear();
-  if (samples.empty() || samples.size() > kMaxSampleValues || sample_rate == 0) return false;
+  if (samples.empty() || samples.size() > kMaxPayloadValues || sample_rate == 0) return false;
   if (channels != 1 && channels != 2) return false;
   const uint32_t frame_length = FrameLengthFor(sample_rate);
   if (frame_length > std::numeric_limits<uint16_t>::max()) return false;

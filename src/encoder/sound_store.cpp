@@ -53,7 +53,8 @@ std::vector<uint8_t> SoundStore::start(const EncodeSettings& settings) {
   if (!has_sound) return {};
   stored_.sample_rate = track_.sample_rate;
   stored_.channels = track_.channels;
-  stored_.interleaved = settings.audio_interleave;
+  stored_.interleaved =
+      settings.audio_interleave || track_.samples.size() > audio::kMaxPayloadValues;
   if (stored_.interleaved) return {};
 
   std::vector<uint8_t> block = Code(track_, 0, track_.samples.size(), settings);

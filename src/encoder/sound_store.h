@@ -25,8 +25,8 @@ class SoundStore {
 
   // Decides how the sound is stored and resets the position. Returns the whole
   // track as one payload, or nothing when the file holds no such block: no
-  // sound, sound in pieces as the settings ask, or a block over the limit of
-  // one record, which is stored in pieces instead.
+  // sound, sound in pieces as the settings ask, or a track too long for one
+  // payload or one record, which is stored in pieces instead.
   std::vector<uint8_t> start(const EncodeSettings& settings);
 
   // The next piece: the sound of `frames` frames, or with `final` all that is
