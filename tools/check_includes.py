@@ -21,10 +21,12 @@ ALLOWED = {
     "video": {"entropy", "base"},
     "audio": {"entropy", "base"},
     "media": set(),
+    "output": {"base"},
     "encoder": {"video", "audio", "container", "base"},
     "decoder": {"video", "audio", "container", "base"},
-    "cli": {"base", "entropy", "container", "video", "audio", "media", "encoder", "decoder"},
-    "export": {"decoder", "container", "video", "audio", "base"},
+    "cli": {"base", "entropy", "container", "video", "audio", "media", "output", "encoder",
+            "decoder"},
+    "export": {"decoder", "container", "video", "audio", "output", "base"},
 }
 
 # Single headers that a folder may include beyond ALLOWED: plain records that

@@ -6,13 +6,13 @@
 #include <utility>
 
 #include "cli/encode_report.h"
-#include "cli/part_file.h"
 #include "cli/path_bytes.h"
 #include "cli/progress_line.h"
 #include "cli/texts.h"
 #include "container/layout.h"
 #include "encoder/encoder_session.h"
 #include "media/video_source.h"
+#include "output/part_file.h"
 
 namespace qolm::cli {
 namespace {
@@ -100,10 +100,9 @@ class Conversion {
     if (settings_.width > most || settings_.height > most) {
       reason = "pictures larger than " + std::to_string(most) + "x" + std::to_string(most) +
                " cannot be stored";
-    } else {
-      reason = part_file_.Prepare(output_, input_);
-    }
-    if (reason.empty() && !session_->open_output(part_file_.part_path())) {
+    } else if (const std::error_code refusal = part_file_.Prepare(output_, input_)) {
+      reason = refusal.message();
+    } else if (!session_->open_output(part_file_.path())) {
       reason = session_->stream_error().message();
     }
     if (!reason.empty()) return Fail(texts::OutputOpenError(reason, request_.output_path));
@@ -142,11 +141,12 @@ class Conversion {
     }
     if (end == LoopEnd::kInterrupted) {
       part_file_.Keep();
-      Fail(texts::InterruptedWithPart(frames_, BytesFromPath(part_file_.part_path())));
+      Fail(texts::InterruptedWithPart(frames_, BytesFromPath(part_file_.path())));
       return kFailure;
     }
     if (const std::error_code error = part_file_.Commit()) {
-      Fail(texts::RenameError(error.message(), BytesFromPath(part_file_.part_path()),
+      part_file_.Keep();
+      Fail(texts::RenameError(error.message(), BytesFromPath(part_file_.path()),
                               request_.output_path));
       return kFailure;
     }
@@ -206,7 +206,7 @@ class Conversion {
   // Destroyed from the last to the first: the session closes the part file
   // before part_file_ may remove it, and the source goes after both.
   media::VideoSource source_;
-  PartFile part_file_;
+  output::PartFile part_file_;
   std::optional<encoder::EncoderSession> session_;
 
   uint32_t frames_ = 0;  // read from the source and handed to the session

@@ -3,6 +3,8 @@
 #ifndef QOLM_CLI_INTERRUPT_H_
 #define QOLM_CLI_INTERRUPT_H_
 
+#include "output/signals.h"
+
 namespace qolm::cli {
 
 // Listens while it lives. One at a time.
@@ -16,13 +18,7 @@ class InterruptListener {
   bool interrupted() const;
 };
 
-// A file that outgrows the user's limit shall be a failed write with a reason,
-// not the end of the program.
-void IgnoreFileSizeSignal();
-
-// A reader of the report that has gone (as `head` does) shall not end a
-// conversion, whose product is the file.
-void IgnoreBrokenPipeSignal();
+using output::IgnoreBrokenPipeSignal;
 
 }  // namespace qolm::cli
 

@@ -2,10 +2,10 @@
 #include <string>
 #include <vector>
 
-#include "cli/interrupt.h"
 #include "cli/program.h"
+#include "output/signals.h"
 
 int main(int argc, char** argv) {
-  qolm::cli::IgnoreFileSizeSignal();
+  qolm::output::IgnoreFileSizeSignal();
   return qolm::cli::RunProgram(std::vector<std::string>(argv, argv + argc), std::cout, std::cerr);
 }

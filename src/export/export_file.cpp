@@ -11,6 +11,7 @@
 #include "export/output_target.h"
 #include "export/png_writer.h"
 #include "export/y4m_writer.h"
+#include "output/output_path.h"
 
 namespace qolm::exporter {
 namespace {
@@ -27,11 +28,6 @@ ExportResult OutputFailure(const ExportOptions& options, const OutputTarget& tar
   if (target.reader_has_gone()) return {};
   const std::string name = options.to_standard_output ? "standard output" : options.output.string();
   return {false, {}, name + ": " + target.error().message()};
-}
-
-bool SameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
-  std::error_code error;
-  return std::filesystem::equivalent(a, b, error) && !error;
 }
 
 std::string Frames(int64_t count) {
@@ -90,8 +86,8 @@ ExportResult ExportY4m(const ExportOptions& options, const container::ContainerR
   const uint32_t height = decoder.planes().height;
 
   OutputTarget target;
-  const bool opened =
-      options.to_standard_output ? target.open_standard_output() : target.open(options.output);
+  const bool opened = options.to_standard_output ? target.open_standard_output()
+                                                 : target.open(options.output, options.input);
   if (!opened ||
       !WriteY4mHeader(width, height, reader.header().fps_num, reader.header().fps_den, target)) {
     return OutputFailure(options, target);
@@ -123,7 +119,7 @@ ExportResult WritePicture(const ExportOptions& options, const PackedPicture& pic
   std::string problem;
   if (!EncodePng(picture, png, problem)) return Failure(options.output, problem);
   OutputTarget target;
-  if (!target.open(options.output) || !target.write(png) || !target.commit()) {
+  if (!target.open(options.output, options.input) || !target.write(png) || !target.commit()) {
     return OutputFailure(options, target);
   }
   return {true, std::move(summary) + ", " + SizeText(picture.width, picture.height), {}};
@@ -203,13 +199,13 @@ ExportResult ExportFile(const ExportOptions& options) {
     return {false, {}, "standard output is a terminal, it takes no pictures"};
   }
   if (!options.to_standard_output) {
-    if (SameFile(options.input, options.output))
-      return Failure(options.output, "is the input file");
-    // The output may be a link, whose target's part file is written.
-    std::error_code unlinked;
-    const std::filesystem::path linked = std::filesystem::canonical(options.output, unlinked);
-    if (SameFile(options.input, PartPathOf(unlinked ? options.output : linked))) {
-      return Failure(options.output, "its part file is the input file");
+    // A long export shall not end at what could be seen before it.
+    output::OutputPath judged;
+    if (const std::error_code refusal =
+            output::JudgeOutputPath(options.output, options.input, judged)) {
+      return Failure(options.output, refusal == output::OutputRefusal::kIsInput
+                                         ? "is the input file"
+                                         : refusal.message());
     }
   }
   // Only a contact sheet seeks, and only forward, so nothing need be kept.

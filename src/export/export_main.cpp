@@ -1,7 +1,6 @@
 // qolm2_export: shows what a container file holds, in forms that other
 // programs read. All of its messages but the help go to standard error, since
 // standard output may carry the pictures.
-#include <csignal>
 #include <exception>
 #include <iostream>
 #include <optional>
@@ -10,6 +9,7 @@
 
 #include "export/export_file.h"
 #include "export/export_options.h"
+#include "output/signals.h"
 
 namespace {
 
@@ -41,14 +41,8 @@ int Run(const std::vector<std::string>& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-#ifdef SIGPIPE
-  // A player that closes the pipe shows as a failed write instead.
-  std::signal(SIGPIPE, SIG_IGN);
-#endif
-#ifdef SIGXFSZ
-  // So does a file that outgrows the user's limit.
-  std::signal(SIGXFSZ, SIG_IGN);
-#endif
+  qolm::output::IgnoreBrokenPipeSignal();
+  qolm::output::IgnoreFileSizeSignal();
   try {
     return Run(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
   } catch (const std::exception& failure) {

@@ -10,13 +10,12 @@
 #include <system_error>
 #include <vector>
 
+#include "output/part_file.h"
+
 namespace qolm::exporter {
 
 // Pictures on a terminal are never meant.
 bool StandardOutputIsTerminal();
-
-// Where a regular file is written until it is complete.
-std::filesystem::path PartPathOf(const std::filesystem::path& output);
 
 // After a failure every operation returns false and error() keeps the first
 // reason.
@@ -27,9 +26,10 @@ class OutputTarget {
   OutputTarget(const OutputTarget&) = delete;
   OutputTarget& operator=(const OutputTarget&) = delete;
 
-  // A regular file is written as `<path>.part`, of which a signal that ends the
-  // program leaves nothing either; pipes and devices directly. A link stays one.
-  [[nodiscard]] bool open(const std::filesystem::path& path);
+  // A regular file is written as a part file, of which a signal that ends the
+  // program leaves nothing either; pipes and devices directly. Nothing that
+  // `input` is reached by gets written.
+  [[nodiscard]] bool open(const std::filesystem::path& path, const std::filesystem::path& input);
   [[nodiscard]] bool open_standard_output();
 
   [[nodiscard]] bool write(std::span<const uint8_t> bytes);
@@ -42,14 +42,13 @@ class OutputTarget {
   bool reader_has_gone() const { return error_ == std::errc::broken_pipe; }
 
  private:
-  bool open_part();
   bool fail(std::error_code error);
   bool fail_with_errno();
 
   std::FILE* stream_ = nullptr;
   bool owns_stream_ = false;
-  std::filesystem::path path_;
-  std::filesystem::path part_path_;  // empty when nothing is renamed
+  bool commits_part_ = false;
+  output::PartFile part_;
   std::vector<char> buffer_;
   std::error_code error_;
 };

@@ -14,19 +14,24 @@
 
 #include "cli/texts.h"
 #include "container/container_reader.h"
-#include "program_run.h"
 #include "scratch_directory.h"
+#include "support/run_program.h"
 #include "y4m_clip.h"
 
 namespace qolm::cli {
 namespace {
 
 namespace fs = std::filesystem;
+using test::DropRoot;
+using test::ProgramRun;
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StartsWith;
+
+// The program's name as the tests give it, argument 0.
+constexpr const char* kProgram = QOLM_PROGRAM_PATH;
 
 class Program : public testing::Test {
  protected:
@@ -35,8 +40,9 @@ class Program : public testing::Test {
   void MakeInput(int frames) { WriteFile(input_, clip_.File(frames)); }
 
   void Run(
-      std::vector<std::string> arguments, const std::function<void()>& in_child = [] {}) {
-    ProgramRun run(std::move(arguments), in_child);
+      const std::vector<std::string>& arguments, const std::function<void()>& in_child = [] {},
+      test::OutputEnd output_end = test::OutputEnd::kCaptured) {
+    ProgramRun run(kProgram, arguments, in_child, output_end);
     run.Wait();
     exit_code_ = run.exit_code();
     out_ = run.out();
@@ -168,13 +174,8 @@ TEST_F(Program, PathsOutsideAsciiPrintAsGiven) {
 
 TEST_F(Program, AReportThatNobodyReadsDoesNotEndAConversion) {
   MakeInput(25);
-  Run({"encode", input_, output_}, [] {
-    int ends[2] = {-1, -1};
-    if (pipe(ends) != 0 || dup2(ends[1], 1) < 0) _exit(126);
-    close(ends[0]);
-    close(ends[1]);
-    signal(SIGPIPE, SIG_DFL);
-  });
+  Run(
+      {"encode", input_, output_}, [] {}, test::OutputEnd::kClosedPipe);
   EXPECT_EQ(exit_code_, 0);
   EXPECT_EQ(err_, "");
   EXPECT_EQ(FramesIn(output_), 25U);
@@ -237,12 +238,6 @@ TEST_F(Program, AnOutputThatIsADirectory) {
   Run({"encode", input_, output_});
   ExpectError(output_);
   EXPECT_THAT(err_, HasSubstr("Cannot open output file (Is a directory)"));
-}
-
-// Root may write everywhere, so the program runs as another user there.
-void DropRoot() {
-  constexpr uid_t kNobody = 65534;
-  if (geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) _exit(126);
 }
 
 TEST_F(Program, AnOutputThatIsReadOnly) {
@@ -346,7 +341,7 @@ class Interrupted : public Program {
   void ExpectPartKeptAfter(int signal_number) {
     WriteFile(output_, "the old file");
     EndlessClip endless(input_, clip_);
-    ProgramRun run({"encode", input_, output_});
+    ProgramRun run(kProgram, {"encode", input_, output_});
     FeedUntilProgress(run, endless);
     run.Signal(signal_number);
     while (run.IsRunning()) endless.Feed();
@@ -374,7 +369,7 @@ TEST_F(Interrupted, BySigterm) { ExpectPartKeptAfter(SIGTERM); }
 TEST_F(Interrupted, ASecondSignalEndsAProgramThatWaitsForItsSource) {
   WriteFile(output_, "the old file");
   const EndlessClip starved(input_, clip_);  // holds not even the head of a clip
-  ProgramRun run({"encode", input_, output_});
+  ProgramRun run(kProgram, {"encode", input_, output_});
   while (run.IsRunning()) {
     run.Signal(SIGINT);
     std::this_thread::sleep_for(std::chrono::milliseconds(20));

@@ -21,11 +21,16 @@ namespace {
 using container::FileHeader;
 using test::MovingPicture;
 using test::PictureCoder;
-using test::ProgramRun;
 using test::Record;
 using test::Repeat;
 using testing::HasSubstr;
 using testing::StartsWith;
+
+struct ProgramRun {
+  int exit_code = -1;
+  std::vector<uint8_t> output;
+  std::string errors;
+};
 
 constexpr uint16_t kWidth = 21;
 constexpr uint16_t kHeight = 14;
@@ -84,7 +89,11 @@ class ExportProgramTest : public testing::Test {
 
   static ProgramRun Run(const std::vector<std::string>& arguments,
                         test::OutputEnd end = test::OutputEnd::kCaptured) {
-    return test::RunProgram(QOLM_EXPORT_PROGRAM, arguments, end);
+    test::ProgramRun run(
+        QOLM_EXPORT_PROGRAM, arguments, [] {}, end);
+    run.Wait();
+    const std::string out = run.out();
+    return {run.exit_code(), std::vector<uint8_t>(out.begin(), out.end()), run.err()};
   }
 
   std::vector<uint8_t> ExpectedY4m(size_t frames) const {
@@ -286,6 +295,33 @@ TEST_F(ExportProgramTest, OutputThatIsALinkStaysOne) {
   EXPECT_EQ(test::ReadBytes(Output("real.y4m")), ExpectedY4m(8));
 }
 
+TEST_F(ExportProgramTest, OutputThatIsALinkToNothingFillsItsTarget) {
+  std::filesystem::create_symlink("real.y4m", Output("link.y4m"));
+  EXPECT_EQ(Run({Input(), Output("link.y4m")}).exit_code, 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(Output("link.y4m")));
+  EXPECT_EQ(test::ReadBytes(Output("real.y4m")), ExpectedY4m(8));
+  EXPECT_THAT(Files(), testing::ElementsAre("in.qolm", "link.y4m", "real.y4m"));
+}
+
+TEST_F(ExportProgramTest, ReplacedOutputKeepsItsPermissions) {
+  test::WriteBytes(Output("x.png"), std::vector<uint8_t>(1, 'x'));
+  std::filesystem::permissions(Output("x.png"), std::filesystem::perms(0640));
+  EXPECT_EQ(Run({Input(), Output("x.png")}).exit_code, 0);
+  EXPECT_EQ(ReadPng(Output("x.png")).pixels, ExpectedPixels(0));
+  EXPECT_EQ(std::filesystem::status(Output("x.png")).permissions(), std::filesystem::perms(0640));
+}
+
+TEST_F(ExportProgramTest, OutputThatAnotherRunIsWritingIsLeftToIt) {
+  OutputTarget other;
+  ASSERT_TRUE(other.open(Output("x.y4m"), Input()));
+  ASSERT_TRUE(other.write(std::vector<uint8_t>(3, 'o')));
+  ExpectFailure({Input(), Output("x.y4m")},
+                Output("x.y4m") + ": another run is writing its part file");
+  ASSERT_TRUE(other.commit());
+  EXPECT_EQ(test::ReadBytes(Output("x.y4m")), std::vector<uint8_t>(3, 'o'));
+  EXPECT_THAT(Files(), testing::ElementsAre("in.qolm", "x.y4m"));
+}
+
 TEST_F(ExportProgramTest, TerminalTakesNoPictures) {
   const ProgramRun run = Run({Input(), "-"}, test::OutputEnd::kTerminal);
   EXPECT_EQ(run.exit_code, 1);
@@ -298,7 +334,7 @@ TEST_F(ExportProgramTest, SignalLeavesNoPartFile) {
     EXPECT_EXIT(
         {
           OutputTarget target;
-          const bool opened = target.open(Output("x.y4m"));
+          const bool opened = target.open(Output("x.y4m"), Input());
           if (opened && std::filesystem::exists(Output("x.y4m.part"))) raise(signal_number);
         },
         testing::KilledBySignal(signal_number), "");

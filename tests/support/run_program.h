@@ -1,77 +1,56 @@
-// Runs a program as a user would and captures what it leaves.
+// Runs a program as a user would and captures what it prints.
 #ifndef QOLM_TESTS_SUPPORT_RUN_PROGRAM_H_
 #define QOLM_TESTS_SUPPORT_RUN_PROGRAM_H_
 
-#include <fcntl.h>
-#include <stdlib.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <sys/types.h>
 
-#include <cstdint>
-#include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "support/container_file.h"
 #include "support/temporary_folder.h"
 
 namespace qolm::test {
 
-struct ProgramRun {
-  int exit_code = -1;  // -1 when a signal ended the program
-  std::vector<uint8_t> output;
-  std::string errors;
-};
-
+// Where the program's standard output leads: to out(), to a pipe that nobody
+// reads, or to a terminal. out() stays empty for the last two.
 enum class OutputEnd { kCaptured, kClosedPipe, kTerminal };
 
-// `arguments` follow the program's name. With a closed pipe the program's
-// standard output is a pipe that nobody reads, with a terminal it is one; its
-// `output` then stays empty.
-inline ProgramRun RunProgram(const std::filesystem::path& program,
-                             const std::vector<std::string>& arguments,
-                             OutputEnd output_end = OutputEnd::kCaptured) {
-  const TemporaryFolder folder;
-  const std::string output_path = (folder / "output").string();
-  const std::string errors_path = (folder / "errors").string();
-  int pipe_ends[2] = {-1, -1};
-  if (output_end == OutputEnd::kClosedPipe && pipe(pipe_ends) != 0) return {};
+class ProgramRun {
+ public:
+  // Starts the program at once, with nothing to read on its standard input.
+  // `arguments` follow its name. `in_child` runs just before it.
+  ProgramRun(
+      const std::string& program, const std::vector<std::string>& arguments,
+      const std::function<void()>& in_child = [] {}, OutputEnd output_end = OutputEnd::kCaptured);
+  ~ProgramRun();  // kills it when it still runs
+  ProgramRun(const ProgramRun&) = delete;
+  ProgramRun& operator=(const ProgramRun&) = delete;
 
-  const int terminal =
-      output_end == OutputEnd::kTerminal ? posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
-  if (terminal >= 0 && (grantpt(terminal) != 0 || unlockpt(terminal) != 0)) return {};
-  const std::string terminal_path = terminal >= 0 ? ptsname(terminal) : "";
+  void Signal(int signal_number) const;
+  bool IsRunning();
+  void Wait();
 
-  const pid_t child = fork();
-  if (child == 0) {
-    int output = pipe_ends[1];
-    if (terminal >= 0) {
-      output = open(terminal_path.c_str(), O_WRONLY | O_NOCTTY);
-    } else if (output_end == OutputEnd::kCaptured) {
-      output = open(output_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    }
-    const int errors = open(errors_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (pipe_ends[0] >= 0) close(pipe_ends[0]);
-    dup2(output, STDOUT_FILENO);
-    dup2(errors, STDERR_FILENO);
-    std::vector<std::string> words = {program.string()};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> pointers;
-    for (std::string& word : words) pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    execv(pointers[0], pointers.data());
-    _exit(127);
-  }
-  for (const int end : pipe_ends) {
-    if (end >= 0) close(end);
-  }
-  int status = 0;
-  if (child < 0 || waitpid(child, &status, 0) != child) return {};
-  if (terminal >= 0) close(terminal);
-  const std::vector<uint8_t> errors = ReadBytes(errors_path);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadBytes(output_path),
-          std::string(errors.begin(), errors.end())};
-}
+  // After it has ended: the exit code, or minus the signal that killed it.
+  int exit_code() const { return exit_code_; }
+
+  // The bytes that it has printed so far.
+  std::string out() const;
+  std::string err() const;
+
+ private:
+  void Take(int status);
+
+  TemporaryFolder folder_;
+  pid_t process_ = -1;
+  int terminal_ = -1;
+  bool running_ = false;
+  int exit_code_ = 0;
+};
+
+// For a fork that shall not write everywhere, as root may: goes on as a user
+// without rights, or ends with exit code 126.
+void DropRoot();
 
 }  // namespace qolm::test
 

@@ -1,0 +1,113 @@
+#include "output/output_path.h"
+
+#include <string>
+
+#ifndef _WIN32
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#endif
+
+namespace qolm::output {
+namespace {
+
+namespace fs = std::filesystem;
+
+class RefusalCategory : public std::error_category {
+ public:
+  const char* name() const noexcept override { return "output"; }
+  std::string message(int value) const override {
+    switch (static_cast<OutputRefusal>(value)) {
+      case OutputRefusal::kIsInput:
+        return "it is the input file";
+      case OutputRefusal::kNotRegular:
+        return "it is not a regular file";
+      case OutputRefusal::kPartIsInput:
+        return "its part file is the input file";
+      case OutputRefusal::kPartNotRegular:
+        return "its part file is not a regular file";
+      case OutputRefusal::kOwnedByAnotherRun:
+        return "another run is writing its part file";
+    }
+    return "it cannot be written";
+  }
+};
+
+// Follows the links at `path`, whose last target need not exist.
+fs::path FollowLinks(fs::path path, std::error_code& error) {
+  constexpr int kMostLinks = 40;
+  for (int i = 0; i < kMostLinks; ++i) {
+    if (!fs::is_symlink(fs::symlink_status(path, error))) {
+      error.clear();  // a place that cannot be looked at was refused before
+      return path;
+    }
+    const fs::path target = fs::read_symlink(path, error);
+    if (error) return path;
+    path = path.parent_path() / target;
+  }
+  error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+  return path;
+}
+
+bool SameFile(const fs::path& a, const fs::path& b) {
+  std::error_code error;
+  return fs::equivalent(a, b, error) && !error;
+}
+
+// A rename would replace even a file that its owner has write-protected.
+std::error_code CheckWritable(const fs::path& path) {
+#ifdef _WIN32
+  std::error_code error;
+  const fs::perms permissions = fs::status(path, error).permissions();
+  if (!error && (permissions & fs::perms::owner_write) == fs::perms::none) {
+    error = std::make_error_code(std::errc::permission_denied);
+  }
+  return error;
+#else
+  if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0) return {};
+  return {errno, std::generic_category()};
+#endif
+}
+
+std::error_code JudgePart(const fs::path& part, const fs::path& input) {
+  std::error_code error;
+  const fs::file_status status = fs::symlink_status(part, error);
+  if (status.type() == fs::file_type::none) return error;
+  if (!fs::exists(status)) return {};
+  if (SameFile(part, input)) return OutputRefusal::kPartIsInput;
+  if (fs::is_directory(status)) return std::make_error_code(std::errc::is_a_directory);
+  if (!fs::is_regular_file(status)) return OutputRefusal::kPartNotRegular;
+  return {};
+}
+
+}  // namespace
+
+const std::error_category& OutputRefusalCategory() {
+  static const RefusalCategory category;
+  return category;
+}
+
+std::error_code JudgeOutputPath(const fs::path& output, const fs::path& input, OutputPath& judged) {
+  judged = {};
+  if (output.empty()) return std::make_error_code(std::errc::no_such_file_or_directory);
+  std::error_code error;
+  const fs::file_status status = fs::status(output, error);
+  if (status.type() == fs::file_type::none) return error;
+  if (fs::is_directory(status) || !output.has_filename()) {
+    return std::make_error_code(std::errc::is_a_directory);
+  }
+  judged.exists = fs::exists(status);
+  if (judged.exists && SameFile(output, input)) return OutputRefusal::kIsInput;
+  judged.target = FollowLinks(output, error);
+  if (error) return error;
+  judged.special = judged.exists && !fs::is_regular_file(status);
+  if (judged.special) return {};
+  if (judged.exists) error = CheckWritable(output);
+  if (error) return error;
+  judged.part = judged.target;
+  judged.part += ".part";
+  return JudgePart(judged.part, input);
+}
+
+}  // namespace qolm::output
