@@ -27,8 +27,8 @@ class OutputTarget {
   OutputTarget& operator=(const OutputTarget&) = delete;
 
   // A regular file is written as a part file, of which a signal that ends the
-  // program leaves nothing either; pipes and devices directly. Nothing that
-  // `input` is reached by gets written.
+  // program leaves nothing either; pipes and devices directly. `input` is never
+  // written, by whatever name.
   [[nodiscard]] bool open(const std::filesystem::path& path, const std::filesystem::path& input);
   [[nodiscard]] bool open_standard_output();
 
