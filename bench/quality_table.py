@@ -37,7 +37,8 @@ import qolm_records  # noqa: E402
 
 PEER_FORMATS = {"mjpeg": "mjpeg", "mpeg2video": "mpeg2video", "mpeg4": "m4v"}
 PEER_SCALE = range(1, 32)  # ffmpeg's -q:v: 1 is best
-UNTAGGED_HD_LINES = 720  # the converter reads an untagged picture this high as BT.709
+# The converter reads an untagged picture this long or this high as BT.709.
+UNTAGGED_HD = (1280, 720)
 
 FFMPEG = ["ffmpeg", "-hide_banner", "-nostdin", "-y"]
 PSNR_LINE = re.compile(r"PSNR y:(\S+)")
@@ -83,21 +84,23 @@ def measure(command):
 
 
 def probe(clip):
-    """Returns the clip's (height, colour space) as tagged."""
+    """Returns the clip's (long side, short side, colour space) as tagged."""
     done = subprocess.run(
         ["ffprobe", "-v", "error", "-select_streams", "V:0", "-show_entries",
-         "stream=height,color_space", "-of", "json", clip], capture_output=True)
+         "stream=width,height,color_space", "-of", "json", clip], capture_output=True)
     streams = json.loads(done.stdout or b"{}").get("streams")
     if not streams:
         raise MeasuringFailed(f"{clip}: no video stream")
-    return streams[0]["height"], streams[0].get("color_space", "unknown")
+    sides = sorted((streams[0]["width"], streams[0]["height"]))
+    return sides[1], sides[0], streams[0].get("color_space", "unknown")
 
 
 def to_planes_filter(clip):
     """The filter that brings the clip's pictures to the form of our planes."""
-    height, space = probe(clip)
+    long_side, short_side, space = probe(clip)
     source = {"bt2020nc": "bt2020", "bt2020c": "bt2020"}.get(space, "auto")
-    if space in ("unknown", "unspecified") and height >= UNTAGGED_HD_LINES:
+    is_hd = long_side >= UNTAGGED_HD[0] or short_side >= UNTAGGED_HD[1]
+    if space in ("unknown", "unspecified") and is_hd:
         source = "bt709"
     return (f"scale=in_color_matrix={source}:out_color_matrix=bt601:out_range=tv"
             ":flags=bicubic+accurate_rnd+full_chroma_int,format=yuv420p")
@@ -185,7 +188,7 @@ class Peer:
 
     def encoder(self, q):
         return ["-c:v", self.codec, "-q:v", str(q), "-qmin", "1", "-g", "60", "-pix_fmt",
-                "yuv420p", "-strict", "unofficial", "-f", PEER_FORMATS[self.codec], self.stream]
+                "yuv420p", "-strict", "unofficial", "-vsync", "passthrough", "-f", PEER_FORMATS[self.codec], self.stream]
 
     def at(self, q):
         if q not in self.measured:

@@ -5,11 +5,12 @@
 #include "cli/interrupt.h"
 #include "media/audio_source.h"
 #include "media/platform.h"
+#include "output/signals.h"
 
 namespace qolm::cli {
 
 int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostream& err) {
-  IgnoreBrokenPipeSignal();
+  output::IgnoreBrokenPipeSignal();
   const InterruptListener listener;
   const media::Platform platform;
   EncodeEnvironment environment;

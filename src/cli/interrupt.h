@@ -3,8 +3,6 @@
 #ifndef QOLM_CLI_INTERRUPT_H_
 #define QOLM_CLI_INTERRUPT_H_
 
-#include "output/signals.h"
-
 namespace qolm::cli {
 
 // Listens while it lives. One at a time.
@@ -17,8 +15,6 @@ class InterruptListener {
 
   bool interrupted() const;
 };
-
-using output::IgnoreBrokenPipeSignal;
 
 }  // namespace qolm::cli
 
