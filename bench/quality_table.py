@@ -157,7 +157,7 @@ def measure_ours(programs, clip, quality, frames, reference, source_frames, fold
         raise MeasuringFailed(f"{clip}: {source_frames} source frames, {header.frame_count} in "
                               f"the header, {carried} in the records")
     info = measure([str(programs / "qolm2_converter"), "info", output])
-    psnr, ssim = compare(None, reference, [str(programs / "qolm2_export"), output, "-"])
+    psnr, ssim = compare(None, reference, [str(programs / "qolm2_export"), output, "-", "--y4m"])
     size = os.path.getsize(output) - qolm_records.index_bytes(records)
     return {"codec": "qolm", "setting": quality, "bytes": size, "frames": carried,
             "records": qolm_records.count_by_type(records), "psnr_y": psnr, "ssim_y": ssim,

@@ -55,7 +55,7 @@ def failures(programs, folder):
         yield f"info does not report {expected} decoded frames: {text}"
 
     psnr, ssim = quality_table.compare(
-        None, str(reference), [str(programs / "qolm2_export"), str(output), "-"])
+        None, str(reference), [str(programs / "qolm2_export"), str(output), "-", "--y4m"])
     reference.unlink()
     print(f"PSNR-Y {psnr:.2f} dB, SSIM-Y {ssim:.4f}")
     if psnr < LOWEST_PSNR_Y or ssim < LOWEST_SSIM_Y:

@@ -8,6 +8,8 @@
 #include "container/container_reader.h"
 #include "decoder/frame_decoder.h"
 #include "export/contact_sheet.h"
+#include "export/export_report.h"
+#include "export/media_export.h"
 #include "export/output_target.h"
 #include "export/png_writer.h"
 #include "export/y4m_writer.h"
@@ -18,25 +20,6 @@ namespace {
 
 using decoder::FrameDecoder;
 using decoder::OutputFrame;
-using decoder::StreamEnd;
-
-ExportResult Failure(const std::filesystem::path& path, const std::string& reason) {
-  return {false, {}, path.string() + ": " + reason};
-}
-
-ExportResult OutputFailure(const ExportOptions& options, const OutputTarget& target) {
-  if (target.reader_has_gone()) return {};
-  const std::string name = options.to_standard_output ? "standard output" : options.output.string();
-  return {false, {}, name + ": " + target.error().message()};
-}
-
-std::string Frames(int64_t count) {
-  return std::to_string(count) + (count == 1 ? " frame" : " frames");
-}
-
-std::string SizeText(uint32_t width, uint32_t height) {
-  return std::to_string(width) + "x" + std::to_string(height);
-}
 
 std::string RateText(const container::FileHeader& header) {
   return std::to_string(header.fps_num) + "/" + std::to_string(header.fps_den) + " a second";
@@ -57,31 +40,12 @@ uint32_t FramesToExpect(const container::ContainerReader& reader) {
   return static_cast<uint32_t>(std::min<uint64_t>(frames, std::numeric_limits<int32_t>::max()));
 }
 
-// Why decoding stopped early; empty when it did not.
-std::string DamageText(const container::ContainerReader& reader, StreamEnd end, int32_t delivered) {
-  const uint32_t announced = reader.header().frame_count;
-  switch (end) {
-    case StreamEnd::kDamagedRecord:
-      return "damaged record behind " + Frames(delivered) +
-             (announced != 0 ? " of " + std::to_string(announced) : "");
-    case StreamEnd::kFramesMissing:
-      return announced != 0
-                 ? "the file ends after " + Frames(delivered) + " of " + std::to_string(announced)
-                 : "the file was never finished, it ends after " + Frames(delivered);
-    default:
-      return {};
-  }
-}
-
 ExportResult ExportY4m(const ExportOptions& options, const container::ContainerReader& reader,
                        FrameDecoder& decoder) {
   // The first frame is decoded before the output is touched, so a file that
   // shows nothing leaves nothing behind.
   bool more = decoder.next_planes();
-  if (!more) {
-    const std::string damage = DamageText(reader, decoder.stream_end(), 0);
-    return Failure(options.input, damage.empty() ? "the file holds no frames" : damage);
-  }
+  if (!more) return Failure(options.input, NoFrameText(reader, decoder.stream_end()));
   const uint32_t width = decoder.planes().width;
   const uint32_t height = decoder.planes().height;
 
@@ -107,7 +71,7 @@ ExportResult ExportY4m(const ExportOptions& options, const container::ContainerR
   if (damage.empty()) damage = DamageText(reader, decoder.stream_end(), written);
 
   ExportResult result;
-  result.summary = Frames(written) + ", " + SizeText(width, height);
+  result.summary = FramesText(written) + ", " + SizeText(width, height);
   result.succeeded = damage.empty();
   if (!result.succeeded) result.problem = options.input.string() + ": " + damage;
   return result;
@@ -141,11 +105,11 @@ ExportResult ExportPicture(const ExportOptions& options, const container::Contai
   const uint32_t frames = FramesToExpect(reader);
   if (wanted >= int64_t{frames} && options.seconds) {
     return Failure(options.input, "no frame is shown at that time, the file holds " +
-                                      Frames(frames) + " (" + RateText(reader.header()) + ")");
+                                      FramesText(frames) + " (" + RateText(reader.header()) + ")");
   }
   if (wanted >= int64_t{frames}) {
     return Failure(options.input, "there is no frame " + std::to_string(wanted) +
-                                      ", the file holds " + Frames(frames));
+                                      ", the file holds " + FramesText(frames));
   }
   OutputFrame frame;
   if (!decoder.seek_to_frame(static_cast<int32_t>(wanted)) || !decoder.next_frame(frame)) {
@@ -182,7 +146,7 @@ ExportResult ExportSheet(const ExportOptions& options, const container::Containe
     ++placed;
   }
   if (placed == 0) return Failure(options.input, damage);
-  ExportResult result = WritePicture(options, sheet.picture(), "sheet of " + Frames(placed));
+  ExportResult result = WritePicture(options, sheet.picture(), "sheet of " + FramesText(placed));
   if (result.succeeded && !damage.empty()) {
     result.succeeded = false;
     result.problem = options.input.string() + ": " + damage;
@@ -210,9 +174,17 @@ ExportResult ExportFile(const ExportOptions& options) {
   }
   // Only a contact sheet seeks, and only forward, so nothing need be kept.
   FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);
-  if (options.form == Form::kY4m) return ExportY4m(options, reader, decoder);
-  if (options.sheet) return ExportSheet(options, reader, decoder);
-  return ExportPicture(options, reader, decoder);
+  switch (options.form) {
+    case Form::kY4m:
+      return ExportY4m(options, reader, decoder);
+    case Form::kPng:
+      return options.sheet ? ExportSheet(options, reader, decoder)
+                           : ExportPicture(options, reader, decoder);
+    case Form::kWav:
+      return ExportWav(options, reader, decoder);
+    default:
+      return ExportMedia(options, reader, decoder);
+  }
 }
 
 }  // namespace qolm::exporter

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <utility>
 #include <vector>
+
+#include "export/media_muxer.h"
 
 namespace qolm::exporter {
 namespace {
@@ -45,13 +48,67 @@ std::optional<Form> FormOf(const std::filesystem::path& output) {
   std::string ending = output.extension().string();
   std::transform(ending.begin(), ending.end(), ending.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  if (ending == ".y4m") return Form::kY4m;
-  if (ending == ".png") return Form::kPng;
+  constexpr std::pair<std::string_view, Form> kEndings[] = {
+      {".y4m", Form::kY4m},      {".png", Form::kPng}, {".wav", Form::kWav},
+      {".mkv", Form::kMatroska}, {".mp4", Form::kMp4}, {".nut", Form::kNut}};
+  for (const auto& [known, form] : kEndings) {
+    if (ending == known) return form;
+  }
   return std::nullopt;
 }
 
+Form FormOfStandardOutput(bool wants_y4m) {
+  return wants_y4m || !MediaFormsAvailable() ? Form::kY4m : Form::kPipe;
+}
+
+bool NeedsMediaMuxer(Form form) {
+  return form == Form::kMatroska || form == Form::kMp4 || form == Form::kNut;
+}
+
+constexpr std::string_view kUsage =
+    "Usage: qolm2_export IN.qolm OUT [options]\n"
+    "\n"
+    "  OUT.mkv    picture and sound, nothing lost (FFV1 and FLAC)\n"
+    "  OUT.mp4    picture and sound, small (H.264 and AAC)\n"
+    "  OUT.nut    picture and sound, uncompressed\n"
+    "  OUT.wav    the sound\n"
+    "  OUT.y4m    every frame, the decoded planes untouched\n"
+    "  OUT.png    one frame, or a contact sheet with --sheet\n"
+    "  -          picture and sound on standard output, uncompressed, as for\n"
+    "             qolm2_export a.qolm - | ffplay -\n"
+    "\n"
+    "Options:\n"
+    "  --y4m               with -: every frame as Y4M, without sound\n"
+    "  --frame N           with .png: the frame with this number, counted from 0\n"
+    "                      (default: 0)\n"
+    "  --time S            with .png: the frame shown S seconds after the start\n"
+    "  --sheet COLSxROWS   with .png: scaled-down frames, evenly spaced (each side\n"
+    "                      1 to 100)\n"
+    "\n"
+    "  --help              print this text\n";
+
+constexpr std::string_view kUsageWithoutMedia =
+    "Usage: qolm2_export IN.qolm OUT [options]\n"
+    "\n"
+    "  OUT.wav    the sound\n"
+    "  OUT.y4m    every frame, the decoded planes untouched\n"
+    "  OUT.png    one frame, or a contact sheet with --sheet\n"
+    "  -          every frame as Y4M on standard output\n"
+    "\n"
+    "This program was built without FFmpeg, so it makes no .mkv, .mp4 and .nut.\n"
+    "\n"
+    "Options:\n"
+    "  --y4m               with -: every frame as Y4M, which it is anyway\n"
+    "  --frame N           with .png: the frame with this number, counted from 0\n"
+    "                      (default: 0)\n"
+    "  --time S            with .png: the frame shown S seconds after the start\n"
+    "  --sheet COLSxROWS   with .png: scaled-down frames, evenly spaced (each side\n"
+    "                      1 to 100)\n"
+    "\n"
+    "  --help              print this text\n";
+
 // Splits the arguments into options and the two paths.
-bool TakeArguments(std::span<const std::string> arguments, ExportOptions& options,
+bool TakeArguments(std::span<const std::string> arguments, ExportOptions& options, bool& wants_y4m,
                    std::vector<std::string>& paths, OptionsProblem& problem) {
   for (size_t i = 0; i < arguments.size(); ++i) {
     const std::string& argument = arguments[i];
@@ -59,7 +116,9 @@ bool TakeArguments(std::span<const std::string> arguments, ExportOptions& option
       options.help = true;
       return true;
     }
-    if (argument == "--frame" || argument == "--time" || argument == "--sheet") {
+    if (argument == "--y4m") {
+      wants_y4m = true;
+    } else if (argument == "--frame" || argument == "--time" || argument == "--sheet") {
       if (i + 1 == arguments.size()) {
         problem.text = argument + " needs a value";
         return false;
@@ -81,27 +140,14 @@ bool TakeArguments(std::span<const std::string> arguments, ExportOptions& option
 
 }  // namespace
 
-std::string_view UsageText() {
-  return "Usage: qolm2_export IN.qolm OUT [options]\n"
-         "\n"
-         "  OUT.y4m    every frame, the decoded planes untouched\n"
-         "  OUT.png    one frame, or a contact sheet with --sheet\n"
-         "  -          every frame as Y4M on standard output, as for\n"
-         "             qolm2_export a.qolm - | ffplay -\n"
-         "\n"
-         "Options for .png:\n"
-         "  --frame N           the frame with this number, counted from 0 (default: 0)\n"
-         "  --time S            the frame shown S seconds after the start\n"
-         "  --sheet COLSxROWS   scaled-down frames, evenly spaced (each side 1 to 100)\n"
-         "\n"
-         "  --help              print this text\n";
-}
+std::string_view UsageText() { return MediaFormsAvailable() ? kUsage : kUsageWithoutMedia; }
 
 std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arguments,
                                                 OptionsProblem& problem) {
   ExportOptions options;
   std::vector<std::string> paths;
-  if (!TakeArguments(arguments, options, paths, problem)) return std::nullopt;
+  bool wants_y4m = false;
+  if (!TakeArguments(arguments, options, wants_y4m, paths, problem)) return std::nullopt;
   if (options.help) return options;
   if (paths.size() != 2) {
     problem.text =
@@ -112,10 +158,21 @@ std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arg
   options.output = paths[1];
   options.to_standard_output = paths[1] == "-";
 
-  const std::optional<Form> form = options.to_standard_output ? Form::kY4m : FormOf(paths[1]);
+  const std::optional<Form> form =
+      options.to_standard_output ? FormOfStandardOutput(wants_y4m) : FormOf(paths[1]);
   if (!form) {
-    problem.text = paths[1] + ": the ending must be .y4m or .png";
+    problem.text = paths[1] + ": the ending must be .mkv, .mp4, .nut, .wav, .y4m or .png";
     problem.needs_usage = false;
+    return std::nullopt;
+  }
+  if (NeedsMediaMuxer(*form) && !MediaFormsAvailable()) {
+    problem.text =
+        paths[1] + ": this program was built without FFmpeg; it makes .wav, .y4m and .png";
+    problem.needs_usage = false;
+    return std::nullopt;
+  }
+  if (wants_y4m && *form != Form::kY4m) {
+    problem.text = "--y4m is for standard output and .y4m outputs";
     return std::nullopt;
   }
   options.form = *form;

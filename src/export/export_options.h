@@ -11,7 +11,8 @@
 
 namespace qolm::exporter {
 
-enum class Form { kY4m, kPng };
+// kPipe is the stream with picture and sound on standard output.
+enum class Form { kY4m, kPng, kWav, kMatroska, kMp4, kNut, kPipe };
 
 struct SheetLayout {
   uint32_t columns = 0;  // 1..kMaxSheetSide
@@ -31,6 +32,7 @@ struct ExportOptions {
   std::optional<SheetLayout> sheet;
 };
 
+// Tells which forms this build leaves out, too.
 std::string_view UsageText();
 
 struct OptionsProblem {

@@ -22,6 +22,14 @@ std::FILE* OpenForWriting(const std::filesystem::path& path) {
 #endif
 }
 
+int SeekTo(std::FILE* stream, uint64_t position) {
+#ifdef _WIN32
+  return _fseeki64(stream, static_cast<int64_t>(position), SEEK_SET);
+#else
+  return fseeko(stream, static_cast<off_t>(position), SEEK_SET);
+#endif
+}
+
 }  // namespace
 
 bool StandardOutputIsTerminal() {
@@ -65,6 +73,12 @@ bool OutputTarget::write(std::span<const uint8_t> bytes) {
   errno = 0;
   if (std::fwrite(bytes.data(), 1, bytes.size(), stream_) != bytes.size()) return fail_with_errno();
   return true;
+}
+
+bool OutputTarget::seek(uint64_t position) {
+  if (error_) return false;
+  errno = 0;
+  return SeekTo(stream_, position) == 0 || fail_with_errno();
 }
 
 bool OutputTarget::commit() {

@@ -34,6 +34,11 @@ class OutputTarget {
 
   [[nodiscard]] bool write(std::span<const uint8_t> bytes);
 
+  // Only a file that this program made can be written anywhere but at its end.
+  bool seekable() const { return commits_part_; }
+  // The byte that the next write starts at.
+  [[nodiscard]] bool seek(uint64_t position);
+
   // Writes out what is buffered, closes, and gives the file its name.
   [[nodiscard]] bool commit();
 

@@ -5,6 +5,8 @@
 
 #include <vector>
 
+#include "export/media_muxer.h"
+
 namespace qolm::exporter {
 namespace {
 
@@ -24,10 +26,30 @@ std::string ProblemOf(const std::vector<std::string>& arguments) {
 TEST(ExportOptionsTest, EndingPicksTheForm) {
   EXPECT_EQ(Parse({"a.qolm", "b.y4m"})->form, Form::kY4m);
   EXPECT_EQ(Parse({"a.qolm", "b.PNG"})->form, Form::kPng);
-  const auto standard_output = Parse({"a.qolm", "-"});
-  EXPECT_EQ(standard_output->form, Form::kY4m);
-  EXPECT_TRUE(standard_output->to_standard_output);
+  EXPECT_EQ(Parse({"a.qolm", "b.Wav"})->form, Form::kWav);
   EXPECT_FALSE(Parse({"a.qolm", "b.y4m"})->to_standard_output);
+}
+
+TEST(ExportOptionsTest, EndingsOfMediaFiles) {
+  if (!MediaFormsAvailable()) {
+    EXPECT_EQ(ProblemOf({"a.qolm", "b.mkv"}),
+              "b.mkv: this program was built without FFmpeg; it makes .wav, .y4m and .png");
+    return;
+  }
+  EXPECT_EQ(Parse({"a.qolm", "b.mkv"})->form, Form::kMatroska);
+  EXPECT_EQ(Parse({"a.qolm", "b.MP4"})->form, Form::kMp4);
+  EXPECT_EQ(Parse({"a.qolm", "b.nut"})->form, Form::kNut);
+}
+
+TEST(ExportOptionsTest, StandardOutputCarriesSoundUnlessItShallBeY4m) {
+  const auto plain = Parse({"a.qolm", "-"});
+  EXPECT_TRUE(plain->to_standard_output);
+  EXPECT_EQ(plain->form, MediaFormsAvailable() ? Form::kPipe : Form::kY4m);
+  const auto y4m = Parse({"--y4m", "a.qolm", "-"});
+  EXPECT_TRUE(y4m->to_standard_output);
+  EXPECT_EQ(y4m->form, Form::kY4m);
+  EXPECT_EQ(Parse({"a.qolm", "b.y4m", "--y4m"})->form, Form::kY4m);
+  EXPECT_THAT(ProblemOf({"a.qolm", "b.png", "--y4m"}), HasSubstr("for standard output"));
 }
 
 TEST(ExportOptionsTest, OptionsMayStandAnywhere) {
@@ -61,7 +83,8 @@ TEST(ExportOptionsTest, WrongCommandLines) {
   EXPECT_THAT(ProblemOf({"a.qolm"}), HasSubstr("an input and an output"));
   EXPECT_EQ(ProblemOf({"a", "b.png", "c"}), "unexpected argument c");
   EXPECT_EQ(ProblemOf({"a", "b.png", "--fast"}), "unknown option --fast");
-  EXPECT_EQ(ProblemOf({"a", "b.mp4"}), "b.mp4: the ending must be .y4m or .png");
+  EXPECT_EQ(ProblemOf({"a", "b.avi"}),
+            "b.avi: the ending must be .mkv, .mp4, .nut, .wav, .y4m or .png");
   EXPECT_THAT(ProblemOf({"a", "b.y4m", "--frame", "1"}), HasSubstr("for .png outputs"));
   EXPECT_THAT(ProblemOf({"a", "-", "--sheet", "2x2"}), HasSubstr("for .png outputs"));
   EXPECT_THAT(ProblemOf({"a", "b.png", "--frame", "1", "--time", "2"}), HasSubstr("exclude"));
@@ -69,7 +92,7 @@ TEST(ExportOptionsTest, WrongCommandLines) {
 
 TEST(ExportOptionsTest, OnlyAMisusedCommandLineNeedsTheUsage) {
   OptionsProblem problem;
-  const std::vector<std::string> unknown_ending = {"a", "b.mp4"};
+  const std::vector<std::string> unknown_ending = {"a", "b.avi"};
   EXPECT_FALSE(ParseExportOptions(unknown_ending, problem).has_value());
   EXPECT_FALSE(problem.needs_usage);
   const std::vector<std::string> unknown_option = {"a", "b.png", "--x"};
