@@ -12,7 +12,7 @@ override INPUT := $(value INPUT)
 export INPUT
 
 .PHONY: help setup build demo test clang-test asan-test tsan-test coverage bench quality \
-  format format-check lint check ci clean
+  sound-table format format-check lint check ci clean
 
 help:
 	@echo "make build               release programs in build/release/bin/"
@@ -24,6 +24,7 @@ help:
 	@echo "make coverage            line and branch coverage of the tests"
 	@echo "make bench               kernel benchmarks"
 	@echo "make quality CLIPS=...   size, quality and speed table beside other codecs"
+	@echo "make sound-table CLIPS=... the same for the sound"
 	@echo "make format | lint       clang-format in place | clang-tidy over src/"
 	@echo "make check               include, document and path checks"
 	@echo "make ci                  what the merge gate runs"
@@ -73,6 +74,12 @@ bench:
 quality: build
 	@tools/setup.sh bench
 	python3 bench/quality_table.py --programs build/release/bin $(QUALITY_FLAGS) $(CLIPS)
+
+sound-table:
+	@tools/setup.sh bench
+	cmake --preset bench
+	cmake --build --preset bench --target sound_quality
+	python3 bench/sound_table.py --programs build/bench/bin $(SOUND_TABLE_FLAGS) $(CLIPS)
 
 format:
 	@tools/format.sh
