@@ -89,11 +89,12 @@ int16_t* RowLevels(ResidualPlane& plane, uint32_t block_row) {
 
 void CodeResiduals(ResidualPlanes& planes, bool rate_rule) {
   const VideoKernels& kernels = ActiveVideoKernels();
-  const LevelSelection luma = MakeLevelSelection(*planes[0].table, rate_rule);
-  const LevelSelection chroma = MakeLevelSelection(*planes[1].table, rate_rule);
+  // The luma's price of a bit holds for all planes: the chroma steps are so
+  // coarse that a price of their own would leave stains.
+  const LevelSelection selection = MakeLevelSelection(*planes[0].table, rate_rule);
   ForEachBlockRow(planes, [&](ResidualPlane& plane, uint32_t row) {
-    CodeResidualRow(kernels, plane.source, plane.grid, row, *plane.table,
-                    &plane == planes.data() ? luma : chroma, RowLevels(plane, row), plane.samples);
+    CodeResidualRow(kernels, plane.source, plane.grid, row, *plane.table, selection,
+                    RowLevels(plane, row), plane.samples);
   });
 }
 

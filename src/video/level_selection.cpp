@@ -55,8 +55,8 @@ struct Candidate {
 
 }  // namespace
 
-LevelSelection MakeLevelSelection(const QuantTable& table, bool rate_rule) {
-  return {rate_rule, kLambdaFactor * table.step[0] * table.step[0]};
+LevelSelection MakeLevelSelection(const QuantTable& luma, bool rate_rule) {
+  return {rate_rule, kLambdaFactor * luma.step[0] * luma.step[0]};
 }
 
 void SelectLevels(const LevelSelection& selection, const QuantTable& table,

@@ -19,7 +19,8 @@ struct LevelSelection {
   float lambda = 0.0F;    // squared error that one bit is worth
 };
 
-LevelSelection MakeLevelSelection(const QuantTable& table, bool rate_rule);
+// `luma` is the luma table of the picture, whatever plane the selection serves.
+LevelSelection MakeLevelSelection(const QuantTable& luma, bool rate_rule);
 
 // Stores the chosen levels of one block at their scan positions; `zigzag` is
 // all zero before. `nearest` and `coefficients` are in natural order, bit i of
