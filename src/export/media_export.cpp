@@ -71,6 +71,7 @@ class SoundFeed {
         return false;
       }
       next_ += count;
+      if (next_ == frames_) return muxer_.end_sound();
     }
     return true;
   }

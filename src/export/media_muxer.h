@@ -55,7 +55,10 @@ class MediaMuxer {
   // The sound that follows what was written before, channels interleaved.
   [[nodiscard]] virtual bool write_sound(std::span<const int16_t> samples) = 0;
 
-  // Ends the file; the target is then ready to be committed.
+  // No more sound follows, so the last packet need not wait to be filled.
+  [[nodiscard]] virtual bool end_sound() = 0;
+
+  // Ends the file, whose sound has been ended where there is some; the target is then ready to be committed.
   [[nodiscard]] virtual bool finish() = 0;
 
   const std::string& problem() const { return problem_; }

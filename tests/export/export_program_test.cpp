@@ -251,7 +251,8 @@ TEST_F(ExportProgramTest, OutputsThatCannotBeWritten) {
   ExpectFailure({Input(), Output("full.y4m")}, Output("full.y4m") + ": No space left on device");
   std::filesystem::create_symlink("/dev/full", Output("full.png"));
   ExpectFailure({Input(), Output("full.png")}, Output("full.png") + ": No space left on device");
-  ExpectFailure({Input(), "x.avi"}, "x.avi: the ending must be .mkv, .mp4, .nut, .wav, .y4m or .png");
+  ExpectFailure({Input(), "x.avi"},
+                "x.avi: the ending must be .mkv, .mp4, .nut, .wav, .y4m or .png");
 }
 
 TEST_F(ExportProgramTest, InputIsNeverOverwritten) {

@@ -55,6 +55,7 @@ class FfmpegMuxer : public MediaMuxer {
 
   bool write_frame(const video::YuvPlanes& planes) override;
   bool write_sound(std::span<const int16_t> samples) override;
+  bool end_sound() override;
   bool finish() override;
 
  private:
@@ -149,7 +150,7 @@ int FfmpegMuxer::add_stream(const AVCodecContext& codec, AVStream*& stream) {
 int FfmpegMuxer::write_header() {
   Dictionary options;
   // An MP4 file whose start cannot be written last carries its tables in pieces.
-  if (fragmented_) options.set("movflags", "frag_keyframe+empty_moov+default_base_moof");
+  if (fragmented_) options.set("movflags", "frag_keyframe+delay_moov+default_base_moof");
   return avformat_write_header(format_.get(), options.get());
 }
 
@@ -192,8 +193,6 @@ int FfmpegMuxer::write_rest() {
   if (const int result = avcodec_send_frame(&picture_.codec(), nullptr); result < 0) return result;
   if (const int result = write_pictures(); result < 0) return result;
   if (sound_stream_ != nullptr) {
-    if (const int result = sound_.queue_rest(); result < 0) return result;
-    if (const int result = write_queued_sound(); result < 0) return result;
     if (const int result = avcodec_send_frame(&sound_.codec(), nullptr); result < 0) return result;
     const int result = write_packets(sound_.codec(), sound_.codec().time_base, *sound_stream_);
     if (result < 0) return result;
@@ -201,6 +200,10 @@ int FfmpegMuxer::write_rest() {
   if (const int result = av_write_trailer(format_.get()); result < 0) return result;
   avio_flush(bytes_.get());
   return bytes_->error;
+}
+
+bool FfmpegMuxer::end_sound() {
+  return !failed_ && keep(sound_.queue_rest()) && keep(write_queued_sound());
 }
 
 bool FfmpegMuxer::finish() { return !failed_ && keep(write_rest()); }

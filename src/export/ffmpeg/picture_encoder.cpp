@@ -48,6 +48,8 @@ std::vector<const AVCodec*> Candidates(MediaForm form) {
 // for nobody, since the file has its own clock.
 constexpr int kMpeg4LargestTicks = 65535;
 
+constexpr int kFfv1SmallestSlicedSide = 32;  // pixels
+
 }  // namespace
 
 AVRational ToRational(const FrameRate& rate) {
@@ -88,7 +90,9 @@ int PictureEncoder::try_open(const AVCodec* encoder, const MediaDescription& des
 
   Dictionary options;
   if (encoder->id == AV_CODEC_ID_FFV1) {
-    codec_->level = 3;
+    // Version 3 cuts pictures into slices, of which tiny ones leave some empty.
+    const bool sliced = std::min(codec_->width, codec_->height) >= kFfv1SmallestSlicedSide;
+    codec_->level = sliced ? 3 : 1;
     codec_->gop_size = 1;  // any frame can be sought
     codec_->thread_type = FF_THREAD_SLICE;
     codec_->thread_count = 0;

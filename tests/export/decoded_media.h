@@ -1,0 +1,44 @@
+// Reads a media file back with FFmpeg's libraries, as a player would.
+#ifndef QOLM_TESTS_EXPORT_DECODED_MEDIA_H_
+#define QOLM_TESTS_EXPORT_DECODED_MEDIA_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "video/yuv_planes.h"
+
+namespace qolm::test {
+
+struct PacketPlace {
+  bool is_sound = false;
+  double seconds = 0;  // of its decoding time
+};
+
+struct DecodedMedia {
+  std::string container;
+  std::string picture_codec;
+  std::string sound_codec;  // empty without sound
+  std::string matrix;
+  std::string range;
+  std::string chroma_location;
+  int rate_numerator = 0;
+  int rate_denominator = 0;
+  std::vector<video::YuvPlanes> frames;
+  std::vector<double> frame_seconds;  // start of each
+  double picture_end_seconds = 0;     // of the last frame, its duration included
+  int sample_rate = 0;
+  int channels = 0;
+  std::vector<double> samples;  // interleaved, in 16-bit steps
+  double sound_start_seconds = 0;
+  double sound_end_seconds = 0;
+  std::vector<PacketPlace> packets;  // in file order
+};
+
+// Throws std::runtime_error when the file cannot be read.
+DecodedMedia DecodeMedia(const std::filesystem::path& path);
+
+}  // namespace qolm::test
+
+#endif  // QOLM_TESTS_EXPORT_DECODED_MEDIA_H_
