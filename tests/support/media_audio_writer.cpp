@@ -142,7 +142,8 @@ std::vector<Packet> EncodeSound(AVCodecContext& codec, const SoundClip& clip,
   return packets;
 }
 
-std::vector<Packet> EncodePictures(AVCodecContext& codec, int count) {
+std::vector<Packet> EncodePictures(AVCodecContext& codec, int count,
+                                   const std::function<uint8_t(int)>& brightness) {
   std::vector<Packet> packets;
   for (int i = 0; i < count; ++i) {
     const Frame frame(Check(av_frame_alloc(), "memory"));
@@ -152,7 +153,8 @@ std::vector<Packet> EncodePictures(AVCodecContext& codec, int count) {
     Check(av_frame_get_buffer(frame.get(), 0), "picture");
     for (size_t plane = 0; plane < 3; ++plane) {
       const int rows = plane == 0 ? frame->height : frame->height / 2;
-      std::memset(frame->data[plane], 128, static_cast<size_t>(frame->linesize[plane] * rows));
+      const int value = plane == 0 && brightness ? brightness(i) : 128;
+      std::memset(frame->data[plane], value, static_cast<size_t>(frame->linesize[plane] * rows));
     }
     frame->pts = i;
     Check(avcodec_send_frame(&codec, frame.get()), "picture");
@@ -211,12 +213,12 @@ void WriteSoundClip(const std::filesystem::path& path, const SoundClip& clip,
   Check(avio_open(&muxer->pb, path.c_str(), AVIO_FLAG_WRITE), "file");
   Check(avformat_write_header(muxer.get(), nullptr), "header");
   if (cover != nullptr) {
-    for (const Packet& packet : EncodePictures(*cover_codec, 1)) {
+    for (const Packet& packet : EncodePictures(*cover_codec, 1, {})) {
       Write(*muxer, *cover, *cover_codec, 0, *packet);
     }
   }
   if (video != nullptr) {
-    for (const Packet& packet : EncodePictures(*picture_codec, clip.pictures)) {
+    for (const Packet& packet : EncodePictures(*picture_codec, clip.pictures, clip.brightness)) {
       packet->duration = 1;
       Write(*muxer, *video, *picture_codec, clip.picture_start, *packet);
     }

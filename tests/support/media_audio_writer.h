@@ -21,6 +21,8 @@ struct SoundClip {
   double start = 0;           // of the sound, in seconds
   int pictures = 0;           // of 16x16 pixels, 25 a second; none without
   double picture_start = 0;   // seconds
+  // Luma of a picture; mid-grey without it.
+  std::function<uint8_t(int picture)> brightness;
   bool cover_art = false;
   std::set<int> dropped_packets;
   std::set<int> damaged_packets;  // their bytes are overwritten
