@@ -58,7 +58,8 @@ class MediaMuxer {
   // No more sound follows, so the last packet need not wait to be filled.
   [[nodiscard]] virtual bool end_sound() = 0;
 
-  // Ends the file, whose sound has been ended where there is some; the target is then ready to be committed.
+  // Ends the file, whose sound has been ended where there is some; the target is then ready to be
+  // committed.
   [[nodiscard]] virtual bool finish() = 0;
 
   const std::string& problem() const { return problem_; }
