@@ -55,11 +55,13 @@ void EncoderSession::State::encode_frame(const VideoFrame& frame) {
 }
 
 void EncoderSession::State::interleave_audio(bool final) {
-  const auto frames = static_cast<uint64_t>(frame_index - sound_stored_up_to);
-  const std::vector<uint8_t> chunk = sound.next_chunk(frames, final, settings);
-  if (chunk.empty()) return;
-  sound_stored_up_to = frame_index;
-  writer.write_packet(RecordType::kAudio, 0, 0, chunk);
+  do {
+    const auto frames = static_cast<uint64_t>(frame_index - sound_stored_up_to);
+    const std::vector<uint8_t> chunk = sound.next_chunk(frames, final, settings);
+    if (chunk.empty()) return;
+    sound_stored_up_to = frame_index;
+    if (!writer.write_packet(RecordType::kAudio, 0, 0, chunk)) return;
+  } while (final && sound.has_frames_left());
 }
 
 void EncoderSession::State::prepare_planes(const VideoFrame& frame) {

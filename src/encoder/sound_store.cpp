@@ -11,8 +11,8 @@ namespace qolm::encoder {
 namespace {
 
 audio::AudioCodingMode CodingMode(const EncodeSettings& settings) {
-  return settings.audio_coding_mode == 1 ? audio::AudioCodingMode::kAdpcm
-                                         : audio::AudioCodingMode::kTransform;
+  return settings.audio_coding_mode == 2 ? audio::AudioCodingMode::kTransform
+                                         : audio::AudioCodingMode::kAdpcm;
 }
 
 // An empty payload where the coder refuses the sound.
@@ -58,7 +58,7 @@ std::vector<uint8_t> SoundStore::start(const EncodeSettings& settings) {
   if (stored_.interleaved) return {};
 
   std::vector<uint8_t> block = Code(track_, 0, track_.samples.size(), settings);
-  if (block.size() > container::kMaxPayloadBytes) {
+  if (block.size() > max_payload_bytes_) {
     stored_.interleaved = true;
     return {};
   }
@@ -71,11 +71,18 @@ std::vector<uint8_t> SoundStore::next_chunk(uint64_t frames, bool final,
   const size_t left = track_.samples.size() - position_;
   uint64_t values = final ? left - left % track_.channels
                           : SoundChunkValues(frames, settings, track_.sample_rate, track_.channels);
+  values = std::min(values, audio::kMaxPayloadValues - audio::kMaxPayloadValues % track_.channels);
   if (values == 0) values = track_.channels;
-  const size_t taken = static_cast<size_t>(std::min<uint64_t>(values, left));
-  const size_t first = position_;
+  auto taken = static_cast<size_t>(std::min<uint64_t>(values, left));
+  std::vector<uint8_t> payload = Code(track_, position_, taken, settings);
+  // A piece of exactly the largest size is one that readers pass over.
+  while (payload.size() >= max_payload_bytes_ && taken > track_.channels) {
+    taken /= 2;
+    taken = std::max<size_t>(taken - taken % track_.channels, track_.channels);
+    payload = Code(track_, position_, taken, settings);
+  }
   position_ += taken;
-  return Code(track_, first, taken, settings);
+  return payload;
 }
 
 }  // namespace qolm::encoder

@@ -5,9 +5,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "audio/pcm_track.h"
+#include "container/layout.h"
 #include "encoder/encode_settings.h"
 #include "encoder/file_header_fields.h"
 
@@ -21,6 +23,10 @@ uint64_t SoundChunkValues(uint64_t frames, const EncodeSettings& settings, uint3
 
 class SoundStore {
  public:
+  // Payloads stay within `max_payload_bytes`, pieces below it.
+  explicit SoundStore(size_t max_payload_bytes = container::kMaxPayloadBytes)
+      : max_payload_bytes_(max_payload_bytes) {}
+
   void set_track(PcmTrack track) { track_ = std::move(track); }
 
   // Decides how the sound is stored and resets the position. Returns the whole
@@ -30,14 +36,21 @@ class SoundStore {
   std::vector<uint8_t> start(const EncodeSettings& settings);
 
   // The next piece: the sound of `frames` frames, or with `final` all that is
-  // left. Nothing when the sound is not stored in pieces or has all been taken.
+  // left, or the beginning of it where it does not fit one payload. Nothing when
+  // the sound is not stored in pieces, has all been taken, or cannot be coded.
   std::vector<uint8_t> next_chunk(uint64_t frames, bool final, const EncodeSettings& settings);
+
+  // Whether pieces of at least one sample of each channel are still to be taken.
+  bool has_frames_left() const {
+    return stored_.interleaved && track_.samples.size() - position_ >= track_.channels;
+  }
 
   // What start decided, for the header.
   const StoredSound& stored() const { return stored_; }
 
  private:
   PcmTrack track_{.sample_rate = 48000, .channels = 2, .samples = {}};
+  size_t max_payload_bytes_;
   StoredSound stored_;
   size_t position_ = 0;  // sample values already stored in pieces
 };

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <limits>
 #include <vector>
 
@@ -90,6 +91,19 @@ TEST(SoundStore, TheModeOfTheSettingsCodes) {
   EXPECT_EQ(LoadLe32(block.data() + 10), 2U);  // ADPCM bytes
 }
 
+// As the file then says, which holds the setting's number.
+TEST(SoundStore, OnlyModeTwoIsTheTransform) {
+  SoundStore store;
+  store.set_track(Ramp(8000, 1, 100));
+  EncodeSettings settings = AtRate(25, 1);
+  for (const uint16_t mode : std::initializer_list<uint16_t>{0, 1, 3, 258}) {
+    settings.audio_coding_mode = mode;
+    EXPECT_EQ(LoadLe32(store.start(settings).data()), 8000U) << mode;
+  }
+  settings.audio_coding_mode = 2;
+  EXPECT_EQ(LoadLe32(store.start(settings).data()), 0x5355504FU);
+}
+
 TEST(SoundStore, NothingIsStoredWithoutSound) {
   SoundStore store;
   EXPECT_THAT(store.start(AtRate(25, 1)), IsEmpty());
@@ -137,6 +151,49 @@ TEST(SoundStore, AfterTheLastPieceThereIsNone) {
   EXPECT_FALSE(store.next_chunk(1, false, settings).empty());
 }
 
+TEST(SoundStore, ATrackTooLargeForOnePayloadGoesInPieces) {
+  const PcmTrack track = Ramp(8000, 2, 40000);
+  EncodeSettings settings = AtRate(10, 1);
+  settings.audio_coding_mode = 1;
+  std::vector<uint8_t> whole;
+  ASSERT_TRUE(audio::EncodeAudio({8000, 2, track.samples}, audio::AudioCodingMode::kAdpcm, whole));
+
+  SoundStore fits(whole.size());
+  fits.set_track(track);
+  EXPECT_EQ(fits.start(settings), whole);
+  EXPECT_FALSE(fits.stored().interleaved);
+
+  SoundStore store(whole.size() - 1);
+  store.set_track(track);
+  EXPECT_THAT(store.start(settings), IsEmpty());
+  EXPECT_TRUE(store.stored().interleaved);
+  EXPECT_EQ(store.stored().sample_rate, 8000U);
+  EXPECT_EQ(store.stored().channels, 2);
+}
+
+// The last one may hold nearly the whole track, when frames were few.
+TEST(SoundStore, PiecesAreDividedUntilTheyFit) {
+  EncodeSettings settings = AtRate(10, 1);
+  settings.audio_interleave = true;
+  settings.audio_coding_mode = 1;
+  const PcmTrack track = Ramp(8000, 2, 30003);
+  const size_t limit = 1500;
+  SoundStore store(limit);
+  store.set_track(track);
+  EXPECT_THAT(store.start(settings), IsEmpty());
+  PcmTrack decoded;
+  int pieces = 0;
+  while (store.has_frames_left()) {
+    const std::vector<uint8_t> piece = store.next_chunk(20, pieces > 0, settings);
+    ASSERT_LT(piece.size(), limit);
+    ASSERT_TRUE(audio::DecodeAudio(piece, 1 << 20, decoded));
+    ++pieces;
+  }
+  EXPECT_GT(pieces, 5);
+  EXPECT_LT(pieces, 50);
+  EXPECT_EQ(decoded.samples.size(), 30002U);
+}
+
 class SessionSound : public SessionRun {
  protected:
   // 31 frames of which none is static.
@@ -144,7 +201,8 @@ class SessionSound : public SessionRun {
     EncoderSession session(settings);
     session.set_audio(track);
     ASSERT_TRUE(session.open_output(path()));
-    for (int i = 0; i < 31; ++i) session.encode_frame(GreyFrame(16, 16, static_cast<uint8_t>(3 * i)));
+    for (int i = 0; i < 31; ++i)
+      session.encode_frame(GreyFrame(16, 16, static_cast<uint8_t>(3 * i)));
     ASSERT_TRUE(session.finish());
     ASSERT_FALSE(session.stream_error());
     ASSERT_TRUE(reader_.open(path()));
@@ -194,6 +252,7 @@ TEST_F(SessionSound, PiecesStandBeforeKeyFramesAndAtTheEnd) {
   const std::vector<container::RecordHeader> records = Records();
   PcmTrack decoded;
   std::vector<uint8_t> payload;
+  std::vector<size_t> lengths;
   for (size_t i = 0; i < records.size(); ++i) {
     if (records[i].type == RecordType::kKeyFrame) {
       ASSERT_GT(i, 0U);
@@ -203,8 +262,12 @@ TEST_F(SessionSound, PiecesStandBeforeKeyFramesAndAtTheEnd) {
     EXPECT_EQ(records[i].count, 0);
     EXPECT_EQ(records[i].frame_no, 0);
     ASSERT_TRUE(reader_.read_payload(reader_.index()[i], records[i], payload));
+    const size_t before = decoded.samples.size();
     ASSERT_TRUE(audio::DecodeAudio(payload, 1 << 20, decoded));
+    lengths.push_back(decoded.samples.size() - before);
   }
+  // Key frames 0, 11 and 22: no time, then 11 frames of 25 a second each.
+  EXPECT_THAT(lengths, ElementsAre(2, 7040, 7040, 30000 - 2 - 2 * 7040));
   EXPECT_EQ(records.front().type, RecordType::kAudio);
   EXPECT_EQ(records.back().type, RecordType::kAudio);
   EXPECT_EQ(decoded.samples.size(), 30000U);
