@@ -54,6 +54,8 @@ class Conversion {
     if (!OpenInput()) return kFailure;
     session_.emplace(settings_);
     TakeSound();
+    // Coding the sound may take as long as reading it did.
+    if (environment_.interrupted()) return Conclude(LoopEnd::kInterrupted);
     if (!OpenOutput()) return kFailure;
     out_ << SettingsLine(settings_) << std::flush;
     start_ = environment_.monotonic_now();
@@ -87,7 +89,7 @@ class Conversion {
     }
     PcmTrack sound;
     if (!environment_.read_sound(input_, request_.options.audio, sound)) {
-      out_ << texts::SoundNotReadNotice();
+      if (!environment_.interrupted()) out_ << texts::SoundNotReadNotice();
       return;
     }
     out_ << AudioStreamLine(sound.sample_rate, sound.channels, sound.samples.size());

@@ -28,7 +28,8 @@ struct EncodeRequest {
 // What a conversion takes from its surroundings.
 struct EncodeEnvironment {
   std::function<std::unique_ptr<media::VideoFramework>()> make_video_framework;
-  // Reads the whole sound of a file; false when it has none that can be read.
+  // Reads the whole sound of a file; false when it has none that can be read, or
+  // when interrupted() ended the reading.
   std::function<bool(const std::filesystem::path&, const media::AudioOptions&, PcmTrack&)>
       read_sound;
   std::function<std::chrono::nanoseconds()> monotonic_now;

@@ -15,9 +15,10 @@ int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostre
   const media::Platform platform;
   EncodeEnvironment environment;
   environment.make_video_framework = [&platform] { return platform.MakeVideoFramework(); };
-  environment.read_sound = [&platform](const std::filesystem::path& path,
-                                       const media::AudioOptions& options, PcmTrack& track) {
-    return media::AudioSource(platform.MakeAudioFramework()).ReadAll(path, options, track);
+  environment.read_sound = [&](const std::filesystem::path& path,
+                               const media::AudioOptions& options, PcmTrack& track) {
+    return media::AudioSource(platform.MakeAudioFramework())
+        .ReadAll(path, options, track, environment.interrupted);
   };
   environment.monotonic_now = [] {
     return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch());

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <limits>
 #include <new>
 #include <optional>
@@ -130,9 +131,11 @@ std::optional<DeliveredType> Negotiate(AudioReader& reader, uint32_t channels, u
   return delivered;
 }
 
-std::vector<int16_t> ReadSamples(AudioReader& reader) {
+// Nothing when `stop` said so.
+std::vector<int16_t> ReadSamples(AudioReader& reader, const std::function<bool()>& stop) {
   SampleCollector collector;
   while (true) {
+    if (stop()) return {};
     const AudioReader::ReadResult result = reader.ReadSample();
     if (!result.succeeded || result.end_of_stream) break;
     if (result.sample == nullptr) continue;
@@ -157,7 +160,7 @@ AudioSource::AudioSource(std::unique_ptr<AudioFramework> framework)
     : framework_(std::move(framework)) {}
 
 bool AudioSource::ReadAll(const std::filesystem::path& path, const AudioOptions& options,
-                          PcmTrack& track) {
+                          PcmTrack& track, const std::function<bool()>& stop) {
   track = PcmTrack{};
   if (options.enabled == 0 || path.empty()) return false;
   if (options.sample_rate < 0 || options.sample_rate > kHighestRate) return false;
@@ -176,7 +179,7 @@ bool AudioSource::ReadAll(const std::filesystem::path& path, const AudioOptions&
     if (reader == nullptr || !reader->SelectFirstAudioStream()) return false;
     const auto delivered = Negotiate(*reader, channels, rate);
     if (!delivered) return false;
-    std::vector<int16_t> samples = ReadSamples(*reader);
+    std::vector<int16_t> samples = ReadSamples(*reader, stop);
     reader.reset();
     ConvertChannels(delivered->channels, channels, samples);
     if (delivered->sample_rate != rate) {

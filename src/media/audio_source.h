@@ -7,6 +7,7 @@
 #define QOLM_MEDIA_AUDIO_SOURCE_H_
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 
 #include "audio/pcm_track.h"
@@ -26,8 +27,12 @@ class AudioSource {
   //
   // The track takes the memory of its samples once while it is decoded, and
   // twice for a moment when the framework would not deliver the requested rate.
-  [[nodiscard]] bool ReadAll(const std::filesystem::path& path, const AudioOptions& options,
-                             PcmTrack& track);
+  //
+  // `stop` is asked between pieces of the track; once it says true, reading
+  // ends as a failure.
+  [[nodiscard]] bool ReadAll(
+      const std::filesystem::path& path, const AudioOptions& options, PcmTrack& track,
+      const std::function<bool()>& stop = [] { return false; });
 
  private:
   std::unique_ptr<AudioFramework> framework_;

@@ -44,6 +44,7 @@ class ConversionTest : public testing::Test {
     environment.read_sound = [this](const fs::path&, const media::AudioOptions& options,
                                     PcmTrack& track) {
       ++sound_reads_;
+      if (during_sound_) during_sound_();
       asked_rate_ = options.sample_rate;
       asked_channels_ = options.channels;
       if (!sound_) return false;
@@ -89,6 +90,7 @@ class ConversionTest : public testing::Test {
   EncodeOptions options_;
   std::optional<PcmTrack> sound_;
   int sound_reads_ = 0;
+  std::function<void()> during_sound_;
   int32_t asked_rate_ = 0;
   int32_t asked_channels_ = 0;
   std::chrono::nanoseconds now_{0};
@@ -325,6 +327,27 @@ TEST_F(ConversionTest, AnInterruptBeforeTheFirstFrameLeavesNothing) {
                             output_ + "\n");
   EXPECT_FALSE(fs::exists(Part()));
   EXPECT_FALSE(fs::exists(output_));
+}
+
+TEST_F(ConversionTest, AnInterruptWhileTheSoundIsReadLeavesNothing) {
+  for (const bool read : {false, true}) {
+    script_.frames = 3;
+    int delivered = 0;
+    script_.before_frame = [&delivered](int) { ++delivered; };
+    if (read) sound_ = PcmTrack{32000, 1, std::vector<int16_t>(3200)};
+    interrupted_ = false;
+    during_sound_ = [this] { interrupted_ = true; };
+    out_.str("");
+    err_.str("");
+    EXPECT_EQ(Run(), 1);
+    EXPECT_EQ(err_.str(), "[-] Error: Interrupted before the first frame; nothing was written: " +
+                              output_ + "\n");
+    EXPECT_THAT(out_.str(), Not(HasSubstr("Encoding video")));
+    EXPECT_THAT(out_.str(), Not(HasSubstr("Note")));
+    EXPECT_EQ(delivered, 0);
+    EXPECT_FALSE(fs::exists(output_));
+    EXPECT_FALSE(fs::exists(Part()));
+  }
 }
 
 TEST_F(ConversionTest, AnInterruptAfterTheLastFrameChangesNothing) {

@@ -192,6 +192,16 @@ TEST_F(AudioSourceTest, StopsAtTheEndFlagAndAtAFailedRead) {
   }
 }
 
+TEST_F(AudioSourceTest, StopsWhenToldTo) {
+  script_.type = {1, 32000, 16};
+  script_.sounds = {SoundOf({1, 2}), SoundOf({3}), SoundOf({4})};
+  int asked = 0;
+  EXPECT_FALSE(source_.ReadAll("clip.mp4", options_, track_, [&asked] { return ++asked == 3; }));
+  EXPECT_TRUE(track_.samples.empty());
+  EXPECT_EQ(script_.sounds.size(), 1u);  // two pieces were read
+  EXPECT_EQ(script_.held, 0);
+}
+
 TEST_F(AudioSourceTest, AnOddByteAtABuffersEndIsIgnored) {
   ScriptedSound odd = SoundOf({1, 2});
   odd.bytes.push_back(0x7f);
