@@ -98,6 +98,7 @@ bool ReadHeader(std::span<const uint8_t> payload, TransformHeader& header) {
   header.stream_sizes[2] = LoadLe16(bytes + 26);
   header.stream_sizes[3] = LoadLe32(bytes + 28);
   if (header.sample_rate == 0 || (header.channels != 1 && header.channels != 2)) return false;
+  if (header.sample_rate > kHighestTransformRate) return false;
   if (header.frame_length != FrameLengthFor(header.sample_rate)) return false;
   if (header.sample_values == 0 || header.sample_values > kMaxPayloadValues) return false;
   const uint64_t frames =
@@ -268,8 +269,8 @@ bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate
   payload.clear();
   if (samples.empty() || samples.size() > kMaxPayloadValues || sample_rate == 0) return false;
   if (channels != 1 && channels != 2) return false;
+  if (sample_rate > kHighestTransformRate) return false;
   const uint32_t frame_length = FrameLengthFor(sample_rate);
-  if (frame_length > std::numeric_limits<uint16_t>::max()) return false;
 
   const auto frame_count =
       static_cast<size_t>(FrameCountFor(samples.size() / channels, frame_length));

@@ -66,14 +66,14 @@ INSTANTIATE_TEST_SUITE_P(Coders, HostilePayload,
                                             ::testing::Values(AudioCodingMode::kAdpcm,
                                                               AudioCodingMode::kTransform)));
 
-// A payload of two frames of N = 64 with streams of one's own.
-Bytes TransformPayload(const Bytes& scales, const Samples& levels) {
+// A payload of two frames of N, for fewer than N samples, with streams of one's own.
+Bytes TransformPayload(const Bytes& scales, const Samples& levels, uint32_t rate = 3200) {
   const Bytes first = entropy::RansEncodeBytes(scales);
   const Bytes second = entropy::EncodeCoefficients(levels);
   Bytes payload = {'O', 'P', 'U', 'S'};
-  AppendLe32(payload, 3200);
+  AppendLe32(payload, rate);
   AppendLe16(payload, 1);
-  AppendLe16(payload, 64);
+  AppendLe16(payload, static_cast<uint16_t>(rate / 50));
   AppendLe32(payload, 2);
   AppendLe32(payload, 60);
   AppendLe16(payload, static_cast<uint16_t>(first.size()));
@@ -107,6 +107,12 @@ TEST(HostileTransform, ScalesAndLevelsMustBeInRange) {
   EXPECT_FALSE(Decodes(TransformPayload(Bytes(32, 0), Samples(128, 1))));
   EXPECT_FALSE(Decodes(TransformPayload(Bytes(31, 0), Samples(128, 0))));
   EXPECT_FALSE(Decodes(TransformPayload(Bytes(32, 0), Samples(127, 0))));
+}
+
+TEST(HostileTransform, RatesThatWouldTakeForeverAreRefused) {
+  EXPECT_TRUE(Decodes(TransformPayload(Bytes(32, 30), Samples(2 * 15360, 3), 768000)));
+  EXPECT_FALSE(Decodes(TransformPayload(Bytes(32, 30), Samples(2 * 15360, 3), 768001)));
+  EXPECT_FALSE(Decodes(TransformPayload(Bytes(32, 30), Samples(2 * 65535, 3), 3276750)));
 }
 
 TEST(HostileTransform, TheLoudestLevelsAreClamped) {

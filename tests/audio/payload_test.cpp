@@ -117,8 +117,11 @@ TEST(TransformPayload, RefusesWhatItCannotStore) {
   EXPECT_FALSE(EncodeAudioTransform(samples, 8000, 0, payload));
   EXPECT_FALSE(EncodeAudioTransform(samples, 8000, 3, payload));
   EXPECT_FALSE(EncodeAudio({8000, 3, samples}, AudioCodingMode::kTransform, payload));
+  EXPECT_FALSE(EncodeAudioTransform(samples, 768001, 1, payload));
   EXPECT_FALSE(EncodeAudioTransform(samples, 65536 * 50, 1, payload));
   EXPECT_TRUE(payload.empty());
+  EXPECT_TRUE(EncodeAudioTransform(samples, 768000, 1, payload));
+  EXPECT_EQ(Decode(payload).samples.size(), 10u);
 }
 
 TEST(TransformPayload, ExactSampleCounts) {
