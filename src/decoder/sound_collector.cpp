@@ -1,5 +1,8 @@
 #include "decoder/sound_collector.h"
 
+#include <new>
+#include <span>
+
 #include "audio/audio_coder.h"
 #include "container/layout.h"
 
@@ -9,6 +12,16 @@ namespace {
 // Of the sample values of one file, whatever its records claim.
 constexpr uint64_t kMaxSampleValues = 0x7FFFFFFF;
 
+// A few bytes may stand for hours of silence. Where memory does not hold them,
+// there is no sound, and the picture goes on.
+bool Decode(std::span<const uint8_t> payload, PcmTrack& track) {
+  try {
+    return audio::DecodeAudio(payload, kMaxSampleValues, track);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
 }  // namespace
 
 const PcmTrack& SoundCollector::decode_all() {
@@ -16,7 +29,7 @@ const PcmTrack& SoundCollector::decode_all() {
   updated_ = true;
   complete_ = true;
   if (!reader_.audio_block().empty()) {
-    if (!audio::DecodeAudio(reader_.audio_block(), kMaxSampleValues, track_)) track_ = {};
+    if (!Decode(reader_.audio_block(), track_)) track_ = {};
     return track_;
   }
   if ((reader_.header().flags & container::kFlagInterleavedAudio) == 0) return track_;
@@ -37,8 +50,7 @@ void SoundCollector::pass_record(size_t index_entry, uint64_t offset,
 
 bool SoundCollector::append(uint64_t offset, const container::RecordHeader& header) {
   if (header.size == 0 || header.size >= container::kMaxPayloadBytes) return false;
-  return reader_.read_payload(offset, header, payload_) &&
-         audio::DecodeAudio(payload_, kMaxSampleValues, track_);
+  return reader_.read_payload(offset, header, payload_) && Decode(payload_, track_);
 }
 
 }  // namespace qolm::decoder

@@ -1,9 +1,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <vector>
 
+#if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#define QOLM_TEST_LIMITS_MEMORY
+#include <sys/resource.h>
+#endif
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#undef QOLM_TEST_LIMITS_MEMORY
+#endif
+#endif
+
 #include "audio/audio_coder.h"
+#include "base/byte_order.h"
 #include "container/container_reader.h"
 #include "decoder/frame_decoder.h"
 #include "support/container_file.h"
@@ -118,6 +130,50 @@ TEST_F(SoundOfAFile, ADamagedBlockIsNoSound) {
   EXPECT_EQ(decoder.decode_audio().sample_rate, 0U);
   EXPECT_EQ(PlayToTheEnd(decoder), 2);
 }
+
+#if defined(QOLM_TEST_LIMITS_MEMORY)
+// A rANS stream of `count` times `value`.
+void AppendStreamOfOneValue(std::vector<uint8_t>& bytes, uint32_t count, uint8_t value) {
+  AppendLe32(bytes, count);
+  AppendLe16(bytes, 1);
+  bytes.push_back(value);
+  AppendLe16(bytes, 4096);
+  AppendLe32(bytes, 65536);
+}
+
+// Twelve hours in 63 bytes.
+std::vector<uint8_t> HoursOfSilence() {
+  constexpr uint32_t kValues = 0x7FFFFFFF;
+  constexpr uint32_t kFrames = kValues / 960 + 2;
+  std::vector<uint8_t> payload = {'O', 'P', 'U', 'S'};
+  AppendLe32(payload, 48000);
+  AppendLe16(payload, 1);
+  AppendLe16(payload, 960);
+  AppendLe32(payload, kFrames);
+  AppendLe32(payload, kValues);
+  AppendLe16(payload, 13);
+  AppendLe32(payload, 18);
+  AppendLe16(payload, 0);
+  AppendLe32(payload, 0);
+  AppendStreamOfOneValue(payload, 16 * kFrames, 0);
+  AppendLe32(payload, 15 * kFrames);  // an end of block for each 64 values
+  payload.push_back(0);
+  AppendStreamOfOneValue(payload, 15 * kFrames, 1);
+  return payload;
+}
+
+TEST_F(SoundOfAFile, MoreThanMemoryHoldsIsNoSound) {
+  Write({Repeat(2)}, HoursOfSilence(), false);
+  const auto play = [this] {
+    const rlimit two_gibibytes{rlim_t{1} << 31, rlim_t{1} << 31};
+    if (setrlimit(RLIMIT_AS, &two_gibibytes) != 0) std::exit(2);
+    FrameDecoder decoder(reader_);
+    const bool silent = decoder.decode_audio().samples.empty();
+    std::exit(silent && PlayToTheEnd(decoder) == 2 ? 0 : 1);
+  };
+  EXPECT_EXIT(play(), ::testing::ExitedWithCode(0), "");
+}
+#endif
 
 TEST_F(SoundOfAFile, PiecesCountOnlyWithTheirFlag) {
   Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3)}, {}, false);
