@@ -30,6 +30,7 @@ struct ScriptedSound {
 
 inline ScriptedSound SoundOf(const std::vector<int16_t>& samples) {
   ScriptedSound sound;
+  if (samples.empty()) return sound;
   sound.bytes.resize(samples.size() * sizeof(int16_t));
   std::memcpy(sound.bytes.data(), samples.data(), sound.bytes.size());
   return sound;
