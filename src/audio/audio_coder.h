@@ -35,13 +35,6 @@ inline constexpr uint64_t kMaxPayloadValues = 0x7FFFFFFF;
 [[nodiscard]] bool EncodeAudio(const PcmView& sound, AudioCodingMode mode,
                                std::vector<uint8_t>& payload);
 
-// A payload's size is known only after coding it; this one is never below it. It
-// is close for ADPCM (a little over half a byte a value). Transform coding may
-// take three bytes for every value and in practice takes far below one, so where
-// this bound does not fit, only coding the track tells.
-uint64_t LargestAudioPayload(uint64_t sample_values, uint32_t sample_rate, uint32_t channels,
-                             AudioCodingMode mode);
-
 // Decodes a payload and appends its samples to `track`, taking over rate and
 // channel count when the track has no samples yet. `max_values` bounds the
 // track's sample values after the call; nothing is appended before every stream

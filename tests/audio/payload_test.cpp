@@ -250,22 +250,5 @@ TEST(DecodeAudio, KeepsToTheLimitAndToTheTracksKind) {
   }
 }
 
-TEST(LargestAudioPayload, IsNeverExceeded) {
-  for (const size_t count : {size_t{1}, size_t{64}, size_t{1000}, size_t{20000}}) {
-    const std::vector<Samples> sounds = {Samples(count, 0), test::Noise(count, 32767),
-                                         test::Square(count, 1),
-                                         test::SineSweep(count, 2000, 30000)};
-    for (const Samples& samples : sounds) {
-      for (const uint32_t channels : {1u, 2u}) {
-        for (const AudioCodingMode mode : {AudioCodingMode::kAdpcm, AudioCodingMode::kTransform}) {
-          Bytes payload;
-          ASSERT_TRUE(EncodeAudio({2000, channels, samples}, mode, payload));
-          EXPECT_LE(payload.size(), LargestAudioPayload(count, 2000, channels, mode));
-        }
-      }
-    }
-  }
-}
-
 }  // namespace
 }  // namespace qolm::audio
