@@ -118,7 +118,7 @@ std::string LegacyFormatError() {
 }
 
 std::string SoundNotReadNotice() {
-  return "[+] Note: the sound cannot be read; converting without it.\n";
+  return "[+] Note: no sound could be read; converting without it.\n";
 }
 
 std::string SoundOffNotice() { return "[+] Sound is switched off; converting the picture only.\n"; }

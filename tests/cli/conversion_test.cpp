@@ -27,7 +27,7 @@ using testing::Not;
 constexpr const char* kSettings =
     "[+] Encoding video (Quality: 45, GOP: 60, VFR: ON, Gabor: ON, CCLC: ON, Stream: "
     "FAST-START)...\n";
-constexpr const char* kNoSound = "[+] Note: the sound cannot be read; converting without it.\n";
+constexpr const char* kNoSound = "[+] Note: no sound could be read; converting without it.\n";
 constexpr const char* kSoundOff = "[+] Sound is switched off; converting the picture only.\n";
 
 class ConversionTest : public testing::Test {

@@ -102,7 +102,7 @@ TEST_F(SoundChoice, ASourceWithoutSoundIsConvertedWithANotice) {
   });
   for (const char* const layout : {"--no-interleave", "--interleave"}) {
     Run({"encode", input, output_, layout});
-    EXPECT_THAT(out_, HasSubstr("[+] Note: the sound cannot be read; converting without it.\n"));
+    EXPECT_THAT(out_, HasSubstr("[+] Note: no sound could be read; converting without it.\n"));
     ExpectPictureOnly(25);
   }
 }
