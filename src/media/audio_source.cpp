@@ -92,7 +92,8 @@ std::vector<int16_t> Resample(const std::vector<int16_t>& samples, size_t channe
   const double ratio = static_cast<double>(from_rate) / static_cast<double>(to_rate);
   const double output_length = std::round(static_cast<double>(frames) / ratio);
   std::vector<int16_t> output;
-  if (output_length > static_cast<double>(output.max_size() / channels)) {
+  const size_t most_frames = output.max_size() / channels;
+  if (output_length > static_cast<double>(most_frames)) {
     throw std::length_error("resampled sound");
   }
   const auto output_frames = static_cast<size_t>(output_length);
