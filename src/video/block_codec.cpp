@@ -1,6 +1,7 @@
 #include "video/block_codec.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace qolm::video {
@@ -57,6 +58,13 @@ BlockView ViewBlock(const uint8_t* plane, const BlockGrid& grid, uint32_t x0, ui
     }
   }
   return {storage.data(), 8};
+}
+
+void StoreInScanOrder(const int16_t* natural, uint64_t nonzero, int16_t* zigzag) {
+  for (; nonzero != 0; nonzero &= nonzero - 1) {
+    const size_t index = static_cast<size_t>(std::countr_zero(nonzero));
+    zigzag[kScanPosition[index]] = natural[index];
+  }
 }
 
 void ReconstructBlock(const VideoKernels& kernels, const QuantTable& table,

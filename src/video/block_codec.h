@@ -35,6 +35,10 @@ struct BlockView {
 BlockView ViewBlock(const uint8_t* plane, const BlockGrid& grid, uint32_t x0, uint32_t y0,
                     Block8x8& storage);
 
+// Copies the levels whose bit in `nonzero` is set from their natural index to
+// their scan position; `zigzag` is all zero before.
+void StoreInScanOrder(const int16_t* natural, uint64_t nonzero, int16_t* zigzag);
+
 // Rebuilds the block at (x0, y0) of `plane` from its prediction and its 64
 // levels in zigzag order; samples outside the plane are not written. The
 // prediction may lie in the plane itself.

@@ -1,7 +1,6 @@
 #include "video/chroma_from_luma.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 
 #include "video/block_codec.h"
@@ -107,12 +106,10 @@ CclcPlaneLevels CodeChromaCclc(const uint8_t* chroma_source, const uint8_t* luma
       alignas(32) float coefficients[64];
       kernels.forward_dct(source.samples, source.stride, prediction.data(), 8, coefficients);
       int16_t natural_levels[64];
-      uint64_t nonzero = kernels.quantize(coefficients, table.step.data(), 0.5F, natural_levels);
+      const uint64_t nonzero =
+          kernels.quantize(coefficients, table.step.data(), 0.5F, natural_levels);
       int16_t* const levels = coded.levels.data() + block * 64;
-      for (; nonzero != 0; nonzero &= nonzero - 1) {
-        const size_t natural = static_cast<size_t>(std::countr_zero(nonzero));
-        levels[kScanPosition[natural]] = natural_levels[natural];
-      }
+      StoreInScanOrder(natural_levels, nonzero, levels);
       ReconstructBlock(kernels, table, {prediction.data(), 8}, levels, grid, x0, y0,
                        reconstruction);
     }

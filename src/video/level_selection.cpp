@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "video/block_codec.h"
+
 namespace qolm::video {
 namespace {
 
@@ -63,10 +65,7 @@ void SelectLevels(const LevelSelection& selection, const QuantTable& table,
                   const float* coefficients, const int16_t* nearest, uint64_t nonzero,
                   int16_t* zigzag) {
   if (!selection.rate_rule) {
-    for (; nonzero != 0; nonzero &= nonzero - 1) {
-      const size_t natural = static_cast<size_t>(std::countr_zero(nonzero));
-      zigzag[kScanPosition[natural]] = nearest[natural];
-    }
+    StoreInScanOrder(nearest, nonzero, zigzag);
     return;
   }
 

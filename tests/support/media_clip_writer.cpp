@@ -11,37 +11,16 @@ extern "C" {
 #include <memory>
 #include <stdexcept>
 
+#include "support/media_objects.h"
+
 namespace qolm::test {
 namespace {
 
-int Check(int result, const char* what) {
-  if (result < 0) {
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-    av_strerror(result, text.data(), text.size());
-    throw std::runtime_error(std::string(what) + ": " + text.data());
-  }
-  return result;
-}
-
-template <typename T>
-T* Check(T* pointer, const char* what) {
-  if (pointer == nullptr) throw std::runtime_error(what);
-  return pointer;
-}
-
-struct Deleter {
-  void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-  void operator()(AVFormatContext* context) const {
-    avio_closep(&context->pb);
-    avformat_free_context(context);
-  }
-};
-using Codec = std::unique_ptr<AVCodecContext, Deleter>;
-using Frame = std::unique_ptr<AVFrame, Deleter>;
-using Packet = std::unique_ptr<AVPacket, Deleter>;
-using Muxer = std::unique_ptr<AVFormatContext, Deleter>;
+using media_objects::Check;
+using media_objects::Codec;
+using media_objects::Frame;
+using media_objects::Muxer;
+using media_objects::Packet;
 
 AVDictionary* MakeDictionary(const std::map<std::string, std::string>& options) {
   AVDictionary* dictionary = nullptr;
