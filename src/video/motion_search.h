@@ -15,6 +15,7 @@ namespace qolm::video {
 
 struct MotionSearchOptions {
   bool pre_analysis = true;  // estimate the picture's global motion first
+  bool four_vectors = true;  // split macroblocks where one vector does not do
   float vector_cost = 0.0F;  // sum of absolute differences that one bit of a vector is worth
 };
 

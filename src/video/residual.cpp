@@ -20,7 +20,7 @@ float SmallestCodedSad(const QuantTable& table) {
 
 void CodeResidualRow(const VideoKernels& kernels, const uint8_t* source, const BlockGrid& grid,
                      uint32_t block_row, const QuantTable& table, const LevelSelection& selection,
-                     int16_t* levels, uint8_t* plane) {
+                     bool reconstruct, int16_t* levels, uint8_t* plane) {
   const float smallest_coded_sad = SmallestCodedSad(table);
   const uint32_t y0 = 8 * block_row;
   for (uint32_t x0 = 0; x0 < grid.width; x0 += 8, levels += 64) {
@@ -39,7 +39,7 @@ void CodeResidualRow(const VideoKernels& kernels, const uint8_t* source, const B
     const uint64_t nonzero = kernels.quantize(coefficients, table.step.data(), 0.5F, nearest);
     if (nonzero == 0) continue;
     SelectLevels(selection, table, coefficients, nearest, nonzero, levels);
-    ReconstructBlock(kernels, table, prediction, levels, grid, x0, y0, plane);
+    if (reconstruct) ReconstructBlock(kernels, table, prediction, levels, grid, x0, y0, plane);
   }
 }
 

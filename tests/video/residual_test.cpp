@@ -23,7 +23,7 @@ CodedPlane Code(const std::vector<uint8_t>& source, const std::vector<uint8_t>& 
   CodedPlane coded{std::vector<int16_t>(64 * grid.Count()), prediction};
   const LevelSelection selection = MakeLevelSelection(table, rate_rule);
   for (uint32_t row = 0; row < grid.Rows(); ++row) {
-    CodeResidualRow(ActiveVideoKernels(), source.data(), grid, row, table, selection,
+    CodeResidualRow(ActiveVideoKernels(), source.data(), grid, row, table, selection, true,
                     coded.levels.data() + size_t{64} * grid.Columns() * row, coded.samples.data());
   }
   return coded;

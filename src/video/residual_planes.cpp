@@ -1,0 +1,89 @@
+#include "video/residual_planes.h"
+
+#include "base/exception_trap.h"
+#include "base/team.h"
+#include "entropy/coefficient_stream.h"
+#include "video/residual.h"
+
+namespace qolm::video {
+
+ResidualPlanes::ResidualPlanes(const InterTables& tables, YuvPlanes& picture) {
+  const BlockGrid luma{picture.width, picture.height};
+  const BlockGrid chroma{picture.ChromaWidth(), picture.ChromaHeight()};
+  const auto make = [](const BlockGrid& grid, const QuantTable& table,
+                       std::vector<uint8_t>& samples) {
+    return Plane{grid, &table, samples.data(), std::vector<int16_t>(64 * grid.Count())};
+  };
+  planes_ = {make(luma, tables.luma, picture.y), make(chroma, tables.chroma, picture.cb),
+             make(chroma, tables.chroma, picture.cr)};
+}
+
+bool ResidualPlanes::WorthATeam() const { return planes_[0].levels.size() >= kSamplesWorthATeam; }
+
+// Calls work(plane number, block row) for every block row of the three planes.
+// All rows go to one team, since a task for each plane would leave the luma's
+// thread with two thirds of the work.
+template <typename Work>
+void ResidualPlanes::ForEachBlockRow(const Work& work) {
+  const int luma_rows = static_cast<int>(planes_[0].grid.Rows());
+  const int chroma_rows = static_cast<int>(planes_[1].grid.Rows());
+#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam())
+  for (int row = 0; row < luma_rows + 2 * chroma_rows; ++row) {
+    if (row < luma_rows) {
+      work(size_t{0}, static_cast<uint32_t>(row));
+    } else {
+      const int chroma_row = row - luma_rows;
+      work(static_cast<size_t>(1 + chroma_row / chroma_rows),
+           static_cast<uint32_t>(chroma_row % chroma_rows));
+    }
+  }
+}
+
+void ResidualPlanes::Code(const YuvPlanes& source, const LevelSelection& selection,
+                          bool reconstruct) {
+  const VideoKernels& kernels = ActiveVideoKernels();
+  const std::array<const uint8_t*, 3> sources = {source.y.data(), source.cb.data(),
+                                                 source.cr.data()};
+  ForEachBlockRow([&](size_t number, uint32_t row) {
+    Plane& plane = planes_[number];
+    CodeResidualRow(kernels, sources[number], plane.grid, row, *plane.table, selection, reconstruct,
+                    plane.RowLevels(row), plane.samples);
+  });
+}
+
+void ResidualPlanes::Reconstruct() {
+  const VideoKernels& kernels = ActiveVideoKernels();
+  ForEachBlockRow([&](size_t number, uint32_t row) {
+    Plane& plane = planes_[number];
+    ReconstructResidualRow(kernels, plane.RowLevels(row), plane.grid, row, *plane.table,
+                           plane.samples);
+  });
+}
+
+// The three coefficient streams, each on a thread of its own; a team of three
+// has one idle member more, and the same threads as the loops before it.
+void ResidualPlanes::EncodeLevels(std::span<std::vector<uint8_t>, 3> streams) const {
+  ExceptionTrap trap;
+#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam())
+  for (int i = 0; i < 3; ++i) {
+    const size_t plane = static_cast<size_t>(i);
+    trap.Run([&] { streams[plane] = entropy::EncodeCoefficients(planes_[plane].levels); });
+  }
+  trap.Rethrow();
+}
+
+bool ResidualPlanes::DecodeLevels(std::span<const std::span<const uint8_t>, 3> streams) {
+  ExceptionTrap trap;
+  std::array<bool, 3> decoded{};
+#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam())
+  for (int i = 0; i < 3; ++i) {
+    const size_t plane = static_cast<size_t>(i);
+    trap.Run([&] {
+      decoded[plane] = entropy::DecodeCoefficients(streams[plane], planes_[plane].levels);
+    });
+  }
+  trap.Rethrow();
+  return decoded[0] && decoded[1] && decoded[2];
+}
+
+}  // namespace qolm::video
