@@ -20,6 +20,10 @@ class Platform {
 
   std::unique_ptr<AudioFramework> MakeAudioFramework() const;
   std::unique_ptr<VideoFramework> MakeVideoFramework() const;
+
+ private:
+  struct Running;  // what has to be shut down
+  std::unique_ptr<Running> running_;
 };
 
 }  // namespace qolm::media

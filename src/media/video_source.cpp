@@ -7,6 +7,8 @@
 #include <system_error>
 #include <utility>
 
+#include "media/row_grid.h"
+
 namespace qolm::media {
 namespace {
 
@@ -127,25 +129,11 @@ void VideoSource::ReadAttributes() {
   }
 }
 
-// The distance of the rows in a linear buffer of `length` bytes: decoders pad
-// rows, or add rows up to a whole number of their blocks, without saying so.
+// The distance of the rows in a linear buffer of `length` bytes.
 size_t VideoSource::RowStride(size_t length) const {
-  const size_t row_bytes = static_cast<size_t>(width_) * kBytesPerPixel;
-  const size_t height = static_cast<size_t>(height_);
-  size_t stride = row_bytes;
-  if (stride_ > 0 && static_cast<size_t>(stride_) >= row_bytes) {
-    stride = static_cast<size_t>(stride_);
-  }
-  if (length < height * row_bytes) return stride;
-  if (length % height == 0) return length / height;  // at least a row, by the length
-  for (const size_t alignment : {size_t{16}, size_t{32}, size_t{64}}) {
-    const size_t padded_height = (height + alignment - 1) / alignment * alignment;
-    if (padded_height > height && length % padded_height == 0 &&
-        length / padded_height >= row_bytes) {
-      return length / padded_height;
-    }
-  }
-  return stride;
+  return FindRowGrid(length, static_cast<size_t>(width_) * kBytesPerPixel,
+                     static_cast<size_t>(height_), static_cast<size_t>(std::max(stride_, 0)))
+      .stride;
 }
 
 bool VideoSource::ReadNextFrame(VideoFrame& frame) {

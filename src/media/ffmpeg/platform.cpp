@@ -9,6 +9,8 @@ extern "C" {
 
 namespace qolm::media {
 
+struct Platform::Running {};
+
 // The libraries print to standard error by themselves unless told not to.
 Platform::Platform() { av_log_set_level(AV_LOG_QUIET); }
 

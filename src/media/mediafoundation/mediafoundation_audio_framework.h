@@ -1,0 +1,20 @@
+// The audio framework over Media Foundation.
+#ifndef QOLM_MEDIA_MEDIAFOUNDATION_MEDIAFOUNDATION_AUDIO_FRAMEWORK_H_
+#define QOLM_MEDIA_MEDIAFOUNDATION_MEDIAFOUNDATION_AUDIO_FRAMEWORK_H_
+
+#include <filesystem>
+#include <memory>
+
+#include "media/audio_framework.h"
+
+namespace qolm::media::mediafoundation {
+
+class MediaFoundationAudioFramework : public AudioFramework {
+ public:
+  std::unique_ptr<AudioReader> Open(const std::filesystem::path& path,
+                                    const ReaderAttributes& attributes) override;
+};
+
+}  // namespace qolm::media::mediafoundation
+
+#endif  // QOLM_MEDIA_MEDIAFOUNDATION_MEDIAFOUNDATION_AUDIO_FRAMEWORK_H_

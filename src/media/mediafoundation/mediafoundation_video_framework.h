@@ -1,0 +1,26 @@
+// The video framework over Media Foundation.
+#ifndef QOLM_MEDIA_MEDIAFOUNDATION_MEDIAFOUNDATION_VIDEO_FRAMEWORK_H_
+#define QOLM_MEDIA_MEDIAFOUNDATION_MEDIAFOUNDATION_VIDEO_FRAMEWORK_H_
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "media/video_framework.h"
+
+namespace qolm::media::mediafoundation {
+
+class MediaFoundationVideoFramework : public VideoFramework {
+ public:
+  std::unique_ptr<VideoReader> Open(const std::filesystem::path& path,
+                                    const std::optional<ReaderAttributes>& attributes) override;
+  std::string failure_reason() const override { return failure_reason_; }
+
+ private:
+  std::string failure_reason_;
+};
+
+}  // namespace qolm::media::mediafoundation
+
+#endif  // QOLM_MEDIA_MEDIAFOUNDATION_MEDIAFOUNDATION_VIDEO_FRAMEWORK_H_

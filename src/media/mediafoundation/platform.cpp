@@ -1,0 +1,38 @@
+#include "media/platform.h"
+
+#include "media/mediafoundation/com.h"
+#include "media/mediafoundation/mediafoundation_audio_framework.h"
+#include "media/mediafoundation/mediafoundation_video_framework.h"
+
+namespace qolm::media {
+
+// What failed to start is not shut down; opening a file then fails with the
+// system's own reason.
+struct Platform::Running {
+  Running()
+      : com(CoInitializeEx(nullptr, COINIT_MULTITHREADED)),
+        media_foundation(MFStartup(MF_VERSION, MFSTARTUP_FULL)) {}
+  ~Running() {
+    if (SUCCEEDED(media_foundation)) MFShutdown();
+    if (SUCCEEDED(com)) CoUninitialize();
+  }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+
+  const HRESULT com;
+  const HRESULT media_foundation;
+};
+
+Platform::Platform() : running_(std::make_unique<Running>()) {}
+
+Platform::~Platform() = default;
+
+std::unique_ptr<AudioFramework> Platform::MakeAudioFramework() const {
+  return std::make_unique<mediafoundation::MediaFoundationAudioFramework>();
+}
+
+std::unique_ptr<VideoFramework> Platform::MakeVideoFramework() const {
+  return std::make_unique<mediafoundation::MediaFoundationVideoFramework>();
+}
+
+}  // namespace qolm::media
