@@ -2,10 +2,8 @@
 #ifndef QOLM_TESTS_SUPPORT_TEMPORARY_FOLDER_H_
 #define QOLM_TESTS_SUPPORT_TEMPORARY_FOLDER_H_
 
-#include <stdlib.h>
-
 #include <filesystem>
-#include <stdexcept>
+#include <random>
 #include <string>
 #include <system_error>
 
@@ -14,9 +12,12 @@ namespace qolm::test {
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "qolm-test-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    path_ = pattern;
+    const std::filesystem::path parent = std::filesystem::temp_directory_path();
+    std::random_device chance;
+    do {
+      path_ = parent / ("qolm-test-" + std::to_string(chance()));
+    } while (!std::filesystem::create_directory(path_));  // throws where no folder can be made
+    std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
   }
   ~TemporaryFolder() {
     std::error_code ignored;

@@ -1,0 +1,27 @@
+# GoogleTest, and how its programs become entries of CTest.
+
+set(QOLM_GOOGLETEST_SOURCE "" CACHE PATH
+  "GoogleTest's sources, for a build that finds no ready library of it")
+
+if(QOLM_GOOGLETEST_SOURCE)
+  set(INSTALL_GTEST OFF)
+  add_subdirectory(${QOLM_GOOGLETEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+else()
+  find_package(GTest REQUIRED)
+endif()
+include(GoogleTest)
+
+# qolm_register_tests(<folder>): every case of <folder>_tests is an entry. Under
+# an emulator, whose start takes longer than most cases, the whole program is
+# one; its cases are in test-reports/<folder>.xml.
+function(qolm_register_tests folder)
+  if(CMAKE_CROSSCOMPILING)
+    set(reports ${CMAKE_BINARY_DIR}/test-reports)
+    file(MAKE_DIRECTORY ${reports})
+    add_test(NAME ${folder}_tests
+      COMMAND ${folder}_tests --gtest_brief=1 --gtest_output=xml:${folder}.xml
+      WORKING_DIRECTORY ${reports})
+  else()
+    gtest_discover_tests(${folder}_tests TEST_PREFIX ${folder}. DISCOVERY_TIMEOUT 60)
+  endif()
+endfunction()
