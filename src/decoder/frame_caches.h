@@ -11,14 +11,12 @@
 #include <cstdint>
 #include <deque>
 #include <map>
-#include <memory>
 #include <unordered_map>
 
+#include "decoder/decoded_picture.h"
 #include "video/yuv_planes.h"
 
 namespace qolm::decoder {
-
-using SharedPlanes = std::shared_ptr<const video::YuvPlanes>;
 
 // Everything that decoding needs to go on behind one delivered frame.
 struct Snapshot {

@@ -1,0 +1,266 @@
+#include "decoder/display_order.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "support/stored_order_model.h"
+
+namespace qolm::decoder {
+namespace {
+
+using container::RecordHeader;
+using container::RecordType;
+using test::FrameKind;
+using test::StoredOrderModel;
+using testing::ElementsAre;
+
+RecordHeader Key(uint16_t number) { return {.type = RecordType::kKeyFrame, .frame_no = number}; }
+RecordHeader Predicted(uint16_t number) {
+  return {.type = RecordType::kPredictedFrame, .frame_no = number};
+}
+RecordHeader Bidirectional(uint16_t number) {
+  return {.type = RecordType::kBidirectionalFrame, .frame_no = number};
+}
+RecordHeader Repeat(uint16_t number, uint8_t count) {
+  return {.type = RecordType::kRepeatRun, .count = count, .frame_no = number};
+}
+
+struct Shown {
+  std::vector<size_t> pictures;  // for each frame the record of its picture, counted from 1
+  std::vector<size_t> taken;     // the pictures' records in the order that they came out
+  bool stored_order = false;     // at the end of the records
+  size_t most_waiting = 0;
+};
+
+// Feeds the records as a decoder does: a further one only when nothing is ready.
+Shown Show(const std::vector<RecordHeader>& records, DisplayOrder order) {
+  Shown shown;
+  const auto take_all = [&] {
+    DisplayItem item;
+    while (order.take(item)) {
+      if (item.type == RecordType::kRepeatRun) {
+        EXPECT_EQ(item.picture.id, 0U);
+        const size_t before = shown.pictures.empty() ? 0 : shown.pictures.back();
+        shown.pictures.insert(shown.pictures.end(), static_cast<size_t>(item.frames), before);
+      } else {
+        EXPECT_EQ(item.frames, 1);
+        shown.pictures.push_back(item.picture.id);
+        shown.taken.push_back(item.picture.id);
+      }
+    }
+  };
+  for (size_t i = 0; i < records.size(); ++i) {
+    const bool repeats = records[i].type == RecordType::kRepeatRun;
+    order.add(records[i], {nullptr, repeats ? 0 : i + 1});
+    take_all();
+    shown.most_waiting = std::max(shown.most_waiting, order.waiting().size());
+  }
+  shown.stored_order = order.in_stored_order();
+  order.release();
+  take_all();
+  EXPECT_TRUE(order.waiting().empty());
+  return shown;
+}
+
+Shown ShowByNumber(const std::vector<RecordHeader>& records) {
+  return Show(records, DisplayOrder::ByNumber(0));
+}
+
+TEST(DisplayOrderTest, HeldFrameComesBeforeTheFrameThatItWasCodedBehind) {
+  const Shown shown = ShowByNumber({Key(0), Predicted(2), Bidirectional(1), Predicted(3), Key(4)});
+  EXPECT_THAT(shown.pictures, ElementsAre(1, 3, 2, 4, 5));
+  EXPECT_FALSE(shown.stored_order);
+  EXPECT_EQ(shown.most_waiting, 1U);
+}
+
+TEST(DisplayOrderTest, RunStoredBeforeItsPictureRepeatsIt) {
+  const Shown shown =
+      ShowByNumber({Key(0), Repeat(2, 4), Predicted(6), Bidirectional(1), Repeat(7, 1)});
+  EXPECT_THAT(shown.pictures, ElementsAre(1, 4, 4, 4, 4, 4, 3, 3));
+  EXPECT_FALSE(shown.stored_order);
+}
+
+TEST(DisplayOrderTest, HeldFrameIsFlushedBeforeAKeyFrameAndBeforeTheLastRun) {
+  const Shown shown = ShowByNumber(
+      {Key(0), Repeat(2, 3), Predicted(1), Key(5), Repeat(7, 250), Predicted(6), Repeat(257, 2)});
+  std::vector<size_t> expected = {1, 3, 3, 3, 3, 4};
+  expected.insert(expected.end(), 253, 6);
+  EXPECT_EQ(shown.pictures, expected);
+  EXPECT_FALSE(shown.stored_order);
+}
+
+TEST(DisplayOrderTest, RunsBehindAHeldFrameWaitAsOneWhateverTheirLength) {
+  StoredOrderModel model;
+  for (const FrameKind kind : {FrameKind::kKey, FrameKind::kChanged}) model.frame(kind);
+  for (int i = 0; i < 200'000; ++i) model.frame(FrameKind::kStatic);
+  model.frame(FrameKind::kChanged);
+  model.frame(FrameKind::kChanged);
+  model.finish();
+  const Shown shown = ShowByNumber(model.records());
+  EXPECT_EQ(shown.pictures, model.shown_record());
+  EXPECT_FALSE(shown.stored_order);
+  EXPECT_EQ(shown.most_waiting, 2U);
+}
+
+// Every file of a session comes out as its frames went in, however its frames
+// fall and wherever the numbers begin again at 0.
+class SessionOrderTest : public testing::TestWithParam<std::tuple<unsigned, int, int>> {};
+
+TEST_P(SessionOrderTest, DisplayOrderIsExact) {
+  const auto [seed, static_percent, key_percent] = GetParam();
+  std::mt19937 random(seed);
+  StoredOrderModel model;
+  while (model.shown_record().size() < 140'000) {
+    const auto dice = static_cast<int>(random() % 100);
+    if (dice < static_percent) {
+      // Runs of every length around the limits of one record.
+      const auto length = random() % 20 == 0 ? random() % 1000 : 1 + random() % 4;
+      for (auto i = length; i > 0; --i) model.frame(FrameKind::kStatic);
+    } else {
+      const bool key = static_cast<int>(random() % 100) < key_percent;
+      model.frame(key ? FrameKind::kKey : FrameKind::kChanged);
+    }
+  }
+  model.finish();
+  const Shown shown = ShowByNumber(model.records());
+  EXPECT_EQ(shown.pictures, model.shown_record());
+  EXPECT_FALSE(shown.stored_order);
+  EXPECT_LE(shown.most_waiting, 2U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Patterns, SessionOrderTest,
+                         testing::Combine(testing::Range(1U, 5U), testing::Values(0, 30, 70, 95),
+                                          testing::Values(0, 2, 40)));
+
+// The wrap in the middle of a run, a pair and a flush: every shift of a short
+// pattern against it.
+TEST(DisplayOrderTest, NumbersBeginAgainAnywhere) {
+  constexpr size_t kWrap = 65536;
+  for (size_t lead = kWrap - 12; lead <= kWrap; ++lead) {
+    StoredOrderModel model(true);
+    model.frame(FrameKind::kKey);
+    while (model.shown_record().size() + 1 < lead) model.frame(FrameKind::kStatic);
+    model.frame(FrameKind::kKey);
+    for (const char kind : std::string("csscckcssscksckcss")) {
+      model.frame(kind == 's'   ? FrameKind::kStatic
+                  : kind == 'c' ? FrameKind::kChanged
+                                : FrameKind::kKey);
+    }
+    model.finish();
+    const Shown shown = ShowByNumber(model.records());
+    ASSERT_EQ(shown.pictures, model.shown_record()) << lead;
+    ASSERT_FALSE(shown.stored_order) << lead;
+  }
+}
+
+TEST(DisplayOrderTest, SessionThatHoldsNothingIsShownAsStored) {
+  StoredOrderModel model(false);
+  std::mt19937 random(7);
+  for (int i = 0; i < 70'000; ++i) {
+    model.frame(random() % 3 == 0 ? FrameKind::kChanged : FrameKind::kStatic);
+  }
+  model.finish();
+  for (const auto& order : {DisplayOrder::ByNumber(0), DisplayOrder::Stored()}) {
+    const Shown shown = Show(model.records(), order);
+    EXPECT_EQ(shown.pictures, model.shown_record());
+    EXPECT_EQ(shown.most_waiting, 0U);
+  }
+}
+
+TEST(DisplayOrderTest, StoredOrderLooksAtNoNumber) {
+  const Shown shown =
+      Show({Key(7), Repeat(0, 2), Predicted(7), Repeat(9, 0)}, DisplayOrder::Stored());
+  EXPECT_THAT(shown.pictures, ElementsAre(1, 1, 1, 3, 3));
+}
+
+TEST(DisplayOrderTest, CountingMayBeginAnywhere) {
+  const Shown shown =
+      Show({Key(65535), Predicted(1), Bidirectional(0)}, DisplayOrder::ByNumber(65535));
+  EXPECT_THAT(shown.pictures, ElementsAre(1, 3, 2));
+  EXPECT_FALSE(shown.stored_order);
+}
+
+// --- numbers that make no sense ---
+
+TEST(DisplayOrderTest, NumberThatWasShownEndsTheOrder) {
+  const Shown shown = ShowByNumber({Key(0), Predicted(0), Predicted(2), Bidirectional(1)});
+  EXPECT_THAT(shown.pictures, ElementsAre(1, 2, 3, 4));
+  EXPECT_TRUE(shown.stored_order);
+}
+
+TEST(DisplayOrderTest, WhatWaitsComesByNumberBeforeTheStoredOrder) {
+  const Shown shown =
+      ShowByNumber({Key(0), Predicted(6), Predicted(4), Repeat(2, 2), Predicted(4), Predicted(1)});
+  EXPECT_THAT(shown.pictures, ElementsAre(1, 1, 1, 3, 2, 5, 6));
+  EXPECT_TRUE(shown.stored_order);
+}
+
+TEST(DisplayOrderTest, RunOverATakenNumberEndsTheOrder) {
+  EXPECT_TRUE(ShowByNumber({Key(0), Predicted(3), Repeat(2, 2)}).stored_order);
+  EXPECT_TRUE(ShowByNumber({Key(0), Repeat(2, 2), Predicted(3)}).stored_order);
+  EXPECT_FALSE(ShowByNumber({Key(0), Predicted(3), Repeat(2, 1)}).stored_order);
+}
+
+TEST(DisplayOrderTest, RunOfNoFramesShowsOneAndEndsTheOrder) {
+  const Shown shown = ShowByNumber({Key(0), Repeat(1, 0), Predicted(1)});
+  EXPECT_THAT(shown.pictures, ElementsAre(1, 1, 3));
+  EXPECT_TRUE(shown.stored_order);
+}
+
+TEST(DisplayOrderTest, EightRecordsMayWaitAndNotNine) {
+  std::vector<RecordHeader> records = {Key(0)};
+  for (uint16_t number = 9; number > 1; --number) records.push_back(Predicted(number));
+  records.push_back(Predicted(1));
+  const Shown eight = ShowByNumber(records);
+  EXPECT_THAT(eight.pictures, ElementsAre(1, 10, 9, 8, 7, 6, 5, 4, 3, 2));
+  EXPECT_FALSE(eight.stored_order);
+  EXPECT_EQ(eight.most_waiting, 8U);
+
+  records.insert(records.begin() + 1, Predicted(11));
+  const Shown nine = ShowByNumber(records);
+  EXPECT_THAT(nine.pictures, ElementsAre(1, 9, 8, 7, 6, 5, 4, 3, 2, 10, 11));
+  EXPECT_TRUE(nine.stored_order);
+}
+
+TEST(DisplayOrderTest, LostFrameLosesNoOther) {
+  const Shown shown = ShowByNumber({Key(0), Predicted(2), Repeat(3, 2), Predicted(5)});
+  EXPECT_THAT(shown.pictures, ElementsAre(1, 2, 2, 2, 4));
+}
+
+TEST(DisplayOrderTest, NonsenseShowsEveryRecordOnce) {
+  for (unsigned seed = 0; seed < 300; ++seed) {
+    std::mt19937 random(seed);
+    // From wild numbers to such that nearly make sense.
+    const unsigned spread = 1U << (seed % 17);
+    std::vector<RecordHeader> records;
+    size_t frames = 0;
+    size_t pictures = 0;
+    for (int i = 0; i < 200; ++i) {
+      const auto number = static_cast<uint16_t>(frames + random() % spread);
+      if (random() % 4 == 0) {
+        records.push_back(Repeat(number, static_cast<uint8_t>(random() % 6)));
+        frames += std::max<size_t>(records.back().count, 1);
+      } else {
+        records.push_back(random() % 2 == 0 ? Predicted(number) : Bidirectional(number));
+        ++frames;
+        ++pictures;
+      }
+    }
+    const Shown shown = ShowByNumber(records);
+    ASSERT_EQ(shown.pictures.size(), frames) << seed;
+    std::vector<size_t> taken = shown.taken;
+    ASSERT_EQ(taken.size(), pictures) << seed;
+    std::sort(taken.begin(), taken.end());
+    ASSERT_EQ(std::adjacent_find(taken.begin(), taken.end()), taken.end()) << seed;
+    ASSERT_LE(shown.most_waiting, DisplayOrder::kMaxParked) << seed;
+  }
+}
+
+}  // namespace
+}  // namespace qolm::decoder
