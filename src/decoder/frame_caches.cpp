@@ -21,8 +21,7 @@ void FrameCaches::store_key_frame(int32_t frame_number, const SharedPlanes& plan
 void FrameCaches::store_snapshot(const Snapshot& snapshot) {
   Drop(Kind::kSnapshot, snapshot.frame_number);
   snapshot_cache_.emplace(snapshot.frame_number, snapshot);
-  Hold(snapshot.planes);
-  Hold(snapshot.secondary_ref);
+  Hold(snapshot);
   Append(Kind::kSnapshot, snapshot.frame_number);
 }
 
@@ -38,6 +37,20 @@ void FrameCaches::Release(const SharedPlanes& planes) {
   holders_.erase(holder);
 }
 
+void FrameCaches::Hold(const Snapshot& snapshot) {
+  Hold(snapshot.planes);
+  Hold(snapshot.secondary_ref);
+  Hold(snapshot.shown.planes);
+  for (const DisplayItem& item : snapshot.order.waiting()) Hold(item.picture.planes);
+}
+
+void FrameCaches::Release(const Snapshot& snapshot) {
+  Release(snapshot.planes);
+  Release(snapshot.secondary_ref);
+  Release(snapshot.shown.planes);
+  for (const DisplayItem& item : snapshot.order.waiting()) Release(item.picture.planes);
+}
+
 void FrameCaches::Drop(Kind kind, int32_t frame_number) {
   if (kind == Kind::kKeyFrame) {
     const auto found = key_cache_.find(frame_number);
@@ -47,8 +60,7 @@ void FrameCaches::Drop(Kind kind, int32_t frame_number) {
   } else {
     const auto found = snapshot_cache_.find(frame_number);
     if (found == snapshot_cache_.end()) return;
-    Release(found->second.planes);
-    Release(found->second.secondary_ref);
+    Release(found->second);
     snapshot_cache_.erase(found);
   }
   const auto entry = std::find_if(oldest_first_.begin(), oldest_first_.end(), [&](const Entry& e) {

@@ -14,18 +14,21 @@
 #include <unordered_map>
 
 #include "decoder/decoded_picture.h"
+#include "decoder/display_order.h"
 #include "video/yuv_planes.h"
 
 namespace qolm::decoder {
 
 // Everything that decoding needs to go on behind one delivered frame.
 struct Snapshot {
-  int32_t frame_number = 0;  // the delivered frame, counted from 0
-  int32_t cursor = 0;        // the first index entry behind its record
-  uint32_t width = 0;        // pixels
-  uint32_t height = 0;       // pixels
-  SharedPlanes planes;
-  SharedPlanes secondary_ref;  // null where the file keeps none
+  int32_t frame_number = 0;    // the delivered frame, counted from 0
+  int32_t cursor = 0;          // the next index entry to read
+  uint32_t width = 0;          // pixels
+  uint32_t height = 0;         // pixels
+  SharedPlanes planes;         // the last anchor that was rebuilt
+  SharedPlanes secondary_ref;  // the anchor before it; null where the file keeps none
+  DecodedPicture shown;        // the delivered picture: the last anchor, or one that waited
+  DisplayOrder order = DisplayOrder::Stored();  // with the pictures that wait behind it
 };
 
 class FrameCaches {
@@ -56,6 +59,8 @@ class FrameCaches {
 
   void Hold(const SharedPlanes& planes);
   void Release(const SharedPlanes& planes);
+  void Hold(const Snapshot& snapshot);
+  void Release(const Snapshot& snapshot);
   void Drop(Kind kind, int32_t frame_number);
   void Append(Kind kind, int32_t frame_number);
 

@@ -1,12 +1,15 @@
 #include "decoder/frame_decoder.h"
 
-#include <algorithm>
 #include <atomic>
 #include <iterator>
+#include <limits>
 #include <optional>
+#include <utility>
 
 #include "container/layout.h"
+#include "decoder/display_order.h"
 #include "decoder/reconstruct.h"
+#include "decoder/seek_points.h"
 #include "decoder/sound_collector.h"
 
 namespace qolm::decoder {
@@ -31,76 +34,86 @@ struct FrameDecoder::State {
       : reader(opened),
         order(pixel_order),
         reconstruction(opened.header().flags, opened.header().width, opened.header().height),
+        display_order(InitialOrder(opened.header())),
         caches(cache_bytes),
         sound(opened) {}
 
   bool Advance();
-  bool ReadRecord(bool& delivered);
+  bool ReadRecord();
   bool Rebuild(uint64_t offset, const RecordHeader& header);
   bool Ended(StreamEnd reason) {
     end = reason;
     return false;
   }
-  void ShowCurrent();
+  bool RecordsEnded(StreamEnd reason) {
+    records_end = reason;
+    return false;
+  }
+  void Show(DisplayItem item);
   void KeepForSeeking(RecordType type);
   void Deliver(OutputFrame& out) const;
-  void MoveTo(int32_t frame_number, int32_t index_entry, SharedPlanes current,
-              SharedPlanes secondary_ref);
-  void FindEmptyRuns();
-  int32_t FrameNumberOf(const container::KeyFrameEntry& entry) const;
+  void MoveTo(const SeekPoint& point);
+  void MoveTo(const Snapshot& snapshot);
+  void StandBefore(int32_t frame_number, int32_t index_entry);
+  const SeekPoints& Points();
 
   container::ContainerReader& reader;
   video::PixelOrder order;
   int32_t cursor = 0;  // next entry of the index
   int32_t frames_delivered = 0;
-  uint8_t repeat_left = 0;  // frames still to repeat from the last repeat run
+  int64_t frames_left = 0;  // still to deliver of what is shown
   Reconstruction reconstruction;
-  uint64_t picture_id = 0;  // of the picture shown last, 0 before the first
+  DisplayOrder display_order;
+  DecodedPicture shown;
   FrameCaches caches;
+  StreamEnd records_end = StreamEnd::kNotReached;  // frames may still wait behind it
   StreamEnd end = StreamEnd::kNotReached;
   std::vector<uint8_t> payload;
-  std::optional<std::vector<uint32_t>> empty_runs;  // index entries; nothing before the first seek
+  std::optional<SeekPoints> seek_points;  // nothing before the first seek
   SoundCollector sound;
 };
 
-// One frame further: the planes to show are then the reconstruction's.
+// One frame further: the planes to show are then those of `shown`.
 bool FrameDecoder::State::Advance() {
   if (!reader.is_open() || end != StreamEnd::kNotReached) return false;
   const uint32_t frame_count = reader.header().frame_count;
   if (frame_count != 0 && static_cast<uint32_t>(frames_delivered) >= frame_count) {
     return Ended(StreamEnd::kComplete);
   }
-  bool delivered = false;
-  if (repeat_left > 0) {
-    --repeat_left;
-    ShowCurrent();
-    delivered = true;
+  if (frames_delivered == std::numeric_limits<int32_t>::max()) {
+    return Ended(StreamEnd::kFramesMissing);
   }
-  while (!delivered) {
-    if (!ReadRecord(delivered)) return false;
+  while (frames_left == 0) {
+    DisplayItem item;
+    if (display_order.take(item)) {
+      Show(std::move(item));
+    } else if (records_end != StreamEnd::kNotReached) {
+      return Ended(records_end);
+    } else if (!ReadRecord()) {
+      display_order.release();
+    }
   }
+  --frames_left;
   ++frames_delivered;
   return true;
 }
 
-// Takes the next record. `delivered` tells whether it gave a frame.
-bool FrameDecoder::State::ReadRecord(bool& delivered) {
+// Takes the next record; false when there is none or it is damaged.
+bool FrameDecoder::State::ReadRecord() {
   const std::vector<uint64_t>& index = reader.index();
   if (static_cast<size_t>(cursor) >= index.size()) {
-    const bool holds_nothing = reader.header().frame_count == 0 && frames_delivered == 0;
-    return Ended(holds_nothing ? StreamEnd::kComplete : StreamEnd::kFramesMissing);
+    const bool holds_nothing = reader.header().frame_count == 0 && frames_delivered == 0 &&
+                               display_order.waiting().empty();
+    return RecordsEnded(holds_nothing ? StreamEnd::kComplete : StreamEnd::kFramesMissing);
   }
   const uint64_t offset = index[static_cast<size_t>(cursor)];
   ++cursor;
   RecordHeader header;
-  if (!reader.read_record_header(offset, header)) return Ended(StreamEnd::kDamagedRecord);
+  if (!reader.read_record_header(offset, header)) return RecordsEnded(StreamEnd::kDamagedRecord);
 
   switch (header.type) {
     case RecordType::kRepeatRun:
-      repeat_left = header.count;
-      if (repeat_left > 0) --repeat_left;  // the first one is this call's frame
-      ShowCurrent();
-      delivered = true;
+      display_order.add(header, {});
       return true;
     case RecordType::kIndex:
       return true;
@@ -108,79 +121,81 @@ bool FrameDecoder::State::ReadRecord(bool& delivered) {
       sound.pass_record(static_cast<size_t>(cursor) - 1, offset, header);
       return true;
     default:
-      if (!Rebuild(offset, header)) return Ended(StreamEnd::kDamagedRecord);
-      delivered = true;
-      return true;
+      return Rebuild(offset, header) || RecordsEnded(StreamEnd::kDamagedRecord);
   }
 }
 
 bool FrameDecoder::State::Rebuild(uint64_t offset, const RecordHeader& header) {
   if (!reader.read_payload(offset, header, payload)) return false;
-  if (!reconstruction.reconstruct(header.type, header.count, payload)) return false;
-  picture_id = NewPictureId();
-  KeepForSeeking(header.type);
+  // In stored order this picture is the next to be shown, so it may take the
+  // place of the one that is shown now.
+  if (display_order.in_stored_order()) shown.planes.reset();
+  DecodedPicture picture;
+  if (!reconstruction.reconstruct(header.type, header.count, payload, picture.planes)) return false;
+  picture.id = NewPictureId();
+  display_order.add(header, std::move(picture));
   return true;
 }
 
-// A repeat before the first coded frame shows the blank picture.
-void FrameDecoder::State::ShowCurrent() {
-  if (picture_id != 0) return;
-  reconstruction.current();
-  picture_id = NewPictureId();
-}
-
-void FrameDecoder::State::KeepForSeeking(RecordType type) {
-  const SharedPlanes& current = reconstruction.current();
-  if (type == RecordType::kKeyFrame) caches.store_key_frame(frames_delivered, current);
-  if (frames_delivered % kSnapshotInterval == 0) {
-    caches.store_snapshot({frames_delivered, cursor, current->width, current->height, current,
-                           reconstruction.secondary_ref()});
+void FrameDecoder::State::Show(DisplayItem item) {
+  frames_left = item.frames;
+  if (item.type != RecordType::kRepeatRun) {
+    shown = std::move(item.picture);
+    KeepForSeeking(item.type);
+  } else if (!shown.planes) {
+    shown = {reconstruction.blank(), NewPictureId()};
   }
 }
 
+void FrameDecoder::State::KeepForSeeking(RecordType type) {
+  if (type == RecordType::kKeyFrame) caches.store_key_frame(frames_delivered, shown.planes);
+  // A snapshot goes on with the record at the cursor, which must not be one
+  // behind the end.
+  if (frames_delivered % kSnapshotInterval != 0 || records_end != StreamEnd::kNotReached) return;
+  caches.store_snapshot({frames_delivered, cursor, shown.planes->width, shown.planes->height,
+                         reconstruction.current(), reconstruction.secondary_ref(), shown,
+                         display_order});
+}
+
 void FrameDecoder::State::Deliver(OutputFrame& out) const {
-  const video::YuvPlanes& planes = *reconstruction.shown();
+  const video::YuvPlanes& planes = *shown.planes;
   out.presentation_tag = frames_delivered - 1;
   const bool holds_it =
-      out.picture_id == picture_id && out.pixels.size() == size_t{planes.width} * planes.height * 4;
+      out.picture_id == shown.id && out.pixels.size() == size_t{planes.width} * planes.height * 4;
   if (holds_it) return;
   out.picture_id = 0;
   video::ConvertYuvToPacked(planes, order, out.pixels);
   out.width = static_cast<int32_t>(planes.width);
   out.height = static_cast<int32_t>(planes.height);
-  out.picture_id = picture_id;
+  out.picture_id = shown.id;
 }
 
-void FrameDecoder::State::MoveTo(int32_t frame_number, int32_t index_entry, SharedPlanes current,
-                                 SharedPlanes secondary_ref) {
+void FrameDecoder::State::MoveTo(const SeekPoint& point) {
+  StandBefore(point.frame_number, static_cast<int32_t>(point.record_index));
+  display_order = Points().order_from(point);
+  shown = {};
+  reconstruction.restore(nullptr, nullptr);
+}
+
+// To the frame behind the snapshot's.
+void FrameDecoder::State::MoveTo(const Snapshot& snapshot) {
+  StandBefore(snapshot.frame_number + 1, snapshot.cursor);
+  display_order = snapshot.order;
+  shown = snapshot.shown;
+  reconstruction.restore(snapshot.planes, snapshot.secondary_ref);
+}
+
+void FrameDecoder::State::StandBefore(int32_t frame_number, int32_t index_entry) {
+  records_end = StreamEnd::kNotReached;
   end = StreamEnd::kNotReached;
-  repeat_left = 0;
+  frames_left = 0;
   frames_delivered = frame_number;
   cursor = index_entry;
-  picture_id = current ? NewPictureId() : 0;
-  reconstruction.restore(std::move(current), std::move(secondary_ref));
 }
 
-// A repeat run of no frames, which no writer leaves, still delivers the one that
-// its record stands for, but the reader's list of key frames does not count it.
-void FrameDecoder::State::FindEmptyRuns() {
-  if (empty_runs) return;
-  empty_runs.emplace();
-  const std::vector<uint64_t>& index = reader.index();
-  RecordHeader header;
-  for (size_t entry = 0; entry < index.size(); ++entry) {
-    if (!reader.read_record_header(index[entry], header)) return;
-    if (header.type == RecordType::kRepeatRun && header.count == 0) {
-      empty_runs->push_back(static_cast<uint32_t>(entry));
-    }
-  }
-}
-
-// The number of a key frame when all frames before it are delivered.
-int32_t FrameDecoder::State::FrameNumberOf(const container::KeyFrameEntry& entry) const {
-  const auto behind = std::lower_bound(empty_runs->begin(), empty_runs->end(), entry.record_index);
-  return static_cast<int32_t>(entry.frame_number) +
-         static_cast<int32_t>(std::distance(empty_runs->begin(), behind));
+const SeekPoints& FrameDecoder::State::Points() {
+  if (!seek_points) seek_points.emplace(reader);
+  return *seek_points;
 }
 
 FrameDecoder::FrameDecoder(container::ContainerReader& reader, video::PixelOrder order,
@@ -199,11 +214,10 @@ bool FrameDecoder::next_planes() { return state_->Advance(); }
 
 const video::YuvPlanes& FrameDecoder::planes() const {
   static const video::YuvPlanes kNone;
-  const SharedPlanes& shown = state_->reconstruction.shown();
-  return shown ? *shown : kNone;
+  return state_->shown.planes ? *state_->shown.planes : kNone;
 }
 
-uint64_t FrameDecoder::picture_id() const { return state_->picture_id; }
+uint64_t FrameDecoder::picture_id() const { return state_->shown.id; }
 
 int32_t FrameDecoder::frames_delivered() const { return state_->frames_delivered; }
 
@@ -214,10 +228,12 @@ const FrameCaches& FrameDecoder::caches() const { return state_->caches; }
 bool FrameDecoder::seek_to_key_frame(size_t keyframes_entry) {
   const std::vector<container::KeyFrameEntry>& entries = state_->reader.keyframes();
   if (keyframes_entry >= entries.size()) return false;
-  const container::KeyFrameEntry& entry = entries[keyframes_entry];
-  state_->FindEmptyRuns();
-  state_->MoveTo(state_->FrameNumberOf(entry), static_cast<int32_t>(entry.record_index), nullptr,
-                 nullptr);
+  const SeekPoints& points = state_->Points();
+  const SeekPoint& point = points.last_before_record(entries[keyframes_entry].record_index);
+  const int32_t frame_number = points.key_frame_numbers()[keyframes_entry];
+  // In a file whose order makes no sense a key frame may wait for others.
+  if (point.frame_number != frame_number) return seek_to_frame(frame_number);
+  state_->MoveTo(point);
   return true;
 }
 
@@ -238,19 +254,11 @@ bool FrameDecoder::seek_to_frame(int32_t frame_number) {
     nearest = snapshot->frame_number + 1;
   }
 
-  state_->FindEmptyRuns();
-  const auto& entries = state_->reader.keyframes();
-  const auto after = std::upper_bound(entries.begin(), entries.end(), frame_number,
-                                      [this](int32_t number, const container::KeyFrameEntry& e) {
-                                        return number < state_->FrameNumberOf(e);
-                                      });
-  const auto entry = static_cast<size_t>(std::distance(entries.begin(), after));
-  if (entry > 0 && state_->FrameNumberOf(entries[entry - 1]) > nearest) {
-    if (!seek_to_key_frame(entry - 1)) return false;
+  const SeekPoint& point = state_->Points().last_before_frame(frame_number);
+  if (point.frame_number > nearest) {
+    state_->MoveTo(point);
   } else if (snapshot != nullptr) {
-    state_->MoveTo(nearest, snapshot->cursor, snapshot->planes, snapshot->secondary_ref);
-  } else if (nearest < 0) {
-    state_->MoveTo(0, 0, nullptr, nullptr);
+    state_->MoveTo(*snapshot);
   }
   while (state_->frames_delivered < frame_number) {
     if (!state_->Advance()) return false;

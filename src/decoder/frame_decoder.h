@@ -52,8 +52,10 @@ class FrameDecoder {
   FrameDecoder& operator=(const FrameDecoder&) = delete;
 
   // The next frame; false at the end of the file or at a record that cannot be
-  // read or rebuilt, and from then on until a seek. Reads at most one video
-  // record. A repeat into the OutputFrame that holds its picture copies nothing.
+  // read or rebuilt, and from then on until a seek. Frames that wait for such a
+  // record come before that. Reads at most one video record, and in files with
+  // bidirectional frames up to DisplayOrder::kMaxParked more. A repeat into the
+  // OutputFrame that holds its picture copies nothing.
   [[nodiscard]] bool next_frame(OutputFrame& out);
 
   // next_frame without the conversion to packed pixels: the planes of the

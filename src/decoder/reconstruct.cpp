@@ -21,21 +21,27 @@ Reconstruction::Reconstruction(uint16_t header_flags, uint32_t width, uint32_t h
     : header_flags_(header_flags), width_(width), height_(height) {}
 
 bool Reconstruction::reconstruct(container::RecordType type, uint8_t /*count*/,
-                                 std::span<const uint8_t> payload) {
+                                 std::span<const uint8_t> payload, SharedPlanes& picture) {
   const bool deblocking = (header_flags_ & container::kFlagDeblocking) != 0;
-  const bool is_anchor =
-      type == container::RecordType::kKeyFrame || type == container::RecordType::kPredictedFrame;
-  if (is_anchor && (header_flags_ & container::kFlagBidirectional) != 0) secondary_ref_ = current_;
+  const bool motion_prediction = (header_flags_ & container::kFlagMotionPrediction) != 0;
+  const bool bidirectional = (header_flags_ & container::kFlagBidirectional) != 0;
 
   switch (type) {
-    case container::RecordType::kKeyFrame:
-      return video::DecodeKeyFrame(payload, (header_flags_ & container::kFlagCclc) != 0, deblocking,
-                                   WritableBlank());
+    case container::RecordType::kKeyFrame: {
+      if (bidirectional) secondary_ref_ = current_;
+      const bool cclc = (header_flags_ & container::kFlagCclc) != 0;
+      if (!video::DecodeKeyFrame(payload, cclc, deblocking, WritableBlank())) return false;
+      picture = current_;
+      return true;
+    }
     case container::RecordType::kPredictedFrame:
+      if (bidirectional) secondary_ref_ = current_;
       if (payload.empty()) return false;
-      return video::DecodeInterFrame(payload,
-                                     (header_flags_ & container::kFlagMotionPrediction) != 0,
-                                     deblocking, WritableCopy());
+      if (!video::DecodeInterFrame(payload, motion_prediction, deblocking, WritableCopy())) {
+        return false;
+      }
+      picture = current_;
+      return true;
     case container::RecordType::kBidirectionalFrame:
       // No coder for these pictures is built in: a file that holds one ends here.
       return false;
@@ -44,13 +50,10 @@ bool Reconstruction::reconstruct(container::RecordType type, uint8_t /*count*/,
   }
 }
 
-const SharedPlanes& Reconstruction::current() {
-  if (!current_) {
-    auto blank = std::make_shared<video::YuvPlanes>();
-    video::ResizeYuvPlanes(*blank, width_, height_);
-    current_ = std::move(blank);
-  }
-  return current_;
+SharedPlanes Reconstruction::blank() const {
+  auto planes = std::make_shared<video::YuvPlanes>();
+  video::ResizeYuvPlanes(*planes, width_, height_);
+  return planes;
 }
 
 void Reconstruction::restore(SharedPlanes current, SharedPlanes secondary_ref) {
@@ -60,7 +63,8 @@ void Reconstruction::restore(SharedPlanes current, SharedPlanes secondary_ref) {
 
 // A picture that caches hold must stay as it is, so the next one is made beside it.
 video::YuvPlanes& Reconstruction::WritableCopy() {
-  if (current().use_count() > 1) current_ = std::make_shared<video::YuvPlanes>(*current_);
+  if (!current_) current_ = blank();
+  if (current_.use_count() > 1) current_ = std::make_shared<video::YuvPlanes>(*current_);
   return Mutable(current_);
 }
 

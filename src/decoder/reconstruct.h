@@ -8,7 +8,7 @@
 #include <span>
 
 #include "container/layout.h"
-#include "decoder/frame_caches.h"
+#include "decoder/decoded_picture.h"
 #include "video/yuv_planes.h"
 
 namespace qolm::decoder {
@@ -19,22 +19,23 @@ class Reconstruction {
   // allocated before a picture is needed.
   Reconstruction(uint16_t header_flags, uint32_t width, uint32_t height);
 
-  // Rebuilds the payload of a record of type 1, 2 or 4. Returns false when it
-  // is malformed or the type carries no picture; the picture that is shown is
-  // then unspecified.
+  // Rebuilds the payload of a record of type 1, 2 or 4 into `picture`. Types 1
+  // and 2 also make it the last anchor; where nobody else holds the one before,
+  // that is changed in place. Returns false, with `picture` untouched and the
+  // last anchor unspecified, when the payload is malformed, the type carries no
+  // picture or a type 4 payload does not find both of its anchors.
   [[nodiscard]] bool reconstruct(container::RecordType type, uint8_t count,
-                                 std::span<const uint8_t> payload);
+                                 std::span<const uint8_t> payload, SharedPlanes& picture);
 
-  // The last coded anchor; before the first one a picture of the header's size
-  // that is zero in all planes. Never null.
-  const SharedPlanes& current();
+  // The picture of a repeat before any other: the header's size, zero in all planes.
+  SharedPlanes blank() const;
+
+  // The last rebuilt anchor; null before the first.
+  const SharedPlanes& current() const { return current_; }
 
   // The anchor before `current`, kept only when the file may hold
   // bidirectional frames; null until there is one.
   const SharedPlanes& secondary_ref() const { return secondary_ref_; }
-
-  // The picture that the last record or repeat shows; null before the first.
-  const SharedPlanes& shown() const { return current_; }
 
   // Goes on as if `current` and `secondary_ref` had just been rebuilt. Null
   // planes mean the state before the first record.

@@ -1,0 +1,91 @@
+#include "decoder/seek_points.h"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+
+#include "container/layout.h"
+
+namespace qolm::decoder {
+
+using container::RecordHeader;
+using container::RecordType;
+
+SeekPoints::SeekPoints(const container::ContainerReader& reader)
+    : key_frame_numbers_(reader.keyframes().size(), 0), points_(1) {
+  const bool bidirectional = (reader.header().flags & container::kFlagBidirectional) != 0;
+  DisplayOrder order = InitialOrder(reader.header());
+  if (order.in_stored_order()) stored_order_from_ = 0;
+  int64_t frames_shown = 0;
+  size_t key_frames = 0;
+  uint32_t last_anchor = 0;  // record
+  DisplayItem item;
+
+  // Gives the number of the first frame that came out. Key frames go through
+  // the order with their place among all key frames, from 1, as their picture.
+  const auto take_all = [&] {
+    const int64_t first = frames_shown;
+    while (order.take(item)) {
+      if (item.picture.id != 0) {
+        const bool fits = frames_shown <= std::numeric_limits<int32_t>::max();
+        key_frame_numbers_[item.picture.id - 1] = fits ? static_cast<int32_t>(frames_shown) : -1;
+      }
+      frames_shown += item.frames;
+    }
+    return first;
+  };
+
+  const std::vector<uint64_t>& index = reader.index();
+  RecordHeader header;
+  for (uint32_t entry = 0; entry < index.size(); ++entry) {
+    if (!reader.read_record_header(index[entry], header)) break;
+    const bool is_run = header.type == RecordType::kRepeatRun;
+    if (!is_run && container::frames_in_record(header) == 0) continue;
+    const bool is_key = header.type == RecordType::kKeyFrame;
+    if (is_key && key_frames == key_frame_numbers_.size()) break;  // not the file that was opened
+    if (is_key) ++key_frames;
+    const bool was_in_order = order.waiting().empty();
+    order.add(header, {nullptr, is_key ? key_frames : 0});
+    const int64_t number = take_all();
+    if (order.in_stored_order()) stored_order_from_ = std::min(stored_order_from_, entry);
+
+    const bool is_point = is_key && was_in_order && order.waiting().empty();
+    if (is_point && entry > 0 && number <= std::numeric_limits<int32_t>::max()) {
+      points_.push_back({static_cast<int32_t>(number), entry});
+    }
+    // A picture between a key frame and the anchor before it needs both.
+    const bool reaches_back = bidirectional && header.type == RecordType::kBidirectionalFrame;
+    if (reaches_back && points_.size() > 1 && points_.back().record_index == last_anchor) {
+      points_.pop_back();
+    }
+    if (is_key || header.type == RecordType::kPredictedFrame) last_anchor = entry;
+  }
+  order.release();
+  take_all();
+}
+
+const SeekPoint& SeekPoints::last_before_frame(int32_t frame_number) const {
+  const auto behind = std::upper_bound(
+      std::next(points_.begin()), points_.end(), frame_number,
+      [](int32_t number, const SeekPoint& point) { return number < point.frame_number; });
+  return *std::prev(behind);
+}
+
+const SeekPoint& SeekPoints::last_before_record(uint32_t record_index) const {
+  const auto behind = std::upper_bound(
+      std::next(points_.begin()), points_.end(), record_index,
+      [](uint32_t index, const SeekPoint& point) { return index < point.record_index; });
+  return *std::prev(behind);
+}
+
+DisplayOrder SeekPoints::order_from(const SeekPoint& point) const {
+  return point.record_index >= stored_order_from_ ? DisplayOrder::Stored()
+                                                  : DisplayOrder::ByNumber(point.frame_number);
+}
+
+DisplayOrder InitialOrder(const container::FileHeader& header) {
+  const bool bidirectional = (header.flags & container::kFlagBidirectional) != 0;
+  return bidirectional ? DisplayOrder::ByNumber(0) : DisplayOrder::Stored();
+}
+
+}  // namespace qolm::decoder
