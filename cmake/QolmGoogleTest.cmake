@@ -21,6 +21,7 @@ function(qolm_register_tests folder)
     add_test(NAME ${folder}_tests
       COMMAND ${folder}_tests --gtest_brief=1 --gtest_output=xml:${folder}.xml
       WORKING_DIRECTORY ${reports})
+    set_tests_properties(${folder}_tests PROPERTIES FIXTURES_REQUIRED wine)
   else()
     gtest_discover_tests(${folder}_tests TEST_PREFIX ${folder}. DISCOVERY_TIMEOUT 60)
   endif()

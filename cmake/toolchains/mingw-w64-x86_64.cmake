@@ -26,4 +26,5 @@ execute_process(
   OUTPUT_VARIABLE static_libgomp OUTPUT_STRIP_TRAILING_WHITESPACE)
 set(OpenMP_gomp_LIBRARY ${static_libgomp} CACHE FILEPATH "The static OpenMP runtime")
 
-set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../../tools/wine/run)
+set(CMAKE_CROSSCOMPILING_EMULATOR
+  ${CMAKE_CURRENT_LIST_DIR}/../../tools/wine/run --prefix ${CMAKE_BINARY_DIR}/wine-prefix)

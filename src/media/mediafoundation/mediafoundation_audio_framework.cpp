@@ -100,6 +100,10 @@ class MediaFoundationAudioReader : public AudioReader {
 
 }  // namespace
 
+std::unique_ptr<AudioReader> AdaptAudioReader(ComPtr<IMFSourceReader> reader) {
+  return std::make_unique<MediaFoundationAudioReader>(std::move(reader));
+}
+
 std::unique_ptr<AudioReader> MediaFoundationAudioFramework::Open(
     const std::filesystem::path& path, const ReaderAttributes& attributes) {
   const std::array<ReaderOption, 2> options{
@@ -107,7 +111,7 @@ std::unique_ptr<AudioReader> MediaFoundationAudioFramework::Open(
        {MF_LOW_LATENCY, attributes.low_latency ? 1u : 0u}}};
   ComPtr<IMFSourceReader> reader;
   if (FAILED(MakeSourceReader(path, options, reader))) return nullptr;
-  return std::make_unique<MediaFoundationAudioReader>(std::move(reader));
+  return AdaptAudioReader(std::move(reader));
 }
 
 }  // namespace qolm::media::mediafoundation

@@ -6,8 +6,11 @@
 #include <memory>
 
 #include "media/audio_framework.h"
+#include "media/mediafoundation/com.h"
 
 namespace qolm::media::mediafoundation {
+
+std::unique_ptr<AudioReader> AdaptAudioReader(ComPtr<IMFSourceReader> reader);
 
 class MediaFoundationAudioFramework : public AudioFramework {
  public:

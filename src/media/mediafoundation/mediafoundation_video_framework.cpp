@@ -231,6 +231,10 @@ class MediaFoundationVideoReader : public VideoReader {
 
 }  // namespace
 
+std::unique_ptr<VideoReader> AdaptVideoReader(ComPtr<IMFSourceReader> reader) {
+  return std::make_unique<MediaFoundationVideoReader>(std::move(reader));
+}
+
 std::unique_ptr<VideoReader> MediaFoundationVideoFramework::Open(
     const std::filesystem::path& path, const std::optional<ReaderAttributes>& attributes) {
   std::array<ReaderOption, 2> options{};
@@ -246,7 +250,7 @@ std::unique_ptr<VideoReader> MediaFoundationVideoFramework::Open(
       reader);
   failure_reason_ = FailureWords(result);
   if (FAILED(result)) return nullptr;
-  return std::make_unique<MediaFoundationVideoReader>(std::move(reader));
+  return AdaptVideoReader(std::move(reader));
 }
 
 }  // namespace qolm::media::mediafoundation

@@ -7,9 +7,12 @@
 #include <optional>
 #include <string>
 
+#include "media/mediafoundation/com.h"
 #include "media/video_framework.h"
 
 namespace qolm::media::mediafoundation {
+
+std::unique_ptr<VideoReader> AdaptVideoReader(ComPtr<IMFSourceReader> reader);
 
 class MediaFoundationVideoFramework : public VideoFramework {
  public:
