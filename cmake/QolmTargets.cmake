@@ -1,6 +1,13 @@
 # The one place that knows how a library, a program or a test of this tree is
 # compiled. Folders only name their sources and what they may link.
 
+# What a system does its own way stands in files <name>_${QOLM_SYSTEM}.cpp
+# behind one header.
+set(QOLM_SYSTEM posix)
+if(WIN32)
+  set(QOLM_SYSTEM windows)
+endif()
+
 add_library(qolm_compile_options INTERFACE)
 target_include_directories(qolm_compile_options INTERFACE ${CMAKE_CURRENT_SOURCE_DIR}/src)
 
@@ -25,6 +32,16 @@ if(QOLM_SANITIZERS)
   endif()
 endif()
 
+# What the files of the AVX2 variants are compiled with, and no others.
+set(QOLM_AVX2_OPTIONS -mavx2)
+if(MSVC)
+  set(QOLM_AVX2_OPTIONS /arch:AVX2)
+elseif(MINGW)
+  # GCC cannot align the stack to 32 bytes on Windows (GCC PR 54412), so no move
+  # between it and a wide register may trust an alignment.
+  list(APPEND QOLM_AVX2_OPTIONS -Wa,-muse-unaligned-vector-move)
+endif()
+
 # qolm_add_library(<folder> SOURCES ... [LINKS <folder>...] [PRIVATE_LINKS <target>...])
 # makes the static library qolm_<folder>; LINKS are folders, and they are the
 # link graph that tools/check_includes.py also holds the includes against.
@@ -37,6 +54,29 @@ function(qolm_add_library folder)
   endforeach()
   if(arg_PRIVATE_LINKS)
     target_link_libraries(qolm_${folder} PRIVATE ${arg_PRIVATE_LINKS})
+  endif()
+endfunction()
+
+# qolm_add_program(<name> DESCRIPTION <text> SOURCES ... LINKS <folder>...)
+# makes a command program; its sources define ProgramMain, and src/entry/ calls it.
+function(qolm_add_program program)
+  cmake_parse_arguments(arg "" "DESCRIPTION" "SOURCES;LINKS" ${ARGN})
+  set(entry ${PROJECT_SOURCE_DIR}/src/entry)
+  add_executable(${program} ${arg_SOURCES} ${entry}/main_${QOLM_SYSTEM}.cpp)
+  target_link_libraries(${program} PRIVATE qolm_compile_options)
+  foreach(link IN LISTS arg_LINKS)
+    target_link_libraries(${program} PRIVATE qolm_${link})
+  endforeach()
+  if(WIN32)
+    set(description "${arg_DESCRIPTION}")
+    configure_file(${entry}/program.manifest.in ${program}.manifest @ONLY)
+    configure_file(${entry}/program.rc.in ${program}.rc @ONLY)
+    target_sources(${program} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${program}.rc)
+    set_property(SOURCE ${CMAKE_CURRENT_BINARY_DIR}/${program}.rc
+      PROPERTY OBJECT_DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/${program}.manifest)
+  endif()
+  if(MINGW)
+    target_link_options(${program} PRIVATE -municode)
   endif()
 endfunction()
 

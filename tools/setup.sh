@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job needs and that are missing.
 #
-#   tools/setup.sh [build|demo|test|bench|coverage|ci] ...      (default: build)
+#   tools/setup.sh [build|demo|test|bench|coverage|windows|ci] ...      (default: build)
 #
 # Does nothing, and asks no network, when everything is there. Needs root only
 # when something is missing; without it, says what to install and fails.
@@ -9,12 +9,16 @@ set -euo pipefail
 
 build_packages=(g++ make cmake ninja-build pkg-config
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
-  libavfilter-dev libpng-dev)
+  libavfilter-dev libstb-dev zlib1g-dev)
 demo_packages=("${build_packages[@]}" ffmpeg python3)
-test_packages=("${build_packages[@]}" ffmpeg python3 libgtest-dev libgmock-dev)
+test_packages=("${build_packages[@]}" ffmpeg python3 libgtest-dev libgmock-dev libpng-dev)
 bench_packages=("${demo_packages[@]}" libbenchmark-dev time)
 coverage_packages=("${test_packages[@]}" gcovr)
-ci_packages=("${test_packages[@]}" git ccache libbenchmark-dev
+# The programs for Windows, Wine to run them, and what its media need.
+windows_packages=(cmake ninja-build make ccache g++-mingw-w64-x86-64-posix libz-mingw-w64-dev
+  libstb-dev googletest python3 zip unzip ffmpeg wine64
+  gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav)
+ci_packages=("${test_packages[@]}" "${windows_packages[@]}" git ccache libbenchmark-dev
   clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev libomp-14-dev)
 
 [ $# -gt 0 ] || set -- build
@@ -26,9 +30,10 @@ for job in "$@"; do
     test) wanted+=("${test_packages[@]}") ;;
     bench) wanted+=("${bench_packages[@]}") ;;
     coverage) wanted+=("${coverage_packages[@]}") ;;
+    windows) wanted+=("${windows_packages[@]}") ;;
     ci) wanted+=("${ci_packages[@]}") ;;
     *)
-      echo "setup: unknown job '$job'; the jobs are build, demo, test, bench, coverage and ci" >&2
+      echo "setup: unknown job '$job'; the jobs are build, demo, test, bench, coverage, windows and ci" >&2
       exit 2
       ;;
   esac

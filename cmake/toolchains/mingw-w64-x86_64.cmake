@@ -24,6 +24,7 @@ set(CMAKE_SHARED_LINKER_FLAGS_INIT -static)
 execute_process(
   COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libgomp.a
   OUTPUT_VARIABLE static_libgomp OUTPUT_STRIP_TRAILING_WHITESPACE)
+set(ZLIB_USE_STATIC_LIBS ON)
 set(OpenMP_gomp_LIBRARY ${static_libgomp} CACHE FILEPATH "The static OpenMP runtime")
 
 set(CMAKE_CROSSCOMPILING_EMULATOR

@@ -5,8 +5,8 @@
 #include <ostream>
 #include <utility>
 
+#include "base/path_bytes.h"
 #include "cli/encode_report.h"
-#include "cli/path_bytes.h"
 #include "cli/progress_line.h"
 #include "cli/texts.h"
 #include "container/layout.h"

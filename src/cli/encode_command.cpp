@@ -5,7 +5,7 @@
 #include "cli/interrupt.h"
 #include "media/audio_source.h"
 #include "media/platform.h"
-#include "output/signals.h"
+#include "output/write_signals.h"
 
 namespace qolm::cli {
 

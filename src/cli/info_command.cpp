@@ -5,8 +5,8 @@
 #include <sstream>
 
 #include "base/byte_order.h"
+#include "base/path_bytes.h"
 #include "cli/number_format.h"
-#include "cli/path_bytes.h"
 #include "cli/texts.h"
 #include "container/container_reader.h"
 #include "container/input_file.h"

@@ -1,5 +1,7 @@
 // Ctrl-C, SIGTERM and the end of the terminal ask a conversion to stop after
-// the frame in hand; a second Ctrl-C or SIGTERM ends the program at once.
+// the frame in hand; a second Ctrl-C or SIGTERM ends the program at once. On
+// Windows Ctrl-Break counts as Ctrl-C, and leaving the session or shutting down
+// as the end of the terminal.
 #ifndef QOLM_CLI_INTERRUPT_H_
 #define QOLM_CLI_INTERRUPT_H_
 

@@ -1,11 +1,10 @@
 #include <iostream>
-#include <string>
-#include <vector>
 
 #include "cli/program.h"
-#include "output/signals.h"
+#include "entry/program_main.h"
+#include "output/write_signals.h"
 
-int main(int argc, char** argv) {
-  qolm::output::IgnoreFileSizeSignal();
-  return qolm::cli::RunProgram(std::vector<std::string>(argv, argv + argc), std::cout, std::cerr);
+int qolm::ProgramMain(const std::vector<std::string>& arguments) {
+  output::IgnoreFileSizeSignal();
+  return cli::RunProgram(arguments, std::cout, std::cerr);
 }

@@ -1,49 +1,15 @@
 #include "container/input_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/types.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <utility>
 
-#ifdef _WIN32
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
+#include "container/file_descriptor.h"
 
 namespace qolm::container {
 namespace {
 
-// One call never asks for more: it keeps the count inside every system's type.
-constexpr size_t kMaxBytesPerCall = size_t{1} << 30;
-
 std::error_code LastError() { return {errno, std::generic_category()}; }
-
-#ifdef _WIN32
-int OpenForReading(const std::filesystem::path& path) {
-  return _wopen(path.c_str(), _O_RDONLY | _O_BINARY);
-}
-void CloseDescriptor(int descriptor) { _close(descriptor); }
-int64_t SeekToEnd(int descriptor) { return _lseeki64(descriptor, 0, SEEK_END); }
-int64_t ReadSome(int descriptor, uint64_t position, std::span<uint8_t> bytes) {
-  if (_lseeki64(descriptor, static_cast<int64_t>(position), SEEK_SET) < 0) return -1;
-  return _read(descriptor, bytes.data(), static_cast<unsigned>(bytes.size()));
-}
-#else
-int OpenForReading(const std::filesystem::path& path) {
-  // Does not wait for the other end of a pipe, which is refused anyway.
-  return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-}
-void CloseDescriptor(int descriptor) { ::close(descriptor); }
-int64_t SeekToEnd(int descriptor) { return ::lseek(descriptor, 0, SEEK_END); }
-int64_t ReadSome(int descriptor, uint64_t position, std::span<uint8_t> bytes) {
-  return ::pread(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(position));
-}
-#endif
 
 }  // namespace
 

@@ -1,53 +1,15 @@
 #include "container/output_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/types.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <utility>
 
-#ifdef _WIN32
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
+#include "container/file_descriptor.h"
 
 namespace qolm::container {
 namespace {
 
 constexpr size_t kBufferBytes = size_t{256} << 10;
-// One call never writes more: it keeps the count inside every system's type.
-constexpr size_t kMaxBytesPerCall = size_t{1} << 30;
-
-#ifdef _WIN32
-int OpenForWriting(const std::filesystem::path& path) {
-  return _wopen(path.c_str(), _O_WRONLY | _O_CREAT | _O_TRUNC | _O_BINARY, _S_IREAD | _S_IWRITE);
-}
-int CloseDescriptor(int descriptor) { return _close(descriptor); }
-int64_t SeekTo(int descriptor, uint64_t position) {
-  return _lseeki64(descriptor, static_cast<int64_t>(position), SEEK_SET);
-}
-int64_t WriteSome(int descriptor, std::span<const uint8_t> bytes) {
-  return _write(descriptor, bytes.data(), static_cast<unsigned>(bytes.size()));
-}
-int SyncDescriptor(int descriptor) { return _commit(descriptor); }
-#else
-int OpenForWriting(const std::filesystem::path& path) {
-  constexpr mode_t kMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
-  return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode);
-}
-int CloseDescriptor(int descriptor) { return ::close(descriptor); }
-int64_t SeekTo(int descriptor, uint64_t position) {
-  return ::lseek(descriptor, static_cast<off_t>(position), SEEK_SET);
-}
-int64_t WriteSome(int descriptor, std::span<const uint8_t> bytes) {
-  return ::write(descriptor, bytes.data(), bytes.size());
-}
-int SyncDescriptor(int descriptor) { return ::fsync(descriptor); }
-#endif
 
 }  // namespace
 

@@ -5,11 +5,13 @@
 #include <system_error>
 #include <utility>
 
+#include "base/path_bytes.h"
 #include "container/container_reader.h"
 #include "decoder/frame_decoder.h"
 #include "export/contact_sheet.h"
 #include "export/export_report.h"
 #include "export/media_export.h"
+#include "export/output_stream.h"
 #include "export/output_target.h"
 #include "export/png_writer.h"
 #include "export/y4m_writer.h"
@@ -73,7 +75,7 @@ ExportResult ExportY4m(const ExportOptions& options, const container::ContainerR
   ExportResult result;
   result.summary = FramesText(written) + ", " + SizeText(width, height);
   result.succeeded = damage.empty();
-  if (!result.succeeded) result.problem = options.input.string() + ": " + damage;
+  if (!result.succeeded) result.problem = BytesFromPath(options.input) + ": " + damage;
   return result;
 }
 
@@ -149,7 +151,7 @@ ExportResult ExportSheet(const ExportOptions& options, const container::Containe
   ExportResult result = WritePicture(options, sheet.picture(), "sheet of " + FramesText(placed));
   if (result.succeeded && !damage.empty()) {
     result.succeeded = false;
-    result.problem = options.input.string() + ": " + damage;
+    result.problem = BytesFromPath(options.input) + ": " + damage;
   }
   return result;
 }

@@ -4,12 +4,15 @@
 #include <exception>
 #include <iostream>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "base/path_bytes.h"
+#include "entry/program_main.h"
 #include "export/export_file.h"
 #include "export/export_options.h"
-#include "output/signals.h"
+#include "output/write_signals.h"
 
 namespace {
 
@@ -17,7 +20,7 @@ using qolm::exporter::ExportOptions;
 using qolm::exporter::ExportResult;
 using qolm::exporter::OptionsProblem;
 
-int Run(const std::vector<std::string>& arguments) {
+int Run(std::span<const std::string> arguments) {
   OptionsProblem problem;
   const std::optional<ExportOptions> options =
       qolm::exporter::ParseExportOptions(arguments, problem);
@@ -32,7 +35,8 @@ int Run(const std::vector<std::string>& arguments) {
   }
   const ExportResult result = qolm::exporter::ExportFile(*options);
   if (!result.summary.empty() && !options->to_standard_output) {
-    std::cerr << "[+] Wrote " << options->output.string() << ": " << result.summary << "\n";
+    std::cerr << "[+] Wrote " << qolm::BytesFromPath(options->output) << ": " << result.summary
+              << "\n";
   }
   if (!result.problem.empty()) std::cerr << "[-] Error: " << result.problem << "\n";
   return result.succeeded ? 0 : 1;
@@ -40,11 +44,11 @@ int Run(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  qolm::output::IgnoreBrokenPipeSignal();
-  qolm::output::IgnoreFileSizeSignal();
+int qolm::ProgramMain(const std::vector<std::string>& arguments) {
+  output::IgnoreBrokenPipeSignal();
+  output::IgnoreFileSizeSignal();
   try {
-    return Run(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
+    return Run(std::span(arguments).subspan(arguments.empty() ? 0 : 1));
   } catch (const std::exception& failure) {
     std::cerr << "[-] Error: " << failure.what() << "\n";
     return 1;

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/path_bytes.h"
 #include "export/media_muxer.h"
 
 namespace qolm::exporter {
@@ -45,7 +46,7 @@ bool TakeValue(std::string_view option, const std::string& value, ExportOptions&
 }
 
 std::optional<Form> FormOf(const std::filesystem::path& output) {
-  std::string ending = output.extension().string();
+  std::string ending = BytesFromPath(output.extension());
   std::transform(ending.begin(), ending.end(), ending.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
   constexpr std::pair<std::string_view, Form> kEndings[] = {
@@ -154,12 +155,12 @@ std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arg
         paths.size() < 2 ? "an input and an output are needed" : "unexpected argument " + paths[2];
     return std::nullopt;
   }
-  options.input = paths[0];
-  options.output = paths[1];
+  options.input = PathFromBytes(paths[0]);
+  options.output = PathFromBytes(paths[1]);
   options.to_standard_output = paths[1] == "-";
 
   const std::optional<Form> form =
-      options.to_standard_output ? FormOfStandardOutput(wants_y4m) : FormOf(paths[1]);
+      options.to_standard_output ? FormOfStandardOutput(wants_y4m) : FormOf(options.output);
   if (!form) {
     problem.text = paths[1] + ": the ending must be .mkv, .mp4, .nut, .wav, .y4m or .png";
     problem.needs_usage = false;

@@ -1,14 +1,17 @@
 #include "export/export_report.h"
 
+#include "base/path_bytes.h"
+
 namespace qolm::exporter {
 
 ExportResult Failure(const std::filesystem::path& path, const std::string& reason) {
-  return {false, {}, path.string() + ": " + reason};
+  return {false, {}, BytesFromPath(path) + ": " + reason};
 }
 
 ExportResult OutputFailure(const ExportOptions& options, const OutputTarget& target) {
   if (target.reader_has_gone()) return {};
-  const std::string name = options.to_standard_output ? "standard output" : options.output.string();
+  const std::string name =
+      options.to_standard_output ? "standard output" : BytesFromPath(options.output);
   return {false, {}, name + ": " + target.error().message()};
 }
 

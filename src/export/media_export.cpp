@@ -6,6 +6,7 @@
 #include <string>
 
 #include "audio/pcm_track.h"
+#include "base/path_bytes.h"
 #include "container/layout.h"
 #include "export/export_report.h"
 #include "export/media_muxer.h"
@@ -167,7 +168,7 @@ ExportResult ExportMedia(const ExportOptions& options, const container::Containe
   if (!rate_known) result.summary += ", 25 frames a second since the file names no rate";
   result.summary += HasSound(track) ? ", " + SoundText(track) : ", no sound";
   result.succeeded = damage.empty();
-  if (!result.succeeded) result.problem = options.input.string() + ": " + damage;
+  if (!result.succeeded) result.problem = BytesFromPath(options.input) + ": " + damage;
   return result;
 }
 

@@ -2,43 +2,14 @@
 
 #include <cerrno>
 
-#ifdef _WIN32
-#include <fcntl.h>
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
+#include "export/output_stream.h"
 
 namespace qolm::exporter {
 namespace {
 
 constexpr size_t kBufferBytes = size_t{1} << 20;
 
-std::FILE* OpenForWriting(const std::filesystem::path& path) {
-#ifdef _WIN32
-  return _wfopen(path.c_str(), L"wb");
-#else
-  return std::fopen(path.c_str(), "wb");
-#endif
-}
-
-int SeekTo(std::FILE* stream, uint64_t position) {
-#ifdef _WIN32
-  return _fseeki64(stream, static_cast<int64_t>(position), SEEK_SET);
-#else
-  return fseeko(stream, static_cast<off_t>(position), SEEK_SET);
-#endif
-}
-
 }  // namespace
-
-bool StandardOutputIsTerminal() {
-#ifdef _WIN32
-  return _isatty(_fileno(stdout)) != 0;
-#else
-  return isatty(STDOUT_FILENO) != 0;
-#endif
-}
 
 OutputTarget::~OutputTarget() {
   if (owns_stream_ && stream_ != nullptr) std::fclose(stream_);
@@ -52,7 +23,7 @@ bool OutputTarget::open(const std::filesystem::path& path, const std::filesystem
   } else if (refusal != output::OutputRefusal::kNotRegular) {
     return fail(refusal);
   }
-  stream_ = OpenForWriting(commits_part_ ? part_.path() : path);
+  stream_ = OpenStream(commits_part_ ? part_.path() : path);
   if (stream_ == nullptr) return fail_with_errno();
   owns_stream_ = true;
   buffer_.resize(kBufferBytes);
@@ -61,10 +32,7 @@ bool OutputTarget::open(const std::filesystem::path& path, const std::filesystem
 }
 
 bool OutputTarget::open_standard_output() {
-#ifdef _WIN32
-  _setmode(_fileno(stdout), _O_BINARY);
-#endif
-  stream_ = stdout;
+  stream_ = BinaryStandardOutput();
   return true;
 }
 
@@ -78,7 +46,7 @@ bool OutputTarget::write(std::span<const uint8_t> bytes) {
 bool OutputTarget::seek(uint64_t position) {
   if (error_) return false;
   errno = 0;
-  return SeekTo(stream_, position) == 0 || fail_with_errno();
+  return SeekStream(stream_, position) == 0 || fail_with_errno();
 }
 
 bool OutputTarget::commit() {

@@ -14,9 +14,6 @@
 
 namespace qolm::exporter {
 
-// Pictures on a terminal are never meant.
-bool StandardOutputIsTerminal();
-
 // After a failure every operation returns false and error() keeps the first
 // reason.
 class OutputTarget {

@@ -1,9 +1,40 @@
 #include "export/png_writer.h"
 
-#include <png.h>
+#include <zlib.h>
+
+#include <climits>
+#include <cstdlib>
+#include <memory>
+
+namespace {
+
+// For the library below, which frees what it gets.
+unsigned char* DeflateForPng(unsigned char* data, int bytes, int* compressed_bytes, int level) {
+  uLongf room = compressBound(static_cast<uLong>(bytes));
+  if (room > INT_MAX) return nullptr;
+  auto* const compressed = static_cast<unsigned char*>(std::malloc(room));
+  if (compressed == nullptr) return nullptr;
+  if (compress2(compressed, &room, data, static_cast<uLong>(bytes), level) != Z_OK) {
+    std::free(compressed);
+    return nullptr;
+  }
+  *compressed_bytes = static_cast<int>(room);
+  return compressed;
+}
+
+}  // namespace
+
+#define STB_IMAGE_WRITE_IMPLEMENTATION
+#define STB_IMAGE_WRITE_STATIC
+#define STBI_WRITE_NO_STDIO
+#define STBIW_ZLIB_COMPRESS DeflateForPng
+#include <stb_image_write.h>
 
 namespace qolm::exporter {
 namespace {
+
+constexpr int kChannels = 3;
+constexpr int kCompressionLevel = 6;  // zlib's own default
 
 std::vector<uint8_t> WithoutAlpha(const std::vector<uint8_t>& rgba) {
   std::vector<uint8_t> rgb(rgba.size() / 4 * 3);
@@ -15,23 +46,32 @@ std::vector<uint8_t> WithoutAlpha(const std::vector<uint8_t>& rgba) {
   return rgb;
 }
 
+struct FreeMemory {
+  void operator()(unsigned char* memory) const { std::free(memory); }
+};
+
 }  // namespace
 
 bool EncodePng(const PackedPicture& picture, std::vector<uint8_t>& png, std::string& problem) {
-  const std::vector<uint8_t> rgb = WithoutAlpha(picture.pixels);
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  image.width = picture.width;
-  image.height = picture.height;
-  image.format = PNG_FORMAT_RGB;
-  png_alloc_size_t bytes = PNG_IMAGE_PNG_SIZE_MAX(image);
-  png.resize(bytes);
-  if (png_image_write_to_memory(&image, png.data(), &bytes, 0, rgb.data(), 0, nullptr) == 0) {
-    problem = image.message;
-    png_image_free(&image);
+  // The library counts in int: each row with one byte more, then the whole
+  // stream with what incompressible bytes add to it.
+  const uint64_t row_bytes = uint64_t{picture.width} * kChannels + 1;
+  if (picture.width == 0 || picture.height == 0 ||
+      row_bytes > (uint64_t{INT_MAX} - (1 << 24)) / picture.height) {
+    problem = "pictures of this size cannot be stored as PNG";
     return false;
   }
-  png.resize(bytes);
+  const std::vector<uint8_t> rgb = WithoutAlpha(picture.pixels);
+  stbi_write_png_compression_level = kCompressionLevel;
+  int bytes = 0;
+  const std::unique_ptr<unsigned char, FreeMemory> encoded(stbi_write_png_to_mem(
+      rgb.data(), static_cast<int>(picture.width) * kChannels, static_cast<int>(picture.width),
+      static_cast<int>(picture.height), kChannels, &bytes));
+  if (!encoded) {
+    problem = "out of memory";
+    return false;
+  }
+  png.assign(encoded.get(), encoded.get() + bytes);
   return true;
 }
 

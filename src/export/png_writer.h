@@ -1,4 +1,4 @@
-// PNG files through libpng.
+// PNG files, deflated by zlib.
 #ifndef QOLM_EXPORT_PNG_WRITER_H_
 #define QOLM_EXPORT_PNG_WRITER_H_
 
@@ -11,7 +11,7 @@
 namespace qolm::exporter {
 
 // Replaces `png` by the picture as an 8-bit RGB image file; alpha is left out.
-// False when libpng refuses it, with its message in `problem`.
+// False with the reason in `problem` when the picture is too large or memory is short.
 [[nodiscard]] bool EncodePng(const PackedPicture& picture, std::vector<uint8_t>& png,
                              std::string& problem);
 

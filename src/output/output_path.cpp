@@ -2,12 +2,7 @@
 
 #include <string>
 
-#ifndef _WIN32
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
-#endif
+#include "output/file_system.h"
 
 namespace qolm::output {
 namespace {
@@ -34,40 +29,9 @@ class RefusalCategory : public std::error_category {
   }
 };
 
-// Follows the links at `path`, whose last target need not exist.
-fs::path FollowLinks(fs::path path, std::error_code& error) {
-  constexpr int kMostLinks = 40;
-  for (int i = 0; i < kMostLinks; ++i) {
-    if (!fs::is_symlink(fs::symlink_status(path, error))) {
-      error.clear();  // a place that cannot be looked at was refused before
-      return path;
-    }
-    const fs::path target = fs::read_symlink(path, error);
-    if (error) return path;
-    path = path.parent_path() / target;
-  }
-  error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
-  return path;
-}
-
-bool SameFile(const fs::path& a, const fs::path& b) {
+bool AreSameFile(const fs::path& a, const fs::path& b) {
   std::error_code error;
   return fs::equivalent(a, b, error) && !error;
-}
-
-// A rename would replace even a file that its owner has write-protected.
-std::error_code CheckWritable(const fs::path& path) {
-#ifdef _WIN32
-  std::error_code error;
-  const fs::perms permissions = fs::status(path, error).permissions();
-  if (!error && (permissions & fs::perms::owner_write) == fs::perms::none) {
-    error = std::make_error_code(std::errc::permission_denied);
-  }
-  return error;
-#else
-  if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0) return {};
-  return {errno, std::generic_category()};
-#endif
 }
 
 std::error_code JudgePart(const fs::path& part, const fs::path& input) {
@@ -75,7 +39,7 @@ std::error_code JudgePart(const fs::path& part, const fs::path& input) {
   const fs::file_status status = fs::symlink_status(part, error);
   if (status.type() == fs::file_type::none) return error;
   if (!fs::exists(status)) return {};
-  if (SameFile(part, input)) return OutputRefusal::kPartIsInput;
+  if (AreSameFile(part, input)) return OutputRefusal::kPartIsInput;
   if (fs::is_directory(status)) return std::make_error_code(std::errc::is_a_directory);
   if (!fs::is_regular_file(status)) return OutputRefusal::kPartNotRegular;
   return {};
@@ -98,10 +62,10 @@ std::error_code JudgeOutputPath(const fs::path& output, const fs::path& input, O
     return std::make_error_code(std::errc::is_a_directory);
   }
   judged.exists = fs::exists(status);
-  if (judged.exists && SameFile(output, input)) return OutputRefusal::kIsInput;
+  if (judged.exists && AreSameFile(output, input)) return OutputRefusal::kIsInput;
   judged.target = FollowLinks(output, error);
   if (error) return error;
-  judged.special = judged.exists && !fs::is_regular_file(status);
+  judged.special = IsSpecialFile(output, status);
   if (judged.special) return {};
   if (judged.exists) error = CheckWritable(output);
   if (error) return error;

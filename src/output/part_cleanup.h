@@ -1,4 +1,4 @@
-// A program that a signal ends leaves no unfinished output behind.
+// A program that is ended from outside leaves no unfinished output behind.
 #ifndef QOLM_OUTPUT_PART_CLEANUP_H_
 #define QOLM_OUTPUT_PART_CLEANUP_H_
 
@@ -6,10 +6,11 @@
 
 namespace qolm::output {
 
-// From now on a SIGINT, SIGTERM or SIGHUP removes this file before it ends the
-// program as ever; null removes nothing. The path stays unchanged until the
-// next call. One file at a time. Where the system cannot remove open files,
-// nothing happens.
+// From now on a SIGINT, SIGTERM or SIGHUP, or on Windows a Ctrl-C, Ctrl-Break
+// or the end of the console or the session, removes this file before it ends
+// the program as ever; null removes nothing. The path stays unchanged until the
+// next call. One file at a time. Windows removes it only if everybody who has
+// it open lets it be deleted.
 void RemoveFileOnSignal(const std::filesystem::path* file);
 
 }  // namespace qolm::output

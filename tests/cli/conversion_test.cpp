@@ -1,103 +1,14 @@
 // Whole conversions with a scripted source and a scripted clock, byte for byte.
-#include "cli/conversion.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-
-#include <sstream>
-
-#include "cli/number_format.h"
-#include "container/container_reader.h"
+#include "conversion_fixture.h"
 #include "output/part_file.h"
-#include "scratch_directory.h"
-#include "scripted_video.h"
 
 namespace qolm::cli {
 namespace {
 
-namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
-
-constexpr const char* kSettings =
-    "[+] Encoding video (Quality: 45, GOP: 60, VFR: ON, Gabor: ON, CCLC: ON, Stream: "
-    "FAST-START)...\n";
-constexpr const char* kNoSound = "[+] Note: no sound could be read; converting without it.\n";
-constexpr const char* kSoundOff = "[+] Sound is switched off; converting the picture only.\n";
-
-class ConversionTest : public testing::Test {
- protected:
-  ConversionTest() : input_(directory_ / "input"), output_(directory_ / "output.qolm") {
-    WriteFile(input_, std::string(3072, 'i'));
-  }
-
-  int Run() {
-    EncodeEnvironment environment;
-    environment.make_video_framework = [this] {
-      return std::make_unique<ScriptedFramework>(script_);
-    };
-    environment.read_sound = [this](const fs::path&, const media::AudioOptions& options,
-                                    PcmTrack& track) {
-      ++sound_reads_;
-      if (during_sound_) during_sound_();
-      asked_rate_ = options.sample_rate;
-      asked_channels_ = options.channels;
-      if (!sound_) return false;
-      track = *sound_;
-      return true;
-    };
-    environment.monotonic_now = [this] { return now_; };
-    environment.interrupted = [this] { return interrupted_; };
-    return EncodeVideo({input_, output_, options_}, environment, out_, err_);
-  }
-
-  std::string InputReport(const std::string& duration = "") const {
-    return "[+] Input Video: " + input_ + "\n    Resolution : 32x16\n    Framerate  : 25 fps\n" +
-           duration;
-  }
-
-  std::string OutputKilobytes() const {
-    return FixedNumber(static_cast<double>(fs::file_size(output_)) / 1024, 1);
-  }
-
-  std::string Part() const { return output_ + ".part"; }
-
-  uint32_t FramesIn(const std::string& path) {
-    container::ContainerReader reader;
-    EXPECT_TRUE(reader.open(path)) << reader.failure_reason();
-    return reader.header().frame_count;
-  }
-
-  void ExpectRefused(const std::string& reason) {
-    script_.frames = 3;
-    int delivered = 0;
-    script_.before_frame = [&delivered](int) { ++delivered; };
-    EXPECT_EQ(Run(), 1);
-    EXPECT_EQ(err_.str(), "[-] Error: Cannot open output file (" + reason + "): " + output_ + "\n");
-    EXPECT_EQ(out_.str(), InputReport() + kNoSound);
-    EXPECT_EQ(delivered, 0);
-  }
-
-  ScratchDirectory directory_;
-  std::string input_;
-  std::string output_;
-  VideoScript script_;
-  EncodeOptions options_;
-  std::optional<PcmTrack> sound_;
-  int sound_reads_ = 0;
-  std::function<void()> during_sound_;
-  int32_t asked_rate_ = 0;
-  int32_t asked_channels_ = 0;
-  std::chrono::nanoseconds now_{0};
-  bool interrupted_ = false;
-  std::ostringstream out_;
-  std::ostringstream err_;
-};
 
 TEST_F(ConversionTest, TheWholeReport) {
   script_.frames = 25;
@@ -368,38 +279,6 @@ TEST_F(ConversionTest, AnInputThatVanishesRaisesTheFileSystemError) {
   EXPECT_THAT(out_.str(), EndsWith("(VFR Skip: 0)\n"));  // the progress line is ended
 }
 
-TEST_F(ConversionTest, AnExistingOutputIsReplacedAndKeepsItsPermissions) {
-  script_.frames = 2;
-  WriteFile(output_, "the old file");
-  WriteFile(Part(), "left by an earlier run");
-  ASSERT_EQ(chmod(output_.c_str(), 0640), 0);
-  EXPECT_EQ(Run(), 0);
-  EXPECT_EQ(FramesIn(output_), 2U);
-  EXPECT_EQ(fs::status(output_).permissions(), fs::perms(0640));
-  EXPECT_FALSE(fs::exists(Part()));
-}
-
-TEST_F(ConversionTest, AFailedWriteEndsTheLoop) {
-  rlimit old_limit = {};
-  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old_limit), 0);
-  signal(SIGXFSZ, SIG_IGN);
-  script_.frames = 1000;
-  options_.settings.quality = 100;
-  int delivered = 0;
-  script_.before_frame = [&delivered](int frame) { delivered = frame + 1; };
-  rlimit limit = old_limit;
-  limit.rlim_cur = 100'000;  // bytes; the head alone takes 65,596
-  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-  const int exit_code = Run();
-  setrlimit(RLIMIT_FSIZE, &old_limit);
-  EXPECT_EQ(exit_code, 1);
-  EXPECT_EQ(err_.str(), "[-] Error: Cannot write output file (File too large): " + output_ + "\n");
-  EXPECT_GT(delivered, 1);
-  EXPECT_LT(delivered, 500);
-  EXPECT_FALSE(fs::exists(Part()));
-  EXPECT_FALSE(fs::exists(output_));
-}
-
 TEST_F(ConversionTest, AFinishedPartThatCannotTakeItsPlaceStays) {
   script_.frames = 4;
   script_.before_frame = [this](int frame) {
@@ -409,20 +288,6 @@ TEST_F(ConversionTest, AFinishedPartThatCannotTakeItsPlaceStays) {
   EXPECT_EQ(err_.str(), "[-] Error: The file is finished as " + Part() +
                             " but cannot be renamed (Is a directory): " + output_ + "\n");
   EXPECT_EQ(FramesIn(Part()), 4U);
-}
-
-TEST_F(ConversionTest, ASymbolicLinkIsWrittenThrough) {
-  script_.frames = 2;
-  fs::create_directory(directory_ / "elsewhere");
-  const std::string target = directory_ / "elsewhere/target.qolm";
-  fs::create_symlink("elsewhere/target.qolm", output_);
-  for (int round = 0; round < 2; ++round) {  // a link to nothing, then to a file
-    EXPECT_EQ(Run(), 0);
-    EXPECT_TRUE(fs::is_symlink(output_));
-    EXPECT_EQ(FramesIn(target), 2U);
-    EXPECT_FALSE(fs::exists(target + ".part"));
-    EXPECT_FALSE(fs::exists(Part()));
-  }
 }
 
 TEST_F(ConversionTest, TheInputByAnyNameIsRefused) {
@@ -476,16 +341,6 @@ TEST_F(ConversionTest, AMissingDirectoryIsRefused) {
   output_ = directory_ / "missing/output.qolm";
   ExpectRefused("No such file or directory");
   EXPECT_FALSE(fs::exists(directory_ / "missing"));
-}
-
-TEST_F(ConversionTest, SpecialFilesAreRefused) {
-  output_ = "/dev/null";
-  ExpectRefused("it is not a regular file");
-}
-
-TEST_F(ConversionTest, APipeIsRefusedWithoutOpeningIt) {
-  ASSERT_EQ(mkfifo(output_.c_str(), 0600), 0);
-  ExpectRefused("it is not a regular file");
 }
 
 }  // namespace

@@ -1,37 +1,9 @@
 #include "output/output_path.h"
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include "support/run_program.h"
-#include "support/temporary_folder.h"
-#include "support/text_file.h"
+#include "output_path_fixture.h"
 
 namespace qolm::output {
 namespace {
-
-namespace fs = std::filesystem;
-using test::WriteFile;
-
-class OutputPathTest : public testing::Test {
- protected:
-  OutputPathTest() : input_(folder_ / "input"), output_(folder_ / "output") {
-    WriteFile(input_, "the input");
-  }
-
-  std::string Refusal() { return JudgeOutputPath(output_, input_, judged_).message(); }
-  void ExpectAccepted() {
-    const std::error_code refusal = JudgeOutputPath(output_, input_, judged_);
-    EXPECT_FALSE(refusal) << refusal.message();
-  }
-  fs::path Part() const { return output_.string() + ".part"; }
-
-  const test::TemporaryFolder folder_;
-  const fs::path input_;
-  fs::path output_;
-  OutputPath judged_;
-};
 
 TEST_F(OutputPathTest, ANewFile) {
   ExpectAccepted();
@@ -55,32 +27,8 @@ TEST_F(OutputPathTest, AMissingInputIsNotTheOutput) {
   ExpectAccepted();
 }
 
-TEST_F(OutputPathTest, ALinkNamesItsTarget) {
-  fs::create_directory(folder_ / "elsewhere");
-  const fs::path target = folder_ / "elsewhere/target";
-  fs::create_symlink("link", output_);
-  fs::create_symlink("elsewhere/target", folder_ / "link");
-  for (const bool exists : {false, true}) {
-    if (exists) WriteFile(target, "old");
-    ExpectAccepted();
-    EXPECT_EQ(judged_.target, target);
-    EXPECT_EQ(judged_.part, target.string() + ".part");
-    EXPECT_EQ(judged_.exists, exists);
-  }
-}
-
-TEST_F(OutputPathTest, ALoopOfLinks) {
-  fs::create_symlink("output", output_);
-  EXPECT_EQ(Refusal(), "Too many levels of symbolic links");
-}
-
 TEST_F(OutputPathTest, TheInput) {
   output_ = input_;
-  EXPECT_EQ(Refusal(), "it is the input file");
-}
-
-TEST_F(OutputPathTest, ALinkToTheInput) {
-  fs::create_symlink(input_, output_);
   EXPECT_EQ(Refusal(), "it is the input file");
 }
 
@@ -92,21 +40,6 @@ TEST_F(OutputPathTest, AHardLinkToTheInput) {
 TEST_F(OutputPathTest, AnInputInThePartFilesPlace) {
   fs::create_hard_link(input_, Part());
   EXPECT_EQ(Refusal(), "its part file is the input file");
-}
-
-TEST_F(OutputPathTest, AnInputInThePlaceOfALinkTargetsPartFile) {
-  fs::create_hard_link(input_, folder_ / "target.part");
-  fs::create_symlink("target", output_);
-  EXPECT_EQ(Refusal(), "its part file is the input file");
-}
-
-TEST_F(OutputPathTest, APartFileThatIsNoPlainFile) {
-  WriteFile(folder_ / "precious", "precious");
-  fs::create_symlink(folder_ / "precious", Part());
-  EXPECT_EQ(Refusal(), "its part file is not a regular file");
-  fs::remove(Part());
-  fs::create_directory(Part());
-  EXPECT_EQ(Refusal(), "Is a directory");
 }
 
 TEST_F(OutputPathTest, APartFileOfAnEarlierRunIsNoRefusal) {
@@ -127,33 +60,6 @@ TEST_F(OutputPathTest, ANameThatEndsAsADirectory) {
 TEST_F(OutputPathTest, AnEmptyName) {
   output_ = "";
   EXPECT_EQ(Refusal(), "No such file or directory");
-}
-
-TEST_F(OutputPathTest, SpecialFilesAreToldApart) {
-  output_ = "/dev/null";
-  ExpectAccepted();
-  EXPECT_TRUE(judged_.special);
-  EXPECT_TRUE(judged_.part.empty());
-  output_ = folder_ / "pipe";
-  ASSERT_EQ(mkfifo(output_.c_str(), 0600), 0);
-  ExpectAccepted();  // which does not open it: it would wait for a reader
-  EXPECT_TRUE(judged_.special);
-}
-
-TEST_F(OutputPathTest, AWriteProtectedFile) {
-  WriteFile(output_, "old");
-  ASSERT_EQ(chmod(folder_.path().c_str(), 0777), 0);
-  ASSERT_EQ(chmod(output_.c_str(), 0444), 0);
-  EXPECT_EXIT(
-      {
-        test::DropRoot();
-        const bool refused = Refusal() == "Permission denied";
-        _exit(refused ? 0 : 1);
-      },
-      [](int status) {
-        return WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 126);
-      },
-      "");
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include "output/signals.h"
-
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -7,6 +5,9 @@
 
 #include <cerrno>
 #include <cstdio>
+
+#include "output/end_signals.h"
+#include "output/write_signals.h"
 
 namespace qolm::output {
 namespace {

@@ -2,8 +2,7 @@
 #ifndef QOLM_TESTS_SUPPORT_RUN_PROGRAM_H_
 #define QOLM_TESTS_SUPPORT_RUN_PROGRAM_H_
 
-#include <sys/types.h>
-
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -13,13 +12,15 @@
 namespace qolm::test {
 
 // Where the program's standard output leads: to out(), to a pipe that nobody
-// reads, or to a terminal. out() stays empty for the last two.
+// reads, or to a terminal, which only POSIX systems have. out() stays empty for
+// the last two.
 enum class OutputEnd { kCaptured, kClosedPipe, kTerminal };
 
 class ProgramRun {
  public:
   // Starts the program at once, with nothing to read on its standard input.
-  // `arguments` follow its name. `in_child` runs just before it.
+  // `arguments` follow its name, all in UTF-8. `in_child` runs just before it,
+  // in its process; only on POSIX systems.
   ProgramRun(
       const std::string& program, const std::vector<std::string>& arguments,
       const std::function<void()>& in_child = [] {}, OutputEnd output_end = OutputEnd::kCaptured);
@@ -27,11 +28,12 @@ class ProgramRun {
   ProgramRun(const ProgramRun&) = delete;
   ProgramRun& operator=(const ProgramRun&) = delete;
 
-  void Signal(int signal_number) const;
+  void Signal(int signal_number) const;  // only on POSIX systems
   bool IsRunning();
   void Wait();
 
-  // After it has ended: the exit code, or minus the signal that killed it.
+  // After it has ended: the exit code, or minus the signal that killed it. On
+  // Windows a crash is an exit code, too.
   int exit_code() const { return exit_code_; }
 
   // The bytes that it has printed so far.
@@ -42,13 +44,13 @@ class ProgramRun {
   void Take(int status);
 
   TemporaryFolder folder_;
-  pid_t process_ = -1;
+  intptr_t process_ = -1;  // as the system names it
   int terminal_ = -1;
   bool running_ = false;
   int exit_code_ = 0;
 };
 
-// For a fork that shall not write everywhere, as root may: goes on as a user
+// Only on POSIX systems: for a fork that shall not write everywhere, as root may: goes on as a user
 // without rights, or ends with exit code 126.
 void DropRoot();
 

@@ -1,23 +1,13 @@
-#include "output/part_cleanup.h"
-
-#ifndef _WIN32
 #include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <initializer_list>
 
-#include "output/signals.h"
-#endif
+#include "output/end_signals.h"
+#include "output/part_cleanup.h"
 
 namespace qolm::output {
-
-#ifdef _WIN32
-
-void RemoveFileOnSignal(const std::filesystem::path*) {}
-
-#else
-
 namespace {
 
 // All that the handler touches; a signal may arrive on any thread.
@@ -38,7 +28,5 @@ void RemoveFileOnSignal(const std::filesystem::path* file) {
     HandleEndSignal(signal_number, RemoveAndEnd);
   }
 }
-
-#endif
 
 }  // namespace qolm::output

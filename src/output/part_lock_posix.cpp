@@ -1,17 +1,11 @@
-#include "output/part_lock.h"
-
 #include <fcntl.h>
-
-#include <cerrno>
-
-#include "output/output_path.h"
-#ifdef _WIN32
-#include <io.h>
-#else
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#endif
+
+#include <cerrno>
+
+#include "output/part_lock.h"
 
 namespace qolm::output {
 namespace {
@@ -19,32 +13,6 @@ namespace {
 namespace fs = std::filesystem;
 
 std::error_code LastError() { return {errno, std::generic_category()}; }
-
-}  // namespace
-
-#ifdef _WIN32
-
-PartLock::~PartLock() = default;
-
-std::error_code PartLock::Create(const fs::path& part, fs::perms) {
-  std::error_code error;
-  fs::remove(part, error);
-  return error;
-}
-
-bool PartLock::Holds(const fs::path&) const { return true; }
-
-std::error_code PartLock::Sync(const fs::path& part) const {
-  const int descriptor = _wopen(part.c_str(), _O_WRONLY | _O_BINARY);
-  if (descriptor < 0) return LastError();
-  const std::error_code error = _commit(descriptor) == 0 ? std::error_code() : LastError();
-  _close(descriptor);
-  return error;
-}
-
-#else
-
-namespace {
 
 // False when another run holds the lock.
 bool Lock(int descriptor) {
@@ -73,34 +41,46 @@ std::error_code RemoveAbandoned(const fs::path& part) {
   return error;
 }
 
-}  // namespace
-
-PartLock::~PartLock() {
-  if (descriptor_ >= 0) close(descriptor_);
+fs::perms PartPermissions(const OutputPath& place) {
+  constexpr fs::perms kOwner = fs::perms::owner_read | fs::perms::owner_write;
+  constexpr fs::perms kEverybody = kOwner | fs::perms::group_read | fs::perms::group_write |
+                                   fs::perms::others_read | fs::perms::others_write;
+  std::error_code error;
+  const fs::perms existing = fs::status(place.target, error).permissions();
+  return place.exists && !error ? (existing & kEverybody) | kOwner : kEverybody;
 }
 
-std::error_code PartLock::Create(const fs::path& part, fs::perms permissions) {
-  if (const std::error_code error = RemoveAbandoned(part)) return error;
-  descriptor_ =
-      open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, static_cast<mode_t>(permissions));
-  if (descriptor_ < 0) {
+}  // namespace
+
+PartLock::~PartLock() { Release(); }
+
+std::error_code PartLock::Create(const OutputPath& place) {
+  if (const std::error_code error = RemoveAbandoned(place.part)) return error;
+  file_ = open(place.part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+               static_cast<mode_t>(PartPermissions(place)));
+  if (file_ < 0) {
     return errno == EEXIST ? make_error_code(OutputRefusal::kOwnedByAnotherRun) : LastError();
   }
   // Another run may have taken the file for an abandoned one before it was locked.
-  if (!Lock(descriptor_) || !Holds(part)) return OutputRefusal::kOwnedByAnotherRun;
+  if (!Lock(static_cast<int>(file_)) || !Holds(place.part)) {
+    return OutputRefusal::kOwnedByAnotherRun;
+  }
   return {};
 }
 
-bool PartLock::Holds(const fs::path& part) const {
-  return descriptor_ >= 0 && Names(part, descriptor_);
+void PartLock::Release() {
+  if (file_ >= 0) close(static_cast<int>(file_));
+  file_ = kNone;
 }
 
-std::error_code PartLock::Sync(const fs::path&) const {
+bool PartLock::Holds(const fs::path& part) const {
+  return file_ >= 0 && Names(part, static_cast<int>(file_));
+}
+
+std::error_code PartLock::Sync() const {
   // Some file systems cannot be waited for and answer so.
-  if (fsync(descriptor_) == 0 || errno == EINVAL || errno == ENOTSUP) return {};
+  if (fsync(static_cast<int>(file_)) == 0 || errno == EINVAL || errno == ENOTSUP) return {};
   return LastError();
 }
-
-#endif
 
 }  // namespace qolm::output

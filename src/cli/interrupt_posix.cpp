@@ -1,9 +1,9 @@
-#include "cli/interrupt.h"
+#include <signal.h>
 
 #include <atomic>
-#include <csignal>
 
-#include "output/signals.h"
+#include "cli/interrupt.h"
+#include "output/end_signals.h"
 
 namespace qolm::cli {
 namespace {
@@ -17,11 +17,9 @@ extern "C" void HandleInterrupt(int signal_number) {
   if (again) output::EndBySignal(signal_number);
 }
 
-#ifdef SIGHUP
 // A terminal that closes sends it more than once, so it never counts as a
 // second request.
 extern "C" void HandleHangUp(int /*signal_number*/) { g_interrupted = true; }
-#endif
 
 }  // namespace
 
@@ -29,17 +27,13 @@ InterruptListener::InterruptListener() {
   g_interrupted = false;
   output::HandleEndSignal(SIGINT, HandleInterrupt);
   output::HandleEndSignal(SIGTERM, HandleInterrupt);
-#ifdef SIGHUP
   output::HandleEndSignal(SIGHUP, HandleHangUp);
-#endif
 }
 
 InterruptListener::~InterruptListener() {
   output::StopHandlingEndSignal(SIGINT);
   output::StopHandlingEndSignal(SIGTERM);
-#ifdef SIGHUP
   output::StopHandlingEndSignal(SIGHUP);
-#endif
 }
 
 bool InterruptListener::interrupted() const { return g_interrupted; }

@@ -1,18 +1,8 @@
-#include "output/signals.h"
-
 #include <csignal>
 
+#include "output/end_signals.h"
+
 namespace qolm::output {
-
-#ifdef _WIN32
-
-void HandleEndSignal(int signal_number, SignalHandler handler) {
-  std::signal(signal_number, handler);
-}
-
-void StopHandlingEndSignal(int signal_number) { std::signal(signal_number, SIG_DFL); }
-
-#else
 
 void HandleEndSignal(int signal_number, SignalHandler handler) {
   struct sigaction action = {};
@@ -31,23 +21,9 @@ void StopHandlingEndSignal(int signal_number) {
   if (action.sa_handler != SIG_IGN) std::signal(signal_number, SIG_DFL);
 }
 
-#endif
-
 void EndBySignal(int signal_number) {
   std::signal(signal_number, SIG_DFL);
   std::raise(signal_number);
-}
-
-void IgnoreFileSizeSignal() {
-#ifdef SIGXFSZ
-  std::signal(SIGXFSZ, SIG_IGN);
-#endif
-}
-
-void IgnoreBrokenPipeSignal() {
-#ifdef SIGPIPE
-  std::signal(SIGPIPE, SIG_IGN);
-#endif
 }
 
 }  // namespace qolm::output

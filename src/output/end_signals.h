@@ -1,6 +1,7 @@
-// How a program that writes files takes the signals that would end it.
-#ifndef QOLM_OUTPUT_SIGNALS_H_
-#define QOLM_OUTPUT_SIGNALS_H_
+// How a program that writes files takes the signals that would end it, where the
+// system has such.
+#ifndef QOLM_OUTPUT_END_SIGNALS_H_
+#define QOLM_OUTPUT_END_SIGNALS_H_
 
 namespace qolm::output {
 
@@ -17,13 +18,6 @@ void StopHandlingEndSignal(int signal_number);
 // For a handler: ends the program as if the signal had none.
 void EndBySignal(int signal_number);
 
-// A file that outgrows the user's limit shall be a failed write with a reason,
-// not the end of the program.
-void IgnoreFileSizeSignal();
-
-// So shall a pipe whose reader has gone, as `head` does.
-void IgnoreBrokenPipeSignal();
-
 }  // namespace qolm::output
 
-#endif  // QOLM_OUTPUT_SIGNALS_H_
+#endif  // QOLM_OUTPUT_END_SIGNALS_H_

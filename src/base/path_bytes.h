@@ -1,13 +1,13 @@
 // Paths travel through the program as the UTF-8 bytes that the user gave, so
 // that reports print them unchanged.
-#ifndef QOLM_CLI_PATH_BYTES_H_
-#define QOLM_CLI_PATH_BYTES_H_
+#ifndef QOLM_BASE_PATH_BYTES_H_
+#define QOLM_BASE_PATH_BYTES_H_
 
 #include <filesystem>
 #include <string>
 #include <string_view>
 
-namespace qolm::cli {
+namespace qolm {
 
 inline std::filesystem::path PathFromBytes(std::string_view bytes) {
   return std::filesystem::path(std::u8string(bytes.begin(), bytes.end()));
@@ -18,6 +18,6 @@ inline std::string BytesFromPath(const std::filesystem::path& path) {
   return std::string(text.begin(), text.end());
 }
 
-}  // namespace qolm::cli
+}  // namespace qolm
 
-#endif  // QOLM_CLI_PATH_BYTES_H_
+#endif  // QOLM_BASE_PATH_BYTES_H_

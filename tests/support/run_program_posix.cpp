@@ -1,5 +1,3 @@
-#include "support/run_program.h"
-
 #include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -8,6 +6,7 @@
 
 #include <stdexcept>
 
+#include "support/run_program.h"
 #include "support/text_file.h"
 
 namespace qolm::test {
@@ -71,18 +70,18 @@ ProgramRun::~ProgramRun() {
 }
 
 void ProgramRun::Signal(int signal_number) const {
-  if (running_) kill(process_, signal_number);
+  if (running_) kill(static_cast<pid_t>(process_), signal_number);
 }
 
 bool ProgramRun::IsRunning() {
   int status = 0;
-  if (running_ && waitpid(process_, &status, WNOHANG) == process_) Take(status);
+  if (running_ && waitpid(static_cast<pid_t>(process_), &status, WNOHANG) == process_) Take(status);
   return running_;
 }
 
 void ProgramRun::Wait() {
   int status = 0;
-  if (running_ && waitpid(process_, &status, 0) == process_) Take(status);
+  if (running_ && waitpid(static_cast<pid_t>(process_), &status, 0) == process_) Take(status);
 }
 
 std::string ProgramRun::out() const { return ReadFile(folder_ / "out"); }

@@ -1,0 +1,36 @@
+#include <windows.h>
+
+#include <atomic>
+
+#include "cli/interrupt.h"
+
+namespace qolm::cli {
+namespace {
+
+// The only thing that the handler touches, which runs in a thread of its own.
+std::atomic<bool> g_interrupted{false};
+
+BOOL WINAPI HandleConsoleEvent(DWORD event) {
+  const bool again = g_interrupted.exchange(true);
+  if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) {
+    return again ? FALSE : TRUE;  // FALSE ends the program at once
+  }
+  // The console closes, the user leaves or the system shuts down, and this
+  // program is ended as soon as its handler returns. It has the system's few
+  // seconds to finish its file and to end by itself.
+  Sleep(INFINITE);
+  return TRUE;
+}
+
+}  // namespace
+
+InterruptListener::InterruptListener() {
+  g_interrupted = false;
+  SetConsoleCtrlHandler(HandleConsoleEvent, TRUE);
+}
+
+InterruptListener::~InterruptListener() { SetConsoleCtrlHandler(HandleConsoleEvent, FALSE); }
+
+bool InterruptListener::interrupted() const { return g_interrupted; }
+
+}  // namespace qolm::cli

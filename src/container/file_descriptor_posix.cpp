@@ -1,0 +1,36 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "container/file_descriptor.h"
+
+namespace qolm::container {
+
+int OpenForReading(const std::filesystem::path& path) {
+  return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+}
+
+int OpenForWriting(const std::filesystem::path& path) {
+  constexpr mode_t kMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+  return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode);
+}
+
+int CloseDescriptor(int descriptor) { return ::close(descriptor); }
+
+int64_t SeekTo(int descriptor, uint64_t position) {
+  return ::lseek(descriptor, static_cast<off_t>(position), SEEK_SET);
+}
+
+int64_t SeekToEnd(int descriptor) { return ::lseek(descriptor, 0, SEEK_END); }
+
+int64_t ReadSome(int descriptor, uint64_t position, std::span<uint8_t> bytes) {
+  return ::pread(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(position));
+}
+
+int64_t WriteSome(int descriptor, std::span<const uint8_t> bytes) {
+  return ::write(descriptor, bytes.data(), bytes.size());
+}
+
+int SyncDescriptor(int descriptor) { return ::fsync(descriptor); }
+
+}  // namespace qolm::container

@@ -1,0 +1,39 @@
+#include <fcntl.h>
+#include <io.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+
+#include "container/file_descriptor.h"
+
+namespace qolm::container {
+
+int OpenForReading(const std::filesystem::path& path) {
+  return _wopen(path.c_str(), _O_RDONLY | _O_BINARY | _O_NOINHERIT);
+}
+
+int OpenForWriting(const std::filesystem::path& path) {
+  return _wopen(path.c_str(), _O_WRONLY | _O_CREAT | _O_TRUNC | _O_BINARY | _O_NOINHERIT,
+                _S_IREAD | _S_IWRITE);
+}
+
+int CloseDescriptor(int descriptor) { return _close(descriptor); }
+
+int64_t SeekTo(int descriptor, uint64_t position) {
+  return _lseeki64(descriptor, static_cast<int64_t>(position), SEEK_SET);
+}
+
+int64_t SeekToEnd(int descriptor) { return _lseeki64(descriptor, 0, SEEK_END); }
+
+int64_t ReadSome(int descriptor, uint64_t position, std::span<uint8_t> bytes) {
+  if (SeekTo(descriptor, position) < 0) return -1;
+  return _read(descriptor, bytes.data(), static_cast<unsigned>(bytes.size()));
+}
+
+int64_t WriteSome(int descriptor, std::span<const uint8_t> bytes) {
+  return _write(descriptor, bytes.data(), static_cast<unsigned>(bytes.size()));
+}
+
+int SyncDescriptor(int descriptor) { return _commit(descriptor); }
+
+}  // namespace qolm::container

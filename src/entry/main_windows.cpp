@@ -1,0 +1,69 @@
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+#include <csignal>
+#include <cstdio>
+
+#include "entry/program_main.h"
+
+namespace {
+
+// The code page that the console had before this program; 0 without a console.
+UINT g_code_page = 0;
+
+void RestoreCodePage() {
+  if (g_code_page != 0) SetConsoleOutputCP(g_code_page);
+}
+
+// Set before all others, so it is asked last and only when the program ends.
+BOOL WINAPI RestoreAtConsoleEvent(DWORD) {
+  RestoreCodePage();
+  return FALSE;
+}
+
+LONG WINAPI RestoreAtCrash(EXCEPTION_POINTERS*) {
+  RestoreCodePage();
+  return EXCEPTION_CONTINUE_SEARCH;
+}
+
+extern "C" void RestoreAtAbort(int) { RestoreCodePage(); }
+
+void PrintUtf8() {
+  g_code_page = GetConsoleOutputCP();
+  if (g_code_page == 0 || SetConsoleOutputCP(CP_UTF8) == FALSE) return;
+  SetConsoleCtrlHandler(RestoreAtConsoleEvent, TRUE);
+  SetUnhandledExceptionFilter(RestoreAtCrash);
+  std::signal(SIGABRT, RestoreAtAbort);
+}
+
+void PrintBytesAsTheyAre(std::FILE* stream) {
+  _setmode(_fileno(stream), _O_BINARY);
+  // A console takes a character whole or garbled, so no write may end inside one.
+  constexpr size_t kBufferBytes = size_t{1} << 14;
+  std::setvbuf(stream, nullptr, _IOFBF, kBufferBytes);
+}
+
+std::string Utf8(const wchar_t* text) {
+  const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+  if (size <= 0) return {};
+  std::string bytes(static_cast<size_t>(size), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, text, -1, bytes.data(), size, nullptr, nullptr);
+  bytes.pop_back();  // the terminator
+  return bytes;
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+  PrintUtf8();
+  PrintBytesAsTheyAre(stdout);
+  PrintBytesAsTheyAre(stderr);
+  std::vector<std::string> arguments;
+  for (int i = 0; i < argc; ++i) arguments.push_back(Utf8(argv[i]));
+  const int exit_code = qolm::ProgramMain(arguments);
+  std::fflush(stdout);
+  std::fflush(stderr);
+  RestoreCodePage();
+  return exit_code;
+}

@@ -1,0 +1,64 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "output/file_system.h"
+
+namespace qolm::output {
+
+namespace fs = std::filesystem;
+
+fs::path FollowLinks(const fs::path& path, std::error_code& error) {
+  constexpr int kMostLinks = 40;
+  fs::path followed = path;
+  for (int i = 0; i < kMostLinks; ++i) {
+    if (!fs::is_symlink(fs::symlink_status(followed, error))) {
+      error.clear();  // a place that cannot be looked at was refused before
+      return followed;
+    }
+    const fs::path target = fs::read_symlink(followed, error);
+    if (error) return followed;
+    followed = followed.parent_path() / target;
+  }
+  error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+  return followed;
+}
+
+bool IsSpecialFile(const fs::path&, const fs::file_status& status) {
+  return fs::exists(status) && !fs::is_regular_file(status);
+}
+
+std::error_code CheckWritable(const fs::path& path) {
+  if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0) return {};
+  return {errno, std::generic_category()};
+}
+
+void CopyOwnerAndPermissions(const fs::path& from, const fs::path& to) {
+  struct stat original = {};
+  if (stat(from.c_str(), &original) != 0) return;
+  struct stat copy = {};
+  if (stat(to.c_str(), &copy) != 0) return;
+  if (copy.st_uid != original.st_uid || copy.st_gid != original.st_gid) {
+    // Changing the owner may clear permission bits, so it comes first.
+    [[maybe_unused]] const int result = chown(to.c_str(), original.st_uid, original.st_gid);
+  }
+  [[maybe_unused]] const int result = chmod(to.c_str(), original.st_mode & 07777);
+}
+
+std::error_code RenameOver(const fs::path& from, const fs::path& to) {
+  std::error_code error;
+  fs::rename(from, to, error);
+  if (error) return error;
+  // Not every file system can be waited for; the rename has happened all the same.
+  const fs::path directory = to.parent_path();
+  const int descriptor =
+      open(directory.empty() ? "." : directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return {};
+  [[maybe_unused]] const int result = fsync(descriptor);
+  close(descriptor);
+  return {};
+}
+
+}  // namespace qolm::output

@@ -1,0 +1,86 @@
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+
+#include "output/file_system.h"
+#include "output/windows_handle.h"
+
+namespace qolm::output {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// Whether `path` is a link, and not one of the other things that a reparse
+// point may be: a file in the cloud is one, too.
+bool IsLink(const fs::path& path) {
+  WIN32_FIND_DATAW found;
+  const HANDLE search = FindFirstFileW(path.c_str(), &found);
+  if (search == INVALID_HANDLE_VALUE) return false;
+  FindClose(search);
+  return (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+         IsReparseTagNameSurrogate(found.dwReserved0);
+}
+
+}  // namespace
+
+fs::path FollowLinks(const fs::path& path, std::error_code& error) {
+  error.clear();
+  if (!IsLink(path)) return path;
+  const WindowsHandle file(
+      CreateFileW(path.c_str(), 0, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
+  std::wstring followed(size_t{1} << 15, L'\0');
+  const DWORD length = file.valid()
+                           ? GetFinalPathNameByHandleW(file.get(), followed.data(),
+                                                       static_cast<DWORD>(followed.size()), 0)
+                           : 0;
+  if (length == 0 || length >= followed.size()) {
+    error = LastWindowsError();
+    return path;
+  }
+  followed.resize(length);
+  // The form without limits is not the one that a user would write.
+  constexpr std::wstring_view kPrefix = L"\\\\?\\";
+  if (followed.starts_with(kPrefix) && followed.size() < MAX_PATH && followed[5] == L':') {
+    followed.erase(0, kPrefix.size());
+  }
+  return followed;
+}
+
+bool IsSpecialFile(const fs::path& path, const fs::file_status& status) {
+  // NUL, CON, COM1 … become names among the devices.
+  wchar_t full[16];
+  const DWORD length =
+      GetFullPathNameW(path.c_str(), static_cast<DWORD>(std::size(full)), full, nullptr);
+  if (length < std::size(full) && std::wstring_view(full, length).starts_with(L"\\\\.\\")) {
+    return true;
+  }
+  if (path.native().starts_with(L"\\\\.\\")) return true;
+  return fs::exists(status) && !fs::is_regular_file(status);
+}
+
+std::error_code CheckWritable(const fs::path& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
+    return std::make_error_code(std::errc::permission_denied);
+  }
+  const WindowsHandle file(
+      CreateFileW(path.c_str(), GENERIC_WRITE, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
+  return file.valid() ? std::error_code() : LastWindowsError();
+}
+
+// The part file was made with the output's rights.
+void CopyOwnerAndPermissions(const fs::path&, const fs::path&) {}
+
+std::error_code RenameOver(const fs::path& from, const fs::path& to) {
+  std::error_code ignored;
+  if (fs::is_directory(to, ignored)) return std::make_error_code(std::errc::is_a_directory);
+  if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    return {};
+  }
+  return LastWindowsError();
+}
+
+}  // namespace qolm::output

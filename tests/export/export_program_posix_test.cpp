@@ -1,0 +1,84 @@
+// Links, devices, terminals and signals as POSIX systems have them.
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include "export/export_program_fixture.h"
+#include "export/output_target.h"
+#include "support/decoded_png.h"
+
+namespace qolm::exporter {
+namespace {
+
+using test::ReadPng;
+
+TEST_F(ExportProgramTest, FullDevice) {
+  for (const std::string name : {"full.y4m", "full.png"}) {
+    std::filesystem::create_symlink("/dev/full", Output(name));
+    ExpectFailure({Input(), Output(name)}, Output(name) + ": No space left on device");
+  }
+}
+
+TEST_F(ExportProgramTest, InputUnderTheNameOfALinkTargetsPartFileIsNeverOverwritten) {
+  const std::string input = Output("movie.y4m.part");
+  std::filesystem::copy_file(Input(), input);
+  const std::vector<uint8_t> before = test::ReadBytes(input);
+  test::WriteBytes(Output("movie.y4m"), std::vector<uint8_t>(1, 'x'));
+  std::filesystem::create_symlink("movie.y4m", Output("link.y4m"));
+  ExpectFailure({input, Output("link.y4m")},
+                Output("link.y4m") + ": its part file is the input file");
+  EXPECT_EQ(test::ReadBytes(input), before);
+}
+
+TEST_F(ExportProgramTest, OutputThatIsALinkStaysOne) {
+  test::WriteBytes(Output("real.y4m"), std::vector<uint8_t>(1, 'x'));
+  std::filesystem::create_symlink("real.y4m", Output("link.y4m"));
+  EXPECT_EQ(Run({Input(), Output("link.y4m")}).exit_code, 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(Output("link.y4m")));
+  EXPECT_EQ(test::ReadBytes(Output("real.y4m")), ExpectedY4m(8));
+}
+
+TEST_F(ExportProgramTest, OutputThatIsALinkToNothingFillsItsTarget) {
+  std::filesystem::create_symlink("real.y4m", Output("link.y4m"));
+  EXPECT_EQ(Run({Input(), Output("link.y4m")}).exit_code, 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(Output("link.y4m")));
+  EXPECT_EQ(test::ReadBytes(Output("real.y4m")), ExpectedY4m(8));
+  EXPECT_THAT(Files(), testing::ElementsAre("in.qolm", "link.y4m", "real.y4m"));
+}
+
+TEST_F(ExportProgramTest, ReplacedOutputKeepsItsPermissions) {
+  test::WriteBytes(Output("x.png"), std::vector<uint8_t>(1, 'x'));
+  std::filesystem::permissions(Output("x.png"), std::filesystem::perms(0640));
+  EXPECT_EQ(Run({Input(), Output("x.png")}).exit_code, 0);
+  EXPECT_EQ(ReadPng(Output("x.png")).pixels, ExpectedPixels(0));
+  EXPECT_EQ(std::filesystem::status(Output("x.png")).permissions(), std::filesystem::perms(0640));
+}
+
+TEST_F(ExportProgramTest, TerminalTakesNoPictures) {
+  const ProgramRun run = Run({Input(), "-", "--y4m"}, test::OutputEnd::kTerminal);
+  EXPECT_EQ(run.exit_code, 1);
+  EXPECT_EQ(run.errors, "[-] Error: standard output is a terminal, it takes no pictures\n");
+}
+
+TEST_F(ExportProgramTest, SignalLeavesNoPartFile) {
+  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+    test::WriteBytes(Output("x.y4m"), std::vector<uint8_t>(1, 'x'));
+    EXPECT_EXIT(
+        {
+          OutputTarget target;
+          const bool opened = target.open(Output("x.y4m"), Input());
+          if (opened && std::filesystem::exists(Output("x.y4m.part"))) raise(signal_number);
+        },
+        testing::KilledBySignal(signal_number), "");
+    EXPECT_THAT(Files(), testing::ElementsAre("in.qolm", "x.y4m"));
+    EXPECT_EQ(test::ReadBytes(Output("x.y4m")), std::vector<uint8_t>(1, 'x'));
+  }
+}
+
+TEST_F(ExportProgramTest, SpecialFilesAreWrittenDirectly) {
+  std::filesystem::create_symlink("/dev/null", Output("null.y4m"));
+  EXPECT_EQ(Run({Input(), Output("null.y4m")}).exit_code, 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(Output("null.y4m")));
+}
+
+}  // namespace
+}  // namespace qolm::exporter

@@ -1,0 +1,40 @@
+// An input and an output that shall be judged.
+#ifndef QOLM_TESTS_OUTPUT_OUTPUT_PATH_FIXTURE_H_
+#define QOLM_TESTS_OUTPUT_OUTPUT_PATH_FIXTURE_H_
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "output/output_path.h"
+#include "support/temporary_folder.h"
+#include "support/text_file.h"
+
+namespace qolm::output {
+
+namespace fs = std::filesystem;
+using test::WriteFile;
+
+class OutputPathTest : public testing::Test {
+ protected:
+  OutputPathTest() : input_(folder_ / "input"), output_(folder_ / "output") {
+    WriteFile(input_, "the input");
+  }
+
+  std::string Refusal() { return JudgeOutputPath(output_, input_, judged_).message(); }
+  void ExpectAccepted() {
+    const std::error_code refusal = JudgeOutputPath(output_, input_, judged_);
+    EXPECT_FALSE(refusal) << refusal.message();
+  }
+  fs::path Part() const { return output_.string() + ".part"; }
+
+  const test::TemporaryFolder folder_;
+  const fs::path input_;
+  fs::path output_;
+  OutputPath judged_;
+};
+
+}  // namespace qolm::output
+
+#endif  // QOLM_TESTS_OUTPUT_OUTPUT_PATH_FIXTURE_H_
