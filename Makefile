@@ -11,8 +11,8 @@ SHELL := /bin/bash
 override INPUT := $(value INPUT)
 export INPUT
 
-.PHONY: help setup build demo test clang-test asan-test tsan-test coverage bench quality \
-  sound-table format format-check lint check ci clean
+.PHONY: help setup build demo test clang-test asan-test tsan-test windows windows-test \
+  package-windows coverage bench quality sound-table format format-check lint check ci clean
 
 help:
 	@echo "make build               release programs in build/release/bin/"
@@ -21,6 +21,9 @@ help:
 	@echo "make asan-test           the tests under the address and undefined-behaviour sanitizers"
 	@echo "make tsan-test           the tests under the thread sanitizer"
 	@echo "make clang-test          the tests of a Clang build"
+	@echo "make windows             Windows programs in build/windows/bin/"
+	@echo "make windows-test        their tests, under Wine"
+	@echo "make package-windows     both in an archive, which is tried under Wine"
 	@echo "make coverage            line and branch coverage of the tests"
 	@echo "make bench               kernel benchmarks"
 	@echo "make quality CLIPS=...   size, quality and speed table beside other codecs"
@@ -55,6 +58,23 @@ clang-test asan-test tsan-test:
 	cmake --preset $(preset)
 	cmake --build --preset $(preset)
 	ctest --preset $(preset)
+
+windows:
+	@tools/setup.sh windows
+	cmake --preset windows
+	cmake --build --preset windows --target qolm2_converter qolm2_export
+	@echo "built: build/windows/bin/qolm2_converter.exe build/windows/bin/qolm2_export.exe"
+
+windows-test:
+	@tools/setup.sh test windows
+	cmake --preset windows
+	cmake --build --preset windows
+	ctest --preset windows
+
+package-windows: version = $(shell awk '/^project/ {print $$3}' CMakeLists.txt)
+package-windows: windows
+	@tools/package_windows.sh build/windows/bin build/windows/qolm-$(version)-windows-x64.zip
+	@tools/check_windows_package.sh build/windows/qolm-$(version)-windows-x64.zip
 
 coverage:
 	@tools/setup.sh coverage

@@ -76,7 +76,7 @@ function(qolm_add_program program)
       PROPERTY OBJECT_DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/${program}.manifest)
   endif()
   if(MINGW)
-    target_link_options(${program} PRIVATE -municode)
+    target_link_options(${program} PRIVATE -municode $<$<CONFIG:Release>:-s>)
   endif()
 endfunction()
 
