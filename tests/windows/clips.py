@@ -1,8 +1,12 @@
-"""Makes the clips that the tests convert, with ffmpeg."""
+"""Makes the clips that the tests convert, with ffmpeg.
+
+    clips.py FOLDER
+"""
 
 import array
 import pathlib
 import subprocess
+import sys
 
 SIZE = (160, 120)
 ODD_SIZE = (161, 121)
@@ -88,3 +92,8 @@ def make(folder):
     film = pathlib.Path(folder, "front.mp4").read_bytes()
     pathlib.Path(folder, "cut.mp4").write_bytes(film[: len(film) * 2 // 3])
     pathlib.Path(folder, "text.mp4").write_text("This is no video.\n" * 100, encoding="ascii")
+
+
+if __name__ == "__main__":
+    pathlib.Path(sys.argv[1]).mkdir(parents=True, exist_ok=True)
+    make(sys.argv[1])

@@ -1,7 +1,7 @@
 """The Windows programs from end to end, beside those of this system.
 
     media_program_test.py --runner tools/wine/run --prefix DIR --windows DIR --native DIR
-        [unittest arguments]
+        --clips DIR [unittest arguments]
 """
 
 import argparse
@@ -10,6 +10,7 @@ import concurrent.futures
 import functools
 import itertools
 import pathlib
+import shutil
 import sys
 import tempfile
 import unittest
@@ -357,7 +358,7 @@ class Interruption(ProgramCase):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    for option in ("--runner", "--prefix", "--windows", "--native"):
+    for option in ("--runner", "--prefix", "--windows", "--native", "--clips"):
         parser.add_argument(option, required=True,
                             type=lambda name: pathlib.Path(name).resolve())
     options, rest = parser.parse_known_args()
@@ -365,7 +366,7 @@ def main():
     ProgramCase.native = program_runs.Native(options.native)
     with tempfile.TemporaryDirectory() as folder:
         ProgramCase.folder = folder
-        clips.make(folder)
+        shutil.copytree(options.clips, folder, dirs_exist_ok=True)
         unittest.main(argv=[sys.argv[0], *rest])
 
 

@@ -6,7 +6,7 @@ import pathlib
 import re
 import subprocess
 
-TIME_LIMIT_S = 60
+TIME_LIMIT_S = 120
 
 
 @dataclasses.dataclass
