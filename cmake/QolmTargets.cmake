@@ -13,13 +13,18 @@ target_include_directories(qolm_compile_options INTERFACE ${CMAKE_CURRENT_SOURCE
 
 # A contracted a*b+c rounds once instead of twice and would change decoded
 # pictures from build to build, so no target may contract.
-target_compile_options(qolm_compile_options INTERFACE -ffp-contract=off)
-target_compile_options(qolm_compile_options INTERFACE -Wall -Wextra -Wconversion)
+if(MSVC)
+  target_compile_options(qolm_compile_options INTERFACE /fp:precise /W4 /utf-8 /permissive-)
+  target_compile_definitions(qolm_compile_options INTERFACE NOMINMAX)
+else()
+  target_compile_options(qolm_compile_options INTERFACE -ffp-contract=off)
+  target_compile_options(qolm_compile_options INTERFACE -Wall -Wextra -Wconversion)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # GCC 12 sees overlaps inside its own std::string (GCC PR 105329).
   target_compile_options(qolm_compile_options INTERFACE -Wno-restrict)
 endif()
-if(QOLM_WARNINGS_AS_ERRORS)
+if(QOLM_WARNINGS_AS_ERRORS AND NOT MSVC)
   target_compile_options(qolm_compile_options INTERFACE -Werror)
 endif()
 if(QOLM_SANITIZERS)

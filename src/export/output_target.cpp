@@ -68,7 +68,8 @@ bool OutputTarget::fail(std::error_code error) {
 }
 
 bool OutputTarget::fail_with_errno() {
-  return fail(std::error_code(errno != 0 ? errno : EIO, std::generic_category()));
+  const int reason = StreamError();
+  return fail(std::error_code(reason != 0 ? reason : EIO, std::generic_category()));
 }
 
 }  // namespace qolm::exporter

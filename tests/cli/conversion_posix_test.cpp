@@ -67,5 +67,19 @@ TEST_F(ConversionTest, APipeIsRefusedWithoutOpeningIt) {
   ExpectRefused("it is not a regular file");
 }
 
+// Elsewhere nobody can remove the file while the session writes it.
+TEST_F(ConversionTest, APartFileThatIsNoLongerOursNeverBecomesTheOutput) {
+  WriteFile(output_, "the old file");
+  script_.frames = 3;
+  script_.before_frame = [this](int frame) {
+    if (frame != 1) return;
+    fs::remove(Part());
+    WriteFile(Part(), "somebody else's");
+  };
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(Part()), "somebody else's");
+}
+
 }  // namespace
 }  // namespace qolm::cli

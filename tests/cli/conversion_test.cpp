@@ -319,19 +319,6 @@ TEST_F(ConversionTest, APartFileOfAnEndedRunIsFree) {
   EXPECT_EQ(FramesIn(output_), 2U);
 }
 
-TEST_F(ConversionTest, APartFileThatIsNoLongerOursNeverBecomesTheOutput) {
-  WriteFile(output_, "the old file");
-  script_.frames = 3;
-  script_.before_frame = [this](int frame) {
-    if (frame != 1) return;
-    fs::remove(Part());
-    WriteFile(Part(), "somebody else's");
-  };
-  EXPECT_EQ(Run(), 1);
-  EXPECT_EQ(ReadFile(output_), "the old file");
-  EXPECT_EQ(ReadFile(Part()), "somebody else's");
-}
-
 TEST_F(ConversionTest, ADirectoryIsRefused) {
   fs::create_directory(output_);
   ExpectRefused("Is a directory");

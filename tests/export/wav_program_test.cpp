@@ -85,6 +85,7 @@ TEST_F(WavProgramTest, SoundThatDoesNotDecode) {
 }
 
 TEST_F(WavProgramTest, FullDisk) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no device that is always full";
   WriteUsual();
   std::filesystem::create_symlink("/dev/full", Output("full.wav"));
   ExpectFailure({Input(), Output("full.wav")},
