@@ -24,8 +24,8 @@ class Info : public testing::Test {
     header_.flags = container::kFlagsAlwaysSet;
   }
 
-  void AddRepeats(uint8_t count) {
-    const container::RecordHeader record = {RecordType::kRepeatRun, count, 0, 0};
+  void AddRepeats(uint8_t count, uint16_t first_number = 0) {
+    const container::RecordHeader record = {RecordType::kRepeatRun, count, first_number, 0};
     const container::RecordHeaderBytes bytes = container::EncodeRecordHeader(record);
     records_.append(bytes.begin(), bytes.end());
   }
@@ -78,6 +78,19 @@ TEST_F(Info, AFileWithoutFrames) {
                                             "[+] Decoded Frames : 0\n"
                                             "    Decode Time    : 250.0 ms\n"
                                             "    Decode Speed   : 0.0 FPS\n"));
+}
+
+TEST_F(Info, CountsFramesThatAreStoredBeforeEarlierOnes) {
+  header_.flags |= container::kFlagBidirectional;
+  header_.frame_count = 7;
+  AddRepeats(2, 1);
+  AddRepeats(1, 0);
+  AddRepeats(4, 3);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(err_.str(), "");
+  EXPECT_THAT(out_.str(), testing::EndsWith("[+] Decoded Frames : 7\n"
+                                            "    Decode Time    : 250.0 ms\n"
+                                            "    Decode Speed   : 28.0 FPS\n"));
 }
 
 TEST_F(Info, TellsThatFramesAreMissing) {
