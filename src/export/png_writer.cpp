@@ -41,6 +41,9 @@ unsigned char* DeflateForPng(unsigned char* data, int bytes, int* compressed_byt
 #define STB_IMAGE_WRITE_STATIC
 #define STBI_WRITE_NO_STDIO
 #define STBIW_ZLIB_COMPRESS DeflateForPng
+#define STBIW_MALLOC(bytes) std::malloc((bytes) > 0 ? static_cast<size_t>(bytes) : 1)
+#define STBIW_REALLOC(memory, bytes) std::realloc(memory, static_cast<size_t>(bytes))
+#define STBIW_FREE(memory) std::free(memory)
 #include <stb_image_write.h>
 
 namespace qolm::exporter {
