@@ -74,6 +74,23 @@ constexpr std::array kOptions = {
     Switch(words::kNoAudio, [](EncodeOptions& o) { o.audio.enabled = 0; }),
     Switch(words::kInterleaveOn, [](EncodeOptions& o) { o.settings.audio_interleave = true; }),
     Switch(words::kInterleaveOff, [](EncodeOptions& o) { o.settings.audio_interleave = false; }),
+    Switch(words::kBidirectionalOn, [](EncodeOptions& o) { o.settings.bidirectional = true; }),
+    Switch(words::kBidirectionalOff, [](EncodeOptions& o) { o.settings.bidirectional = false; }),
+    Switch(words::kAdaptiveGopOn, [](EncodeOptions& o) { o.settings.adaptive_gop = true; }),
+    Switch(words::kAdaptiveGopOff, [](EncodeOptions& o) { o.settings.adaptive_gop = false; }),
+    Switch(words::kTemporalFilterOn, [](EncodeOptions& o) { o.settings.temporal_filter = true; }),
+    Switch(words::kTemporalFilterOff, [](EncodeOptions& o) { o.settings.temporal_filter = false; }),
+    Switch(words::kFlatBlocksOn, [](EncodeOptions& o) { o.settings.coder_flags[0] = true; }),
+    Switch(words::kFlatBlocksOff, [](EncodeOptions& o) { o.settings.coder_flags[0] = false; }),
+    Switch(words::kSparseLevelsOn, [](EncodeOptions& o) { o.settings.coder_flags[1] = true; }),
+    Switch(words::kSparseLevelsOff, [](EncodeOptions& o) { o.settings.coder_flags[1] = false; }),
+    Switch(words::kMotionPredictionOn, [](EncodeOptions& o) { o.settings.coder_flags[2] = true; }),
+    Switch(words::kMotionPredictionOff,
+           [](EncodeOptions& o) { o.settings.coder_flags[2] = false; }),
+    Switch(words::kDeblockingOn, [](EncodeOptions& o) { o.settings.coder_flags[3] = true; }),
+    Switch(words::kDeblockingOff, [](EncodeOptions& o) { o.settings.coder_flags[3] = false; }),
+    Switch(words::kPreAnalysisOn, [](EncodeOptions& o) { o.settings.coder_flag = true; }),
+    Switch(words::kPreAnalysisOff, [](EncodeOptions& o) { o.settings.coder_flag = false; }),
 };
 
 }  // namespace

@@ -28,6 +28,12 @@ std::string Joined(std::string_view first, std::string_view link, std::string_vi
   return Concat({first, link, second});
 }
 
+// "--[no-]WORD" for the two words of a switch, given the one that begins with "--WORD".
+std::string OnOrOff(std::string_view on_word) {
+  constexpr std::string_view kDashes = "--";
+  return Concat({kDashes, "[no-]", on_word.substr(kDashes.size())});
+}
+
 }  // namespace
 
 std::string Banner() {
@@ -61,8 +67,23 @@ std::string Usage(std::string_view program) {
                    "sound coder, see below (default transform)");
   text += UsageRow(words::kNoAudio, "leave the sound out (default: it is kept)");
   text += "\nFurther options of encode:\n";
-  text += UsageRow(Joined(words::kInterleaveOn, " / ", words::kInterleaveOff),
+  text += UsageRow(OnOrOff(words::kInterleaveOn),
                    "sound between the pictures instead of in one block (default off)");
+  text += UsageRow(OnOrOff(words::kBidirectionalOn),
+                   "code every other frame between its neighbours (default off)");
+  text += UsageRow(OnOrOff(words::kAdaptiveGopOn),
+                   "up to twice as many frames between key frames while calm (default on)");
+  text += UsageRow(OnOrOff(words::kTemporalFilterOn),
+                   "quiet the brightness against the previous frame (default on)");
+  text += UsageRow(OnOrOff(words::kFlatBlocksOn),
+                   "code nearly flat blocks of key frames as flat (default on)");
+  text += UsageRow(OnOrOff(words::kSparseLevelsOn),
+                   "drop coefficients that cost more than they bring (default on)");
+  text += UsageRow(OnOrOff(words::kMotionPredictionOn),
+                   "predict motion vectors from their neighbours (default on)");
+  text += UsageRow(OnOrOff(words::kDeblockingOn), "soften the edges of blocks (default on)");
+  text += UsageRow(OnOrOff(words::kPreAnalysisOn),
+                   "look for the motion of the whole picture first (default on)");
   text += "\nSound presets:\n";
   text +=
       UsageRow(Joined(words::kPreset32k, ", ", words::kPresetSpeech), "32000 Hz, mono (default)");

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "container/layout.h"
+#include "video/bidirectional_frame.h"
 #include "video/inter_frame.h"
 #include "video/key_frame.h"
 
@@ -42,9 +43,16 @@ bool Reconstruction::reconstruct(container::RecordType type, uint8_t /*count*/,
       }
       picture = current_;
       return true;
-    case container::RecordType::kBidirectionalFrame:
-      // No coder for these pictures is built in: a file that holds one ends here.
-      return false;
+    case container::RecordType::kBidirectionalFrame: {
+      if (!bidirectional || !current_ || !secondary_ref_) return false;
+      auto between = std::make_shared<video::YuvPlanes>();
+      if (!video::DecodeBidirectionalFrame(payload, motion_prediction, deblocking, *secondary_ref_,
+                                           *current_, *between)) {
+        return false;
+      }
+      picture = std::move(between);
+      return true;
+    }
     default:
       return false;
   }

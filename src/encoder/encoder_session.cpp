@@ -29,7 +29,6 @@ std::error_code Refusal(const EncodeSettings& settings) {
   if (!SizeIsCodable(settings.width, settings.height)) {
     return std::make_error_code(std::errc::invalid_argument);
   }
-  if (settings.bidirectional) return std::make_error_code(std::errc::not_supported);
   return {};
 }
 
@@ -108,7 +107,7 @@ void EncoderSession::State::reset_for_new_output() {
   skipped_total = 0;
   run_count = 0;
   run_first = 0;
-  held.reset();
+  held_frame_no.reset();
   sound_stored_up_to = 0;
   const auto width = static_cast<uint32_t>(settings.width);
   const auto height = static_cast<uint32_t>(settings.height);

@@ -1,5 +1,6 @@
-// What one source frame becomes: part of a repeat run, a key frame or a
-// predicted frame. The order of the decisions decides which bytes a file gets:
+// What one source frame becomes: part of a repeat run, a key frame, a predicted
+// frame, or one that is held until the next is coded and then lies between two
+// anchors. The order of the decisions decides which bytes a file gets:
 // a static frame is skipped before a scene cut is looked for, and the repeat
 // run before a coded frame is closed ahead of it.
 #include <span>
@@ -9,6 +10,7 @@
 #include "encoder/key_frame_schedule.h"
 #include "encoder/session_state.h"
 #include "encoder/temporal_filter.h"
+#include "video/bidirectional_frame.h"
 #include "video/color_conversion.h"
 #include "video/inter_frame.h"
 #include "video/key_frame.h"
@@ -45,9 +47,13 @@ void EncoderSession::State::encode_frame(const VideoFrame& frame) {
   // From here on `current` holds the prepared planes, which the next frame is
   // compared with.
   if (filtered) std::swap(current.y, filtered_luma);
-  // The bidirectional option would hold every other frame here; open_output
-  // refuses it for want of its coder.
-  if (!key_frame) write_predicted_frame(current, FrameNumber(frame_index));
+  if (!key_frame) {
+    if (settings.bidirectional) {
+      hold_or_write_pair();
+    } else {
+      write_predicted_frame(current, FrameNumber(frame_index));
+    }
+  }
 
   std::swap(previous, current);
   ++frame_index;
@@ -104,21 +110,39 @@ void EncoderSession::State::write_key_frame() {
   writer.write_packet(RecordType::kKeyFrame, 0, FrameNumber(frame_index), payload);
 }
 
+video::InterFrameOptions EncoderSession::State::inter_frame_options() const {
+  return {.quality = settings.quality,
+          .motion_prediction = settings.coder_flags[2],
+          .deblocking = settings.coder_flags[3],
+          .sparse_levels = settings.coder_flags[1],
+          .pre_analysis = settings.coder_flag};
+}
+
 void EncoderSession::State::write_predicted_frame(const video::YuvPlanes& planes,
                                                   uint16_t frame_no) {
-  const video::InterFrameOptions options{.quality = settings.quality,
-                                         .motion_prediction = settings.coder_flags[2],
-                                         .deblocking = settings.coder_flags[3],
-                                         .sparse_levels = settings.coder_flags[1],
-                                         .pre_analysis = settings.coder_flag};
-  const std::vector<uint8_t> payload = video::EncodeInterFrame(planes, options, reference);
+  const std::vector<uint8_t> payload =
+      video::EncodeInterFrame(planes, inter_frame_options(), reference);
   writer.write_packet(RecordType::kPredictedFrame, 0, frame_no, payload);
 }
 
+// The later frame comes first in the file, since the earlier one refers to it.
+void EncoderSession::State::hold_or_write_pair() {
+  if (!held_frame_no) {
+    held_frame_no = FrameNumber(frame_index);
+    return;
+  }
+  const video::YuvPlanes past_anchor = reference;
+  write_predicted_frame(current, FrameNumber(frame_index));
+  const std::vector<uint8_t> payload =
+      video::EncodeBidirectionalFrame(previous, inter_frame_options(), past_anchor, reference);
+  writer.write_packet(RecordType::kBidirectionalFrame, 0, *held_frame_no, payload);
+  held_frame_no.reset();
+}
+
 void EncoderSession::State::flush_held_frame() {
-  if (!held) return;
-  write_predicted_frame(held->planes, held->frame_no);
-  held.reset();
+  if (!held_frame_no) return;
+  write_predicted_frame(previous, *held_frame_no);
+  held_frame_no.reset();
 }
 
 }  // namespace qolm::encoder

@@ -13,15 +13,10 @@
 #include "encoder/encoder_session.h"
 #include "encoder/frame_statistics.h"
 #include "encoder/sound_store.h"
+#include "video/inter_frame.h"
 #include "video/yuv_planes.h"
 
 namespace qolm::encoder {
-
-// A frame kept back until the next one has been coded.
-struct HeldFrame {
-  video::YuvPlanes planes;  // prepared
-  uint16_t frame_no = 0;
-};
 
 struct EncoderSession::State {
   explicit State(const EncodeSettings& session_settings) : settings(session_settings) {}
@@ -38,7 +33,9 @@ struct EncoderSession::State {
   void skip_static_frame();
   void close_repeat_run();
   void write_key_frame();
+  video::InterFrameOptions inter_frame_options() const;
   void write_predicted_frame(const video::YuvPlanes& planes, uint16_t frame_no);
+  void hold_or_write_pair();
   void flush_held_frame();
 
   const std::vector<uint8_t>& prepared_luma() const { return filtered ? filtered_luma : current.y; }
@@ -61,7 +58,9 @@ struct EncoderSession::State {
   bool filtered = false;
   video::YuvPlanes previous;   // prepared planes of the last frame that was not skipped
   video::YuvPlanes reference;  // reconstruction of the last coded anchor
-  std::optional<HeldFrame> held;
+  // The number of a frame that is kept back until the next one has been coded.
+  // `previous` holds its planes: no other frame was coded since.
+  std::optional<uint16_t> held_frame_no;
   int32_t sound_stored_up_to = 0;  // frame index at the last piece of interleaved sound
 };
 

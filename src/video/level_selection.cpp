@@ -19,6 +19,10 @@ constexpr float kLambdaFactor = 0.1F;
 // its next key frame and show as stains.
 constexpr float kDcWeight = 3.0F;
 
+// The same for pictures that no other refers to.
+constexpr float kUnreferencedLambdaFactor = 0.28F;
+constexpr float kUnreferencedDcWeight = 1.0F;
+
 // Estimated bits of the pieces of a block. The streams are adaptive, so these
 // are typical figures, not exact ones.
 constexpr float kBlockBits = 5.0F;  // ending a run of empty blocks
@@ -58,7 +62,12 @@ struct Candidate {
 }  // namespace
 
 LevelSelection MakeLevelSelection(const QuantTable& luma, bool rate_rule) {
-  return {rate_rule, kLambdaFactor * luma.step[0] * luma.step[0]};
+  return {rate_rule, kLambdaFactor * luma.step[0] * luma.step[0], kDcWeight};
+}
+
+LevelSelection MakeUnreferencedLevelSelection(const QuantTable& luma, bool rate_rule) {
+  return {rate_rule, kUnreferencedLambdaFactor * luma.step[0] * luma.step[0],
+          kUnreferencedDcWeight};
 }
 
 void SelectLevels(const LevelSelection& selection, const QuantTable& table,
@@ -84,7 +93,7 @@ void SelectLevels(const LevelSelection& selection, const QuantTable& table,
     const size_t natural = kZigzag[static_cast<size_t>(candidate.position)];
     const float step = table.step[natural];
     const float magnitude = std::fabs(coefficients[natural]);
-    const float weight = candidate.position == 0 ? kDcWeight : 1.0F;
+    const float weight = candidate.position == 0 ? selection.dc_weight : 1.0F;
     const int largest = std::abs(nearest[natural]);
     candidate.mandatory = largest > 2;
     candidate.cost = 0.0F;

@@ -15,12 +15,17 @@
 namespace qolm::video {
 
 struct LevelSelection {
-  bool rate_rule = true;  // false: every nearest level is stored
-  float lambda = 0.0F;    // squared error that one bit is worth
+  bool rate_rule = true;   // false: every nearest level is stored
+  float lambda = 0.0F;     // squared error that one bit is worth
+  float dc_weight = 1.0F;  // how much more an error of the DC level counts
 };
 
-// `luma` is the luma table of the picture, whatever plane the selection serves.
+// `luma` is the luma table of the picture, whatever plane the selection serves:
+// the chroma steps are so coarse that a price of their own would leave stains.
 LevelSelection MakeLevelSelection(const QuantTable& luma, bool rate_rule);
+
+// For a picture that no other refers to: its errors end with it.
+LevelSelection MakeUnreferencedLevelSelection(const QuantTable& luma, bool rate_rule);
 
 // Stores the chosen levels of one block at their scan positions; `zigzag` is
 // all zero before. `nearest` and `coefficients` are in natural order, bit i of

@@ -79,11 +79,10 @@ void AverageFour(const ReferenceWindow& window, int columns, int rows, uint8_t* 
 // Moves one block of a plane by a vector in whole samples, or in half samples.
 void CompensateBlock(const uint8_t* reference, const PlaneGeometry& geometry,
                      const BlockRect& block, const MotionVector& vector, bool half_samples,
-                     uint8_t* prediction) {
+                     uint8_t* out, ptrdiff_t out_stride) {
   const int columns = std::min(block.size, geometry.width - block.x);
   const int rows = std::min(block.size, geometry.height - block.y);
   if (columns <= 0 || rows <= 0) return;
-  uint8_t* const out = prediction + static_cast<ptrdiff_t>(block.y) * geometry.width + block.x;
 
   const int half_x = half_samples ? vector.dx & 1 : 0;
   const int half_y = half_samples ? vector.dy & 1 : 0;
@@ -93,55 +92,82 @@ void CompensateBlock(const uint8_t* reference, const PlaneGeometry& geometry,
   const ReferenceWindow window =
       FetchWindow(reference, geometry, x, y, columns + half_x, rows + half_y, storage);
   if (half_x != 0 && half_y != 0) {
-    AverageFour(window, columns, rows, out, geometry.width);
+    AverageFour(window, columns, rows, out, out_stride);
   } else if (half_x != 0) {
-    AverageTwo(window, 1, columns, rows, out, geometry.width);
+    AverageTwo(window, 1, columns, rows, out, out_stride);
   } else if (half_y != 0) {
-    AverageTwo(window, window.stride, columns, rows, out, geometry.width);
+    AverageTwo(window, window.stride, columns, rows, out, out_stride);
   } else {
-    CopyBlock(window, columns, rows, out, geometry.width);
+    CopyBlock(window, columns, rows, out, out_stride);
   }
 }
 
 // One plane's share of a macroblock; `size` is 16 for luma and 8 for chroma.
-void CompensateMacroblock(const uint8_t* reference, const PlaneGeometry& geometry, int column,
-                          int row, int size, const MacroblockMotion& motion, uint8_t* prediction) {
+void CompensateMacroblockPlane(const uint8_t* reference, const PlaneGeometry& geometry, int column,
+                               int row, int size, const MacroblockMotion& motion, uint8_t* out,
+                               ptrdiff_t out_stride) {
   const bool half_samples = size == 8;
+  const int x = column * size;
+  const int y = row * size;
   if (motion.split == 0) {
-    CompensateBlock(reference, geometry, {column * size, row * size, size}, motion.vectors[0],
-                    half_samples, prediction);
+    CompensateBlock(reference, geometry, {x, y, size}, motion.vectors[0], half_samples, out,
+                    out_stride);
     return;
   }
   const int half = size / 2;
   for (int quarter = 0; quarter < 4; ++quarter) {
-    const BlockRect block{column * size + (quarter % 2) * half, row * size + (quarter / 2) * half,
-                          half};
-    CompensateBlock(reference, geometry, block, motion.vectors[static_cast<size_t>(quarter)],
-                    half_samples, prediction);
+    const int right = (quarter % 2) * half;
+    const int down = (quarter / 2) * half;
+    CompensateBlock(reference, geometry, {x + right, y + down, half},
+                    motion.vectors[static_cast<size_t>(quarter)], half_samples,
+                    out + down * out_stride + right, out_stride);
   }
+}
+
+PlaneGeometry LumaGeometry(const YuvPlanes& planes) {
+  return {static_cast<int>(planes.width), static_cast<int>(planes.height)};
 }
 
 }  // namespace
 
-void CompensateMotion(const YuvPlanes& reference, const MacroblockGrid& grid,
-                      std::span<const MacroblockMotion> field, YuvPlanes& prediction) {
-  const PlaneGeometry luma{static_cast<int>(reference.width), static_cast<int>(reference.height)};
+MacroblockSamples MacroblockInPicture(YuvPlanes& picture, uint32_t column, uint32_t row) {
+  const size_t chroma_width = picture.ChromaWidth();
+  const size_t luma = size_t{16} * row * picture.width + size_t{16} * column;
+  const size_t chroma = size_t{8} * row * chroma_width + size_t{8} * column;
+  return {picture.y.data() + luma, picture.cb.data() + chroma, picture.cr.data() + chroma,
+          static_cast<ptrdiff_t>(picture.width), static_cast<ptrdiff_t>(chroma_width)};
+}
+
+void CompensateLumaMacroblock(const YuvPlanes& reference, uint32_t column, uint32_t row,
+                              const MacroblockMotion& motion, uint8_t* out, ptrdiff_t out_stride) {
+  CompensateMacroblockPlane(reference.y.data(), LumaGeometry(reference), static_cast<int>(column),
+                            static_cast<int>(row), 16, motion, out, out_stride);
+}
+
+void CompensateMacroblock(const YuvPlanes& reference, uint32_t column, uint32_t row,
+                          const MacroblockMotion& motion, const MacroblockSamples& out) {
   const PlaneGeometry chroma{static_cast<int>(reference.ChromaWidth()),
                              static_cast<int>(reference.ChromaHeight())};
+  const int c = static_cast<int>(column);
+  const int r = static_cast<int>(row);
+  CompensateLumaMacroblock(reference, column, row, motion, out.y, out.luma_stride);
+  CompensateMacroblockPlane(reference.cb.data(), chroma, c, r, 8, motion, out.cb,
+                            out.chroma_stride);
+  CompensateMacroblockPlane(reference.cr.data(), chroma, c, r, 8, motion, out.cr,
+                            out.chroma_stride);
+}
+
+void CompensateMotion(const YuvPlanes& reference, const MacroblockGrid& grid,
+                      std::span<const MacroblockMotion> field, YuvPlanes& prediction) {
   const int rows = static_cast<int>(grid.rows);
-  const int columns = static_cast<int>(grid.columns);
 
 #pragma omp parallel for num_threads(kTeamSize) \
     schedule(static) if (reference.y.size() >= kSamplesWorthATeam)
-  for (int row = 0; row < rows; ++row) {
-    for (int column = 0; column < columns; ++column) {
-      const MacroblockMotion& motion =
-          field[static_cast<size_t>(row) * grid.columns + static_cast<size_t>(column)];
-      CompensateMacroblock(reference.y.data(), luma, column, row, 16, motion, prediction.y.data());
-      CompensateMacroblock(reference.cb.data(), chroma, column, row, 8, motion,
-                           prediction.cb.data());
-      CompensateMacroblock(reference.cr.data(), chroma, column, row, 8, motion,
-                           prediction.cr.data());
+  for (int i = 0; i < rows; ++i) {
+    const auto row = static_cast<uint32_t>(i);
+    for (uint32_t column = 0; column < grid.columns; ++column) {
+      CompensateMacroblock(reference, column, row, field[size_t{row} * grid.columns + column],
+                           MacroblockInPicture(prediction, column, row));
     }
   }
 }

@@ -16,17 +16,6 @@ bool IsSplit(std::span<const uint8_t> split_map, size_t index) {
   return ((split_map[index / 8] >> (index % 8)) & 1) != 0;
 }
 
-void AppendDifference(const MotionVector& vector, const MotionVector& predictor,
-                      std::vector<uint8_t>& bytes) {
-  bytes.push_back(static_cast<uint8_t>(vector.dx - predictor.dx + 128));
-  bytes.push_back(static_cast<uint8_t>(vector.dy - predictor.dy + 128));
-}
-
-MotionVector AddDifference(const uint8_t* bytes, const MotionVector& predictor) {
-  return {static_cast<int8_t>(static_cast<uint8_t>(bytes[0] - 128 + predictor.dx)),
-          static_cast<int8_t>(static_cast<uint8_t>(bytes[1] - 128 + predictor.dy))};
-}
-
 }  // namespace
 
 MotionVector MedianPredictor(const MacroblockGrid& grid, std::span<const MacroblockMotion> field,
@@ -46,6 +35,17 @@ MotionVector MedianPredictor(const MacroblockGrid& grid, std::span<const Macrobl
     }
   }
   return {Median(left.dx, top.dx, corner.dx), Median(left.dy, top.dy, corner.dy)};
+}
+
+void AppendVectorDifference(const MotionVector& vector, const MotionVector& predictor,
+                            std::vector<uint8_t>& bytes) {
+  bytes.push_back(static_cast<uint8_t>(vector.dx - predictor.dx + 128));
+  bytes.push_back(static_cast<uint8_t>(vector.dy - predictor.dy + 128));
+}
+
+MotionVector AddVectorDifference(const uint8_t* bytes, const MotionVector& predictor) {
+  return {static_cast<int8_t>(static_cast<uint8_t>(bytes[0] - 128 + predictor.dx)),
+          static_cast<int8_t>(static_cast<uint8_t>(bytes[1] - 128 + predictor.dy))};
 }
 
 std::vector<uint8_t> PackSplitMap(std::span<const MacroblockMotion> field) {
@@ -69,7 +69,7 @@ std::vector<uint8_t> CodeMotionBytes(const MacroblockGrid& grid,
       if (prediction) {
         predictor = q == 0 ? MedianPredictor(grid, field, i) : vectors[kBaseQuarter[q]];
       }
-      AppendDifference(vectors[q], predictor, bytes);
+      AppendVectorDifference(vectors[q], predictor, bytes);
       previous = vectors[q];
     }
   }
@@ -98,7 +98,7 @@ std::vector<MacroblockMotion> DecodeMotionField(const MacroblockGrid& grid,
       if (prediction) {
         predictor = q == 0 ? MedianPredictor(grid, field, i) : vectors[kBaseQuarter[q]];
       }
-      vectors[q] = AddDifference(next, predictor);
+      vectors[q] = AddVectorDifference(next, predictor);
       previous = vectors[q];
     }
   }

@@ -48,6 +48,11 @@ struct MacroblockGrid {
 MotionVector MedianPredictor(const MacroblockGrid& grid, std::span<const MacroblockMotion> field,
                              size_t index);
 
+// A vector's two bytes: difference + 128, wrapping.
+void AppendVectorDifference(const MotionVector& vector, const MotionVector& predictor,
+                            std::vector<uint8_t>& bytes);
+MotionVector AddVectorDifference(const uint8_t* bytes, const MotionVector& predictor);
+
 // One bit per macroblock, the least significant first; set = four vectors.
 std::vector<uint8_t> PackSplitMap(std::span<const MacroblockMotion> field);
 

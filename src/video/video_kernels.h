@@ -41,6 +41,10 @@ struct VideoKernels {
   uint32_t (*sad_8x8)(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride);
   uint32_t (*sad_16x16)(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride);
 
+  // Sum of absolute differences between `source` and (a + b + 1) >> 1 over 16x16 bytes.
+  uint32_t (*sad_of_mean_16x16)(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* a,
+                                ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride);
+
   // One row of luma from `width` RGBA pixels.
   void (*rgba_to_luma_row)(const uint8_t* rgba, size_t width, uint8_t* luma);
 

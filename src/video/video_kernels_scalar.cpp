@@ -82,6 +82,18 @@ uint32_t Sad(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b
   return sum;
 }
 
+uint32_t SadOfMean16x16(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* a,
+                        ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride) {
+  uint32_t sum = 0;
+  for (int r = 0; r < 16; ++r) {
+    for (int c = 0; c < 16; ++c) {
+      const int mean = (a[r * a_stride + c] + b[r * b_stride + c] + 1) >> 1;
+      sum += static_cast<uint32_t>(std::abs(source[r * source_stride + c] - mean));
+    }
+  }
+  return sum;
+}
+
 void RgbaToLumaRow(const uint8_t* rgba, size_t width, uint8_t* luma) {
   for (size_t x = 0; x < width; ++x) {
     const int r = rgba[4 * x];
@@ -132,8 +144,9 @@ void YuvToPackedRow(const uint8_t* luma, const uint8_t* cb, const uint8_t* cr, s
 }  // namespace
 
 const VideoKernels& ScalarVideoKernels() {
-  static const VideoKernels kernels = {ForwardDct, Quantize,      InverseDctAdd,   Sad<8>,
-                                       Sad<16>,    RgbaToLumaRow, RgbaToChromaRow, YuvToPackedRow};
+  static const VideoKernels kernels = {ForwardDct,    Quantize,        InverseDctAdd,
+                                       Sad<8>,        Sad<16>,         SadOfMean16x16,
+                                       RgbaToLumaRow, RgbaToChromaRow, YuvToPackedRow};
   return kernels;
 }
 

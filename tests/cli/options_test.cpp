@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <limits>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace qolm::cli {
 namespace {
@@ -62,6 +65,33 @@ TEST(Options, EverySwitchTurnsOffAndOn) {
   EXPECT_TRUE(on.settings.gabor);
   EXPECT_TRUE(on.settings.fast_start);
   EXPECT_TRUE(on.settings.cclc);
+}
+
+TEST(Options, EveryFurtherSwitchSetsItsFieldAlone) {
+  struct Switch {
+    std::string word;
+    std::function<bool(const encoder::EncodeSettings&)> field;
+    bool by_default;
+  };
+  const std::vector<Switch> switches = {
+      {"interleave", [](const auto& s) { return s.audio_interleave; }, false},
+      {"bidirectional", [](const auto& s) { return s.bidirectional; }, false},
+      {"adaptive-gop", [](const auto& s) { return s.adaptive_gop; }, true},
+      {"temporal-filter", [](const auto& s) { return s.temporal_filter; }, true},
+      {"flat-blocks", [](const auto& s) { return s.coder_flags[0]; }, true},
+      {"sparse-levels", [](const auto& s) { return s.coder_flags[1]; }, true},
+      {"motion-prediction", [](const auto& s) { return s.coder_flags[2]; }, true},
+      {"deblocking", [](const auto& s) { return s.coder_flags[3]; }, true},
+      {"pre-analysis", [](const auto& s) { return s.coder_flag; }, true}};
+  for (const Switch& tested : switches) {
+    const EncodeOptions on = Parse({"--no-" + tested.word, "--" + tested.word});
+    const EncodeOptions off = Parse({"--" + tested.word, "--no-" + tested.word});
+    for (const Switch& other : switches) {
+      const bool same = &other == &tested;
+      EXPECT_EQ(other.field(on.settings), same || other.by_default) << tested.word;
+      EXPECT_EQ(other.field(off.settings), !same && other.by_default) << tested.word;
+    }
+  }
 }
 
 TEST(Options, OneSwitchLeavesTheOthersAlone) {

@@ -92,15 +92,6 @@ TEST_F(Session, SizesOutsideTheFormatAreRefusedBeforeAFileIsMade) {
   EXPECT_TRUE(largest.open_output(path()));
 }
 
-TEST_F(Session, BidirectionalCodingIsRefused) {
-  EncodeSettings settings = SettingsFor(16, 16);
-  settings.bidirectional = true;
-  EncoderSession session(settings);
-  EXPECT_FALSE(session.open_output(path()));
-  EXPECT_EQ(session.stream_error(), std::errc::not_supported);
-  EXPECT_FALSE(std::filesystem::exists(path()));
-}
-
 TEST_F(Session, SecondFinishDoesNothing) {
   EncoderSession session(SettingsFor(16, 16));
   ASSERT_TRUE(session.open_output(path()));

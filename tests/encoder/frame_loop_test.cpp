@@ -9,6 +9,7 @@
 
 #include "encoder/session_run.h"
 #include "encoder/temporal_filter.h"
+#include "video/bidirectional_frame.h"
 #include "video/color_conversion.h"
 #include "video/inter_frame.h"
 #include "video/key_frame.h"
@@ -291,6 +292,92 @@ TEST_F(FrameLoop, PredictedFramesAreCodedFromTheFilteredPictureAndTheReference) 
                                            .pre_analysis = false};
     EXPECT_EQ(Payload(1), video::EncodeInterFrame(prepared, options, reference));
   }
+}
+
+EncodeSettings Holding() {
+  EncodeSettings settings = Small();
+  settings.bidirectional = true;
+  return settings;
+}
+
+TEST_F(FrameLoop, EveryOtherFrameIsHeldUntilTheNextIsCoded) {
+  Encode(Holding(), 5, Flicker);
+  EXPECT_EQ(Records(), "1@0 2@2 4@1 2@4 4@3");
+  EXPECT_EQ(reader().header().flags & container::kFlagBidirectional, container::kFlagBidirectional);
+  EXPECT_EQ(reader().header().frame_count, 5U);
+}
+
+TEST_F(FrameLoop, AFrameHeldAtTheEndIsPredicted) {
+  Encode(Holding(), 4, Flicker);
+  EXPECT_EQ(Records(), "1@0 2@2 4@1 2@3");
+}
+
+TEST_F(FrameLoop, AFrameHeldBeforeAKeyFrameIsPredicted) {
+  EncodeSettings settings = Holding();
+  settings.gop_length = 1;
+  Encode(settings, 5, Flicker);
+  EXPECT_EQ(Records(), "1@0 2@1 1@2 2@3 1@4");
+}
+
+TEST_F(FrameLoop, StaticFramesBehindAHeldOneAreCountedBeforeItIsCoded) {
+  // Frame 1 is held, 2 to 4 repeat it, 5 is coded ahead of it.
+  const auto frame = [](int32_t i) {
+    return GreyFrame(kSize, kSize, i == 0 ? 100 : i < 5 ? 120 : 140);
+  };
+  Encode(Holding(), 6, frame);
+  EXPECT_EQ(Records(), "1@0 5x3@2 2@5 4@1");
+  // At the end the held frame goes first.
+  Encode(Holding(), 5, frame);
+  EXPECT_EQ(Records(), "1@0 2@1 5x3@2");
+}
+
+TEST_F(FrameLoop, ARunOf250IsWrittenWhileAFrameIsHeld) {
+  EncodeSettings settings = Holding();
+  settings.gop_length = 1000;
+  settings.adaptive_gop = false;
+  Encode(settings, 400, [](int32_t i) {
+    return GreyFrame(kSize, kSize, i == 0 ? 100 : i < 399 ? 120 : 140);
+  });
+  EXPECT_EQ(Records(), "1@0 5x250@2 5x147@252 2@399 4@1");
+}
+
+TEST_F(FrameLoop, AHeldFrameIsCodedFromItsPreparedPlanesBetweenTheTwoAnchors) {
+  EncodeSettings settings = SettingsFor(48, 40);
+  settings.bidirectional = true;
+  settings.vfr = false;
+  std::vector<VideoFrame> frames = {Noise(48, 40, 1), {}, {}, {}, {}};
+  for (size_t i = 1; i < frames.size(); ++i) {
+    frames[i] = frames[i - 1];
+    for (size_t at = 0; at < frames[i].pixels.size(); at += 4) {
+      for (size_t c = 0; c < 3; ++c) {
+        const int value = frames[i].pixels[at + c] + static_cast<int>(at / 4 % 9);
+        frames[i].pixels[at + c] = static_cast<uint8_t>(value > 255 ? 255 : value);
+      }
+    }
+  }
+  Encode(settings, 5, [&](int32_t i) { return frames[static_cast<size_t>(i)]; });
+  ASSERT_EQ(Records(), "1@0 2@2 4@1 2@4 4@3");
+
+  std::vector<video::YuvPlanes> prepared;
+  for (const VideoFrame& frame : frames) {
+    video::YuvPlanes planes = Converted(frame);
+    if (!prepared.empty()) FilterLuma(planes.y, prepared.back().y, planes.y);
+    prepared.push_back(planes);
+  }
+  video::YuvPlanes reference;
+  EXPECT_EQ(Payload(0), video::EncodeKeyFrame(prepared[0], {}, reference));
+  for (const size_t held : {1, 3}) {
+    const video::YuvPlanes past = reference;
+    EXPECT_EQ(Payload(held), video::EncodeInterFrame(prepared[held + 1], {}, reference));
+    EXPECT_EQ(Payload(held + 1),
+              video::EncodeBidirectionalFrame(prepared[held], {}, past, reference));
+  }
+}
+
+TEST_F(FrameLoop, AFrameOfAnotherSizeFlushesTheHeldOne) {
+  Encode(Holding(), 3,
+         [](int32_t i) { return i < 2 ? Flicker(i) : GreyFrame(2 * kSize, kSize, 50); });
+  EXPECT_EQ(Records(), "1@0 2@1 1@2");
 }
 
 }  // namespace

@@ -6,11 +6,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <span>
 #include <vector>
 
 #include "container/container_writer.h"
 #include "container/layout.h"
+#include "video/bidirectional_frame.h"
 #include "video/inter_frame.h"
 #include "video/key_frame.h"
 #include "video/yuv_planes.h"
@@ -21,6 +23,7 @@ struct Record {
   container::RecordType type;
   uint8_t count = 0;
   std::vector<uint8_t> payload;
+  std::optional<uint16_t> frame_no = std::nullopt;  // nothing: counted in the order of the file
 };
 
 inline Record Repeat(uint8_t count) { return {container::RecordType::kRepeatRun, count, {}}; }
@@ -63,7 +66,8 @@ inline uint32_t FrameCount(std::span<const Record> records) {
   writer.write_head(header, {options.fast_start, 0}, options.audio_block);
   uint32_t frame_number = 0;
   for (const Record& record : records) {
-    writer.write_packet(record.type, record.count, static_cast<uint16_t>(frame_number),
+    writer.write_packet(record.type, record.count,
+                        record.frame_no.value_or(static_cast<uint16_t>(frame_number)),
                         record.payload);
     frame_number += container::frames_in_record({record.type, record.count, 0, 0});
   }
@@ -76,6 +80,7 @@ class PictureCoder {
   PictureCoder(uint16_t header_flags, int32_t quality) : flags_(header_flags), quality_(quality) {}
 
   Record Key(const video::YuvPlanes& source) {
+    past_ = reference_;
     video::KeyFrameOptions options;
     options.quality = quality_;
     options.cclc = (flags_ & container::kFlagCclc) != 0;
@@ -86,21 +91,41 @@ class PictureCoder {
   }
 
   Record Predicted(const video::YuvPlanes& source) {
-    video::InterFrameOptions options;
-    options.quality = quality_;
-    options.motion_prediction = (flags_ & container::kFlagMotionPrediction) != 0;
-    options.deblocking = (flags_ & container::kFlagDeblocking) != 0;
+    past_ = reference_;
     Record record{container::RecordType::kPredictedFrame, 0,
-                  video::EncodeInterFrame(source, options, reference_)};
+                  video::EncodeInterFrame(source, InterOptions(), reference_)};
+    return record;
+  }
+
+  // A picture between the last two of the others; between() is then what it shows.
+  Record Bidirectional(const video::YuvPlanes& source) {
+    const video::InterFrameOptions options = InterOptions();
+    Record record{container::RecordType::kBidirectionalFrame, 0,
+                  video::EncodeBidirectionalFrame(source, options, past_, reference_)};
+    between_decoded_ = video::DecodeBidirectionalFrame(
+        record.payload, options.motion_prediction, options.deblocking, past_, reference_, between_);
     return record;
   }
 
   const video::YuvPlanes& reference() const { return reference_; }
+  const video::YuvPlanes& between() const { return between_; }
+  bool between_decoded() const { return between_decoded_; }
 
  private:
+  video::InterFrameOptions InterOptions() const {
+    video::InterFrameOptions options;
+    options.quality = quality_;
+    options.motion_prediction = (flags_ & container::kFlagMotionPrediction) != 0;
+    options.deblocking = (flags_ & container::kFlagDeblocking) != 0;
+    return options;
+  }
+
   uint16_t flags_;
   int32_t quality_;
   video::YuvPlanes reference_;
+  video::YuvPlanes past_;
+  video::YuvPlanes between_;
+  bool between_decoded_ = false;
 };
 
 inline std::vector<uint8_t> ReadBytes(const std::filesystem::path& path) {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <array>
 #include <vector>
 
 #include "base/byte_order.h"
@@ -13,6 +13,7 @@
 #include "video/frame_sizes.h"
 #include "video/kernel_levels.h"
 #include "video/motion_field.h"
+#include "video/naive_decoding.h"
 #include "video/naive_motion.h"
 #include "video/quant_table.h"
 #include "video/sample_planes.h"
@@ -32,52 +33,21 @@ struct Streams {
   std::vector<int16_t> levels[3];
 };
 
-// Takes a payload apart by its documented offsets, coding included.
+// Takes a payload apart, coding included.
 Streams TakeApart(const Bytes& payload, const YuvPlanes& picture) {
-  Bytes coded[5];
-  size_t position = 29;
-  for (size_t i = 0; i < 5; ++i) {
-    const size_t size = LoadLe32(payload.data() + 9 + 4 * i);
-    const auto begin = payload.begin() + static_cast<ptrdiff_t>(position);
-    coded[i].assign(begin, begin + static_cast<ptrdiff_t>(size));
-    position += size;
-  }
-  EXPECT_EQ(position, payload.size());
-
+  const std::vector<Bytes> coded = test::PayloadStreams(payload);
   const MacroblockGrid grid(picture.width, picture.height);
   Streams streams;
   streams.split_map.resize((grid.Count() + 7) / 8);
   EXPECT_TRUE(entropy::RansDecodeBytes(coded[0], streams.split_map));
   streams.motion.resize(MotionByteCount(grid, streams.split_map));
   EXPECT_TRUE(entropy::RansDecodeBytes(coded[1], streams.motion));
-  for (size_t plane = 0; plane < 3; ++plane) {
-    const size_t width = plane == 0 ? picture.width : picture.ChromaWidth();
-    const size_t height = plane == 0 ? picture.height : picture.ChromaHeight();
-    streams.levels[plane].resize(64 * ((width + 7) / 8) * ((height + 7) / 8));
-    EXPECT_TRUE(entropy::DecodeCoefficients(coded[2 + plane], streams.levels[plane]));
+  streams.levels[0] = test::PlaneLevels(coded[2], picture.width, picture.height);
+  for (size_t plane = 1; plane < 3; ++plane) {
+    streams.levels[plane] =
+        test::PlaneLevels(coded[2 + plane], picture.ChromaWidth(), picture.ChromaHeight());
   }
   return streams;
-}
-
-void AddNaiveResidual(Bytes& plane, uint32_t width, uint32_t height, const QuantTable& table,
-                      const std::vector<int16_t>& levels) {
-  size_t block = 0;
-  for (uint32_t y0 = 0; y0 < height; y0 += 8) {
-    for (uint32_t x0 = 0; x0 < width; x0 += 8, ++block) {
-      test::Matrix8x8 coefficients{};
-      for (size_t k = 0; k < 64; ++k) {
-        const size_t n = kZigzag[k];
-        coefficients[n / 8][n % 8] = static_cast<float>(levels[64 * block + k]) * table.step[n];
-      }
-      const test::Matrix8x8 inverse = test::NaiveInverse(coefficients);
-      for (uint32_t r = 0; r < 8 && y0 + r < height; ++r) {
-        for (uint32_t c = 0; c < 8 && x0 + c < width; ++c) {
-          uint8_t& sample = plane[size_t{y0 + r} * width + x0 + c];
-          sample = test::NaiveSample(sample, inverse[r][c]);
-        }
-      }
-    }
-  }
 }
 
 // What a decoder written from the formulas makes of a payload.
@@ -88,14 +58,11 @@ YuvPlanes NaiveDecode(const Bytes& payload, const InterFrameOptions& options,
   YuvPlanes picture = test::NaiveCompensation(
       before,
       DecodeMotionField(grid, streams.split_map, streams.motion, options.motion_prediction));
-  const QuantTable luma = BuildInterQuantTable(payload[4], false);
-  const QuantTable chroma = BuildInterQuantTable(payload[4], true);
-  AddNaiveResidual(picture.y, picture.width, picture.height, luma, streams.levels[0]);
-  AddNaiveResidual(picture.cb, picture.ChromaWidth(), picture.ChromaHeight(), chroma,
-                   streams.levels[1]);
-  AddNaiveResidual(picture.cr, picture.ChromaWidth(), picture.ChromaHeight(), chroma,
-                   streams.levels[2]);
-  if (options.deblocking) DeblockReference(picture, luma.step[0], chroma.step[0]);
+  test::AddNaiveResiduals(picture, payload);
+  if (options.deblocking) {
+    DeblockReference(picture, BuildInterQuantTable(payload[4], false).step[0],
+                     BuildInterQuantTable(payload[4], true).step[0]);
+  }
   return picture;
 }
 
@@ -317,20 +284,13 @@ TEST(InterFrameDamage, VectorsFarOutsideThePictureDecode) {
   const MacroblockGrid grid(33, 17);
   std::vector<MacroblockMotion> field(grid.Count());
   for (MacroblockMotion& motion : field) motion.vectors.fill({-128, 127});
-  Bytes streams[5];
+  std::array<Bytes, 5> streams;
   streams[0] = entropy::RansEncodeBytes(PackSplitMap(field));
   streams[1] = entropy::RansEncodeBytes(CodeMotionBytes(grid, field, true));
   streams[2] = entropy::EncodeCoefficients(std::vector<int16_t>(64 * 5 * 3));
   streams[3] = entropy::EncodeCoefficients(std::vector<int16_t>(64 * 3 * 2));
   streams[4] = streams[3];
-  Bytes payload;
-  AppendLe16(payload, 33);
-  AppendLe16(payload, 17);
-  payload.push_back(45);
-  AppendLe16(payload, 3);
-  AppendLe16(payload, 2);
-  for (const Bytes& stream : streams) AppendLe32(payload, static_cast<uint32_t>(stream.size()));
-  for (const Bytes& stream : streams) payload.insert(payload.end(), stream.begin(), stream.end());
+  const Bytes payload = test::MakeInterPayload(before, 45, streams);
   YuvPlanes current = before;
   ASSERT_TRUE(DecodeInterFrame(payload, true, false, current));
   EXPECT_TRUE(SamePicture(current, test::NaiveCompensation(before, field)));

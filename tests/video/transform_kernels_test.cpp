@@ -280,6 +280,40 @@ uint32_t NaiveSad(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdif
   return static_cast<uint32_t>(sum);
 }
 
+uint32_t NaiveSadOfMean(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* a,
+                        ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride) {
+  int sum = 0;
+  for (int r = 0; r < 16; ++r) {
+    for (int c = 0; c < 16; ++c) {
+      const int mean = (a[r * a_stride + c] + b[r * b_stride + c] + 1) / 2;
+      sum += std::abs(source[r * source_stride + c] - mean);
+    }
+  }
+  return static_cast<uint32_t>(sum);
+}
+
+TEST(SumOfAbsoluteDifferences, ToAMeanAgreesWithTheFormulaAtEveryStrideAndExtreme) {
+  for (const SimdLevel level : AvailableSimdLevels()) {
+    const VideoKernels& kernels = VideoKernelsFor(level);
+    for (const ptrdiff_t source_stride : {16, 70}) {
+      for (const ptrdiff_t a_stride : {16, 21}) {
+        for (const ptrdiff_t b_stride : {16, 33}) {
+          const auto sources = SamplePlanes(static_cast<size_t>(15 * source_stride + 16));
+          const auto a_planes = SamplePlanes(static_cast<size_t>(15 * a_stride + 16));
+          const auto b_planes = SamplePlanes(static_cast<size_t>(15 * b_stride + 16));
+          for (size_t i = 0; i < sources.size(); ++i) {
+            const uint8_t* const source = sources[i].data();
+            const uint8_t* const a = a_planes[(3 * i + 1) % a_planes.size()].data();
+            const uint8_t* const b = b_planes[(5 * i + 2) % b_planes.size()].data();
+            ASSERT_EQ(kernels.sad_of_mean_16x16(source, source_stride, a, a_stride, b, b_stride),
+                      NaiveSadOfMean(source, source_stride, a, a_stride, b, b_stride));
+          }
+        }
+      }
+    }
+  }
+}
+
 TEST(SumOfAbsoluteDifferences, AgreesWithTheFormulaAtEveryStrideAndExtreme) {
   for (const SimdLevel level : AvailableSimdLevels()) {
     const VideoKernels& kernels = VideoKernelsFor(level);

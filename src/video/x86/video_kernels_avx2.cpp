@@ -134,6 +134,19 @@ uint32_t Sad16x16(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdif
   return SumLanes(sums);
 }
 
+uint32_t SadOfMean16x16(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* a,
+                        ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride) {
+  const auto load = [](const uint8_t* row) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(row));
+  };
+  __m128i sums = _mm_setzero_si128();
+  for (int r = 0; r < 16; ++r) {
+    const __m128i mean = _mm_avg_epu8(load(a + r * a_stride), load(b + r * b_stride));
+    sums = _mm_add_epi64(sums, _mm_sad_epu8(load(source + r * source_stride), mean));
+  }
+  return SumLanes(sums);
+}
+
 __m256i LoadPixels(const uint8_t* rgba) {
   return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(rgba));
 }
@@ -290,6 +303,7 @@ void UseAvx2VideoKernels(VideoKernels& kernels) {
   kernels.inverse_dct_add = InverseDctAdd;
   kernels.sad_8x8 = Sad8x8;
   kernels.sad_16x16 = Sad16x16;
+  kernels.sad_of_mean_16x16 = SadOfMean16x16;
   kernels.rgba_to_luma_row = RgbaToLumaRow;
   kernels.rgba_to_chroma_row = RgbaToChromaRow;
   kernels.yuv_to_packed_row = YuvToPackedRow;
