@@ -12,7 +12,7 @@ override INPUT := $(value INPUT)
 export INPUT
 
 .PHONY: help setup build demo test clang-test asan-test tsan-test windows windows-test \
-  package-windows coverage bench quality sound-table format format-check lint check ci clean
+  package-windows coverage bench quality option-table sound-table format format-check lint check ci clean
 
 help:
 	@echo "make build               release programs in build/release/bin/"
@@ -27,6 +27,7 @@ help:
 	@echo "make coverage            line and branch coverage of the tests"
 	@echo "make bench               kernel benchmarks"
 	@echo "make quality CLIPS=...   size, quality and speed table beside other codecs"
+	@echo "make option-table OPTIONS=--bidirectional CLIPS=... what encode options bring"
 	@echo "make sound-table CLIPS=... the same for the sound"
 	@echo "make format | lint       clang-format in place | clang-tidy over src/"
 	@echo "make check               include, document and path checks"
@@ -94,6 +95,10 @@ bench:
 quality: build
 	@tools/setup.sh bench
 	python3 bench/quality_table.py --programs build/release/bin $(QUALITY_FLAGS) $(CLIPS)
+
+option-table: build
+	@tools/setup.sh bench
+	python3 bench/option_table.py --programs build/release/bin --options "$(OPTIONS)" $(OPTION_TABLE_FLAGS) $(CLIPS)
 
 sound-table:
 	@tools/setup.sh bench

@@ -147,10 +147,11 @@ def compare(distorted, reference, feeder=None):
     return float(psnr.group(1)), float(ssim.group(1))
 
 
-def measure_ours(programs, clip, quality, frames, reference, source_frames, folder):
+def measure_ours(programs, clip, quality, frames, reference, source_frames, folder, options=()):
     output = str(folder / "ours.qolm")
     encode = measure([str(programs / "qolm2_converter"), "encode", clip, output, "--quality",
-                      str(quality), "--no-audio", *(["--frames", str(frames)] if frames else [])])
+                      str(quality), "--no-audio", *(["--frames", str(frames)] if frames else []),
+                      *options])
     header, records = qolm_records.read_file(output)
     carried = sum(map(qolm_records.frames_of, records))
     if not carried == header.frame_count == source_frames:

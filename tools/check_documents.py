@@ -29,6 +29,7 @@ LINK = re.compile(r"\]\(([^)\s]+)\)")
 MACHINE_FOLDERS = ("home", "root", "Users", "work", "workspace", "farm")
 MACHINE_PATH = re.compile(r"(?<![\w.~}>)-])/(?:" + "|".join(MACHINE_FOLDERS) + r")/[\w.]")
 OPTION = re.compile(r"(?<![\w-])--[a-z][a-z-]+")
+SWITCH = re.compile(r"(?<![\w-])--\[no-\]([a-z][a-z-]+)")
 
 
 def lines_of(path):
@@ -83,6 +84,13 @@ def breaches_of_machine_paths(root):
                 yield path, number, "holds an absolute path of a machine"
 
 
+def option_words(text):
+    """Every option word in `text`; "--[no-]word" stands for two."""
+    both = SWITCH.findall(text)
+    return {*OPTION.findall(text), *(f"--{word}" for word in both),
+            *(f"--no-{word}" for word in both)}
+
+
 def documented_options(readme, command):
     """The option words of the table whose heading names the command."""
     rows = []
@@ -94,13 +102,13 @@ def documented_options(readme, command):
             inside = False
         elif inside:
             rows.append(line.split("|")[1])
-    return {word for row in rows for word in OPTION.findall(row)}
+    return option_words("\n".join(rows))
 
 
 def breaches_of_options(root, command, program):
     # Only the words matter; some programs call a missing argument a failure.
     run = subprocess.run([program], capture_output=True)
-    offered = set(OPTION.findall((run.stdout + run.stderr).decode())) - {"--help"}
+    offered = option_words((run.stdout + run.stderr).decode()) - {"--help"}
     readme = root / "README.md"
     documented = documented_options(readme, command)
     for word in sorted(offered - documented):

@@ -76,7 +76,7 @@ std::string Usage(std::string_view program) {
   text += UsageRow(OnOrOff(words::kTemporalFilterOn),
                    "quiet the brightness against the previous frame (default on)");
   text += UsageRow(OnOrOff(words::kFlatBlocksOn),
-                   "code nearly flat blocks of key frames as flat (default on)");
+                   "drop faint detail of flat blocks in key frames (default on)");
   text += UsageRow(OnOrOff(words::kSparseLevelsOn),
                    "drop coefficients that cost more than they bring (default on)");
   text += UsageRow(OnOrOff(words::kMotionPredictionOn),

@@ -38,7 +38,7 @@ TEST(Usage, ListsEveryOptionWithItsDefault) {
       "  --[no-]bidirectional            code every other frame between its neighbours (default off)\n"
       "  --[no-]adaptive-gop             up to twice as many frames between key frames while calm (default on)\n"
       "  --[no-]temporal-filter          quiet the brightness against the previous frame (default on)\n"
-      "  --[no-]flat-blocks              code nearly flat blocks of key frames as flat (default on)\n"
+      "  --[no-]flat-blocks              drop faint detail of flat blocks in key frames (default on)\n"
       "  --[no-]sparse-levels            drop coefficients that cost more than they bring (default on)\n"
       "  --[no-]motion-prediction        predict motion vectors from their neighbours (default on)\n"
       "  --[no-]deblocking               soften the edges of blocks (default on)\n"

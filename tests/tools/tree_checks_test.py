@@ -166,6 +166,8 @@ class CheckDocuments(TreeCase):
         self.assert_breach("encode offers --gop", *usage)
         offer("--quality N (45)  --vfr")
         self.assert_breach("the option table of encode lists --no-vfr", *usage)
+        offer("--quality N (45)  --[no-]vfr")
+        self.assert_clean(*usage)
         offer("--sheet")
         self.assert_clean("--usage", f"export={program}")
 
