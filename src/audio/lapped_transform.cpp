@@ -91,16 +91,14 @@ void LappedTransform::Forward(std::span<const int16_t> samples,
   const size_t block_count = coefficients.size() / n;
   const size_t tiles = TileCount(block_count);
   std::vector<double> packed(tiles * n * kTileFrames);
-#pragma omp parallel for num_threads(kTeamSize) \
-    schedule(static) if (block_count * n >= kSamplesWorthATeam)
-  for (size_t b = 0; b < block_count; ++b) {
+  ForEachInTeam(block_count, block_count * n >= kSamplesWorthATeam, [&](size_t b) {
     const int16_t* block = samples.data() + b * n;
     double* values = packed.data() + b / kTileFrames * n * kTileFrames + b % kTileFrames;
     for (size_t i = 0; i < 2 * n; ++i) {
       const float product = static_cast<float>(block[i]) * window_[i];
       values[fold_to_[i] * kTileFrames] += fold_sign_[i] * static_cast<double>(product);
     }
-  }
+  });
   Multiply(packed, block_count, Direction::kForward, coefficients.data());
 }
 
@@ -117,16 +115,14 @@ void LappedTransform::Inverse(std::span<const double> coefficients, std::span<fl
   Multiply(packed, block_count, Direction::kInverse, folded.data());
 
   const double scale = 2.0 / static_cast<double>(n);
-#pragma omp parallel for num_threads(kTeamSize) \
-    schedule(static) if (block_count * n >= kSamplesWorthATeam)
-  for (size_t b = 0; b < block_count; ++b) {
+  ForEachInTeam(block_count, block_count * n >= kSamplesWorthATeam, [&](size_t b) {
     const double* values = folded.data() + b * n;
     float* block = blocks.data() + b * 2 * n;
     for (size_t i = 0; i < 2 * n; ++i) {
       const auto sample = static_cast<float>(fold_sign_[i] * values[fold_to_[i]] * scale);
       block[i] = sample * window_[i];
     }
-  }
+  });
 }
 
 void LappedTransform::Multiply(const std::vector<double>& packed, size_t block_count,
@@ -145,9 +141,7 @@ void LappedTransform::Multiply(const std::vector<double>& packed, size_t block_c
   const bool even = n % 2 == 0;
   const auto period = static_cast<uint32_t>(4 * n);
   const size_t panels = (n + kTileColumns - 1) / kTileColumns;
-#pragma omp parallel for num_threads(kTeamSize) \
-    schedule(static) if (block_count * n * n >= kProductsWorthATeam)
-  for (size_t p = 0; p < panels; ++p) {
+  ForEachInTeam(panels, block_count * n * n >= kProductsWorthATeam, [&](size_t p) {
     // Row i, column k holds cos(pi / N (i + o) (k + 1/2)), o being 1/2 for even N
     // and 0 for odd N; backwards rows and columns change places.
     std::array<ColumnWalk, kTileColumns> walks{};
@@ -175,7 +169,7 @@ void LappedTransform::Multiply(const std::vector<double>& packed, size_t block_c
     for (size_t b = 0; b < block_count; ++b) {
       std::copy_n(sums.data() + b * kTileColumns, columns, rows + b * n + p * kTileColumns);
     }
-  }
+  });
 }
 
 }  // namespace qolm::audio

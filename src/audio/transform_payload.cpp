@@ -64,12 +64,10 @@ ChannelStreams EncodeChannel(std::span<const int16_t> samples, uint32_t channels
     const std::span<int16_t> input(piece.data(), (count + 1) * n);
     CopyCodedChannel(samples, channels, coded_channel, first_sample, input);
     transform.Forward(input, std::span(coefficients.data(), count * n));
-#pragma omp parallel for num_threads(kTeamSize) \
-    schedule(static) if (count * n >= kSamplesWorthATeam)
-    for (size_t f = 0; f < count; ++f) {
+    ForEachInTeam(count, count * n >= kSamplesWorthATeam, [&](size_t f) {
       QuantizeFrame(edges, strength, coefficients.data() + f * n,
                     scales.data() + (start + f) * kBandCount, levels.data() + (start + f) * n);
-    }
+    });
   }
   return {entropy::RansEncodeBytes(scales), entropy::EncodeCoefficients(levels)};
 }
@@ -202,12 +200,10 @@ class ChannelSynthesis {
   void MakeBlocks(size_t start, size_t count) {
     const size_t n = transform_.frame_length();
     std::copy_n(blocks_.data() + 2 * n * held_, 2 * n, blocks_.data());
-#pragma omp parallel for num_threads(kTeamSize) \
-    schedule(static) if (count * n >= kSamplesWorthATeam)
-    for (size_t f = 0; f < count; ++f) {
+    ForEachInTeam(count, count * n >= kSamplesWorthATeam, [&](size_t f) {
       DequantizeFrame(edges_, coded_.scales.data() + (start + f) * kBandCount,
                       coded_.levels.get() + (start + f) * n, coefficients_.data() + f * n);
-    }
+    });
     transform_.Inverse(std::span(coefficients_.data(), count * n),
                        std::span(blocks_.data() + 2 * n, 2 * count * n));
     held_ = count;
@@ -240,9 +236,9 @@ void Synthesise(const std::vector<CodedChannel>& coded, const LappedTransform& t
   for (size_t start = 0; start < frame_count; start += batch) {
     const size_t count = std::min(batch, frame_count - start);
     for (ChannelSynthesis& channel : channels) channel.MakeBlocks(start, count);
-#pragma omp parallel for num_threads(kTeamSize) \
-    schedule(static) if (count * n >= kSamplesWorthATeam)
-    for (size_t f = start == 0 ? 1 : 0; f < count; ++f) {
+    const size_t ahead = start == 0 ? 1 : 0;
+    ForEachInTeam(count - ahead, count * n >= kSamplesWorthATeam, [&](size_t frame) {
+      const size_t f = ahead + frame;
       const size_t first = (start + f - 1) * n;
       const size_t samples =
           std::min(n, samples_per_channel - std::min(first, samples_per_channel));
@@ -256,7 +252,7 @@ void Synthesise(const std::vector<CodedChannel>& coded, const LappedTransform& t
           out[2 * (first + i) + 1] = NearestSample(main - side);
         }
       }
-    }
+    });
   }
 }
 

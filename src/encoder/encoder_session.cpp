@@ -41,7 +41,7 @@ EncoderSession::~EncoderSession() {
   try {
     finish();
   } catch (...) {
-    // Without memory for its index the file stays as it is.
+    // Without memory for what is still to be written the file stays as it is.
   }
 }
 

@@ -30,9 +30,8 @@ class EncoderSession {
 
   // Finishes any output still open, creates the file and writes its head.
   // False when the file cannot be created or written (a head that could not be
-  // written leaves the file behind), when the settings' width or height is
-  // outside 1..16384 (invalid_argument) or when they ask for bidirectional
-  // frames (not_supported; no file is made). stream_error() says why.
+  // written leaves the file behind) or when the settings' width or height is
+  // outside 1..16384 (invalid_argument; no file is made). stream_error() says why.
   [[nodiscard]] bool open_output(const std::filesystem::path& path);
 
   // Takes one source frame, in source order. True when the frame counts (it

@@ -44,14 +44,10 @@ void CompensateMacroblockBothWays(const YuvPlanes& past, const YuvPlanes& future
 
 void CompensateBothWays(const YuvPlanes& past, const YuvPlanes& future, const MacroblockGrid& grid,
                         const BidirectionalField& field, YuvPlanes& prediction) {
-  const int rows = static_cast<int>(grid.rows);
-
-#pragma omp parallel for num_threads(kTeamSize) \
-    schedule(static) if (prediction.y.size() >= kSamplesWorthATeam)
-  for (int i = 0; i < rows; ++i) {
+  ForEachInTeam(grid.rows, prediction.y.size() >= kSamplesWorthATeam, [&](size_t i) {
     const auto row = static_cast<uint32_t>(i);
     for (uint32_t column = 0; column < grid.columns; ++column) {
-      const size_t index = size_t{row} * grid.columns + column;
+      const size_t index = i * grid.columns + column;
       switch (field.modes[index]) {
         case BidirectionalMode::kPast:
           CompensateMacroblock(past, column, row, field.past[index],
@@ -68,7 +64,7 @@ void CompensateBothWays(const YuvPlanes& past, const YuvPlanes& future, const Ma
           break;
       }
     }
-  }
+  });
 }
 
 }  // namespace qolm::video

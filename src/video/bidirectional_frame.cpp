@@ -55,9 +55,12 @@ bool DecodeBidirectionalFrame(std::span<const uint8_t> payload, bool motion_pred
   if (!entropy::RansDecodeBytes(parsed.streams[0], packed_modes)) return false;
   std::vector<BidirectionalMode> modes = UnpackBidirectionalModes(grid, packed_modes);
   std::vector<uint8_t> vector_bytes(VectorByteCount(modes));
-  // A picture of direct macroblocks alone stores no vector and no stream.
-  const bool no_vectors = vector_bytes.empty() && parsed.streams[1].empty();
-  if (!no_vectors && !entropy::RansDecodeBytes(parsed.streams[1], vector_bytes)) return false;
+  if (vector_bytes.empty()) {
+    // A picture of direct macroblocks alone stores no vector and no stream.
+    if (!parsed.streams[1].empty()) return false;
+  } else if (!entropy::RansDecodeBytes(parsed.streams[1], vector_bytes)) {
+    return false;
+  }
 
   const InterTables tables(parsed.quality);
   ResizeYuvPlanes(picture, past.width, past.height);

@@ -47,6 +47,7 @@ class BidirectionalSearch {
   BidirectionalSearch(const YuvPlanes& source, const YuvPlanes& past, const YuvPlanes& future,
                       const BidirectionalSearchOptions& options, float luma_dc_step)
       : kernels_(ActiveVideoKernels()),
+        source_(source),
         past_(past),
         future_(future),
         past_matcher_(source.y.data(), past.y.data(), source.width, source.height),
@@ -55,28 +56,25 @@ class BidirectionalSearch {
         options_(options),
         bit_cost_(kBitCostFactor * luma_dc_step) {}
 
-  BidirectionalField Run(const YuvPlanes& source) const {
+  BidirectionalField Run() const {
     MotionSearchOptions search;
     search.pre_analysis = options_.pre_analysis;
     search.four_vectors = false;
     search.vector_cost = bit_cost_;
     const auto search_anchor = [&](const YuvPlanes& anchor) {
-      return SearchMotion(source.y.data(), anchor.y.data(), source.width, source.height, search);
+      return SearchMotion(source_.y.data(), anchor.y.data(), source_.width, source_.height, search);
     };
     const std::vector<MacroblockMotion> past = search_anchor(past_);
     const std::vector<MacroblockMotion> future = search_anchor(future_);
 
     std::vector<MacroblockVectors> vectors(grid_.Count());
-    const int rows = static_cast<int>(grid_.rows);
-#pragma omp parallel for num_threads(kTeamSize) \
-    schedule(dynamic, 1) if (source.y.size() >= kSamplesWorthATeam)
-    for (int row = 0; row < rows; ++row) {
+    ForEachInTeam(grid_.rows, source_.y.size() >= kSamplesWorthATeam, [&](size_t row) {
       for (uint32_t column = 0; column < grid_.columns; ++column) {
-        const size_t i = static_cast<size_t>(row) * grid_.columns + column;
+        const size_t i = row * grid_.columns + column;
         vectors[i] = RefineTogether(past_matcher_.MacroblockAt(column, static_cast<uint32_t>(row)),
                                     past[i].vectors[0], future[i].vectors[0]);
       }
-    }
+    });
     return ChooseModes(vectors);
   }
 
@@ -210,6 +208,7 @@ class BidirectionalSearch {
   }
 
   const VideoKernels& kernels_;
+  const YuvPlanes& source_;
   const YuvPlanes& past_;
   const YuvPlanes& future_;
   const BlockMatcher past_matcher_;
@@ -224,7 +223,7 @@ class BidirectionalSearch {
 BidirectionalField SearchBothWays(const YuvPlanes& source, const YuvPlanes& past,
                                   const YuvPlanes& future,
                                   const BidirectionalSearchOptions& options, float luma_dc_step) {
-  return BidirectionalSearch(source, past, future, options, luma_dc_step).Run(source);
+  return BidirectionalSearch(source, past, future, options, luma_dc_step).Run();
 }
 
 }  // namespace qolm::video

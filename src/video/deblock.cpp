@@ -53,21 +53,16 @@ void DeblockPlane(uint8_t* plane, uint32_t width, uint32_t height, float step) {
   if (width < 16 || height < 16) return;
   const DeblockThresholds limits = MakeThresholds(step);
   const size_t stride = width;
-  const int64_t rows = height;
+  const bool worth_a_team = stride * height >= kSamplesWorthATeam;
 
-#pragma omp parallel num_threads(kTeamSize) if (size_t{width} * height >= kSamplesWorthATeam)
-  {
-#pragma omp for schedule(static)
-    for (int64_t y = 0; y < rows; ++y) {
-      FilterVerticalEdges(limits, plane + static_cast<size_t>(y) * stride, width);
-    }
-    // Edges lie 8 rows apart and each touches 4, so they are independent.
-#pragma omp for schedule(static)
-    for (int64_t y = 8; y < rows - 4; y += 8) {
-      uint8_t* const q0 = plane + static_cast<size_t>(y) * stride;
-      FilterHorizontalEdge(limits, q0 - 2 * stride, q0 - stride, q0, q0 + stride, width);
-    }
-  }
+  ForEachInTeam(height, worth_a_team,
+                [&](size_t y) { FilterVerticalEdges(limits, plane + y * stride, width); });
+  // Edges lie 8 rows apart, the last at least 5 above the end, and each touches
+  // 4, so they are independent.
+  ForEachInTeam((height - 5) / 8, worth_a_team, [&](size_t edge) {
+    uint8_t* const q0 = plane + 8 * (edge + 1) * stride;
+    FilterHorizontalEdge(limits, q0 - 2 * stride, q0 - stride, q0, q0 + stride, width);
+  });
 }
 
 void DeblockReference(YuvPlanes& planes, float luma_step, float chroma_step) {

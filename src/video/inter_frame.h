@@ -11,7 +11,8 @@
 
 namespace qolm::video {
 
-// What the session's settings say to the predicted-frame coder.
+// What the session's settings say to the coders of predicted and bidirectional
+// frames.
 struct InterFrameOptions {
   int32_t quality = 45;           // outside 0..255 it is clamped to 1..100
   bool motion_prediction = true;  // vectors as differences from a median, else from the last one

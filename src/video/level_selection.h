@@ -1,4 +1,5 @@
-// Which levels of a predicted picture's block are worth storing.
+// Which levels of a block of a predicted or bidirectional picture are worth
+// storing.
 //
 // The decoder accepts any levels, so the encoder picks those with the least
 // distortion + lambda * rate: each nearest level may stay, shrink by one or

@@ -159,17 +159,13 @@ void CompensateMacroblock(const YuvPlanes& reference, uint32_t column, uint32_t 
 
 void CompensateMotion(const YuvPlanes& reference, const MacroblockGrid& grid,
                       std::span<const MacroblockMotion> field, YuvPlanes& prediction) {
-  const int rows = static_cast<int>(grid.rows);
-
-#pragma omp parallel for num_threads(kTeamSize) \
-    schedule(static) if (reference.y.size() >= kSamplesWorthATeam)
-  for (int i = 0; i < rows; ++i) {
+  ForEachInTeam(grid.rows, reference.y.size() >= kSamplesWorthATeam, [&](size_t i) {
     const auto row = static_cast<uint32_t>(i);
     for (uint32_t column = 0; column < grid.columns; ++column) {
-      CompensateMacroblock(reference, column, row, field[size_t{row} * grid.columns + column],
+      CompensateMacroblock(reference, column, row, field[i * grid.columns + column],
                            MacroblockInPicture(prediction, column, row));
     }
-  }
+  });
 }
 
 }  // namespace qolm::video

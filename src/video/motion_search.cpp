@@ -54,17 +54,15 @@ class MotionSearch {
     std::vector<MacroblockMotion> field(grid_.Count());
     if (options_.pre_analysis) global_ = EstimateGlobalMotion();
 
-    const int rows = static_cast<int>(grid_.rows);
-#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam())
-    for (int row = 0; row < rows; ++row) {
+    ForEachInTeam(grid_.rows, WorthATeam(), [&](size_t row) {
       // Within a row the vector on the left is a candidate; rows share nothing.
       MotionVector left;
       for (uint32_t column = 0; column < grid_.columns; ++column) {
-        MacroblockMotion& motion = field[static_cast<size_t>(row) * grid_.columns + column];
+        MacroblockMotion& motion = field[row * grid_.columns + column];
         motion = SearchMacroblock(matcher_.MacroblockAt(column, static_cast<uint32_t>(row)), left);
         left = motion.vectors[0];
       }
-    }
+    });
     SmoothField(field);
     return field;
   }
@@ -131,22 +129,20 @@ class MotionSearch {
   MotionVector EstimateGlobalMotion() const {
     constexpr size_t kSpan = 2 * kMaxVector + 1;
     std::vector<uint32_t> votes(kSpan * kSpan);
-    const int voting_rows = static_cast<int>(grid_.rows / kGlobalSpacing);
+    const uint32_t voting_rows = grid_.rows / kGlobalSpacing;
     const uint32_t voting_columns = grid_.columns / kGlobalSpacing;
-    std::vector<MotionVector> ballots(static_cast<size_t>(voting_rows) * voting_columns);
+    std::vector<MotionVector> ballots(size_t{voting_rows} * voting_columns);
 
-#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam())
-    for (int row = 0; row < voting_rows; ++row) {
+    ForEachInTeam(voting_rows, WorthATeam(), [&](size_t row) {
       for (uint32_t column = 0; column < voting_columns; ++column) {
         const LumaBlock block =
             matcher_.MacroblockAt(column * kGlobalSpacing + kGlobalSpacing / 2,
                                   static_cast<uint32_t>(row) * kGlobalSpacing + kGlobalSpacing / 2);
         Candidate centre;
         OfferCoarse(block, 0, 0, centre);
-        ballots[static_cast<size_t>(row) * voting_columns + column] =
-            SearchRings(block, centre).vector;
+        ballots[row * voting_columns + column] = SearchRings(block, centre).vector;
       }
-    }
+    });
     MotionVector winner;
     uint32_t most = 0;
     for (const MotionVector& ballot : ballots) {

@@ -1,4 +1,5 @@
-// The motion search of predicted pictures.
+// The motion search of predicted pictures, and of bidirectional ones in each of
+// their anchors.
 //
 // Rings of growing radius around a search centre on every second sample, a
 // refinement to whole samples, and four vectors where one does not do. The

@@ -11,14 +11,10 @@ PhasePlanes::PhasePlanes(const uint8_t* plane, uint32_t width, uint32_t height, 
   for (size_t phase = 0; phase < (even_only ? size_t{1} : size_t{4}); ++phase) {
     planes_[phase].resize(stride * phase_rows);
   }
-  const int64_t rows = height;
   const size_t pairs = width / 2;
 
-#pragma omp parallel for num_threads(kTeamSize) \
-    schedule(static) if (size_t{width} * height >= kSamplesWorthATeam)
-  for (int64_t row = 0; row < rows; ++row) {
-    const size_t y = static_cast<size_t>(row);
-    if (even_only && y % 2 != 0) continue;
+  ForEachInTeam(height, size_t{width} * height >= kSamplesWorthATeam, [&](size_t y) {
+    if (even_only && y % 2 != 0) return;
     const uint8_t* const samples = plane + y * width;
     uint8_t* const even = planes_[(y % 2) * 2].data() + (y / 2) * stride;
     if (even_only) {
@@ -31,7 +27,7 @@ PhasePlanes::PhasePlanes(const uint8_t* plane, uint32_t width, uint32_t height, 
       }
     }
     if (width % 2 != 0) even[pairs] = samples[width - 1];
-  }
+  });
 }
 
 }  // namespace qolm::video

@@ -1,4 +1,4 @@
-// The residual of one plane of a predicted picture.
+// The residual of one plane of a predicted or bidirectional picture.
 #ifndef QOLM_VIDEO_RESIDUAL_H_
 #define QOLM_VIDEO_RESIDUAL_H_
 

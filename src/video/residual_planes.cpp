@@ -1,6 +1,5 @@
 #include "video/residual_planes.h"
 
-#include "base/exception_trap.h"
 #include "base/team.h"
 #include "entropy/coefficient_stream.h"
 #include "video/residual.h"
@@ -25,18 +24,16 @@ bool ResidualPlanes::WorthATeam() const { return planes_[0].levels.size() >= kSa
 // thread with two thirds of the work.
 template <typename Work>
 void ResidualPlanes::ForEachBlockRow(const Work& work) {
-  const int luma_rows = static_cast<int>(planes_[0].grid.Rows());
-  const int chroma_rows = static_cast<int>(planes_[1].grid.Rows());
-#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam())
-  for (int row = 0; row < luma_rows + 2 * chroma_rows; ++row) {
+  const size_t luma_rows = planes_[0].grid.Rows();
+  const size_t chroma_rows = planes_[1].grid.Rows();
+  ForEachInTeam(luma_rows + 2 * chroma_rows, WorthATeam(), [&](size_t row) {
     if (row < luma_rows) {
       work(size_t{0}, static_cast<uint32_t>(row));
     } else {
-      const int chroma_row = row - luma_rows;
-      work(static_cast<size_t>(1 + chroma_row / chroma_rows),
-           static_cast<uint32_t>(chroma_row % chroma_rows));
+      const size_t chroma_row = row - luma_rows;
+      work(1 + chroma_row / chroma_rows, static_cast<uint32_t>(chroma_row % chroma_rows));
     }
-  }
+  });
 }
 
 void ResidualPlanes::Code(const YuvPlanes& source, const LevelSelection& selection,
@@ -63,26 +60,16 @@ void ResidualPlanes::Reconstruct() {
 // The three coefficient streams, each on a thread of its own; a team of three
 // has one idle member more, and the same threads as the loops before it.
 void ResidualPlanes::EncodeLevels(std::span<std::vector<uint8_t>, 3> streams) const {
-  ExceptionTrap trap;
-#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam())
-  for (int i = 0; i < 3; ++i) {
-    const size_t plane = static_cast<size_t>(i);
-    trap.Run([&] { streams[plane] = entropy::EncodeCoefficients(planes_[plane].levels); });
-  }
-  trap.Rethrow();
+  ForEachInTeam(streams.size(), WorthATeam(), [&](size_t plane) {
+    streams[plane] = entropy::EncodeCoefficients(planes_[plane].levels);
+  });
 }
 
 bool ResidualPlanes::DecodeLevels(std::span<const std::span<const uint8_t>, 3> streams) {
-  ExceptionTrap trap;
   std::array<bool, 3> decoded{};
-#pragma omp parallel for num_threads(kTeamSize) schedule(dynamic, 1) if (WorthATeam())
-  for (int i = 0; i < 3; ++i) {
-    const size_t plane = static_cast<size_t>(i);
-    trap.Run([&] {
-      decoded[plane] = entropy::DecodeCoefficients(streams[plane], planes_[plane].levels);
-    });
-  }
-  trap.Rethrow();
+  ForEachInTeam(streams.size(), WorthATeam(), [&](size_t plane) {
+    decoded[plane] = entropy::DecodeCoefficients(streams[plane], planes_[plane].levels);
+  });
   return decoded[0] && decoded[1] && decoded[2];
 }
 

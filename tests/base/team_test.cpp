@@ -1,0 +1,171 @@
+#include "base/team.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <new>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace qolm {
+namespace {
+
+using ::testing::Each;
+using ::testing::ElementsAre;
+
+class TeamTest : public ::testing::TestWithParam<bool> {
+ protected:
+  bool worth_a_team() const { return GetParam(); }
+
+  // How often the loop made each of its calls.
+  std::vector<int> Calls(size_t count) const {
+    std::vector<std::atomic<int>> calls(count);
+    ForEachInTeam(count, worth_a_team(), [&](size_t i) { ++calls.at(i); });
+    return {calls.begin(), calls.end()};
+  }
+};
+
+TEST_P(TeamTest, NothingToDo) {
+  ForEachInTeam(0, worth_a_team(), [](size_t) { FAIL() << "called"; });
+}
+
+TEST_P(TeamTest, OneCallIsMadeOnTheCallersThread) {
+  std::vector<std::thread::id> threads;
+  ForEachInTeam(1, worth_a_team(), [&](size_t i) {
+    EXPECT_EQ(i, 0u);
+    threads.push_back(std::this_thread::get_id());
+  });
+  EXPECT_THAT(threads, ElementsAre(std::this_thread::get_id()));
+}
+
+// Around the numbers of members and of pieces, and where no piece is like the others.
+TEST_P(TeamTest, EveryCallIsMadeOnce) {
+  for (const size_t count : {2, 3, 4, 5, 127, 128, 129, 255, 256, 257, 1000, 10007}) {
+    const std::vector<int> calls = Calls(count);
+    EXPECT_EQ(calls.size(), count);
+    EXPECT_THAT(calls, Each(1)) << count;
+  }
+}
+
+TEST_P(TeamTest, WhatTheCallsWroteIsThereAfterwards) {
+  std::vector<size_t> squares(5000);
+  ForEachInTeam(squares.size(), worth_a_team(), [&](size_t i) { squares[i] = i * i; });
+  for (size_t i = 0; i < squares.size(); ++i) ASSERT_EQ(squares[i], i * i);
+}
+
+TEST_P(TeamTest, AnExceptionReachesTheCaller) {
+  for (const size_t bad : {0, 1, 77, 499}) {
+    try {
+      ForEachInTeam(500, worth_a_team(), [&](size_t i) {
+        if (i == bad) throw std::runtime_error("call " + std::to_string(i));
+      });
+      ADD_FAILURE() << "nothing was thrown";
+    } catch (const std::runtime_error& error) {
+      EXPECT_EQ(error.what(), "call " + std::to_string(bad));
+    }
+  }
+}
+
+TEST_P(TeamTest, OneOfManyExceptionsReachesTheCaller) {
+  EXPECT_THROW(ForEachInTeam(500, worth_a_team(), [](size_t) { throw std::bad_alloc(); }),
+               std::bad_alloc);
+}
+
+TEST_P(TeamTest, NoCallIsUnderWayOnceTheExceptionIsThere) {
+  std::atomic<int> under_way = 0;
+  const auto throw_from_some = [&](size_t i) {
+    ++under_way;
+    std::this_thread::yield();
+    --under_way;
+    if (i % 50 == 7) throw std::runtime_error("some");
+  };
+  EXPECT_THROW(ForEachInTeam(400, worth_a_team(), throw_from_some), std::runtime_error);
+  EXPECT_EQ(under_way, 0);
+}
+
+TEST_P(TeamTest, WorksAgainAfterAnException) {
+  EXPECT_THROW(ForEachInTeam(9, worth_a_team(), [](size_t) { throw 1; }), int);
+  EXPECT_THAT(Calls(300), Each(1));
+}
+
+// The members of the outer loop each run all of an inner one.
+TEST_P(TeamTest, LoopsInLoops) {
+  constexpr size_t kOuter = 20;
+  constexpr size_t kInner = 300;
+  std::vector<std::atomic<int>> calls(kOuter * kInner);
+  ForEachInTeam(kOuter, true, [&](size_t outer) {
+    ForEachInTeam(kInner, worth_a_team(), [&](size_t inner) { ++calls[outer * kInner + inner]; });
+  });
+  EXPECT_THAT((std::vector<int>{calls.begin(), calls.end()}), Each(1));
+}
+
+TEST_P(TeamTest, AnExceptionPassesThroughBothLoops) {
+  const auto outer = [&](size_t i) {
+    ForEachInTeam(300, worth_a_team(), [&](size_t j) {
+      if (i == 3 && j == 250) throw std::runtime_error("inner");
+    });
+  };
+  EXPECT_THROW(ForEachInTeam(20, true, outer), std::runtime_error);
+}
+
+INSTANTIATE_TEST_SUITE_P(AloneAndTogether, TeamTest, ::testing::Bool(),
+                         [](const auto& info) { return info.param ? "Team" : "Alone"; });
+
+TEST(Alone, CallsComeInOrderOnTheCallersThread) {
+  std::vector<size_t> order;
+  std::set<std::thread::id> threads;
+  ForEachInTeam(1000, false, [&](size_t i) {
+    order.push_back(i);
+    threads.insert(std::this_thread::get_id());
+  });
+  EXPECT_EQ(order.size(), 1000u);
+  EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+  EXPECT_THAT(threads, ElementsAre(std::this_thread::get_id()));
+}
+
+TEST(Alone, NoCallFollowsAnException) {
+  std::vector<size_t> calls;
+  EXPECT_THROW(ForEachInTeam(9, false,
+                             [&](size_t i) {
+                               if (i == 2) throw 1;
+                               calls.push_back(i);
+                             }),
+               int);
+  EXPECT_THAT(calls, ElementsAre(0, 1));
+}
+
+// Not even a region of one thread surrounds the calls.
+TEST(Alone, OpenMpIsNotInvolved) {
+  std::vector<int> levels;
+  ForEachInTeam(3, false, [&](size_t) { levels.push_back(omp_get_level()); });
+  EXPECT_THAT(levels, ElementsAre(0, 0, 0));
+}
+
+// Every call waits for all members, so that none can do the whole loop before
+// the others have come.
+TEST(Team, HasItsSize) {
+  std::mutex mutex;
+  std::set<std::thread::id> members;
+  const auto is_complete = [&] {
+    const std::lock_guard lock(mutex);
+    members.insert(std::this_thread::get_id());
+    return members.size() >= size_t{kTeamSize};
+  };
+  ForEachInTeam(16, true, [&](size_t) {
+    for (int patience = 100000; patience > 0 && !is_complete(); --patience) {
+      std::this_thread::yield();
+    }
+  });
+  EXPECT_EQ(members.size(), size_t{kTeamSize});
+  EXPECT_EQ(members.count(std::this_thread::get_id()), 1u);
+}
+
+}  // namespace
+}  // namespace qolm
