@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/simd_level.h"
+#include "video/bidirectional_frame.h"
 #include "video/color_conversion.h"
 #include "video/inter_frame.h"
 #include "video/key_frame.h"
@@ -149,6 +150,15 @@ void Sad16x16(benchmark::State& state) {
   }
 }
 
+void SadOfMean16x16(benchmark::State& state) {
+  TransformInputs inputs;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(Kernels(state).sad_of_mean_16x16(inputs.source.data(), 64,
+                                                              inputs.prediction.data() + 7, 64,
+                                                              inputs.prediction.data() + 16, 64));
+  }
+}
+
 void RgbaToLumaRow(benchmark::State& state) {
   const std::vector<uint8_t> row = Noise(4 * kWidth);
   std::vector<uint8_t> luma(kWidth);
@@ -192,6 +202,7 @@ BENCHMARK(Quantize)->Apply(EachLevel);
 BENCHMARK(InverseDctAdd)->Apply(EachLevelAndExtent);
 BENCHMARK(Sad8x8)->Apply(EachLevel);
 BENCHMARK(Sad16x16)->Apply(EachLevel);
+BENCHMARK(SadOfMean16x16)->Apply(EachLevel);
 BENCHMARK(RgbaToLumaRow)->Apply(EachLevel);
 BENCHMARK(RgbaToChromaRow)->Apply(EachLevel);
 BENCHMARK(YuvToPackedRow)->Apply(EachLevel);
@@ -277,6 +288,39 @@ void DecodeInter(benchmark::State& state) {
   }
 }
 
+// A frame between two anchors.
+struct BidirectionalScene {
+  BidirectionalScene() {
+    EncodeKeyFrame(ScenePlanes(0), {}, past);
+    future = past;
+    EncodeInterFrame(ScenePlanes(2), {}, future);
+  }
+  YuvPlanes source = ScenePlanes(1);
+  YuvPlanes past;
+  YuvPlanes future;
+};
+
+void EncodeBidirectional(benchmark::State& state) {
+  const BidirectionalScene scene;
+  std::vector<uint8_t> payload;
+  for (auto _ : state) {
+    payload = EncodeBidirectionalFrame(scene.source, {}, scene.past, scene.future);
+  }
+  state.counters["bytes"] = static_cast<double>(payload.size());
+}
+
+void DecodeBidirectional(benchmark::State& state) {
+  const BidirectionalScene scene;
+  const std::vector<uint8_t> payload =
+      EncodeBidirectionalFrame(scene.source, {}, scene.past, scene.future);
+  YuvPlanes picture;
+  for (auto _ : state) {
+    if (!DecodeBidirectionalFrame(payload, true, true, scene.past, scene.future, picture)) {
+      state.SkipWithError("not decoded");
+    }
+  }
+}
+
 // Frame times on the wall: the coders work on several threads.
 BENCHMARK(CopyRgba)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(FrameToYuv)->Apply(EachLevel)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -285,6 +329,8 @@ BENCHMARK(EncodeKey)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(DecodeKey)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(EncodeInter)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(DecodeInter)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(EncodeBidirectional)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(DecodeBidirectional)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 }  // namespace qolm::video

@@ -111,6 +111,33 @@ TEST(BidirectionalField, ANeighbourWithoutTheListCountsAsZero) {
   EXPECT_EQ(Bytes(bytes.end() - 4, bytes.end()), (Bytes{129, 129, 150, 150}));
 }
 
+TEST(BidirectionalField, ADirectMacroblockIsItsListsVectorBefore) {
+  const MacroblockGrid grid(48, 16);
+  BidirectionalField field(3);
+  Set(field, 0, Mode::kPast, {100, -100}, {});
+  Set(field, 1, Mode::kDirect, {31, -31}, {0, 0});
+  Set(field, 2, Mode::kPast, {33, -30}, {});
+  const Bytes bytes = {228, 28, 130, 129};
+  EXPECT_EQ(CodeBidirectionalVectors(grid, field, false), bytes);
+  ExpectSame(DecodeBidirectionalField(grid, field.modes, bytes, false), field);
+}
+
+TEST(BidirectionalField, ADirectMacroblockIsANeighbourOfTheMedian) {
+  // Two rows of three. The fourth, direct, holds median(0, 12, 16) = 12; the
+  // fifth is predicted by median(12, 16, 2), the last by median(15, 2, 16).
+  const MacroblockGrid grid(48, 32);
+  BidirectionalField field(6);
+  Set(field, 0, Mode::kPast, {12, -12}, {});
+  Set(field, 1, Mode::kPast, {16, -16}, {});
+  Set(field, 2, Mode::kPast, {2, -2}, {});
+  Set(field, 3, Mode::kDirect, {12, -12}, {0, 0});
+  Set(field, 4, Mode::kPast, {15, -15}, {});
+  Set(field, 5, Mode::kPast, {15, -15}, {});
+  const Bytes bytes = {140, 116, 144, 112, 130, 126, 131, 125, 128, 128};
+  EXPECT_EQ(CodeBidirectionalVectors(grid, field, true), bytes);
+  ExpectSame(DecodeBidirectionalField(grid, field.modes, bytes, true), field);
+}
+
 TEST(BidirectionalField, DirectVectorsAreTheirPredictorsWithin31) {
   EXPECT_EQ(DirectVector({40, -128}), (MotionVector{31, -31}));
   EXPECT_EQ(DirectVector({-31, 31}), (MotionVector{-31, 31}));

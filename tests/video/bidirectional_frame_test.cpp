@@ -1,9 +1,11 @@
 #include "video/bidirectional_frame.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <random>
 #include <span>
 #include <utility>
@@ -238,6 +240,51 @@ TEST(BidirectionalFrame, CostsLessThanAPredictedFrameInAPan) {
   EXPECT_LT(bidirectional, EncodeInterFrame(pan(4), {}, reference).size());
 }
 
+double MeanAbsoluteError(const Bytes& a, const Bytes& b) {
+  double sum = 0.0;
+  for (size_t i = 0; i < a.size(); ++i) sum += std::abs(a[i] - b[i]);
+  return sum / static_cast<double>(a.size());
+}
+
+TEST(BidirectionalFrame, TheDecodedPictureFollowsTheSource) {
+  // Half of the scene moves, half is new in one anchor: every mode occurs, and a
+  // decoder that took another vector than the encoder would be far off.
+  const auto scene = [](int offset, uint32_t seed) {
+    YuvPlanes picture = test::TexturedPicture(208, 160, 3, 6);
+    picture.y = test::TexturePlane(208, 160, offset, offset / 2, 3);
+    const Bytes other = test::TexturePlane(208, 160, offset, 0, seed);
+    std::copy_n(other.begin(), other.size() / 2, picture.y.begin());
+    std::mt19937 random(seed + static_cast<uint32_t>(offset));
+    for (uint8_t& sample : picture.y) {
+      const int change = static_cast<int>(random() % 9) - 4;
+      sample = static_cast<uint8_t>(std::clamp(sample + change, 0, 255));
+    }
+    return picture;
+  };
+  const YuvPlanes past = scene(0, 8);
+  const YuvPlanes source = scene(6, 9);
+  const YuvPlanes future = scene(12, 9);
+  for (const bool prediction : {true, false}) {
+    const InterFrameOptions options{.quality = 100,
+                                    .motion_prediction = prediction,
+                                    .deblocking = false,
+                                    .sparse_levels = false};
+    const Bytes payload = EncodeBidirectionalFrame(source, options, past, future);
+    std::array<size_t, 4> modes{};
+    for (const BidirectionalMode mode : FieldOf(payload, past, prediction).modes) {
+      ++modes[static_cast<size_t>(mode)];
+    }
+    EXPECT_THAT(modes, ::testing::Each(::testing::Gt(0U)));
+    YuvPlanes decoded;
+    ASSERT_TRUE(DecodeBidirectionalFrame(payload, prediction, false, past, future, decoded));
+    // The steps go up to 26.1 (luma) and 48.4 (chroma), so the errors' spread is
+    // at most 7.6 and 14.
+    EXPECT_LT(MeanAbsoluteError(decoded.y, source.y), 7.6);
+    EXPECT_LT(MeanAbsoluteError(decoded.cb, source.cb), 14.0);
+    EXPECT_LT(MeanAbsoluteError(decoded.cr, source.cr), 14.0);
+  }
+}
+
 TEST(BidirectionalFrame, LevelsAndThreadsDoNotChangeAnything) {
   const YuvPlanes past = test::TexturedPicture(330, 202, 3, 2);
   YuvPlanes source = past;
@@ -294,6 +341,44 @@ TEST(BidirectionalFrameDamage, EverySingleBitFlipIsSurvived) {
       }
     }
   }
+}
+
+TEST(BidirectionalFrameDamage, StreamsThatDoNotFitTheModesAreRefused) {
+  const YuvPlanes past = MovingPicture(48, 16, 0);
+  const MacroblockGrid grid(48, 16);
+  BidirectionalField field(grid.Count());
+  const auto payload_with = [&](std::array<BidirectionalMode, 3> modes) {
+    std::copy(modes.begin(), modes.end(), field.modes.begin());
+    return std::array<Bytes, 5>{
+        entropy::RansEncodeBytes(PackBidirectionalModes(field.modes)),
+        entropy::RansEncodeBytes(CodeBidirectionalVectors(grid, field, true)),
+        entropy::EncodeCoefficients(std::vector<int16_t>(64 * 6 * 2)),
+        entropy::EncodeCoefficients(std::vector<int16_t>(64 * 3)),
+        entropy::EncodeCoefficients(std::vector<int16_t>(64 * 3))};
+  };
+  const auto decodes = [&](const std::array<Bytes, 5>& streams) {
+    YuvPlanes picture;
+    return DecodeBidirectionalFrame(test::MakeInterPayload(past, 45, streams), true, true, past,
+                                    past, picture);
+  };
+  const auto stored = payload_with(
+      {BidirectionalMode::kBoth, BidirectionalMode::kPast, BidirectionalMode::kFuture});
+  const auto direct = payload_with(
+      {BidirectionalMode::kDirect, BidirectionalMode::kDirect, BidirectionalMode::kDirect});
+  ASSERT_TRUE(decodes(stored));
+  ASSERT_TRUE(decodes(direct));
+  ASSERT_TRUE(direct[1].empty());
+  const auto refused_with = [&](std::array<Bytes, 5> streams, size_t number, const Bytes& stream) {
+    streams[number] = stream;
+    EXPECT_FALSE(decodes(streams)) << number;
+  };
+  for (size_t number = 0; number < 5; ++number) refused_with(stored, number, {});
+  refused_with(stored, 0, entropy::RansEncodeBytes(Bytes(2, 0)));
+  refused_with(stored, 1, entropy::RansEncodeBytes(Bytes(6, 128)));
+  refused_with(stored, 1, entropy::RansEncodeBytes(Bytes(10, 128)));
+  refused_with(direct, 1, Bytes(6, 0));
+  refused_with(direct, 1, entropy::RansEncodeBytes(Bytes(2, 128)));
+  refused_with(stored, 2, entropy::EncodeCoefficients(std::vector<int16_t>(64 * 6)));
 }
 
 TEST(BidirectionalFrameDamage, AnchorsOfAnotherSizeAreRefused) {
