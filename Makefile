@@ -12,7 +12,7 @@ override INPUT := $(value INPUT)
 export INPUT
 
 .PHONY: help setup build demo test clang-test asan-test tsan-test windows windows-test \
-  package-windows coverage bench quality option-table sound-table format format-check lint check ci clean
+  package-windows coverage fuzz bench quality option-table sound-table format format-check lint check ci clean
 
 help:
 	@echo "make build               release programs in build/release/bin/"
@@ -25,6 +25,7 @@ help:
 	@echo "make windows-test        their tests, under Wine"
 	@echo "make package-windows     both in an archive, which is tried under Wine"
 	@echo "make coverage            line and branch coverage of the tests"
+	@echo "make fuzz [SECONDS=20] [TARGETS=...]  the fuzzers in turn, so long each"
 	@echo "make bench               kernel benchmarks"
 	@echo "make quality CLIPS=...   size, quality and speed table beside other codecs"
 	@echo "make option-table OPTIONS=--bidirectional CLIPS=... what encode options bring"
@@ -85,6 +86,12 @@ coverage:
 	gcovr --root . --filter src/ --exclude-throw-branches --exclude-unreachable-branches \
 	  --html-details build/coverage/coverage.html --print-summary build/coverage
 	@echo "details: build/coverage/coverage.html"
+
+fuzz:
+	@tools/setup.sh fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	@FUZZ_SECONDS=$(or $(SECONDS),20) tools/fuzz.sh build/fuzz $(TARGETS)
 
 bench:
 	@tools/setup.sh bench

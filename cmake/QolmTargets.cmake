@@ -36,6 +36,12 @@ if(QOLM_SANITIZERS)
     target_compile_options(qolm_compile_options INTERFACE -Wno-pass-failed)
   endif()
 endif()
+if(QOLM_BUILD_FUZZERS)
+  # Every object reports what it covers; libFuzzer's own main is linked to the
+  # fuzzers alone.
+  target_compile_options(qolm_compile_options INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(qolm_compile_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 # What the files of the AVX2 variants are compiled with, and no others.
 set(QOLM_AVX2_OPTIONS -mavx2)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job needs and that are missing.
 #
-#   tools/setup.sh [build|demo|test|bench|coverage|windows|ci] ...      (default: build)
+#   tools/setup.sh [build|demo|test|bench|coverage|fuzz|windows|ci] ...      (default: build)
 #
 # Does nothing, and asks no network, when everything is there. Needs root only
 # when something is missing; without it, says what to install and fails.
@@ -14,6 +14,7 @@ demo_packages=("${build_packages[@]}" ffmpeg python3)
 test_packages=("${build_packages[@]}" ffmpeg python3 libgtest-dev libgmock-dev libpng-dev)
 bench_packages=("${demo_packages[@]}" libbenchmark-dev time)
 coverage_packages=("${test_packages[@]}" gcovr)
+fuzz_packages=("${build_packages[@]}" clang-14 libclang-rt-14-dev libomp-14-dev)
 # The programs for Windows, Wine to run them, and what its media need.
 windows_packages=(cmake ninja-build make ccache g++-mingw-w64-x86-64-posix libz-mingw-w64-dev
   libstb-dev googletest python3 zip unzip ffmpeg wine64
@@ -30,10 +31,11 @@ for job in "$@"; do
     test) wanted+=("${test_packages[@]}") ;;
     bench) wanted+=("${bench_packages[@]}") ;;
     coverage) wanted+=("${coverage_packages[@]}") ;;
+    fuzz) wanted+=("${fuzz_packages[@]}") ;;
     windows) wanted+=("${windows_packages[@]}") ;;
     ci) wanted+=("${ci_packages[@]}") ;;
     *)
-      echo "setup: unknown job '$job'; the jobs are build, demo, test, bench, coverage, windows and ci" >&2
+      echo "setup: unknown job '$job'; the jobs are build, demo, test, bench, coverage, fuzz, windows and ci" >&2
       exit 2
       ;;
   esac

@@ -1,0 +1,119 @@
+#include <algorithm>
+#include <vector>
+
+#include "base/byte_order.h"
+#include "entropy/context_rans.h"
+#include "entropy/rans.h"
+#include "entropy/rans_frequency_table.h"
+#include "fuzz/require.h"
+#include "fuzz/targets.h"
+
+namespace qolm::fuzz {
+namespace {
+
+constexpr uint32_t kMostValues = 1 << 14;
+
+bool Same(Input a, Input b) { return std::equal(a.begin(), a.end(), b.begin(), b.end()); }
+
+// The stored form's rules, one after the other.
+bool IsStoredTable(Input bytes) {
+  if (bytes.size() < 2) return false;
+  const uint32_t entries = LoadLe16(bytes.data());
+  if (entries < 1 || entries > 256 || bytes.size() < 2 + size_t{3} * entries) return false;
+  uint32_t sum = 0;
+  int last_symbol = -1;
+  for (uint32_t i = 0; i < entries; ++i) {
+    const uint8_t* entry = bytes.data() + 2 + size_t{3} * i;
+    if (entry[0] <= last_symbol || LoadLe16(entry + 1) == 0) return false;
+    last_symbol = entry[0];
+    sum += LoadLe16(entry + 1);
+  }
+  return sum == entropy::kRansTotal;
+}
+
+void CheckPlainCoding(Input values) {
+  const std::vector<uint8_t> stream = entropy::RansEncodeBytes(values);
+  QOLM_REQUIRE(stream.empty() == values.empty());
+  if (values.empty()) return;
+  std::vector<uint8_t> decoded(values.size());
+  QOLM_REQUIRE(entropy::RansDecodeBytes(stream, decoded));
+  QOLM_REQUIRE(Same(decoded, values));
+
+  // Whatever follows the stream, its end is found.
+  std::vector<uint8_t> longer = stream;
+  longer.insert(longer.end(), values.begin(), values.end());
+  size_t size = 0;
+  QOLM_REQUIRE(entropy::RansDecodePrefix(longer, decoded, size));
+  QOLM_REQUIRE(size == stream.size());
+  QOLM_REQUIRE(Same(decoded, values));
+}
+
+void CheckContextCoding(Input values) {
+  const std::vector<uint8_t> stream = entropy::ContextRansEncode(values);
+  QOLM_REQUIRE(stream.empty() == values.empty());
+  if (values.empty()) return;
+  std::vector<uint8_t> decoded(values.size());
+  QOLM_REQUIRE(entropy::ContextRansDecode(stream, decoded));
+  QOLM_REQUIRE(Same(decoded, values));
+}
+
+}  // namespace
+
+void Rans(Input input) {
+  CheckPlainCoding(input);
+  if (input.size() < 4) return;
+  const uint32_t count = LoadLe32(input.data());
+  if (count == 0 || count > kMostValues) return;
+
+  std::vector<uint8_t> values(count);
+  const bool decodes = entropy::RansDecodeBytes(input, values);
+  std::vector<uint8_t> prefix_values(count);
+  size_t size = 0;
+  if (entropy::RansDecodePrefix(input, prefix_values, size)) {
+    QOLM_REQUIRE(decodes);
+    QOLM_REQUIRE(size <= input.size());
+    QOLM_REQUIRE(Same(prefix_values, values));
+    QOLM_REQUIRE(entropy::RansDecodeBytes(input.first(size), prefix_values));
+    QOLM_REQUIRE(Same(prefix_values, values));
+  }
+  if (decodes) CheckPlainCoding(values);
+  values.push_back(0);
+  QOLM_REQUIRE(!entropy::RansDecodeBytes(input, values));
+}
+
+void FrequencyTable(Input input) {
+  entropy::RansFrequencyTable table;
+  const bool loads = entropy::LoadRansFrequencyTable(input, table);
+  QOLM_REQUIRE(loads == IsStoredTable(input));
+  if (!loads) return;
+
+  uint32_t sum = 0;
+  uint32_t entries = 0;
+  for (size_t symbol = 0; symbol < 256; ++symbol) {
+    QOLM_REQUIRE(table.cum[symbol] == sum || table.freq[symbol] == 0);
+    sum += table.freq[symbol];
+    entries += table.freq[symbol] > 0 ? 1 : 0;
+  }
+  QOLM_REQUIRE(sum == entropy::kRansTotal);
+  QOLM_REQUIRE(entries == table.entry_count);
+
+  std::vector<uint8_t> stored(entropy::StoredTableSize(table));
+  QOLM_REQUIRE(stored.size() <= input.size());
+  entropy::StoreRansFrequencyTable(table, stored.data());
+  QOLM_REQUIRE(Same(stored, input.first(stored.size())));
+}
+
+void ContextRans(Input input) {
+  CheckContextCoding(input);
+  uint32_t count = 0;
+  const bool has_head = entropy::ContextRansCount(input, count);
+  QOLM_REQUIRE(has_head == (input.size() >= 5));
+  if (!has_head || count == 0 || count > kMostValues) return;
+
+  std::vector<uint8_t> values(count);
+  if (entropy::ContextRansDecode(input, values)) CheckContextCoding(values);
+  values.push_back(0);
+  QOLM_REQUIRE(!entropy::ContextRansDecode(input, values));
+}
+
+}  // namespace qolm::fuzz

@@ -1,0 +1,30 @@
+#include "fuzz/targets.h"
+
+#include <array>
+
+namespace qolm::fuzz {
+
+std::span<const Target> AllTargets() {
+  static constexpr std::array kTargets = {
+      Target{"rans", Rans},
+      Target{"frequency_table", FrequencyTable},
+      Target{"context_rans", ContextRans},
+      Target{"coefficient_tokens", CoefficientTokens},
+      Target{"coefficient_stream", CoefficientStream},
+      Target{"key_frame", KeyFrame},
+      Target{"predicted_frame", PredictedFrame},
+      Target{"bidirectional_frame", BidirectionalFrame},
+      Target{"adpcm_sound", AdpcmSound},
+      Target{"transform_sound", TransformSound},
+      Target{"file", File},
+      Target{"large_file", LargeFile},
+      Target{"round_trip", RoundTrip},
+      Target{"encode_options", EncodeOptions},
+      Target{"export_options", ExportOptions},
+      Target{"video_source", VideoSource},
+      Target{"audio_source", AudioSource},
+  };
+  return kTargets;
+}
+
+}  // namespace qolm::fuzz
