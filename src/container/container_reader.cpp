@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "base/byte_order.h"
-#include "container/record_header_walk.h"
 
 namespace qolm::container {
 

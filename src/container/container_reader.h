@@ -16,6 +16,7 @@
 
 #include "container/input_file.h"
 #include "container/layout.h"
+#include "container/record_header_walk.h"
 
 namespace qolm::container {
 
@@ -60,6 +61,9 @@ class ContainerReader {
 
   // Reads the record header at `offset`. False when it does not lie in the file.
   [[nodiscard]] bool read_record_header(uint64_t offset, RecordHeader& header) const;
+
+  // Reads many record headers at ascending offsets; not beyond the next open() or reset().
+  RecordHeaderWalk record_headers() const { return RecordHeaderWalk(file_); }
 
   // Reads the payload of the record whose header, at `offset`, is `header`.
   // False, with an empty `payload`, when it is larger than 100 MiB or does not

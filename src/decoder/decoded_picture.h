@@ -16,6 +16,13 @@ struct DecodedPicture {
   uint64_t id = 0;      // names the picture among all of this process; 0 names none
 };
 
+// Bytes of the three planes of a picture; sizes are luma pixels.
+inline uint64_t PlaneBytes(uint32_t width, uint32_t height) {
+  const uint64_t chroma_width = (uint64_t{width} + 1) / 2;
+  const uint64_t chroma_height = (uint64_t{height} + 1) / 2;
+  return uint64_t{width} * height + 2 * chroma_width * chroma_height;
+}
+
 }  // namespace qolm::decoder
 
 #endif  // QOLM_DECODER_DECODED_PICTURE_H_

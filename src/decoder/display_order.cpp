@@ -13,25 +13,33 @@ int64_t EndOf(const DisplayItem& item) { return item.first_number + item.frames;
 
 }  // namespace
 
-void DisplayOrder::add(const container::RecordHeader& record, DecodedPicture picture) {
-  DisplayItem item{.type = record.type, .frames = 1, .picture = std::move(picture)};
-  if (record.type == RecordType::kRepeatRun && record.count > 0) item.frames = record.count;
-  if (!stored_order_) {
+void DisplayOrder::add(const container::RecordHeader& record, DecodedPicture picture,
+                       uint64_t plane_bytes) {
+  const bool is_run = record.type == RecordType::kRepeatRun;
+  DisplayItem item{.type = record.type,
+                   .frames = is_run && record.count > 0 ? record.count : 1,
+                   .plane_bytes = plane_bytes,
+                   .picture = std::move(picture)};
+  if (mode_ == Mode::kNumbersLost && record.type == RecordType::kKeyFrame &&
+      record.frame_no == static_cast<uint16_t>(frames_shown_)) {
+    mode_ = Mode::kByNumber;
+  }
+  if (mode_ == Mode::kByNumber) {
     // A run of no frames shows one all the same, which its number does not count.
-    const bool counted = record.type != RecordType::kRepeatRun || record.count > 0;
+    const bool counted = !is_run || record.count > 0;
     item.first_number = NumberOf(record);
     if (counted && Park(item)) return;
-    stored_order_ = true;
+    mode_ = Mode::kNumbersLost;
   }
   waiting_.push_back(std::move(item));
 }
 
 bool DisplayOrder::take(DisplayItem& item) {
   if (waiting_.empty()) return false;
-  if (!stored_order_ && waiting_.front().first_number != next_number_) return false;
+  if (mode_ == Mode::kByNumber && waiting_.front().first_number != frames_shown_) return false;
   item = std::move(waiting_.front());
   waiting_.erase(waiting_.begin());
-  next_number_ = EndOf(item);
+  frames_shown_ += item.frames;
   return true;
 }
 
@@ -39,8 +47,8 @@ bool DisplayOrder::take(DisplayItem& item) {
 // else continues near the end of what has been added.
 int64_t DisplayOrder::NumberOf(const container::RecordHeader& record) const {
   const bool is_picture = record.type != RecordType::kRepeatRun;
-  if (is_picture && record.frame_no == static_cast<uint16_t>(next_number_)) return next_number_;
-  const int64_t end = waiting_.empty() ? next_number_ : EndOf(waiting_.back());
+  if (is_picture && record.frame_no == static_cast<uint16_t>(frames_shown_)) return frames_shown_;
+  const int64_t end = waiting_.empty() ? frames_shown_ : EndOf(waiting_.back());
   return end + static_cast<int16_t>(record.frame_no - static_cast<uint16_t>(end));
 }
 
@@ -50,7 +58,7 @@ bool DisplayOrder::Park(DisplayItem& item) {
   const auto behind = std::find_if(waiting_.begin(), waiting_.end(), [&](const DisplayItem& other) {
     return other.first_number >= item.first_number;
   });
-  if (item.first_number < next_number_) return false;
+  if (item.first_number < frames_shown_) return false;
   if (behind != waiting_.end() && behind->first_number < EndOf(item)) return false;
   if (behind != waiting_.begin()) {
     DisplayItem& before = *std::prev(behind);
@@ -62,9 +70,17 @@ bool DisplayOrder::Park(DisplayItem& item) {
       return true;
     }
   }
-  if (item.first_number != next_number_ && waiting_.size() == kMaxParked) return false;
+  if (item.first_number != frames_shown_ && !HasRoomFor(item)) return false;
   waiting_.insert(behind, std::move(item));
   return true;
+}
+
+bool DisplayOrder::HasRoomFor(const DisplayItem& item) const {
+  if (waiting_.size() == kMaxParked) return false;
+  uint64_t parked_bytes = 0;
+  for (const DisplayItem& other : waiting_) parked_bytes += other.plane_bytes;
+  return parked_bytes == 0 || item.plane_bytes == 0 ||
+         parked_bytes + item.plane_bytes <= kMaxParkedPlaneBytes;
 }
 
 }  // namespace qolm::decoder

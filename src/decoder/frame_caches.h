@@ -28,7 +28,7 @@ struct Snapshot {
   SharedPlanes planes;         // the last anchor that was rebuilt
   SharedPlanes secondary_ref;  // the anchor before it; null where the file keeps none
   DecodedPicture shown;        // the delivered picture: the last anchor, or one that waited
-  DisplayOrder order = DisplayOrder::Stored();  // with the pictures that wait behind it
+  DisplayOrder order{DisplayOrder::Mode::kStored, 0};  // with the pictures that wait behind it
 };
 
 class FrameCaches {

@@ -34,7 +34,7 @@ struct FrameDecoder::State {
       : reader(opened),
         order(pixel_order),
         reconstruction(opened.header().flags, opened.header().width, opened.header().height),
-        display_order(InitialOrder(opened.header())),
+        display_order(DisplayOrder::For(opened.header())),
         caches(cache_bytes),
         sound(opened) {}
 
@@ -113,7 +113,7 @@ bool FrameDecoder::State::ReadRecord() {
 
   switch (header.type) {
     case RecordType::kRepeatRun:
-      display_order.add(header, {});
+      display_order.add(header, {}, 0);
       return true;
     case RecordType::kIndex:
       return true;
@@ -129,11 +129,12 @@ bool FrameDecoder::State::Rebuild(uint64_t offset, const RecordHeader& header) {
   if (!reader.read_payload(offset, header, payload)) return false;
   // In stored order this picture is the next to be shown, so it may take the
   // place of the one that is shown now.
-  if (display_order.in_stored_order()) shown.planes.reset();
+  if (display_order.mode() != DisplayOrder::Mode::kByNumber) shown.planes.reset();
   DecodedPicture picture;
   if (!reconstruction.reconstruct(header.type, header.count, payload, picture.planes)) return false;
   picture.id = NewPictureId();
-  display_order.add(header, std::move(picture));
+  const uint64_t plane_bytes = PlaneBytes(picture.planes->width, picture.planes->height);
+  display_order.add(header, std::move(picture), plane_bytes);
   return true;
 }
 
@@ -172,7 +173,7 @@ void FrameDecoder::State::Deliver(OutputFrame& out) const {
 
 void FrameDecoder::State::MoveTo(const SeekPoint& point) {
   StandBefore(point.frame_number, static_cast<int32_t>(point.record_index));
-  display_order = Points().order_from(point);
+  display_order = DisplayOrder(point.order, point.frame_number);
   shown = {};
   reconstruction.restore(nullptr, nullptr);
 }

@@ -54,7 +54,9 @@ class FrameDecoder {
   // The next frame; false at the end of the file or at a record that cannot be
   // read or rebuilt, and from then on until a seek. Frames that wait for such a
   // record come before that. Reads at most one video record, and in files with
-  // bidirectional frames up to DisplayOrder::kMaxParked more. A repeat into the
+  // bidirectional frames as many more as may wait for it: DisplayOrder::kMaxParked
+  // (repeat runs that follow each other are one), whose pictures take at most
+  // DisplayOrder::kMaxParkedPlaneBytes or are a single one. A repeat into the
   // OutputFrame that holds its picture copies nothing.
   [[nodiscard]] bool next_frame(OutputFrame& out);
 
@@ -77,7 +79,9 @@ class FrameDecoder {
   StreamEnd stream_end() const;
 
   // Makes the frame of this entry of reader.keyframes() the next one. False
-  // when there is no such entry.
+  // when there is no such entry, when the frame's number is above 2^31 - 1, and
+  // where numbers that make no sense show the frame amid earlier ones and
+  // seek_to_frame to it fails.
   [[nodiscard]] bool seek_to_key_frame(size_t keyframes_entry);
 
   // Makes `frame_number` the next frame, with the same pictures from there on

@@ -1,5 +1,8 @@
 #include "decoder/reconstruct.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
 #include <utility>
 
 #include "container/layout.h"
@@ -10,11 +13,9 @@
 namespace qolm::decoder {
 namespace {
 
-// Every picture here is created as a mutable object; it is handed out as const
-// so that nobody but its only holder can change it.
-video::YuvPlanes& Mutable(const SharedPlanes& planes) {
-  return const_cast<video::YuvPlanes&>(*planes);
-}
+// Two anchors and the picture between them: one of these is free whenever a
+// further picture is rebuilt and nobody else holds any.
+constexpr size_t kPicturesInTurn = 3;
 
 }  // namespace
 
@@ -29,28 +30,33 @@ bool Reconstruction::reconstruct(container::RecordType type, uint8_t /*count*/,
 
   switch (type) {
     case container::RecordType::kKeyFrame: {
-      if (bidirectional) secondary_ref_ = current_;
+      secondary_ref_ = bidirectional ? std::move(current_) : nullptr;
+      current_ = nullptr;
       const bool cclc = (header_flags_ & container::kFlagCclc) != 0;
-      if (!video::DecodeKeyFrame(payload, cclc, deblocking, WritableBlank())) return false;
-      picture = current_;
+      const auto rebuilt = FreePicture();
+      if (!video::DecodeKeyFrame(payload, cclc, deblocking, *rebuilt)) return false;
+      picture = current_ = rebuilt;
       return true;
     }
-    case container::RecordType::kPredictedFrame:
-      if (bidirectional) secondary_ref_ = current_;
+    case container::RecordType::kPredictedFrame: {
       if (payload.empty()) return false;
-      if (!video::DecodeInterFrame(payload, motion_prediction, deblocking, WritableCopy())) {
+      if (bidirectional) secondary_ref_ = current_;
+      const SharedPlanes reference = current_ ? std::move(current_) : blank();
+      const auto rebuilt = FreePicture();
+      if (!video::DecodeInterFrame(payload, motion_prediction, deblocking, *reference, *rebuilt)) {
         return false;
       }
-      picture = current_;
+      picture = current_ = rebuilt;
       return true;
+    }
     case container::RecordType::kBidirectionalFrame: {
       if (!bidirectional || !current_ || !secondary_ref_) return false;
-      auto between = std::make_shared<video::YuvPlanes>();
+      const auto rebuilt = FreePicture();
       if (!video::DecodeBidirectionalFrame(payload, motion_prediction, deblocking, *secondary_ref_,
-                                           *current_, *between)) {
+                                           *current_, *rebuilt)) {
         return false;
       }
-      picture = std::move(between);
+      picture = rebuilt;
       return true;
     }
     default:
@@ -69,16 +75,17 @@ void Reconstruction::restore(SharedPlanes current, SharedPlanes secondary_ref) {
   secondary_ref_ = std::move(secondary_ref);
 }
 
-// A picture that caches hold must stay as it is, so the next one is made beside it.
-video::YuvPlanes& Reconstruction::WritableCopy() {
-  if (!current_) current_ = blank();
-  if (current_.use_count() > 1) current_ = std::make_shared<video::YuvPlanes>(*current_);
-  return Mutable(current_);
-}
-
-video::YuvPlanes& Reconstruction::WritableBlank() {
-  if (current_.use_count() != 1) current_ = std::make_shared<video::YuvPlanes>();
-  return Mutable(current_);
+// A picture to rebuild into, whatever it holds. One that others still hold must
+// stay as it is; it leaves the turn when it is the oldest.
+std::shared_ptr<video::YuvPlanes> Reconstruction::FreePicture() {
+  const auto free = std::find_if(rebuilt_.begin(), rebuilt_.end(),
+                                 [](const auto& planes) { return planes.use_count() == 1; });
+  if (free != rebuilt_.end()) {
+    std::rotate(free, std::next(free), rebuilt_.end());
+    return rebuilt_.back();
+  }
+  if (rebuilt_.size() == kPicturesInTurn) rebuilt_.erase(rebuilt_.begin());
+  return rebuilt_.emplace_back(std::make_shared<video::YuvPlanes>());
 }
 
 }  // namespace qolm::decoder

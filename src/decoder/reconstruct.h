@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <vector>
 
 #include "container/layout.h"
 #include "decoder/decoded_picture.h"
@@ -20,10 +21,10 @@ class Reconstruction {
   Reconstruction(uint16_t header_flags, uint32_t width, uint32_t height);
 
   // Rebuilds the payload of a record of type 1, 2 or 4 into `picture`. Types 1
-  // and 2 also make it the last anchor; where nobody else holds the one before,
-  // that is changed in place. Returns false, with `picture` untouched and the
-  // last anchor unspecified, when the payload is malformed, the type carries no
-  // picture or a type 4 payload does not find both of its anchors.
+  // and 2 also make it the last anchor. Returns false, with `picture` untouched
+  // and the anchors unspecified, when the payload is malformed, the type carries
+  // no picture or a type 4 payload does not find both of its anchors. The memory
+  // of an earlier picture that nobody holds any more is used again.
   [[nodiscard]] bool reconstruct(container::RecordType type, uint8_t count,
                                  std::span<const uint8_t> payload, SharedPlanes& picture);
 
@@ -42,14 +43,14 @@ class Reconstruction {
   void restore(SharedPlanes current, SharedPlanes secondary_ref);
 
  private:
-  video::YuvPlanes& WritableCopy();
-  video::YuvPlanes& WritableBlank();
+  std::shared_ptr<video::YuvPlanes> FreePicture();
 
   uint16_t header_flags_;
   uint32_t width_;        // pixels
   uint32_t height_;       // pixels
   SharedPlanes current_;  // null before the first picture
   SharedPlanes secondary_ref_;
+  std::vector<std::shared_ptr<video::YuvPlanes>> rebuilt_;  // the last few, oldest first
 };
 
 }  // namespace qolm::decoder

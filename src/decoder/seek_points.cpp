@@ -4,18 +4,36 @@
 #include <iterator>
 #include <limits>
 
+#include "base/byte_order.h"
 #include "container/layout.h"
+#include "container/record_header_walk.h"
 
 namespace qolm::decoder {
+namespace {
 
 using container::RecordHeader;
 using container::RecordType;
 
+// Of the picture that a key frame's payload begins to tell of; 0 when it cannot be read.
+uint64_t KeyFramePlaneBytes(const container::ContainerReader& reader, uint64_t offset,
+                            RecordHeader header) {
+  constexpr uint32_t kSizeBytes = 4;
+  if (header.size < kSizeBytes) return 0;
+  header.size = kSizeBytes;
+  std::vector<uint8_t> size;
+  if (!reader.read_payload(offset, header, size)) return 0;
+  return PlaneBytes(LoadLe16(size.data()), LoadLe16(size.data() + 2));
+}
+
+}  // namespace
+
 SeekPoints::SeekPoints(const container::ContainerReader& reader)
     : key_frame_numbers_(reader.keyframes().size(), 0), points_(1) {
-  const bool bidirectional = (reader.header().flags & container::kFlagBidirectional) != 0;
-  DisplayOrder order = InitialOrder(reader.header());
-  if (order.in_stored_order()) stored_order_from_ = 0;
+  DisplayOrder order = DisplayOrder::For(reader.header());
+  points_[0].order = order.mode();
+  const bool bidirectional = order.mode() != DisplayOrder::Mode::kStored;
+  // Predicted and bidirectional frames have the size of the key frame before them.
+  uint64_t plane_bytes = PlaneBytes(reader.header().width, reader.header().height);
   int64_t frames_shown = 0;
   size_t key_frames = 0;
   uint32_t last_anchor = 0;  // record
@@ -36,22 +54,24 @@ SeekPoints::SeekPoints(const container::ContainerReader& reader)
   };
 
   const std::vector<uint64_t>& index = reader.index();
+  container::RecordHeaderWalk walk = reader.record_headers();
   RecordHeader header;
   for (uint32_t entry = 0; entry < index.size(); ++entry) {
-    if (!reader.read_record_header(index[entry], header)) break;
+    if (!walk.read(index[entry], header)) break;
     const bool is_run = header.type == RecordType::kRepeatRun;
     if (!is_run && container::frames_in_record(header) == 0) continue;
     const bool is_key = header.type == RecordType::kKeyFrame;
     if (is_key && key_frames == key_frame_numbers_.size()) break;  // not the file that was opened
     if (is_key) ++key_frames;
+    if (is_key && bidirectional) plane_bytes = KeyFramePlaneBytes(reader, index[entry], header);
     const bool was_in_order = order.waiting().empty();
-    order.add(header, {nullptr, is_key ? key_frames : 0});
+    const DisplayOrder::Mode mode = order.mode();
+    order.add(header, {nullptr, is_key ? key_frames : 0}, is_run ? 0 : plane_bytes);
     const int64_t number = take_all();
-    if (order.in_stored_order()) stored_order_from_ = std::min(stored_order_from_, entry);
 
     const bool is_point = is_key && was_in_order && order.waiting().empty();
     if (is_point && entry > 0 && number <= std::numeric_limits<int32_t>::max()) {
-      points_.push_back({static_cast<int32_t>(number), entry});
+      points_.push_back({static_cast<int32_t>(number), entry, mode});
     }
     // A picture between a key frame and the anchor before it needs both.
     const bool reaches_back = bidirectional && header.type == RecordType::kBidirectionalFrame;
@@ -76,16 +96,6 @@ const SeekPoint& SeekPoints::last_before_record(uint32_t record_index) const {
       std::next(points_.begin()), points_.end(), record_index,
       [](uint32_t index, const SeekPoint& point) { return index < point.record_index; });
   return *std::prev(behind);
-}
-
-DisplayOrder SeekPoints::order_from(const SeekPoint& point) const {
-  return point.record_index >= stored_order_from_ ? DisplayOrder::Stored()
-                                                  : DisplayOrder::ByNumber(point.frame_number);
-}
-
-DisplayOrder InitialOrder(const container::FileHeader& header) {
-  const bool bidirectional = (header.flags & container::kFlagBidirectional) != 0;
-  return bidirectional ? DisplayOrder::ByNumber(0) : DisplayOrder::Stored();
 }
 
 }  // namespace qolm::decoder

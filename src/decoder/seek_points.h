@@ -10,16 +10,19 @@
 
 namespace qolm::decoder {
 
-// A record behind which all is shown as when decoding from the start: it and
-// everything before it in the file is shown in the order of the file.
+// A record from which on all is shown as when decoding from the start:
+// everything before it in the file is shown before it, and nothing behind it
+// refers further back.
 struct SeekPoint {
-  int32_t frame_number = 0;   // that the record shows
-  uint32_t record_index = 0;  // its entry in the reader's index
+  int32_t frame_number = 0;    // that the record shows
+  uint32_t record_index = 0;   // its entry in the reader's index
+  DisplayOrder::Mode order{};  // in which a decoder comes to the record
 };
 
 class SeekPoints {
  public:
-  // Walks every record header of `reader` once.
+  // Walks every record header of `reader` once, and the sizes of key frames
+  // where pictures may wait for each other.
   explicit SeekPoints(const container::ContainerReader& reader);
 
   // For each entry of reader.keyframes() the number that its frame is shown
@@ -30,17 +33,10 @@ class SeekPoints {
   const SeekPoint& last_before_frame(int32_t frame_number) const;
   const SeekPoint& last_before_record(uint32_t record_index) const;
 
-  // The order in which a decoder goes on from a point.
-  DisplayOrder order_from(const SeekPoint& point) const;
-
  private:
   std::vector<int32_t> key_frame_numbers_;
-  std::vector<SeekPoint> points_;            // ascending in both members, never empty
-  uint32_t stored_order_from_ = UINT32_MAX;  // the record whose number made no sense
+  std::vector<SeekPoint> points_;  // ascending in both numbers, never empty
 };
-
-// The order in which the frames of the file are shown.
-DisplayOrder InitialOrder(const container::FileHeader& header);
 
 }  // namespace qolm::decoder
 

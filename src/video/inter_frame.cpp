@@ -49,10 +49,10 @@ std::vector<uint8_t> EncodeInterFrame(const YuvPlanes& source, const InterFrameO
 }
 
 bool DecodeInterFrame(std::span<const uint8_t> payload, bool motion_prediction, bool deblocking,
-                      YuvPlanes& current) {
+                      const YuvPlanes& reference, YuvPlanes& picture) {
   InterPayload parsed;
-  if (!ParseInterPayload(payload, current, parsed)) return false;
-  const MacroblockGrid grid(current.width, current.height);
+  if (!ParseInterPayload(payload, reference, parsed)) return false;
+  const MacroblockGrid grid(reference.width, reference.height);
 
   std::vector<uint8_t> split_map((grid.Count() + 7) / 8);
   if (!entropy::RansDecodeBytes(parsed.streams[0], split_map)) return false;
@@ -60,16 +60,14 @@ bool DecodeInterFrame(std::span<const uint8_t> payload, bool motion_prediction, 
   if (!entropy::RansDecodeBytes(parsed.streams[1], motion_bytes)) return false;
 
   const InterTables tables(parsed.quality);
-  YuvPlanes picture;
-  ResizeYuvPlanes(picture, current.width, current.height);
+  ResizeYuvPlanes(picture, reference.width, reference.height);
   ResidualPlanes residuals(tables, picture);
   if (!residuals.DecodeLevels(std::span(parsed.streams).subspan<2>())) return false;
 
-  CompensateMotion(current, grid,
+  CompensateMotion(reference, grid,
                    DecodeMotionField(grid, split_map, motion_bytes, motion_prediction), picture);
   residuals.Reconstruct();
   if (deblocking) DeblockReference(picture, tables.luma.step[0], tables.chroma.step[0]);
-  current = std::move(picture);
   return true;
 }
 

@@ -27,12 +27,13 @@ struct InterFrameOptions {
 std::vector<uint8_t> EncodeInterFrame(const YuvPlanes& source, const InterFrameOptions& options,
                                       YuvPlanes& reference);
 
-// Rebuilds a type 2 payload against `current`, which it replaces.
-// `motion_prediction` and `deblocking` come from the file header's flag word
-// (bits 14, 15). Returns false for a malformed payload (one whose size differs
-// from `current` is), with `current` then unspecified but of its old size.
+// Rebuilds a type 2 payload against `reference` into `picture`, which is
+// another one. `motion_prediction` and `deblocking` come from the file header's
+// flag word (bits 14, 15). Returns false for a malformed payload (one whose size
+// differs from `reference` is), with `picture` then unspecified.
 [[nodiscard]] bool DecodeInterFrame(std::span<const uint8_t> payload, bool motion_prediction,
-                                    bool deblocking, YuvPlanes& current);
+                                    bool deblocking, const YuvPlanes& reference,
+                                    YuvPlanes& picture);
 
 }  // namespace qolm::video
 

@@ -26,9 +26,36 @@ class DamagedFileTest : public testing::Test {
     const std::vector<Record> records = {
         coder.Key(MovingPicture(17, 11, 0)), coder.Predicted(MovingPicture(17, 11, 1)),
         test::Repeat(3), test::Sound({1, 2}), coder.Predicted(MovingPicture(17, 11, 2))};
+    return Write(header, records, fast_start);
+  }
+
+  // A file of frames that are stored in another order than they are shown:
+  // 1@0 5x2@2 2@4 4@1 8 2@5 1@6.
+  std::vector<uint8_t> WholeFileOfHeldFrames(bool fast_start) {
+    container::FileHeader header = test::PlainHeader(17, 11);
+    header.flags |= container::kFlagBidirectional | container::kFlagCclc |
+                    container::kFlagDeblocking | container::kFlagMotionPrediction;
+    test::PictureCoder coder(header.flags, 30);
+    std::vector<Record> records = {coder.Key(MovingPicture(17, 11, 0)),
+                                   test::Repeat(2),
+                                   coder.Predicted(MovingPicture(17, 11, 4)),
+                                   coder.Bidirectional(MovingPicture(17, 11, 1)),
+                                   test::Sound({1, 2}),
+                                   coder.Predicted(MovingPicture(17, 11, 5)),
+                                   coder.Key(MovingPicture(17, 11, 6))};
+    records[1].frame_no = 2;
+    records[2].frame_no = 4;
+    records[3].frame_no = 1;
+    return Write(header, records, fast_start);
+  }
+
+  std::vector<uint8_t> Write(container::FileHeader header, const std::vector<Record>& records,
+                             bool fast_start) {
     header.frame_count = test::FrameCount(records);
+    frames_ = static_cast<int32_t>(header.frame_count);
+    media_records_ = records.size();
     EXPECT_TRUE(test::WriteContainerFile(Path(), header, records, {fast_start, {7, 7, 7}}));
-    EXPECT_EQ(Decode(), 6);
+    EXPECT_EQ(Decode(), frames_);
     return test::ReadBytes(Path());
   }
 
@@ -64,13 +91,14 @@ class DamagedFileTest : public testing::Test {
     for (size_t length = first; length < last; ++length) {
       Replace(std::span(bytes).first(length));
       const int32_t frames = Decode();
-      EXPECT_LE(frames, 6);
+      EXPECT_LE(frames, frames_);
       if (length < container::kFileHeaderBytes) {
         EXPECT_EQ(frames, -1);
       }
       most = std::max(most, frames);
     }
-    EXPECT_GE(most, 5) << "a cut behind the last records still shows the frames before it";
+    EXPECT_GE(most, frames_ - 1)
+        << "a cut behind the last records still shows the frames before it";
   }
 
   // Flips every bit of bytes [first, last) alone.
@@ -84,10 +112,19 @@ class DamagedFileTest : public testing::Test {
       }
     }
     Replace(bytes);
-    EXPECT_EQ(Decode(), 6);
+    EXPECT_EQ(Decode(), frames_);
   }
 
+  // Where the records begin behind a front index, and where that index's entries end.
+  static constexpr size_t kFrontIndexAt = 48 + 8 + 3;
+  static size_t MediaBegin() {
+    return kFrontIndexAt + 8 + container::front_index_payload_bytes(8192);
+  }
+  size_t FrontIndexEnd() const { return kFrontIndexAt + 8 + 4 + 8 * (media_records_ + 1); }
+
   test::TemporaryFolder folder_;
+  int32_t frames_ = 0;
+  size_t media_records_ = 0;
 };
 
 TEST_F(DamagedFileTest, CutAtEveryByte) {
@@ -97,9 +134,19 @@ TEST_F(DamagedFileTest, CutAtEveryByte) {
 
 TEST_F(DamagedFileTest, CutAtEveryByteBehindAFrontIndex) {
   const std::vector<uint8_t> bytes = WholeFile(true);
-  const size_t media = 48 + 8 + 3 + 8 + container::front_index_payload_bytes(8192);
-  ASSERT_GT(bytes.size(), media);
-  CutEverywhere(bytes, media, bytes.size());
+  ASSERT_GT(bytes.size(), MediaBegin());
+  CutEverywhere(bytes, MediaBegin(), bytes.size());
+}
+
+TEST_F(DamagedFileTest, HeldFramesCutAtEveryByte) {
+  const std::vector<uint8_t> bytes = WholeFileOfHeldFrames(false);
+  CutEverywhere(bytes, kFrontIndexAt, bytes.size());
+}
+
+TEST_F(DamagedFileTest, HeldFramesCutAtEveryByteBehindAFrontIndex) {
+  const std::vector<uint8_t> bytes = WholeFileOfHeldFrames(true);
+  ASSERT_GT(bytes.size(), MediaBegin());
+  CutEverywhere(bytes, MediaBegin(), bytes.size());
 }
 
 TEST_F(DamagedFileTest, EveryBitFlipped) {
@@ -109,7 +156,18 @@ TEST_F(DamagedFileTest, EveryBitFlipped) {
 
 TEST_F(DamagedFileTest, EveryBitOfHeadAndFrontIndexFlipped) {
   const std::vector<uint8_t> bytes = WholeFile(true);
-  FlipEverywhere(bytes, 0, 48 + 8 + 3 + 8 + 4 + 8 * 6);
+  FlipEverywhere(bytes, 0, FrontIndexEnd());
+}
+
+TEST_F(DamagedFileTest, EveryBitOfHeldFramesFlipped) {
+  const std::vector<uint8_t> bytes = WholeFileOfHeldFrames(false);
+  FlipEverywhere(bytes, 0, bytes.size());
+}
+
+// The same records stand behind a front index.
+TEST_F(DamagedFileTest, EveryBitOfHeadAndFrontIndexOfHeldFramesFlipped) {
+  const std::vector<uint8_t> bytes = WholeFileOfHeldFrames(true);
+  FlipEverywhere(bytes, 0, FrontIndexEnd());
 }
 
 TEST_F(DamagedFileTest, RandomBytesBehindAWholeHeader) {

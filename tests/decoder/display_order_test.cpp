@@ -19,6 +19,7 @@ using container::RecordType;
 using test::FrameKind;
 using test::StoredOrderModel;
 using testing::ElementsAre;
+using Mode = DisplayOrder::Mode;
 
 RecordHeader Key(uint16_t number) { return {.type = RecordType::kKeyFrame, .frame_no = number}; }
 RecordHeader Predicted(uint16_t number) {
@@ -39,7 +40,7 @@ struct Shown {
 };
 
 // Feeds the records as a decoder does: a further one only when nothing is ready.
-Shown Show(const std::vector<RecordHeader>& records, DisplayOrder order) {
+Shown Show(const std::vector<RecordHeader>& records, DisplayOrder order, uint64_t plane_bytes = 1) {
   Shown shown;
   const auto take_all = [&] {
     DisplayItem item;
@@ -57,11 +58,11 @@ Shown Show(const std::vector<RecordHeader>& records, DisplayOrder order) {
   };
   for (size_t i = 0; i < records.size(); ++i) {
     const bool repeats = records[i].type == RecordType::kRepeatRun;
-    order.add(records[i], {nullptr, repeats ? 0 : i + 1});
+    order.add(records[i], {nullptr, repeats ? 0 : i + 1}, repeats ? 0 : plane_bytes);
     take_all();
     shown.most_waiting = std::max(shown.most_waiting, order.waiting().size());
   }
-  shown.stored_order = order.in_stored_order();
+  shown.stored_order = order.mode() != Mode::kByNumber;
   order.release();
   take_all();
   EXPECT_TRUE(order.waiting().empty());
@@ -69,7 +70,7 @@ Shown Show(const std::vector<RecordHeader>& records, DisplayOrder order) {
 }
 
 Shown ShowByNumber(const std::vector<RecordHeader>& records) {
-  return Show(records, DisplayOrder::ByNumber(0));
+  return Show(records, DisplayOrder(Mode::kByNumber, 0));
 }
 
 TEST(DisplayOrderTest, HeldFrameComesBeforeTheFrameThatItWasCodedBehind) {
@@ -95,7 +96,7 @@ TEST(DisplayOrderTest, HeldFrameIsFlushedBeforeAKeyFrameAndBeforeTheLastRun) {
   EXPECT_FALSE(shown.stored_order);
 }
 
-TEST(DisplayOrderTest, RunsBehindAHeldFrameWaitAsOneWhateverTheirLength) {
+TEST(DisplayOrderTest, RunsBehindAHeldFrameWaitAsOneAcrossTurnsOfTheNumbers) {
   StoredOrderModel model;
   for (const FrameKind kind : {FrameKind::kKey, FrameKind::kChanged}) model.frame(kind);
   for (int i = 0; i < 200'000; ++i) model.frame(FrameKind::kStatic);
@@ -106,6 +107,27 @@ TEST(DisplayOrderTest, RunsBehindAHeldFrameWaitAsOneWhateverTheirLength) {
   EXPECT_EQ(shown.pictures, model.shown_record());
   EXPECT_FALSE(shown.stored_order);
   EXPECT_EQ(shown.most_waiting, 2U);
+}
+
+// The held frame is frame 1, and the next anchor is stored under that number too.
+TEST(DisplayOrderTest, RunOfAWholeTurnLessOneChangesThePlacesOfItsTwoPicturesOnly) {
+  for (const int length : {65534, 65535, 65536, 131070, 131071, 131072}) {
+    StoredOrderModel model;
+    for (const FrameKind kind : {FrameKind::kKey, FrameKind::kChanged}) model.frame(kind);
+    for (int i = 0; i < length; ++i) model.frame(FrameKind::kStatic);
+    for (int i = 0; i < 4; ++i) model.frame(FrameKind::kChanged);
+    model.finish();
+    std::vector<size_t> expected = model.shown_record();
+    if (length % 65536 == 65535) {
+      const size_t held = expected[1];
+      const auto anchor = expected.begin() + 2 + length;
+      std::fill(expected.begin() + 1, anchor, *anchor);
+      *anchor = held;
+    }
+    const Shown shown = ShowByNumber(model.records());
+    EXPECT_EQ(shown.pictures, expected) << length;
+    EXPECT_FALSE(shown.stored_order) << length;
+  }
 }
 
 // Every file of a session comes out as its frames went in, however its frames
@@ -166,7 +188,7 @@ TEST(DisplayOrderTest, SessionThatHoldsNothingIsShownAsStored) {
     model.frame(random() % 3 == 0 ? FrameKind::kChanged : FrameKind::kStatic);
   }
   model.finish();
-  for (const auto& order : {DisplayOrder::ByNumber(0), DisplayOrder::Stored()}) {
+  for (const auto& order : {DisplayOrder(Mode::kByNumber, 0), DisplayOrder(Mode::kStored, 0)}) {
     const Shown shown = Show(model.records(), order);
     EXPECT_EQ(shown.pictures, model.shown_record());
     EXPECT_EQ(shown.most_waiting, 0U);
@@ -175,13 +197,13 @@ TEST(DisplayOrderTest, SessionThatHoldsNothingIsShownAsStored) {
 
 TEST(DisplayOrderTest, StoredOrderLooksAtNoNumber) {
   const Shown shown =
-      Show({Key(7), Repeat(0, 2), Predicted(7), Repeat(9, 0)}, DisplayOrder::Stored());
+      Show({Key(7), Repeat(0, 2), Predicted(7), Repeat(9, 0)}, DisplayOrder(Mode::kStored, 0));
   EXPECT_THAT(shown.pictures, ElementsAre(1, 1, 1, 3, 3));
 }
 
 TEST(DisplayOrderTest, CountingMayBeginAnywhere) {
   const Shown shown =
-      Show({Key(65535), Predicted(1), Bidirectional(0)}, DisplayOrder::ByNumber(65535));
+      Show({Key(65535), Predicted(1), Bidirectional(0)}, DisplayOrder(Mode::kByNumber, 65535));
   EXPECT_THAT(shown.pictures, ElementsAre(1, 3, 2));
   EXPECT_FALSE(shown.stored_order);
 }
@@ -226,6 +248,93 @@ TEST(DisplayOrderTest, EightRecordsMayWaitAndNotNine) {
   const Shown nine = ShowByNumber(records);
   EXPECT_THAT(nine.pictures, ElementsAre(1, 9, 8, 7, 6, 5, 4, 3, 2, 10, 11));
   EXPECT_TRUE(nine.stored_order);
+}
+
+TEST(DisplayOrderTest, PicturesWaitUpToABoundInBytesAndOneAlwaysMay) {
+  const std::vector<RecordHeader> records = {Key(0),       Predicted(4),     Repeat(3, 1),
+                                             Predicted(2), Bidirectional(1), Key(5)};
+  const auto show = [&](uint64_t plane_bytes) {
+    return Show(records, DisplayOrder(Mode::kByNumber, 0), plane_bytes);
+  };
+  const Shown two = show(DisplayOrder::kMaxParkedPlaneBytes / 2);
+  EXPECT_THAT(two.pictures, ElementsAre(1, 5, 4, 4, 2, 6));
+  EXPECT_EQ(two.most_waiting, 3U);
+  // The second picture ends the order, up to the key frame.
+  const Shown one = show(DisplayOrder::kMaxParkedPlaneBytes / 2 + 1);
+  EXPECT_THAT(one.pictures, ElementsAre(1, 1, 2, 4, 5, 6));
+  EXPECT_EQ(one.most_waiting, 2U);
+
+  const Shown pair = Show({Key(0), Repeat(2, 4), Predicted(6), Bidirectional(1)},
+                          DisplayOrder(Mode::kByNumber, 0), uint64_t{1} << 40);
+  EXPECT_THAT(pair.pictures, ElementsAre(1, 4, 4, 4, 4, 4, 3));
+  EXPECT_FALSE(pair.stored_order);
+}
+
+TEST(DisplayOrderTest, KeyFrameUnderTheNumberOfFramesShownBringsTheOrderBack) {
+  std::vector<RecordHeader> records = {Key(0),       Predicted(2),     Bidirectional(9),
+                                       Predicted(4), Bidirectional(3), Key(5),
+                                       Predicted(7), Bidirectional(6)};
+  records[2].frame_no = 0;  // a bit of 1 lost: shown already
+  const Shown shown = ShowByNumber(records);
+  EXPECT_THAT(shown.pictures, ElementsAre(1, 2, 3, 4, 5, 6, 8, 7));
+  EXPECT_FALSE(shown.stored_order);
+
+  records[5].frame_no = 4;  // not the number that it must have
+  const Shown lost = ShowByNumber(records);
+  EXPECT_THAT(lost.pictures, ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
+  EXPECT_TRUE(lost.stored_order);
+
+  records[5] = Predicted(5);  // only behind a key frame is all that follows shown later
+  EXPECT_TRUE(ShowByNumber(records).stored_order);
+}
+
+TEST(DisplayOrderTest, WhereFramesWereLostTheStoredOrderHoldsToTheEnd) {
+  const Shown shown = ShowByNumber({Key(0), Predicted(1), Predicted(1), Key(4), Predicted(6),
+                                    Bidirectional(5), Key(7), Predicted(9), Bidirectional(8)});
+  EXPECT_THAT(shown.pictures, ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
+  EXPECT_TRUE(shown.stored_order);
+}
+
+// One flipped bit costs the order of the frames up to the key frame behind
+// those that may wait, wherever it strikes.
+TEST(DisplayOrderTest, EveryFlippedNumberBitIsOverSoon) {
+  StoredOrderModel model;
+  for (int i = 0; i < 120; ++i) {
+    model.frame(i % 12 == 0 ? FrameKind::kKey
+                : i % 5 < 2 ? FrameKind::kStatic
+                            : FrameKind::kChanged);
+  }
+  model.finish();
+  const std::vector<RecordHeader>& records = model.records();
+  const std::vector<size_t>& expected = model.shown_record();
+  for (size_t record = 0; record < records.size(); ++record) {
+    for (int bit = 0; bit < 16; ++bit) {
+      std::vector<RecordHeader> flipped = records;
+      flipped[record].frame_no = static_cast<uint16_t>(flipped[record].frame_no ^ 1U << bit);
+      const Shown shown = ShowByNumber(flipped);
+      ASSERT_EQ(shown.pictures.size(), expected.size());
+      const size_t sound_from = records[record].frame_no + size_t{36};
+      for (size_t frame = sound_from; frame < expected.size(); ++frame) {
+        ASSERT_EQ(shown.pictures[frame], expected[frame]) << record << " " << bit << " " << frame;
+      }
+    }
+  }
+}
+
+TEST(DisplayOrderTest, CountOfFramesShownOutgrowsTheNumbers) {
+  StoredOrderModel model;
+  for (int i = 0; i < 70'000; ++i) {
+    model.frame(i % 7 == 0 && i > 69'000 ? FrameKind::kKey
+                : i % 3 == 0             ? FrameKind::kChanged
+                                         : FrameKind::kStatic);
+  }
+  model.finish();
+  std::vector<RecordHeader> records = model.records();
+  records[1].frame_no = 0;
+  const Shown shown = ShowByNumber(records);
+  EXPECT_FALSE(shown.stored_order);
+  EXPECT_TRUE(std::equal(shown.pictures.end() - 900, shown.pictures.end(),
+                         model.shown_record().end() - 900));
 }
 
 TEST(DisplayOrderTest, LostFrameLosesNoOther) {
