@@ -29,7 +29,7 @@
 
 namespace {
 
-using namespace qolm;  // NOLINT(google-build-using-namespace): a program of its own
+using namespace qolm;
 using Bytes = std::vector<uint8_t>;
 
 std::filesystem::path seeds;
