@@ -308,6 +308,32 @@ TEST_F(DisplayOrderFileTest, SoundPassesBetweenFramesThatWait) {
   ExpectRestFrom(decoder, 0);
 }
 
+TEST_F(DisplayOrderFileTest, ABadNumberCostsTheOrderUpToTheNextKeyFrameOnly) {
+  Encode("kccsscckcccccckccsscckccc");
+  const std::vector<Record> sound = records_;
+  for (const size_t bad : {1, 2, 3}) {
+    std::vector<Record> records = sound;
+    for (const uint16_t number : std::initializer_list<uint16_t>{0, 40, 0x8001}) {
+      records[bad].frame_no = number;
+      Open(Header(static_cast<uint32_t>(shown_.size())), records);
+      FrameDecoder decoder(reader_);
+      const std::vector<video::YuvPlanes> linear = AllPictures(decoder);
+      ASSERT_EQ(linear.size(), shown_.size());
+      for (size_t frame = 14; frame < linear.size(); ++frame) {
+        ASSERT_TRUE(SamePicture(linear[frame], shown_[frame])) << bad << " " << frame;
+      }
+      for (size_t frame = 0; frame < linear.size(); ++frame) {
+        FrameDecoder fresh(reader_);
+        for (FrameDecoder* other : {&fresh, &decoder}) {
+          ASSERT_TRUE(other->seek_to_frame(static_cast<int32_t>(frame)));
+          ASSERT_TRUE(other->next_planes());
+          ASSERT_TRUE(SamePicture(other->planes(), linear[frame])) << bad << " " << frame;
+        }
+      }
+    }
+  }
+}
+
 // Whatever the numbers say, each picture comes once, and seeking agrees with
 // decoding from the start.
 TEST_F(DisplayOrderFileTest, NonsenseNumbersLoseNothingAndSeekAlike) {

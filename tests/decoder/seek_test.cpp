@@ -3,7 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+
+#include "base/byte_order.h"
 #include "decoder/frame_decoder.h"
+#include "decoder/seek_points.h"
 #include "support/container_file.h"
 #include "support/moving_picture.h"
 #include "support/temporary_folder.h"
@@ -203,6 +207,38 @@ TEST_F(SeekTest, BudgetOfNothingKeepsNothing) {
   EXPECT_THAT(decoder.caches().key_cache(), IsEmpty());
   EXPECT_THAT(decoder.caches().snapshot_cache(), IsEmpty());
   EXPECT_EQ(decoder.caches().bytes_held(), 0U);
+}
+
+// Seeking must judge what waits as decoding does, from the sizes that payloads tell.
+TEST(SeekPointsTest, LargePicturesThatWouldWaitAreShownAsStored) {
+  const test::TemporaryFolder folder;
+  FileHeader header = test::PlainHeader(kWidth, kHeight);
+  header.flags |= container::kFlagBidirectional;
+  const auto open_keys = [&](uint16_t size, container::ContainerReader& reader) {
+    std::vector<uint8_t> payload(5);
+    StoreLe16(payload.data(), size);
+    StoreLe16(payload.data() + 2, size);
+    std::vector<Record> records;
+    for (const uint16_t number : std::initializer_list<uint16_t>{0, 3, 2, 1, 4}) {
+      records.push_back({container::RecordType::kKeyFrame, 0, payload, number});
+    }
+    ASSERT_TRUE(test::WriteContainerFile(folder / "a.qolm", header, records));
+    ASSERT_TRUE(reader.open(folder / "a.qolm"));
+  };
+  container::ContainerReader small;
+  open_keys(64, small);
+  const SeekPoints by_number(small);
+  EXPECT_THAT(by_number.key_frame_numbers(), ElementsAre(0, 3, 2, 1, 4));
+  EXPECT_EQ(by_number.last_before_frame(3).record_index, 0U);
+
+  container::ContainerReader large;
+  open_keys(8192, large);  // 96 MiB each
+  const SeekPoints as_stored(large);
+  EXPECT_THAT(as_stored.key_frame_numbers(), ElementsAre(0, 1, 2, 3, 4));
+  EXPECT_EQ(as_stored.last_before_frame(2).record_index, 0U);
+  EXPECT_EQ(as_stored.last_before_frame(3).record_index, 3U);
+  EXPECT_EQ(as_stored.last_before_frame(3).order, DisplayOrder::Mode::kNumbersLost);
+  EXPECT_EQ(as_stored.last_before_frame(4).record_index, 4U);
 }
 
 class SecondaryReferenceTest : public SeekTest {

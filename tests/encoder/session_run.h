@@ -14,6 +14,7 @@
 #include "container/layout.h"
 #include "encoder/encode_settings.h"
 #include "encoder/encoder_session.h"
+#include "support/record_words.h"
 #include "support/temporary_folder.h"
 #include "video/video_frame.h"
 
@@ -51,21 +52,7 @@ class SessionRun : public ::testing::Test {
     ASSERT_EQ(reader_.header().frame_count, static_cast<uint32_t>(count));
   }
 
-  // One word for each record: type@number, or 5xcount@number.
-  std::string Records() const {
-    std::string words;
-    for (const uint64_t offset : reader_.index()) {
-      container::RecordHeader record;
-      EXPECT_TRUE(reader_.read_record_header(offset, record));
-      if (!words.empty()) words += ' ';
-      words += std::to_string(static_cast<int>(record.type));
-      if (record.type == container::RecordType::kRepeatRun) {
-        words += "x" + std::to_string(record.count);
-      }
-      words += "@" + std::to_string(record.frame_no);
-    }
-    return words;
-  }
+  std::string Records() const { return test::RecordWords(reader_); }
 
   std::vector<uint32_t> KeyFrameNumbers() const {
     std::vector<uint32_t> numbers;

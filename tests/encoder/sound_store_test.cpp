@@ -273,6 +273,29 @@ TEST_F(SessionSound, PiecesStandBeforeKeyFramesAndAtTheEnd) {
   EXPECT_EQ(decoded.samples.size(), 30000U);
 }
 
+// A key frame closes the run, then come the sound, the held frame and the key
+// frame; at the end the held frame comes first and the run last.
+TEST_F(SessionSound, PiecesStandBetweenARunAndTheFrameHeldBeforeIt) {
+  EncodeSettings settings = SettingsFor(16, 16);
+  settings.gop_length = 5;
+  settings.adaptive_gop = false;
+  settings.audio_interleave = true;
+  settings.bidirectional = true;
+  EncoderSession session(settings);
+  session.set_audio(Ramp(8000, 1, 20'000));
+  ASSERT_TRUE(session.open_output(path()));
+  // Frame 1 changes and is held to the key frame 6, frame 7 to the end.
+  for (int i = 0; i < 10; ++i) {
+    const int grey = i == 0 ? 100 : i < 6 ? 120 : i == 6 ? 140 : 160;
+    ASSERT_TRUE(session.encode_frame(GreyFrame(16, 16, static_cast<uint8_t>(grey))));
+  }
+  ASSERT_TRUE(session.finish());
+  ASSERT_FALSE(session.stream_error());
+  ASSERT_TRUE(reader_.open(path()));
+  EXPECT_EQ(test::RecordWords(reader_), "8@0 1@0 5x4@2 8@0 2@1 1@6 2@7 8@0 5x2@8");
+  EXPECT_EQ(reader_.header().frame_count, 10U);
+}
+
 TEST_F(SessionSound, AForeignChannelCountKeepsItsHeaderFields) {
   Convert(SettingsFor(16, 16), Ramp(8000, 3, 300));  // the transform coder refuses it
   EXPECT_EQ(reader_.header().audio_rate, 8000);
