@@ -175,8 +175,10 @@ Playback PlayFromStart(FrameDecoder& decoder, const ContainerReader& reader, int
   const uint32_t announced = reader.header().frame_count;
   if (announced != 0) QOLM_REQUIRE(playback.hashes.size() <= announced);
   if (playback.ended) {
-    const bool complete = playback.hashes.size() == announced;
-    QOLM_REQUIRE((decoder.stream_end() == StreamEnd::kComplete) == complete);
+    // A file that announces nothing is complete only if it holds nothing.
+    const bool all_delivered = playback.hashes.size() == announced;
+    const bool complete = decoder.stream_end() == StreamEnd::kComplete;
+    QOLM_REQUIRE(announced != 0 ? complete == all_delivered : !complete || all_delivered);
   }
   return playback;
 }

@@ -3,6 +3,7 @@
 //   make_seeds <folder>
 //
 // They come from the tree's own coders, so they follow every change of the format.
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -65,9 +66,9 @@ std::vector<int16_t> SparseValues(size_t count) {
 }
 
 Bytes WithCount(size_t count, const Bytes& rest) {
-  Bytes bytes;
-  AppendLe16(bytes, static_cast<uint16_t>(count));
-  bytes.insert(bytes.end(), rest.begin(), rest.end());
+  Bytes bytes(2 + rest.size());
+  StoreLe16(bytes.data(), static_cast<uint16_t>(count));
+  std::copy(rest.begin(), rest.end(), bytes.begin() + 2);
   return bytes;
 }
 
@@ -94,8 +95,8 @@ void MakeEntropySeeds() {
 }
 
 Bytes WithFlags(uint8_t flags, const Bytes& payload) {
-  Bytes bytes = {flags};
-  bytes.insert(bytes.end(), payload.begin(), payload.end());
+  Bytes bytes(1 + payload.size(), flags);
+  std::copy(payload.begin(), payload.end(), bytes.begin() + 1);
   return bytes;
 }
 
