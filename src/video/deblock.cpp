@@ -36,14 +36,15 @@ inline void FilterEdge(const DeblockThresholds& limits, int p1, uint8_t& p0_samp
   q0_sample = static_cast<uint8_t>(q0 - delta);
 }
 
-void FilterVerticalEdges(const DeblockThresholds& limits, uint8_t* row, uint32_t width) {
+// Limits by value, so that no sample written can be one of them.
+void FilterVerticalEdges(DeblockThresholds limits, uint8_t* row, uint32_t width) {
   for (uint32_t x = 8; x + 5 <= width; x += 8) {
     FilterEdge(limits, row[x - 2], row[x - 1], row[x], row[x + 1]);
   }
 }
 
-void FilterHorizontalEdge(const DeblockThresholds& limits, const uint8_t* p1, uint8_t* p0,
-                          uint8_t* q0, const uint8_t* q1, uint32_t width) {
+void FilterHorizontalEdge(DeblockThresholds limits, const uint8_t* p1, uint8_t* p0, uint8_t* q0,
+                          const uint8_t* q1, uint32_t width) {
   for (uint32_t x = 0; x < width; ++x) FilterEdge(limits, p1[x], p0[x], q0[x], q1[x]);
 }
 

@@ -11,10 +11,10 @@ PhasePlanes::PhasePlanes(const uint8_t* plane, uint32_t width, uint32_t height, 
   for (size_t phase = 0; phase < (even_only ? size_t{1} : size_t{4}); ++phase) {
     planes_[phase].resize(stride * phase_rows);
   }
-  const size_t pairs = width / 2;
 
   ForEachInTeam(height, size_t{width} * height >= kSamplesWorthATeam, [&](size_t y) {
     if (even_only && y % 2 != 0) return;
+    const size_t pairs = width / 2;  // a local one, which no sample written can change
     const uint8_t* const samples = plane + y * width;
     uint8_t* const even = planes_[(y % 2) * 2].data() + (y / 2) * stride;
     if (even_only) {
