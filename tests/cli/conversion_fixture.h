@@ -16,6 +16,7 @@
 #include "container/container_reader.h"
 #include "scratch_directory.h"
 #include "scripted_video.h"
+#include "support/record_words.h"
 
 namespace qolm::cli {
 
@@ -70,6 +71,12 @@ class ConversionTest : public testing::Test {
     container::ContainerReader reader;
     EXPECT_TRUE(reader.open(path)) << reader.failure_reason();
     return reader.header().frame_count;
+  }
+
+  std::string RecordsIn(const std::string& path) {
+    container::ContainerReader reader;
+    EXPECT_TRUE(reader.open(path)) << reader.failure_reason();
+    return test::RecordWords(reader);
   }
 
   void ExpectRefused(const std::string& reason) {

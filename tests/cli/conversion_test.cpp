@@ -1,4 +1,7 @@
 // Whole conversions with a scripted source and a scripted clock, byte for byte.
+#include <tuple>
+
+#include "cli/info_command.h"
 #include "conversion_fixture.h"
 #include "output/part_file.h"
 
@@ -152,6 +155,67 @@ TEST_F(ConversionTest, SettingsReachTheFile) {
   EXPECT_EQ(reader.header().flags & (container::kFlagFastStart | container::kFlagVfr |
                                      container::kFlagCclc | container::kFlagGabor),
             0);
+}
+
+class BidirectionalConversion : public ConversionTest {
+ protected:
+  BidirectionalConversion() { options_ = ParseEncodeOptions({"--bidirectional"}, 0); }
+
+  // What info says of a file of `frames` frames, at 100 milliseconds a call of its clock.
+  static void ExpectInfo(const std::string& path, int frames, const std::string& seconds) {
+    std::ostringstream out;
+    std::ostringstream err;
+    int calls = 0;
+    EXPECT_EQ(RunInfoCommand(path, out, err, [&calls] { return milliseconds(100 * calls++); }), 0);
+    EXPECT_EQ(err.str(), "");
+    const std::string count = std::to_string(frames);
+    EXPECT_EQ(out.str(),
+              "[+] Opening QOLM v2 file: " + path +
+                  "\n    Resolution: 32x16\n    FPS       : 25/1\n    Frames    : " + count +
+                  "\n    Duration  : " + seconds +
+                  " s\n    Flags     : 0xdf7f [Fast-Start]\n[+] Decoded Frames : " + count +
+                  "\n    Decode Time    : 100.0 ms\n    Decode Speed   : " +
+                  FixedNumber(10.0 * frames, 1) + " FPS\n");
+  }
+};
+
+TEST_F(BidirectionalConversion, EveryOtherFrameIsStoredBehindTheNext) {
+  script_.frames = 13;  // so different that the eleventh behind a key frame is one
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(err_.str(), "");
+  EXPECT_EQ(RecordsIn(output_), "1@0 2@2 4@1 2@4 4@3 2@6 4@5 2@8 4@7 2@10 4@9 1@11 2@12");
+  ExpectInfo(output_, 13, "0.52");
+}
+
+TEST_F(BidirectionalConversion, TheFrameLimitLosesNoHeldFrame) {
+  script_.frames = 100;
+  for (const auto& [limit, records, seconds] :
+       {std::tuple{4, "1@0 2@2 4@1 2@3", "0.16"}, {5, "1@0 2@2 4@1 2@4 4@3", "0.2"}}) {
+    options_.frame_limit = limit;
+    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(RecordsIn(output_), records);
+    ExpectInfo(output_, limit, seconds);
+  }
+}
+
+TEST_F(BidirectionalConversion, AnInterruptLosesNoHeldFrame) {
+  script_.frames = 100;
+  script_.before_frame = [this](int frame) { interrupted_ = frame == 3; };
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(
+      err_.str(),
+      "[-] Error: Interrupted after 4 frames; these are kept in a playable file: " + Part() + "\n");
+  EXPECT_EQ(RecordsIn(Part()), "1@0 2@2 4@1 2@3");
+  ExpectInfo(Part(), 4, "0.16");
+  EXPECT_FALSE(fs::exists(output_));
+}
+
+TEST_F(BidirectionalConversion, AFrameHeldToTheEndComesBeforeItsRepeats) {
+  script_.frames = 6;
+  script_.still_from = 1;
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(RecordsIn(output_), "1@0 2@1 5x4@2");
+  ExpectInfo(output_, 6, "0.24");
 }
 
 TEST_F(ConversionTest, MoreRecordsThanAnIndexMayHoldAreToldAndTheIndexGoesToTheEnd) {

@@ -8,6 +8,8 @@
 #include "cli/info_command.h"
 #include "container/layout.h"
 #include "scratch_directory.h"
+#include "support/container_file.h"
+#include "support/moving_picture.h"
 
 namespace qolm::cli {
 namespace {
@@ -91,6 +93,55 @@ TEST_F(Info, CountsFramesThatAreStoredBeforeEarlierOnes) {
   EXPECT_THAT(out_.str(), testing::EndsWith("[+] Decoded Frames : 7\n"
                                             "    Decode Time    : 250.0 ms\n"
                                             "    Decode Speed   : 28.0 FPS\n"));
+}
+
+class InfoOfHeldFrames : public Info {
+ protected:
+  // 1@0 5x3@2 2@5 4@1, the last one with `lost_bytes` of its payload cut off.
+  int RunOnRecords(uint16_t flags, size_t lost_bytes) {
+    header_.flags |= flags;
+    header_.frame_count = 6;
+    test::PictureCoder coder(header_.flags, 50);
+    std::vector<test::Record> records = {coder.Key(test::MovingPicture(16, 8, 0)), test::Repeat(3),
+                                         coder.Predicted(test::MovingPicture(16, 8, 5)),
+                                         coder.Bidirectional(test::MovingPicture(16, 8, 1))};
+    EXPECT_TRUE(coder.between_decoded());
+    records[1].frame_no = 2;
+    records[2].frame_no = 5;
+    records[3].frame_no = 1;
+    std::vector<uint8_t>& last = records[3].payload;
+    last.resize(last.size() - lost_bytes);
+    EXPECT_TRUE(test::WriteContainerFile(path_, header_, records));
+    return RunOnFile();
+  }
+};
+
+TEST_F(InfoOfHeldFrames, AllAreCounted) {
+  EXPECT_EQ(RunOnRecords(container::kFlagBidirectional, 0), 0);
+  EXPECT_EQ(err_.str(), "");
+  EXPECT_THAT(out_.str(), testing::EndsWith("    Frames    : 6\n"
+                                            "    Duration  : 0 s\n"
+                                            "    Flags     : 0x7e\n"
+                                            "[+] Decoded Frames : 6\n"
+                                            "    Decode Time    : 250.0 ms\n"
+                                            "    Decode Speed   : 24.0 FPS\n"));
+}
+
+// The run and the predicted frame waited for the bidirectional one.
+TEST_F(InfoOfHeldFrames, OneThatIsDamagedLosesOnlyItself) {
+  const std::string five_of_six =
+      "[+] Decoded Frames : 5\n"
+      "    Decode Time    : 250.0 ms\n"
+      "    Decode Speed   : 20.0 FPS\n"
+      "[+] Note: the file is damaged or incomplete; only 5 of 6 frames could be decoded.\n";
+  EXPECT_EQ(RunOnRecords(container::kFlagBidirectional, 1), 0);
+  EXPECT_EQ(err_.str(), "");
+  EXPECT_THAT(out_.str(), testing::EndsWith(five_of_six));
+}
+
+TEST_F(InfoOfHeldFrames, WithoutTheirFlagTheyAreDamage) {
+  EXPECT_EQ(RunOnRecords(0, 0), 0);
+  EXPECT_THAT(out_.str(), testing::HasSubstr("; only 5 of 6 frames could be decoded.\n"));
 }
 
 TEST_F(Info, TellsThatFramesAreMissing) {

@@ -2,6 +2,7 @@
 #ifndef QOLM_TESTS_CLI_SCRIPTED_VIDEO_H_
 #define QOLM_TESTS_CLI_SCRIPTED_VIDEO_H_
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -20,9 +21,10 @@ struct VideoScript {
   uint32_t fps_numerator = 25;
   uint32_t fps_denominator = 1;
   std::optional<int64_t> duration_100ns;
-  int frames = 0;            // delivered before the end of the stream
-  bool moving = true;        // whether frames differ from each other
-  std::string open_failure;  // when not empty, nothing opens
+  int frames = 0;                 // delivered before the end of the stream
+  bool moving = true;             // whether frames differ from each other
+  std::optional<int> still_from;  // this frame and all behind it are the same
+  std::string open_failure;       // when not empty, nothing opens
   std::function<void(int frame)> before_frame = [](int) {};  // called before each delivery
 };
 
@@ -71,7 +73,8 @@ class ScriptedReader : public media::VideoReader {
     }
     script_.before_frame(next_);
     std::vector<uint8_t> bytes(size_t{4} * script_.width * script_.height);
-    uint32_t noise = script_.moving ? static_cast<uint32_t>(next_) * 2654435761U + 1 : 1;
+    const int shown = std::min(next_, script_.still_from.value_or(next_));
+    uint32_t noise = script_.moving ? static_cast<uint32_t>(shown) * 2654435761U + 1 : 1;
     for (uint8_t& byte : bytes) {
       noise = noise * 1664525U + 1013904223U;
       byte = static_cast<uint8_t>(noise >> 24);
