@@ -47,7 +47,7 @@ class InputReader {
   // The bytes up to the next zero byte, which is dropped.
   std::string Text() {
     const auto end = std::find(rest_.begin(), rest_.end(), uint8_t{0});
-    const std::string text(rest_.begin(), end);
+    std::string text(rest_.begin(), end);
     Bytes(text.size() + 1);
     return text;
   }

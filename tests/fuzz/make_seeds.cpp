@@ -1,6 +1,6 @@
 // Writes the inputs that fuzzing starts from, one folder for each target:
 //
-//   make_seeds <folder>
+//   fuzz_seeds <folder>
 //
 // They come from the tree's own coders, so they follow every change of the format.
 #include <algorithm>
@@ -28,9 +28,9 @@
 #include "video/inter_frame.h"
 #include "video/key_frame.h"
 
+namespace qolm::fuzz {
 namespace {
 
-using namespace qolm;
 using Bytes = std::vector<uint8_t>;
 
 std::filesystem::path seeds;
@@ -285,20 +285,27 @@ void MakeOptionSeeds() {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: make_seeds <folder>\n");
-    return 1;
-  }
-  seeds = argv[1];
+// False when a file could not be written.
+static bool MakeSeeds(const std::filesystem::path& folder) {
+  seeds = folder;
   MakeEntropySeeds();
   MakePictureSeeds();
   MakeSoundSeeds();
-  if (!MakeRecordFiles() || !MakeSessionFile()) {
-    std::fprintf(stderr, "make_seeds: cannot write under %s\n", argv[1]);
-    return 1;
-  }
   MakeScriptSeeds();
   MakeOptionSeeds();
+  return MakeRecordFiles() && MakeSessionFile();
+}
+
+}  // namespace qolm::fuzz
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: fuzz_seeds <folder>\n");
+    return 1;
+  }
+  if (!qolm::fuzz::MakeSeeds(argv[1])) {
+    std::fprintf(stderr, "fuzz_seeds: cannot write under %s\n", argv[1]);
+    return 1;
+  }
   return 0;
 }

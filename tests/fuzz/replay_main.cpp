@@ -1,6 +1,6 @@
 // Runs fuzz targets over kept inputs, without libFuzzer:
 //
-//   replay [--target NAME] <file or folder>...
+//   fuzz_replay [--target NAME] <file or folder>...
 //
 // A file without --target is an input of the target that its extension names,
 // or else the folder that it lies in. The name of each file is printed before it
@@ -47,7 +47,7 @@ bool Replay(const std::filesystem::path& file, const Target* target) {
   std::error_code error;
   const bool readable = std::filesystem::is_regular_file(file, error);
   if (target == nullptr || !readable) {
-    std::fprintf(stderr, "replay: %s: %s\n", file.string().c_str(),
+    std::fprintf(stderr, "fuzz_replay: %s: %s\n", file.string().c_str(),
                  readable ? "no target has this name" : "no such file");
     return false;
   }
@@ -65,7 +65,7 @@ int main(int argc, char** argv) {
   if (arguments.size() >= 2 && arguments[0] == "--target") {
     target = FindTarget(arguments[1]);
     if (target == nullptr) {
-      std::fprintf(stderr, "replay: there is no target %s\n", arguments[1].c_str());
+      std::fprintf(stderr, "fuzz_replay: there is no target %s\n", arguments[1].c_str());
       return 1;
     }
     arguments.erase(arguments.begin(), arguments.begin() + 2);

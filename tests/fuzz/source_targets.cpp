@@ -200,7 +200,8 @@ void AudioSource(Input input) {
   if (source_channels == 1 && channels == 2) kept = values * 2;
   if (source_rate != rate) {
     const double ratio = static_cast<double>(source_rate) / rate;
-    kept = static_cast<size_t>(std::round(static_cast<double>(kept / channels) / ratio)) * channels;
+    const size_t frames = kept / channels;
+    kept = static_cast<size_t>(std::round(static_cast<double>(frames) / ratio)) * channels;
   }
   QOLM_REQUIRE(track.samples.size() == kept);
 }
