@@ -3,7 +3,7 @@
 
     tools/check_windows_program.py PROGRAM.exe...
 
-- They import nothing but libraries that every Windows has.
+- They import nothing but libraries of Windows itself.
 - They carry the manifest and the version resource.
 - No move between memory and a 256-bit register asks for an alignment: the
   compiler cannot align the stack for it.

@@ -7,10 +7,12 @@
 namespace qolm::cli {
 namespace {
 
-// The only thing that the handler touches, which runs in a thread of its own.
+// All that the handler touches, which runs in a thread of its own.
+std::atomic<bool> g_listening{false};
 std::atomic<bool> g_interrupted{false};
 
 BOOL WINAPI HandleConsoleEvent(DWORD event) {
+  if (!g_listening) return FALSE;
   const bool again = g_interrupted.exchange(true);
   if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) {
     return again ? FALSE : TRUE;  // FALSE ends the program at once
@@ -25,11 +27,14 @@ BOOL WINAPI HandleConsoleEvent(DWORD event) {
 }  // namespace
 
 InterruptListener::InterruptListener() {
+  // It stays: taking a handler away may wait for one that runs, and the one
+  // above does not return once the console closes.
+  [[maybe_unused]] static const BOOL handled = SetConsoleCtrlHandler(HandleConsoleEvent, TRUE);
   g_interrupted = false;
-  SetConsoleCtrlHandler(HandleConsoleEvent, TRUE);
+  g_listening = true;
 }
 
-InterruptListener::~InterruptListener() { SetConsoleCtrlHandler(HandleConsoleEvent, FALSE); }
+InterruptListener::~InterruptListener() { g_listening = false; }
 
 bool InterruptListener::interrupted() const { return g_interrupted; }
 

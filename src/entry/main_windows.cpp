@@ -38,6 +38,7 @@ void PrintUtf8() {
 }
 
 void PrintBytesAsTheyAre(std::FILE* stream) {
+  if (_fileno(stream) < 0) return;  // no such handle was handed on
   _setmode(_fileno(stream), _O_BINARY);
   // A console takes a character whole or garbled, so no write may end inside one.
   constexpr size_t kBufferBytes = size_t{1} << 14;

@@ -43,7 +43,8 @@ fs::path FollowLinks(const fs::path& path, std::error_code& error) {
   followed.resize(length);
   // The form without limits is not the one that a user would write.
   constexpr std::wstring_view kPrefix = L"\\\\?\\";
-  if (followed.starts_with(kPrefix) && followed.size() < MAX_PATH && followed[5] == L':') {
+  if (followed.starts_with(kPrefix) && followed.size() < MAX_PATH && followed.size() > 6 &&
+      followed[5] == L':') {
     followed.erase(0, kPrefix.size());
   }
   return followed;

@@ -1,19 +1,32 @@
 #include <windows.h>
 
-#include <atomic>
+#include <mutex>
+#include <string>
 
 #include "output/part_cleanup.h"
 
 namespace qolm::output {
 namespace {
 
-// All that the handler touches, which runs in a thread of its own.
-std::atomic<const wchar_t*> g_file{nullptr};
+// The handler runs in a thread of its own, so it has a copy of the path.
+struct Removal {
+  std::mutex mutex;
+  std::wstring file;  // empty: nothing is to be removed
+};
+
+// Never destroyed, since the handler may still run when the program returns.
+Removal& GetRemoval() {
+  static Removal& removal = *new Removal;
+  return removal;
+}
 
 BOOL WINAPI RemoveAndGoOn(DWORD) {
+  Removal& removal = GetRemoval();
+  const std::lock_guard lock(removal.mutex);
   // The program still has the file open. It goes with the last handle, which
   // the end of the program closes.
-  if (const wchar_t* const file = g_file.exchange(nullptr)) DeleteFileW(file);
+  if (!removal.file.empty()) DeleteFileW(removal.file.c_str());
+  removal.file.clear();
   return FALSE;  // the next handler ends the program
 }
 
@@ -21,7 +34,9 @@ BOOL WINAPI RemoveAndGoOn(DWORD) {
 
 void RemoveFileOnSignal(const std::filesystem::path* file) {
   static const BOOL handled = SetConsoleCtrlHandler(RemoveAndGoOn, TRUE);
-  g_file = file != nullptr && handled != FALSE ? file->c_str() : nullptr;
+  Removal& removal = GetRemoval();
+  const std::lock_guard lock(removal.mutex);
+  removal.file = file != nullptr && handled != FALSE ? file->native() : std::wstring();
 }
 
 }  // namespace qolm::output

@@ -28,10 +28,10 @@ class MediaFoundationVideoBuffer : public VideoBuffer {
       if (SUCCEEDED(pitched_->GetContiguousLength(&contiguous_length))) {
         const auto rows = layout_.InPitchedMemory(scanline0, pitch, contiguous_length);
         if (rows) return rows;
+        refused_ = true;
       }
       pitched_->Unlock2D();
-      refused_ = true;
-      return std::nullopt;
+      if (refused_) return std::nullopt;
     }
     pitched_.Reset();
     return layout_.IsPlain() ? std::nullopt : LockLinearRows();

@@ -6,6 +6,8 @@
 
 namespace qolm::media {
 
+static_assert(MF_VERSION == 0x20070, "the version that Windows 7 and later agree on");
+
 // What failed to start is not shut down; opening a file then fails with the
 // system's own reason.
 struct Platform::Running {

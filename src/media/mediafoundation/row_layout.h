@@ -2,7 +2,8 @@
 //
 // A decoder may work on a larger frame than the picture, pad its rows, or store
 // them from the bottom up, and it may begin to do so in mid-stream. Whatever
-// cannot be told for certain, or would reach past the buffer, is refused.
+// cannot be told for certain, or would reach past the buffer, is refused; of a
+// pitched buffer the system says only how long the rows are without padding.
 #ifndef QOLM_MEDIA_MEDIAFOUNDATION_ROW_LAYOUT_H_
 #define QOLM_MEDIA_MEDIAFOUNDATION_ROW_LAYOUT_H_
 
