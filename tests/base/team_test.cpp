@@ -47,7 +47,7 @@ TEST_P(TeamTest, OneCallIsMadeOnTheCallersThread) {
 
 // Around the numbers of members and of pieces, and where no piece is like the others.
 TEST_P(TeamTest, EveryCallIsMadeOnce) {
-  for (const size_t count : {2, 3, 4, 5, 127, 128, 129, 255, 256, 257, 1000, 10007}) {
+  for (const size_t count : {2U, 3U, 4U, 5U, 127U, 128U, 129U, 255U, 256U, 257U, 1000U, 10007U}) {
     const std::vector<int> calls = Calls(count);
     EXPECT_EQ(calls.size(), count);
     EXPECT_THAT(calls, Each(1)) << count;
@@ -61,7 +61,7 @@ TEST_P(TeamTest, WhatTheCallsWroteIsThereAfterwards) {
 }
 
 TEST_P(TeamTest, AnExceptionReachesTheCaller) {
-  for (const size_t bad : {0, 1, 77, 499}) {
+  for (const size_t bad : {0U, 1U, 77U, 499U}) {
     try {
       ForEachInTeam(500, worth_a_team(), [&](size_t i) {
         if (i == bad) throw std::runtime_error("call " + std::to_string(i));

@@ -311,7 +311,7 @@ TEST_F(DisplayOrderFileTest, SoundPassesBetweenFramesThatWait) {
 TEST_F(DisplayOrderFileTest, ABadNumberCostsTheOrderUpToTheNextKeyFrameOnly) {
   Encode("kccsscckcccccckccsscckccc");
   const std::vector<Record> sound = records_;
-  for (const size_t bad : {1, 2, 3}) {
+  for (const size_t bad : {1U, 2U, 3U}) {
     std::vector<Record> records = sound;
     for (const uint16_t number : std::initializer_list<uint16_t>{0, 40, 0x8001}) {
       records[bad].frame_no = number;

@@ -366,7 +366,7 @@ TEST_F(FrameLoop, AHeldFrameIsCodedFromItsPreparedPlanesBetweenTheTwoAnchors) {
   }
   video::YuvPlanes reference;
   EXPECT_EQ(Payload(0), video::EncodeKeyFrame(prepared[0], {}, reference));
-  for (const size_t held : {1, 3}) {
+  for (const size_t held : {1U, 3U}) {
     const video::YuvPlanes past = reference;
     EXPECT_EQ(Payload(held), video::EncodeInterFrame(prepared[held + 1], {}, reference));
     EXPECT_EQ(Payload(held + 1),
