@@ -78,15 +78,7 @@ bool Decode(const Bytes& payload, bool motion_prediction, bool deblocking, YuvPl
 TEST(InterFrame, HeaderFields) {
   YuvPlanes reference = MovingPicture(130, 70, 0);
   const Bytes payload = EncodeInterFrame(MovingPicture(130, 70, 1), {.quality = 45}, reference);
-  ASSERT_GT(payload.size(), 29U);
-  EXPECT_EQ(LoadLe16(payload.data()), 130);
-  EXPECT_EQ(LoadLe16(payload.data() + 2), 70);
-  EXPECT_EQ(payload[4], 45);
-  EXPECT_EQ(LoadLe16(payload.data() + 5), 9);
-  EXPECT_EQ(LoadLe16(payload.data() + 7), 5);
-  size_t sum = 29;
-  for (size_t offset = 9; offset < 29; offset += 4) sum += LoadLe32(payload.data() + offset);
-  EXPECT_EQ(payload.size(), sum);
+  test::ExpectHeaderOf130x70(payload, 45);
 }
 
 TEST(InterFrame, OnePixel) {

@@ -32,6 +32,19 @@ inline std::vector<std::vector<uint8_t>> PayloadStreams(const std::vector<uint8_
   return streams;
 }
 
+// The header fields of a payload of 130x70 pixels, and that it is as long as they say.
+inline void ExpectHeaderOf130x70(const std::vector<uint8_t>& payload, uint8_t quality) {
+  ASSERT_GT(payload.size(), 29U);
+  EXPECT_EQ(LoadLe16(payload.data()), 130);
+  EXPECT_EQ(LoadLe16(payload.data() + 2), 70);
+  EXPECT_EQ(payload[4], quality);
+  EXPECT_EQ(LoadLe16(payload.data() + 5), 9);
+  EXPECT_EQ(LoadLe16(payload.data() + 7), 5);
+  size_t sum = 29;
+  for (size_t offset = 9; offset < 29; offset += 4) sum += LoadLe32(payload.data() + offset);
+  EXPECT_EQ(payload.size(), sum);
+}
+
 inline std::vector<uint8_t> MakeInterPayload(const video::YuvPlanes& picture, uint8_t quality,
                                              const std::array<std::vector<uint8_t>, 5>& streams) {
   std::vector<uint8_t> payload;
