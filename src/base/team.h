@@ -10,6 +10,10 @@ namespace qolm {
 // with changing sizes it would end and start threads several times a picture.
 inline constexpr int kTeamSize = 4;
 
+// Gives every team from here on `size` members, at least 1. For tests, which
+// show with it that results do not depend on the number; call it from one thread.
+void ForceTeamSize(int size);
+
 // Below this many samples a team takes longer to start than one thread needs
 // for the work.
 inline constexpr size_t kSamplesWorthATeam = 32768;

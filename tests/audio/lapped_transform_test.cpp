@@ -1,7 +1,6 @@
 #include "audio/lapped_transform.h"
 
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <cmath>
 
@@ -9,6 +8,7 @@
 #include "audio/cosine_table.h"
 #include "audio/sounds.h"
 #include "base/simd_level.h"
+#include "support/thread_counts.h"
 
 namespace qolm::audio {
 namespace {
@@ -145,23 +145,7 @@ TEST(LappedTransform, SameBitsForEveryTeam) {
   const LappedTransform transform(960);
   const Samples samples = test::Noise((transform.batch_blocks() + 1) * 960, 30000);
   const std::vector<double> expected = Forward(transform, samples);
-  const int limit = omp_get_max_threads();
-  for (const int threads : {1, 2, 3, 8}) {
-    // Nested teams have one thread; dynamic ones as many as the runtime likes.
-    omp_set_num_threads(threads);
-    omp_set_dynamic(1);
-    EXPECT_EQ(Forward(transform, samples), expected);
-    omp_set_dynamic(0);
-  }
-  omp_set_num_threads(limit);
-  std::vector<double> nested;
-  omp_set_max_active_levels(1);
-#pragma omp parallel num_threads(2)
-  {
-#pragma omp single
-    nested = Forward(transform, samples);
-  }
-  EXPECT_EQ(nested, expected);
+  test::WithEachThreadCount([&] { EXPECT_EQ(Forward(transform, samples), expected); });
 }
 
 }  // namespace

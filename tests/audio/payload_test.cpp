@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <algorithm>
 
@@ -11,6 +10,7 @@
 #include "base/simd_level.h"
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
+#include "support/thread_counts.h"
 
 namespace qolm::audio {
 namespace {
@@ -157,24 +157,10 @@ TEST(TransformPayload, SameBytesAndSamplesForEveryLevelAndTeam) {
   EXPECT_EQ(Encode(samples, 48000, 2), expected);
   EXPECT_EQ(Decode(expected).samples, decoded);
   ForceSimdLevel(DetectedSimdLevel());
-  const int before = omp_get_max_threads();
-  for (const int threads : {1, 2, 3, 8}) {
-    omp_set_num_threads(threads);
-    omp_set_dynamic(1);
+  test::WithEachThreadCount([&] {
     EXPECT_EQ(Encode(samples, 48000, 2), expected);
     EXPECT_EQ(Decode(expected).samples, decoded);
-    omp_set_dynamic(0);
-  }
-  omp_set_num_threads(before);
-  omp_set_max_active_levels(1);
-#pragma omp parallel num_threads(2)
-  {
-#pragma omp single
-    {
-      EXPECT_EQ(Encode(samples, 48000, 2), expected);
-      EXPECT_EQ(Decode(expected).samples, decoded);
-    }
-  }
+  });
 }
 
 // FNV-1a.

@@ -14,6 +14,8 @@
 #include <thread>
 #include <vector>
 
+#include "support/thread_counts.h"
+
 namespace qolm {
 namespace {
 
@@ -148,23 +150,36 @@ TEST(Alone, OpenMpIsNotInvolved) {
   EXPECT_THAT(levels, ElementsAre(0, 0, 0));
 }
 
-// Every call waits for all members, so that none can do the whole loop before
-// the others have come.
-TEST(Team, HasItsSize) {
+// The threads of a team. Every call waits for all members, so that none can do
+// the whole loop before the others have come.
+std::set<std::thread::id> TeamMembers(size_t expected) {
   std::mutex mutex;
   std::set<std::thread::id> members;
   const auto is_complete = [&] {
     const std::lock_guard lock(mutex);
     members.insert(std::this_thread::get_id());
-    return members.size() >= size_t{kTeamSize};
+    return members.size() >= expected;
   };
-  ForEachInTeam(16, true, [&](size_t) {
+  ForEachInTeam(32, true, [&](size_t) {
     for (int patience = 100000; patience > 0 && !is_complete(); --patience) {
       std::this_thread::yield();
     }
   });
+  return members;
+}
+
+TEST(Team, HasItsSize) {
+  const std::set<std::thread::id> members = TeamMembers(kTeamSize);
   EXPECT_EQ(members.size(), size_t{kTeamSize});
   EXPECT_EQ(members.count(std::this_thread::get_id()), 1u);
+}
+
+TEST(Team, HasTheSizeThatATestWants) {
+  for (const int size : test::kTeamSizes) {
+    const test::ScopedTeamSize forced(size);
+    EXPECT_EQ(TeamMembers(static_cast<size_t>(size)).size(), static_cast<size_t>(size));
+  }
+  EXPECT_EQ(TeamMembers(kTeamSize).size(), size_t{kTeamSize});
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
 #include "support/moving_picture.h"
+#include "support/thread_counts.h"
 #include "video/bidirectional_field.h"
 #include "video/deblock.h"
 #include "video/frame_sizes.h"
@@ -23,7 +24,6 @@
 #include "video/naive_motion.h"
 #include "video/quant_table.h"
 #include "video/sample_planes.h"
-#include "video/thread_counts.h"
 
 namespace qolm::video {
 namespace {

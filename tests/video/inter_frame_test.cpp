@@ -10,6 +10,7 @@
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
 #include "support/moving_picture.h"
+#include "support/thread_counts.h"
 #include "video/deblock.h"
 #include "video/frame_sizes.h"
 #include "video/kernel_levels.h"
@@ -18,7 +19,6 @@
 #include "video/naive_motion.h"
 #include "video/quant_table.h"
 #include "video/sample_planes.h"
-#include "video/thread_counts.h"
 
 namespace qolm::video {
 namespace {

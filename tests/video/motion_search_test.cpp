@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <vector>
 
+#include "support/thread_counts.h"
 #include "video/kernel_levels.h"
 #include "video/sample_planes.h"
-#include "video/thread_counts.h"
 
 namespace qolm::video {
 namespace {
