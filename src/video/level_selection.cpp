@@ -34,23 +34,33 @@ struct BitTables {
   std::array<float, 128> level;  // by magnitude
 };
 
-BitTables BuildBitTables() {
-  BitTables bits;
-  bits.run[0] = 0.0F;
-  for (size_t zeros = 1; zeros < bits.run.size(); ++zeros) {
-    bits.run[zeros] = kRunTokenBits + std::log2(static_cast<float>(zeros));
+// The C library's logarithm may differ in its last bit from one library, or one
+// processor, to the next, and a level may hang on it. Every squaring of a number
+// from 1 to 2 yields one more bit of its logarithm.
+constexpr float Log2(size_t number) {
+  const int whole = static_cast<int>(std::bit_width(number)) - 1;
+  double rest = static_cast<double>(number) / static_cast<double>(size_t{1} << whole);
+  double logarithm = whole;
+  for (double bit = 0.5; bit > 0x1p-40; bit /= 2.0) {
+    rest *= rest;
+    if (rest < 2.0) continue;
+    rest /= 2.0;
+    logarithm += bit;
   }
-  bits.level[0] = 0.0F;
-  for (size_t level = 1; level < bits.level.size(); ++level) {
-    bits.level[level] = 2.4F + 2.1F * std::log2(static_cast<float>(level));
-  }
-  return bits;
+  return static_cast<float>(logarithm);
 }
 
-const BitTables& GetBitTables() {
-  static const BitTables tables = BuildBitTables();
-  return tables;
-}
+constexpr BitTables kBitTables = [] {
+  BitTables bits{};
+  for (size_t zeros = 1; zeros < bits.run.size(); ++zeros) {
+    bits.run[zeros] = kRunTokenBits + Log2(zeros);
+  }
+  for (size_t level = 1; level < bits.level.size(); ++level) {
+    const float product = 2.1F * Log2(level);
+    bits.level[level] = 2.4F + product;
+  }
+  return bits;
+}();
 
 struct Candidate {
   int position;    // in the scan
@@ -78,7 +88,6 @@ void SelectLevels(const LevelSelection& selection, const QuantTable& table,
     return;
   }
 
-  const BitTables& bits = GetBitTables();
   const float lambda = selection.lambda;
   uint64_t scan_positions = 0;
   for (; nonzero != 0; nonzero &= nonzero - 1) {
@@ -100,7 +109,7 @@ void SelectLevels(const LevelSelection& selection, const QuantTable& table,
     for (int level = largest; level > 0 && level >= largest - 1; --level) {
       const float rest = magnitude - static_cast<float>(level) * step;
       const float cost = weight * (rest * rest - magnitude * magnitude) +
-                         lambda * bits.level[static_cast<size_t>(std::min(level, 127))];
+                         lambda * kBitTables.level[static_cast<size_t>(std::min(level, 127))];
       if (level == largest || cost < candidate.cost) {
         candidate.cost = cost;
         candidate.level = static_cast<int16_t>(nearest[natural] < 0 ? -level : level);
@@ -122,7 +131,7 @@ void SelectLevels(const LevelSelection& selection, const QuantTable& table,
       const int last_position = j < 0 ? -1 : candidates[static_cast<size_t>(j)].position;
       const int zeros = candidate.position - last_position - 1;
       const float before = j < 0 ? lambda * kBlockBits : best[static_cast<size_t>(j)];
-      const float cost = before + lambda * bits.run[static_cast<size_t>(zeros)];
+      const float cost = before + lambda * kBitTables.run[static_cast<size_t>(zeros)];
       if (from == -2 || cost < least) {
         least = cost;
         from = j;
