@@ -22,6 +22,7 @@
 #include "entropy/context_rans.h"
 #include "entropy/rans.h"
 #include "support/container_file.h"
+#include "support/front_index.h"
 #include "support/moving_picture.h"
 #include "support/numbered_picture.h"
 #include "video/bidirectional_frame.h"
@@ -161,35 +162,66 @@ void MakeSoundSeeds() {
   }
 }
 
-// The file with its trailing index moved to the front, into a record with room
-// for `capacity` entries: the encoder's own would be 64 KiB.
-Bytes WithFrontIndex(const Bytes& file, uint32_t capacity) {
-  const uint32_t entries = LoadLe32(&file[file.size() - 4]);
-  const size_t media_end = file.size() - 4 - size_t{8} * entries;
-  const uint32_t index_bytes = container::front_index_payload_bytes(capacity);
-  const uint64_t shift = container::kRecordHeaderBytes + index_bytes;
-  Bytes bytes(file.begin(), file.begin() + container::kFileHeaderBytes);
-  StoreLe16(&bytes[8], static_cast<uint16_t>(LoadLe16(&bytes[8]) | container::kFlagFastStart));
-  const auto record =
-      container::EncodeRecordHeader({container::RecordType::kIndex, 0, 0, index_bytes});
-  bytes.insert(bytes.end(), record.begin(), record.end());
-  Bytes index(index_bytes);
-  StoreLe32(index.data(), entries);
-  for (size_t i = 0; i < entries; ++i) {
-    StoreLe64(&index[4 + 8 * i], LoadLe64(&file[media_end + 8 * i]) + shift);
-  }
-  bytes.insert(bytes.end(), index.begin(), index.end());
-  bytes.insert(bytes.end(), file.begin() + container::kFileHeaderBytes,
-               file.begin() + static_cast<ptrdiff_t>(media_end));
-  return bytes;
+// Files of few and tiny records, since a fuzzer's rate is that of its inputs: each
+// has one thing to change.
+bool MakeShortFiles() {
+  constexpr uint16_t kWidth = 17;
+  constexpr uint16_t kHeight = 9;
+  const auto picture = [](uint32_t number) { return test::MovingPicture(kWidth, kHeight, number); };
+  const auto sound = [](audio::AudioCodingMode mode) {
+    return test::Sound(SoundPayload(3200, 1, 70, mode));
+  };
+  const auto save = [](const std::string& name, container::FileHeader header,
+                       std::span<const test::Record> records,
+                       const test::FileOptions& options = {}) {
+    header.frame_count = test::FrameCount(records);
+    const std::filesystem::path path = SeedPath("file", name);
+    return test::WriteContainerFile(path, header, records, options);
+  };
+  container::FileHeader header = test::PlainHeader(kWidth, kHeight);
+  test::PictureCoder plain(header.flags, 40);
+  const std::vector<test::Record> still = {plain.Key(picture(0)), test::Repeat(3)};
+  if (!save("still", header, still)) return false;
+  const Bytes trailing = test::ReadBytes(SeedPath("file", "still"));
+  Save("file", "still-front-index", test::WithFrontIndex(trailing, 3));
+  Save("file", "still-no-index", {trailing.begin(), trailing.end() - 4 - 8 * ptrdiff_t{2}});
+  Save("file", "still-unfinished", {trailing.begin(), trailing.end() - 4 - 8 * ptrdiff_t{3}});
+  if (!save("nothing-shown", header, std::span(still).last(1))) return false;
+  const test::FileOptions block{false,
+                                SoundPayload(3200, 2, 140, audio::AudioCodingMode::kTransform)};
+  if (!save("audio-block", header, still, block)) return false;
+  const std::vector<test::Record> moving = {plain.Key(picture(0)), plain.Predicted(picture(1)),
+                                            test::Repeat(2), plain.Predicted(picture(2))};
+  if (!save("moving", header, moving)) return false;
+  const test::Record key = plain.Key(picture(0));
+  const std::vector<test::Record> keys = {key, plain.Key(test::MovingPicture(8, 20, 1)),
+                                          test::Repeat(2), key};
+  if (!save("two-sizes", header, keys)) return false;
+
+  header.flags |= container::kFlagInterleavedAudio;
+  const std::vector<test::Record> pieces = {sound(audio::AudioCodingMode::kTransform), key,
+                                            test::Repeat(1), sound(audio::AudioCodingMode::kAdpcm),
+                                            key};
+  if (!save("sound-in-pieces", header, pieces)) return false;
+
+  header = test::PlainHeader(kWidth, kHeight);
+  header.flags |= container::kFlagCclc | container::kFlagDeblocking |
+                  container::kFlagMotionPrediction | container::kFlagBidirectional;
+  test::PictureCoder held(header.flags, 40);
+  std::vector<test::Record> between = {held.Key(picture(0)), held.Predicted(picture(2)),
+                                       held.Bidirectional(picture(1)), test::Repeat(2)};
+  between[1].frame_no = 2;
+  between[2].frame_no = 1;
+  between[3].frame_no = 3;
+  if (!save("between", header, between)) return false;
+  std::filesystem::copy(
+      seeds / "file", seeds / "large_file",
+      std::filesystem::copy_options::recursive | std::filesystem::copy_options::overwrite_existing);
+  return true;
 }
 
-void SaveFile(const std::string& name, const Bytes& bytes) {
-  Save("file", name, bytes);
-  Save("large_file", name, bytes);
-}
-
-bool MakeRecordFiles() {
+// Records of every type that takes no held frame.
+bool MakeRecordFile() {
   constexpr uint16_t kWidth = 18;
   constexpr uint16_t kHeight = 21;
   container::FileHeader header = test::PlainHeader(kWidth, kHeight);
@@ -209,20 +241,7 @@ bool MakeRecordFiles() {
       coder.Predicted(picture(11)),
   };
   header.frame_count = test::FrameCount(records);
-  const std::filesystem::path path = SeedPath("file", "records");
-  if (!test::WriteContainerFile(path, header, records)) return false;
-  const Bytes bytes = test::ReadBytes(path);
-  SaveFile("records", bytes);
-  SaveFile("front-index", WithFrontIndex(bytes, 12));
-  SaveFile("no-index", {bytes.begin(), bytes.end() - 4 - 8 * ptrdiff_t{9}});
-  const test::FileOptions with_block{
-      false, SoundPayload(3200, 2, 400, audio::AudioCodingMode::kTransform)};
-  if (!test::WriteContainerFile(path, header, std::span(records).first(3), with_block))
-    return false;
-  SaveFile("audio-block", test::ReadBytes(path));
-  std::filesystem::remove(path);
-  SaveFile("records", bytes);
-  return true;
+  return test::WriteContainerFile(SeedPath("large_file", "records"), header, records);
 }
 
 // Sound in pieces, held frames and repeat runs, as the encoder lays them out.
@@ -239,14 +258,11 @@ bool MakeSessionFile() {
   settings.adaptive_gop = false;
   encoder::EncoderSession session(settings);
   session.set_audio({3200, 1, Tone(2000)});
-  const std::filesystem::path path = SeedPath("file", "session");
-  if (!session.open_output(path)) return false;
+  if (!session.open_output(SeedPath("large_file", "session"))) return false;
   for (const uint32_t number : {1U, 2U, 3U, 3U, 3U, 4U, 5U, 5U, 6U, 7U, 7U, 8U, 9U, 10U, 11U}) {
     session.encode_frame(test::NumberedFrame(number));
   }
-  if (!session.finish() || session.stream_error()) return false;
-  SaveFile("session", test::ReadBytes(path));
-  return true;
+  return session.finish() && !session.stream_error();
 }
 
 void MakeScriptSeeds() {
@@ -293,7 +309,7 @@ static bool MakeSeeds(const std::filesystem::path& folder) {
   MakeSoundSeeds();
   MakeScriptSeeds();
   MakeOptionSeeds();
-  return MakeRecordFiles() && MakeSessionFile();
+  return MakeShortFiles() && MakeRecordFile() && MakeSessionFile();
 }
 
 }  // namespace qolm::fuzz

@@ -1,0 +1,90 @@
+#include "info_report.h"
+
+#include <chrono>
+#include <regex>
+#include <sstream>
+
+#include "base/byte_order.h"
+#include "cli/info_command.h"
+
+namespace qolm::test {
+namespace {
+
+// Why a file that begins so is none of version 2; empty when it is one.
+std::string Refusal(std::span<const uint8_t> bytes) {
+  if (bytes.size() < 48) return "the file is too short to hold a header";
+  const std::string magic(bytes.begin(), bytes.begin() + 4);
+  if (magic != "QLM2") return "the file does not begin with \"QLM2\"";
+  const uint32_t version = LoadLe32(&bytes[4]);
+  if (version != 2) return "the file's version is " + std::to_string(version) + ", not 2";
+  const uint32_t width = LoadLe16(&bytes[10]);
+  const uint32_t height = LoadLe16(&bytes[12]);
+  if (width >= 1 && width <= 16384 && height >= 1 && height <= 16384) return {};
+  return "the picture size " + std::to_string(width) + "x" + std::to_string(height) +
+         " is outside 1..16384";
+}
+
+std::string HeaderLines(std::span<const uint8_t> bytes) {
+  const uint16_t flags = LoadLe16(&bytes[8]);
+  std::ostringstream text;
+  text << "    Resolution: " << LoadLe16(&bytes[10]) << "x" << LoadLe16(&bytes[12]) << "\n"
+       << "    FPS       : " << LoadLe32(&bytes[14]) << "/" << LoadLe32(&bytes[18]) << "\n"
+       << "    Frames    : " << LoadLe32(&bytes[22]) << "\n"
+       << "    Duration  : " << LoadLe32(&bytes[38]) * 0.001 << " s\n"
+       << "    Flags     : 0x" << std::hex << flags
+       << ((flags & 0x0400) != 0 ? " [Fast-Start]\n" : "\n");
+  return text.str();
+}
+
+std::string SpeedLines(uint64_t frames, uint32_t announced) {
+  std::string text =
+      "[+] Decoded Frames : " + std::to_string(frames) +
+      "\n    Decode Time    : 250.0 ms\n    Decode Speed   : " + std::to_string(4 * frames) +
+      ".0 FPS\n";
+  if (frames < announced) {
+    text += "[+] Note: the file is damaged or incomplete; only " + std::to_string(frames) + " of " +
+            std::to_string(announced) + " frames could be decoded.\n";
+  }
+  return text;
+}
+
+}  // namespace
+
+InfoReport RunInfo(const std::string& path) {
+  std::ostringstream out;
+  std::ostringstream err;
+  int calls = 0;
+  const int exit_code = cli::RunInfoCommand(
+      path, out, err, [&calls] { return std::chrono::milliseconds(250 * calls++); });
+  return {exit_code, out.str(), err.str()};
+}
+
+Findings Judge(const InfoReport& report, const std::string& path, std::span<const uint8_t> bytes) {
+  Findings findings;
+  const std::string opening = "[+] Opening QOLM v2 file: " + path + "\n";
+  const auto complain = [&](const std::string& expected) {
+    findings.complaint = "exit code " + std::to_string(report.exit_code) + "\n" + report.out +
+                         report.err + "instead of\n" + expected;
+    return findings;
+  };
+  const std::string refusal = Refusal(bytes);
+  if (!refusal.empty()) {
+    findings.refused = true;
+    const std::string error =
+        "[-] Error: Cannot open as a QOLM v2 file (" + refusal + "): " + path + "\n";
+    const bool as_it_should_be =
+        report.exit_code == 1 && report.out == opening && report.err == error;
+    return as_it_should_be ? findings : complain(opening + error);
+  }
+  static const std::regex sound_line("    Audio     : [1-9]\\d* Hz, [12] ch, [1-9]\\d* samples\n");
+  static const std::regex decoded("Decoded Frames : (\\d+)\n");
+  std::smatch match;
+  if (std::regex_search(report.out, match, sound_line)) findings.sound_line = match.str();
+  if (std::regex_search(report.out, match, decoded)) findings.frames = std::stoull(match[1]);
+  const std::string expected = opening + HeaderLines(bytes) + findings.sound_line +
+                               SpeedLines(findings.frames, LoadLe32(&bytes[22]));
+  const bool complete = report.exit_code == 0 && report.err.empty() && report.out == expected;
+  return complete ? findings : complain(expected);
+}
+
+}  // namespace qolm::test
