@@ -1,20 +1,18 @@
-#include <fcntl.h>
 #include <io.h>
-#include <sys/stat.h>
 
 #include <cstdio>
 
+#include "base/windows_file.h"
 #include "container/file_descriptor.h"
 
 namespace qolm::container {
 
 int OpenForReading(const std::filesystem::path& path) {
-  return _wopen(path.c_str(), _O_RDONLY | _O_BINARY | _O_NOINHERIT);
+  return OpenSharedDescriptor(path, GENERIC_READ, OPEN_EXISTING);
 }
 
 int OpenForWriting(const std::filesystem::path& path) {
-  return _wopen(path.c_str(), _O_WRONLY | _O_CREAT | _O_TRUNC | _O_BINARY | _O_NOINHERIT,
-                _S_IREAD | _S_IWRITE);
+  return OpenSharedDescriptor(path, GENERIC_WRITE, CREATE_ALWAYS);
 }
 
 int CloseDescriptor(int descriptor) { return _close(descriptor); }

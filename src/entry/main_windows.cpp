@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "base/windows_text.h"
 #include "entry/program_main.h"
 
 namespace {
@@ -45,15 +46,6 @@ void PrintBytesAsTheyAre(std::FILE* stream) {
   std::setvbuf(stream, nullptr, _IOFBF, kBufferBytes);
 }
 
-std::string Utf8(const wchar_t* text) {
-  const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-  if (size <= 0) return {};
-  std::string bytes(static_cast<size_t>(size), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, text, -1, bytes.data(), size, nullptr, nullptr);
-  bytes.pop_back();  // the terminator
-  return bytes;
-}
-
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
@@ -61,7 +53,7 @@ int wmain(int argc, wchar_t** argv) {
   PrintBytesAsTheyAre(stdout);
   PrintBytesAsTheyAre(stderr);
   std::vector<std::string> arguments;
-  for (int i = 0; i < argc; ++i) arguments.push_back(Utf8(argv[i]));
+  for (int i = 0; i < argc; ++i) arguments.push_back(qolm::Utf8FromWide(argv[i]));
   const int exit_code = qolm::ProgramMain(arguments);
   std::fflush(stdout);
   std::fflush(stderr);

@@ -5,42 +5,14 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "base/windows_file.h"
 #include "export/output_stream.h"
 
 namespace qolm::exporter {
-namespace {
-
-int ErrnoOf(DWORD error) {
-  switch (error) {
-    case ERROR_FILE_NOT_FOUND:
-    case ERROR_PATH_NOT_FOUND:
-      return ENOENT;
-    case ERROR_ACCESS_DENIED:
-    case ERROR_SHARING_VIOLATION:
-      return EACCES;
-    case ERROR_DISK_FULL:
-      return ENOSPC;
-    default:
-      return EIO;
-  }
-}
-
-}  // namespace
 
 std::FILE* OpenStream(const std::filesystem::path& path) {
-  // The C library's own open would keep the file from being removed.
-  const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE,
-                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                  CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) {
-    errno = ErrnoOf(GetLastError());
-    return nullptr;
-  }
-  const int descriptor = _open_osfhandle(reinterpret_cast<intptr_t>(file), _O_BINARY);
-  if (descriptor < 0) {
-    CloseHandle(file);
-    return nullptr;
-  }
+  const int descriptor = OpenSharedDescriptor(path, GENERIC_WRITE, CREATE_ALWAYS);
+  if (descriptor < 0) return nullptr;
   std::FILE* const stream = _fdopen(descriptor, "wb");
   if (stream == nullptr) _close(descriptor);
   return stream;

@@ -12,6 +12,9 @@ namespace qolm::output {
 // file need not exist.
 std::filesystem::path FollowLinks(const std::filesystem::path& path, std::error_code& error);
 
+// Whether both lead to one existing file, whatever they are called.
+bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
+
 // Whether `path`, whose links followed have this status, is a pipe, a device …
 bool IsSpecialFile(const std::filesystem::path& path, const std::filesystem::file_status& status);
 

@@ -26,6 +26,11 @@ fs::path FollowLinks(const fs::path& path, std::error_code& error) {
   return followed;
 }
 
+bool IsSameFile(const fs::path& a, const fs::path& b) {
+  std::error_code error;
+  return fs::equivalent(a, b, error) && !error;
+}
+
 bool IsSpecialFile(const fs::path&, const fs::file_status& status) {
   return fs::exists(status) && !fs::is_regular_file(status);
 }

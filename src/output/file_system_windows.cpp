@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/windows_file.h"
 #include "output/file_system.h"
 #include "output/windows_handle.h"
 
@@ -10,8 +11,6 @@ namespace qolm::output {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 // Whether `path` is a link, and not one of the other things that a reparse
 // point may be: a file in the cloud is one, too.
@@ -48,6 +47,18 @@ fs::path FollowLinks(const fs::path& path, std::error_code& error) {
     followed.erase(0, kPrefix.size());
   }
   return followed;
+}
+
+// The standard library's answer does not see through drive letters and shares
+// that stand for one another.
+bool IsSameFile(const fs::path& a, const fs::path& b) {
+  const auto open = [](const fs::path& path) {
+    return CreateFileW(path.c_str(), 0, kShareAll, nullptr, OPEN_EXISTING,
+                       FILE_FLAG_BACKUP_SEMANTICS, nullptr);  // folders as well
+  };
+  const WindowsHandle first(open(a));
+  const WindowsHandle second(open(b));
+  return first.valid() && second.valid() && SameFile(first.get(), second.get());
 }
 
 bool IsSpecialFile(const fs::path& path, const fs::file_status& status) {

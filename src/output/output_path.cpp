@@ -29,17 +29,12 @@ class RefusalCategory : public std::error_category {
   }
 };
 
-bool AreSameFile(const fs::path& a, const fs::path& b) {
-  std::error_code error;
-  return fs::equivalent(a, b, error) && !error;
-}
-
 std::error_code JudgePart(const fs::path& part, const fs::path& input) {
   std::error_code error;
   const fs::file_status status = fs::symlink_status(part, error);
   if (status.type() == fs::file_type::none) return error;
   if (!fs::exists(status)) return {};
-  if (AreSameFile(part, input)) return OutputRefusal::kPartIsInput;
+  if (IsSameFile(part, input)) return OutputRefusal::kPartIsInput;
   if (fs::is_directory(status)) return std::make_error_code(std::errc::is_a_directory);
   if (!fs::is_regular_file(status)) return OutputRefusal::kPartNotRegular;
   return {};
@@ -62,7 +57,7 @@ std::error_code JudgeOutputPath(const fs::path& output, const fs::path& input, O
     return std::make_error_code(std::errc::is_a_directory);
   }
   judged.exists = fs::exists(status);
-  if (judged.exists && AreSameFile(output, input)) return OutputRefusal::kIsInput;
+  if (IsSameFile(output, input)) return OutputRefusal::kIsInput;
   judged.target = FollowLinks(output, error);
   if (error) return error;
   judged.special = IsSpecialFile(output, status);

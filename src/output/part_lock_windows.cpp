@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "base/windows_file.h"
 #include "output/part_lock.h"
 #include "output/windows_handle.h"
 
@@ -9,10 +10,6 @@ namespace qolm::output {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Others may open, rename and delete the file; the lock speaks only to runs of
-// this program, as on other systems.
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 HANDLE AsHandle(intptr_t file) { return reinterpret_cast<HANDLE>(file); }
 

@@ -2,29 +2,18 @@
 
 #include <string>
 
+#include "base/windows_text.h"
+
 namespace qolm::output {
 namespace {
-
-// The system's own words, without the full stop and the line's end.
-std::string SystemMessage(DWORD code) {
-  wchar_t wide[512];
-  const DWORD found = FormatMessageW(
-      FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK,
-      nullptr, code, 0, wide, static_cast<DWORD>(std::size(wide)), nullptr);
-  std::wstring_view words(wide, found);
-  while (!words.empty() && (words.back() == L' ' || words.back() == L'.')) words.remove_suffix(1);
-  const auto units = static_cast<int>(words.size());
-  std::string message(words.size() * 3, '\0');
-  message.resize(
-      static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, words.data(), units, message.data(),
-                                              static_cast<int>(message.size()), nullptr, nullptr)));
-  return message.empty() ? "Windows error " + std::to_string(code) : message;
-}
 
 class WindowsCategory : public std::error_category {
  public:
   const char* name() const noexcept override { return "windows"; }
-  std::string message(int value) const override { return SystemMessage(static_cast<DWORD>(value)); }
+  std::string message(int value) const override {
+    const std::string words = WindowsMessage(static_cast<DWORD>(value));
+    return words.empty() ? "Windows error " + std::to_string(value) : words;
+  }
 };
 
 }  // namespace

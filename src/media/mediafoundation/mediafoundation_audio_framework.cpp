@@ -1,11 +1,9 @@
 #include "media/mediafoundation/mediafoundation_audio_framework.h"
 
-#include <array>
 #include <optional>
 #include <utility>
 
 #include "media/mediafoundation/com.h"
-#include "media/mediafoundation/source_reader.h"
 
 namespace qolm::media::mediafoundation {
 namespace {
@@ -100,17 +98,20 @@ class MediaFoundationAudioReader : public AudioReader {
 
 }  // namespace
 
+ReaderOptions OptionsOf(const AudioFramework::ReaderAttributes& attributes) {
+  return {
+      {{MF_READWRITE_ENABLE_HARDWARE_TRANSFORMS, attributes.enable_hardware_transforms ? 1u : 0u},
+       {MF_LOW_LATENCY, attributes.low_latency ? 1u : 0u}}};
+}
+
 std::unique_ptr<AudioReader> AdaptAudioReader(ComPtr<IMFSourceReader> reader) {
   return std::make_unique<MediaFoundationAudioReader>(std::move(reader));
 }
 
 std::unique_ptr<AudioReader> MediaFoundationAudioFramework::Open(
     const std::filesystem::path& path, const ReaderAttributes& attributes) {
-  const std::array<ReaderOption, 2> options{
-      {{MF_READWRITE_ENABLE_HARDWARE_TRANSFORMS, attributes.enable_hardware_transforms ? 1u : 0u},
-       {MF_LOW_LATENCY, attributes.low_latency ? 1u : 0u}}};
   ComPtr<IMFSourceReader> reader;
-  if (FAILED(MakeSourceReader(path, options, reader))) return nullptr;
+  if (FAILED(MakeSourceReader(path, OptionsOf(attributes), reader))) return nullptr;
   return AdaptAudioReader(std::move(reader));
 }
 

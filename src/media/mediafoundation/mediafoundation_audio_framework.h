@@ -7,8 +7,11 @@
 
 #include "media/audio_framework.h"
 #include "media/mediafoundation/com.h"
+#include "media/mediafoundation/source_reader.h"
 
 namespace qolm::media::mediafoundation {
+
+ReaderOptions OptionsOf(const AudioFramework::ReaderAttributes& attributes);
 
 std::unique_ptr<AudioReader> AdaptAudioReader(ComPtr<IMFSourceReader> reader);
 

@@ -1,13 +1,11 @@
 #include "media/mediafoundation/mediafoundation_video_framework.h"
 
-#include <array>
 #include <span>
 #include <utility>
 
 #include "media/mediafoundation/com.h"
 #include "media/mediafoundation/failure_words.h"
-#include "media/mediafoundation/row_layout.h"
-#include "media/mediafoundation/source_reader.h"
+#include "media/row_layout.h"
 
 namespace qolm::media::mediafoundation {
 namespace {
@@ -231,19 +229,20 @@ class MediaFoundationVideoReader : public VideoReader {
 
 }  // namespace
 
+ReaderOptions OptionsOf(const VideoFramework::ReaderAttributes& attributes) {
+  return {
+      {{MF_READWRITE_ENABLE_HARDWARE_TRANSFORMS, attributes.enable_hardware_transforms ? 1u : 0u},
+       {MF_SOURCE_READER_ENABLE_VIDEO_PROCESSING, attributes.enable_video_processing ? 1u : 0u}}};
+}
+
 std::unique_ptr<VideoReader> AdaptVideoReader(ComPtr<IMFSourceReader> reader) {
   return std::make_unique<MediaFoundationVideoReader>(std::move(reader));
 }
 
 std::unique_ptr<VideoReader> MediaFoundationVideoFramework::Open(
     const std::filesystem::path& path, const std::optional<ReaderAttributes>& attributes) {
-  std::array<ReaderOption, 2> options{};
-  if (attributes) {
-    options = {{{MF_READWRITE_ENABLE_HARDWARE_TRANSFORMS,
-                 attributes->enable_hardware_transforms ? 1u : 0u},
-                {MF_SOURCE_READER_ENABLE_VIDEO_PROCESSING,
-                 attributes->enable_video_processing ? 1u : 0u}}};
-  }
+  ReaderOptions options{};
+  if (attributes) options = OptionsOf(*attributes);
   ComPtr<IMFSourceReader> reader;
   const HRESULT result = MakeSourceReader(
       path, attributes ? std::span<const ReaderOption>(options) : std::span<const ReaderOption>(),

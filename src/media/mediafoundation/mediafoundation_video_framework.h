@@ -8,9 +8,12 @@
 #include <string>
 
 #include "media/mediafoundation/com.h"
+#include "media/mediafoundation/source_reader.h"
 #include "media/video_framework.h"
 
 namespace qolm::media::mediafoundation {
+
+ReaderOptions OptionsOf(const VideoFramework::ReaderAttributes& attributes);
 
 std::unique_ptr<VideoReader> AdaptVideoReader(ComPtr<IMFSourceReader> reader);
 

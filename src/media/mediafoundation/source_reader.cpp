@@ -2,14 +2,19 @@
 
 namespace qolm::media::mediafoundation {
 
+HRESULT MakeAttributeStore(std::span<const ReaderOption> options, ComPtr<IMFAttributes>& store) {
+  HRESULT result = MFCreateAttributes(&store, static_cast<UINT32>(options.size()));
+  for (const ReaderOption& option : options) {
+    if (SUCCEEDED(result)) result = store->SetUINT32(option.key, option.value);
+  }
+  return result;
+}
+
 HRESULT MakeSourceReader(const std::filesystem::path& path, std::span<const ReaderOption> options,
                          ComPtr<IMFSourceReader>& reader) {
   ComPtr<IMFAttributes> attributes;
   if (!options.empty()) {
-    HRESULT result = MFCreateAttributes(&attributes, static_cast<UINT32>(options.size()));
-    for (const ReaderOption& option : options) {
-      if (SUCCEEDED(result)) result = attributes->SetUINT32(option.key, option.value);
-    }
+    const HRESULT result = MakeAttributeStore(options, attributes);
     if (FAILED(result)) return result;
   }
   const HRESULT result = MFCreateSourceReaderFromURL(path.c_str(), attributes.Get(), &reader);

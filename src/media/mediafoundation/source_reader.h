@@ -2,6 +2,7 @@
 #ifndef QOLM_MEDIA_MEDIAFOUNDATION_SOURCE_READER_H_
 #define QOLM_MEDIA_MEDIAFOUNDATION_SOURCE_READER_H_
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -16,6 +17,13 @@ struct ReaderOption {
   GUID key;
   UINT32 value;
 };
+
+// Both of a reader's options that this program sets.
+using ReaderOptions = std::array<ReaderOption, 2>;
+
+// A store with these options, and with room for no more.
+[[nodiscard]] HRESULT MakeAttributeStore(std::span<const ReaderOption> options,
+                                         ComPtr<IMFAttributes>& store);
 
 // Without options the reader is made without an attribute store. A success
 // leaves a reader in `reader`.

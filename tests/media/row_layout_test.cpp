@@ -1,4 +1,4 @@
-#include "media/mediafoundation/row_layout.h"
+#include "media/row_layout.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-namespace qolm::media::mediafoundation {
+namespace qolm::media {
 namespace {
 
 using Rows = std::optional<VideoBuffer::PitchedRows>;
@@ -157,4 +157,4 @@ TEST(RowLayout, WhateverIsHandedOnLiesInsideTheBytes) {
 }
 
 }  // namespace
-}  // namespace qolm::media::mediafoundation
+}  // namespace qolm::media

@@ -1,8 +1,8 @@
-#include "media/mediafoundation/row_layout.h"
+#include "media/row_layout.h"
 
 #include "media/row_grid.h"
 
-namespace qolm::media::mediafoundation {
+namespace qolm::media {
 namespace {
 
 constexpr size_t kBytesPerPixel = 4;
@@ -71,4 +71,4 @@ std::optional<VideoBuffer::PitchedRows> RowLayout::InPitchedMemory(const uint8_t
       scanline0 + lowest_row * pitch + size_t{picture_.left} * kBytesPerPixel, pitch};
 }
 
-}  // namespace qolm::media::mediafoundation
+}  // namespace qolm::media

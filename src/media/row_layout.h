@@ -4,8 +4,8 @@
 // them from the bottom up, and it may begin to do so in mid-stream. Whatever
 // cannot be told for certain, or would reach past the buffer, is refused; of a
 // pitched buffer the system says only how long the rows are without padding.
-#ifndef QOLM_MEDIA_MEDIAFOUNDATION_ROW_LAYOUT_H_
-#define QOLM_MEDIA_MEDIAFOUNDATION_ROW_LAYOUT_H_
+#ifndef QOLM_MEDIA_ROW_LAYOUT_H_
+#define QOLM_MEDIA_ROW_LAYOUT_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 #include "media/video_framework.h"
 
-namespace qolm::media::mediafoundation {
+namespace qolm::media {
 
 struct PictureArea {
   uint32_t left = 0;  // pixels
@@ -56,6 +56,6 @@ class RowLayout {
   PictureArea picture_;  // inside the frame
 };
 
-}  // namespace qolm::media::mediafoundation
+}  // namespace qolm::media
 
-#endif  // QOLM_MEDIA_MEDIAFOUNDATION_ROW_LAYOUT_H_
+#endif  // QOLM_MEDIA_ROW_LAYOUT_H_
