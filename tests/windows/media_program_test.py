@@ -13,6 +13,7 @@ import pathlib
 import shutil
 import sys
 import tempfile
+import time
 import unittest
 
 import clips
@@ -249,6 +250,21 @@ class Names(ProgramCase):
                 self.assertEqual(shown.code, 0)
                 self.assertIn(f"[+] Opening QOLM v2 file: {name}\n", shown.out)
 
+    def test_another_name_of_the_input_is_still_the_input(self):
+        drive = self.windows.prefix / "dosdevices" / "q:"
+        drive.symlink_to(self.folder)
+        self.addCleanup(drive.unlink)
+        clip = self.bytes_of("raw.avi")
+        longest_form = "\\\\?\\Z:" + str(pathlib.Path(self.folder, "raw.avi")).replace("/", "\\")
+        for name in ("q:\\raw.avi", longest_form, "RAW.AVI"):
+            with self.subTest(name=name):
+                result = self.windows.run("qolm2_converter", "encode", "raw.avi", name,
+                                          folder=self.folder)
+                self.assertEqual(result.code, 1)
+                self.assertEqual(result.err, "[-] Error: Cannot open output file "
+                                             f"(it is the input file): {name}\n")
+                self.assertEqual(self.bytes_of("raw.avi"), clip)
+
     def test_of_what_is_missing(self):
         self.assert_fails("סרטון 🎬.avi", "File not found")
 
@@ -354,6 +370,26 @@ class Interruption(ProgramCase):
         self.assertEqual(shown.code, 0, shown.err)
         self.assertIn(f"    Frames    : {frames}\n", shown.out)
         self.assertIn(f"[+] Decoded Frames : {frames}\n", shown.out)
+
+
+class Outputs(ProgramCase):
+    def test_a_second_run_leaves_the_first_alone(self):
+        name = self.output()
+        part = pathlib.Path(self.folder, name + ".part")
+        with concurrent.futures.ThreadPoolExecutor(max_workers=1) as pool:
+            first = pool.submit(self.windows.run, "qolm2_converter", "encode", "long.mp4", name,
+                                "--frames", "150", folder=self.folder)
+            while not part.exists() and not first.done():
+                time.sleep(0.01)
+            second = self.windows.run("qolm2_converter", "encode", "raw.avi", name,
+                                      folder=self.folder)
+            self.assertEqual((first.result().code, first.result().err), (0, ""))
+        self.assertEqual(second.code, 1)
+        self.assertEqual(second.err, "[-] Error: Cannot open output file "
+                                     f"(another run is writing its part file): {name}\n")
+        self.assertFalse(part.exists())
+        shown = self.native.run("qolm2_converter", "info", name, folder=self.folder)
+        self.assertIn("[+] Decoded Frames : 150\n", shown.out)
 
 
 def main():

@@ -34,6 +34,7 @@ class Windows:
     """The programs for Windows; names of files and folders are those of the host."""
 
     def __init__(self, runner, prefix, programs):
+        self.prefix = pathlib.Path(prefix)
         self._start = [runner, "--prefix", prefix]
         self._programs = pathlib.Path(programs)
 
