@@ -24,14 +24,17 @@ constexpr int32_t kHighestRate = 768000;      // Hz; what exists, and a bound on
 constexpr size_t kBlockValues = size_t{1} << 25;
 
 // Samples of a number unknown until the last. Blocks spare the copies, and with
-// them the second and third track in memory, that one growing vector makes.
+// them the second and third track in memory, that one growing vector makes. The
+// first block does grow, so that a short track takes no more than it needs.
 class SampleCollector {
  public:
   void Append(const uint8_t* bytes, size_t length) {
     size_t values = length / sizeof(int16_t);
     while (values > 0) {
       if (blocks_.empty() || blocks_.back().size() == kBlockValues) {
-        blocks_.emplace_back().reserve(kBlockValues);
+        const bool first = blocks_.empty();
+        blocks_.emplace_back();
+        if (!first) blocks_.back().reserve(kBlockValues);
       }
       std::vector<int16_t>& block = blocks_.back();
       const size_t old_size = block.size();

@@ -4,9 +4,9 @@
 
 #include "entropy/coefficient_tokens.h"
 #include "entropy/context_rans.h"
-#include "entropy/largest_allocation.h"
 #include "entropy/naive_coders.h"
 #include "entropy/sample_inputs.h"
+#include "support/largest_allocation.h"
 
 namespace qolm::entropy {
 namespace {
@@ -45,9 +45,9 @@ TEST(CoefficientStream, TokenCountIsLimitedByTheValues) {
   EXPECT_FALSE(DecodeCoefficients(StreamOfCount(31, 129), ten));
   Bytes stream = StreamOfCount(10, 129);
   for (size_t i = 0; i < 4; ++i) stream[i] = stream[5 + i] = 0xFF;
-  ResetLargestAllocation();
+  test::ResetLargestAllocation();
   EXPECT_FALSE(DecodeCoefficients(stream, ten)) << "four billion tokens";
-  EXPECT_LE(LargestAllocation(), 1024u) << "refused before memory is taken";
+  EXPECT_LE(test::LargestAllocation(), 1024u) << "refused before memory is taken";
   for (size_t i = 0; i < 4; ++i) stream[i] = stream[5 + i] = 0;
   EXPECT_FALSE(DecodeCoefficients(stream, ten)) << "no tokens";
   EXPECT_FALSE(DecodeCoefficients(Bytes{10, 0, 0, 0}, ten)) << "no head";

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "support/largest_allocation.h"
 #include "support/media_audio_scripted.h"
 
 namespace qolm::media {
@@ -270,6 +271,14 @@ TEST_F(AudioSourceTest, RoundsTheResampledLength) {
   EXPECT_THAT(ReadSamples(), ElementsAre(1));
   Deliver(1, 96000, {1});  // a third of a frame is none
   EXPECT_FALSE(Read());
+}
+
+TEST_F(AudioSourceTest, AShortTrackTakesLittleMemory) {
+  Deliver(1, 32000, std::vector<int16_t>(1000, 5));
+  Deliver(1, 32000, std::vector<int16_t>(3000, 6));
+  test::ResetLargestAllocation();
+  EXPECT_EQ(ReadSamples().size(), 4000u);
+  EXPECT_LE(test::LargestAllocation(), 16000u) << "twice the track, as a vector grows";
 }
 
 TEST_F(AudioSourceTest, KeepsEverySampleOfALongTrack) {

@@ -1,13 +1,13 @@
 // Replaces the program's allocation functions. A file of its own, since a compiler
 // that inlines only one of the pair takes them for mismatched.
-#include "entropy/largest_allocation.h"
+#include "support/largest_allocation.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <new>
 
-namespace qolm::entropy {
+namespace qolm::test {
 namespace {
 
 std::atomic<size_t> largest_request{0};
@@ -23,10 +23,10 @@ void Note(size_t size) {
 void ResetLargestAllocation() { largest_request = 0; }
 size_t LargestAllocation() { return largest_request; }
 
-}  // namespace qolm::entropy
+}  // namespace qolm::test
 
 void* operator new(size_t size) {
-  qolm::entropy::Note(size);
+  qolm::test::Note(size);
   if (void* memory = std::malloc(std::max<size_t>(size, 1))) return memory;
   throw std::bad_alloc();
 }
