@@ -24,6 +24,9 @@ using container::RecordType;
 using video::YuvPlanes;
 
 constexpr size_t kMostFrames = 11;
+constexpr uint32_t kMostWidth = 36;   // pixels
+constexpr uint32_t kMostHeight = 26;  // pixels
+constexpr size_t kSeeks = 3;
 
 const std::filesystem::path& OutputPath() {
   static const test::TemporaryFolder folder;
@@ -33,8 +36,8 @@ const std::filesystem::path& OutputPath() {
 
 encoder::EncodeSettings ReadSettings(InputReader& reader) {
   encoder::EncodeSettings settings;
-  settings.width = static_cast<int32_t>(reader.Between(1, 50));
-  settings.height = static_cast<int32_t>(reader.Between(1, 40));
+  settings.width = static_cast<int32_t>(reader.Between(1, kMostWidth));
+  settings.height = static_cast<int32_t>(reader.Between(1, kMostHeight));
   const uint8_t switches = reader.Byte();
   settings.vfr = (switches & 1) != 0;
   settings.bidirectional = (switches & 2) != 0;
@@ -104,8 +107,8 @@ class PictureScript {
       default:
         // Another size makes a key frame.
         if (change >= 240) {
-          const auto width = static_cast<int32_t>(reader.Between(1, 50));
-          Resize(width, static_cast<int32_t>(reader.Between(1, 40)));
+          const auto width = static_cast<int32_t>(reader.Between(1, kMostWidth));
+          Resize(width, static_cast<int32_t>(reader.Between(1, kMostHeight)));
         }
         Scene(change);
     }
@@ -181,7 +184,6 @@ Encoded Encode(const encoder::EncodeSettings& settings, const PcmTrack& sound,
   Encoded encoded;
   encoder::EncoderSession session(settings);
   session.set_audio(sound);
-  std::filesystem::remove(OutputPath());
   QOLM_REQUIRE(session.open_output(OutputPath()));
   PictureScript pictures(settings.width, settings.height);
   const size_t frames = reader.Between(0, kMostFrames);
@@ -257,10 +259,12 @@ void CheckSound(const encoder::EncodeSettings& settings, const PcmTrack& sound,
   QOLM_REQUIRE(decoded.sample_rate == sound.sample_rate && decoded.channels == sound.channels);
 }
 
-void CheckSeeks(container::ContainerReader& reader, const std::vector<YuvPlanes>& pictures) {
+void CheckSeeks(container::ContainerReader& reader, const std::vector<YuvPlanes>& pictures,
+                InputReader& script) {
+  if (pictures.empty()) return;
   decoder::FrameDecoder decoder(reader);
-  for (size_t i = 0; i < pictures.size(); ++i) {
-    const size_t number = (i * 5 + 3) % pictures.size();
+  for (size_t i = 0; i < kSeeks; ++i) {
+    const size_t number = (script.Byte() + i * 5 + 3) % pictures.size();
     QOLM_REQUIRE(decoder.seek_to_frame(static_cast<int32_t>(number)) && decoder.next_planes());
     QOLM_REQUIRE(test::SamePicture(decoder.planes(), pictures[number]));
   }
@@ -282,7 +286,7 @@ void RoundTrip(Input input) {
   QOLM_REQUIRE(reader.header().frame_count == frames);
   CheckPictures(VideoRecords(reader), encoded, decoded, settings.bidirectional);
   CheckSound(settings, sound, reader);
-  CheckSeeks(reader, decoded);
+  CheckSeeks(reader, decoded, script);
 }
 
 }  // namespace qolm::fuzz
