@@ -1,7 +1,7 @@
-// Starts a program in a console of its own, and presses Ctrl-C there as often as
-// is asked, each time as soon as the program has said a text once more.
+// Starts a program in a console of its own, and presses Ctrl-C there as soon as
+// the program has said a text.
 //
-//   interrupter TIMES TEXT PROGRAM [ARGUMENT ...]
+//   interrupter TEXT PROGRAM [ARGUMENT ...]
 //
 // Passes standard output on and ends with the program's exit code; with 99 when
 // the program could not be started or ended before it said TEXT.
@@ -31,11 +31,10 @@ std::string Narrow(const std::wstring& text) {
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
-  if (count < 4) return kNotInterrupted;
-  const int times = std::stoi(arguments[1]);
-  const std::string awaited = Narrow(arguments[2]);
+  if (count < 3) return kNotInterrupted;
+  const std::string awaited = Narrow(arguments[1]);
   std::wstring command;
-  for (int i = 3; i < count; ++i) command += (i > 3 ? L" " : L"") + Quoted(arguments[i]);
+  for (int i = 2; i < count; ++i) command += (i > 2 ? L" " : L"") + Quoted(arguments[i]);
 
   const HANDLE error_output = GetStdHandle(STD_ERROR_HANDLE);
   const HANDLE own_output = GetStdHandle(STD_OUTPUT_HANDLE);
@@ -64,16 +63,13 @@ int wmain(int count, wchar_t** arguments) {
   if (!started) return kNotInterrupted;
 
   std::string said;
-  size_t searched = 0;
-  int sent = 0;
+  bool sent = false;
   char bytes[4096];
   DWORD length = 0;
   while (ReadFile(read_end, bytes, sizeof(bytes), &length, nullptr) && length > 0) {
     said.append(bytes, length);
-    const size_t found = said.find(awaited, searched);
-    if (sent < times && found != std::string::npos) {
-      searched = said.size();
-      if (GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0)) ++sent;
+    if (!sent && said.find(awaited) != std::string::npos) {
+      sent = GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) != FALSE;
     }
   }
   WaitForSingleObject(process.hProcess, INFINITE);
@@ -81,5 +77,5 @@ int wmain(int count, wchar_t** arguments) {
   GetExitCodeProcess(process.hProcess, &exit_code);
   DWORD written = 0;
   WriteFile(own_output, said.data(), static_cast<DWORD>(said.size()), &written, nullptr);
-  return sent > 0 ? static_cast<int>(exit_code) : kNotInterrupted;
+  return sent ? static_cast<int>(exit_code) : kNotInterrupted;
 }

@@ -351,7 +351,7 @@ class Interruption(ProgramCase):
     AWAITED = "Processed frames: 20/"
 
     def interrupted(self, *arguments):
-        return self.windows.run("interrupter", "1", self.AWAITED, "qolm2_converter.exe",
+        return self.windows.run("interrupter", self.AWAITED, "qolm2_converter.exe",
                                 *arguments, folder=self.folder)
 
     def test_leaves_a_finished_part_file_and_the_older_output(self):
