@@ -12,7 +12,7 @@ override INPUT := $(value INPUT)
 export INPUT
 
 .PHONY: help setup build demo test clang-test asan-test tsan-test windows windows-test \
-  package-windows coverage fuzz bench quality option-table sound-table format format-check lint check ci clean
+  package-windows coverage fuzz bench quality option-table sound-table long-run format format-check lint check ci clean
 
 help:
 	@echo "make build               release programs in build/release/bin/"
@@ -30,6 +30,7 @@ help:
 	@echo "make quality CLIPS=...   size, quality and speed table beside other codecs"
 	@echo "make option-table OPTIONS=--bidirectional CLIPS=... what encode options bring"
 	@echo "make sound-table CLIPS=... the same for the sound"
+	@echo "make long-run [HOURS=10] a long lecture through encode, info and export: memory, sync"
 	@echo "make format | lint       clang-format in place | clang-tidy over src/"
 	@echo "make check               include, document and path checks"
 	@echo "make ci                  what the merge gate runs"
@@ -112,6 +113,10 @@ sound-table:
 	cmake --preset bench
 	cmake --build --preset bench --target sound_quality
 	python3 bench/sound_table.py --programs build/bench/bin $(SOUND_TABLE_FLAGS) $(CLIPS)
+
+long-run: build
+	@tools/setup.sh demo
+	python3 tools/long_run.py --hours $(or $(HOURS),10)
 
 format:
 	@tools/format.sh

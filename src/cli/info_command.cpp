@@ -68,7 +68,8 @@ int RunInfoCommand(const std::string& path_bytes, std::ostream& out, std::ostrea
   }
   out << HeaderText(reader.header()) << std::flush;
 
-  decoder::FrameDecoder decoder(reader);
+  // Nothing seeks here, so nothing need be kept.
+  decoder::FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);
   out << SoundText(decoder.decode_audio()) << std::flush;
 
   decoder::OutputFrame frame;
