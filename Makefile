@@ -12,7 +12,7 @@ override INPUT := $(value INPUT)
 export INPUT
 
 .PHONY: help setup build demo test clang-test asan-test tsan-test windows windows-test \
-  package-windows coverage fuzz bench quality option-table sound-table long-run format format-check lint check ci clean
+  package-windows coverage same-bits fuzz bench quality option-table sound-table long-run format format-check lint check ci clean
 
 help:
 	@echo "make build               release programs in build/release/bin/"
@@ -25,6 +25,7 @@ help:
 	@echo "make windows-test        their tests, under Wine"
 	@echo "make package-windows     both in an archive, which is tried under Wine"
 	@echo "make coverage            line and branch coverage of the tests"
+	@echo "make same-bits [BUILDS=...]  the golden tests of other compilers, levels and machines"
 	@echo "make fuzz [SECONDS=20] [TARGETS=...]  the fuzzers in turn, so long each"
 	@echo "make bench               kernel benchmarks"
 	@echo "make quality CLIPS=...   size, quality and speed table beside other codecs"
@@ -85,8 +86,14 @@ coverage:
 	cmake --build --preset coverage
 	ctest --preset coverage
 	gcovr --root . --filter src/ --exclude-throw-branches --exclude-unreachable-branches \
-	  --html-details build/coverage/coverage.html --print-summary build/coverage
+	  --html-details build/coverage/coverage.html --json-summary build/coverage/coverage.json \
+	  build/coverage
 	@echo "details: build/coverage/coverage.html"
+	@tools/coverage_table.py build/coverage/coverage.json
+
+same-bits:
+	@tools/setup.sh ci foreign
+	@tools/same_bits.sh $(BUILDS)
 
 fuzz:
 	@tools/setup.sh fuzz

@@ -20,6 +20,10 @@ else()
   target_compile_options(qolm_compile_options INTERFACE -ffp-contract=off)
   target_compile_options(qolm_compile_options INTERFACE -Wall -Wextra -Wconversion)
 endif()
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86)$" AND NOT MSVC)
+  # The x87 registers keep more bits than a float has and would round twice.
+  target_compile_options(qolm_compile_options INTERFACE -msse2 -mfpmath=sse)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # GCC 12 sees overlaps inside its own std::string (GCC PR 105329).
   target_compile_options(qolm_compile_options INTERFACE -Wno-restrict)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job needs and that are missing.
 #
-#   tools/setup.sh [build|demo|test|bench|coverage|fuzz|windows|ci] ...      (default: build)
+#   tools/setup.sh [build|demo|test|bench|coverage|fuzz|windows|foreign|ci] ...      (default: build)
 #
 # Does nothing, and asks no network, when everything is there. Needs root only
 # when something is missing; without it, says what to install and fails.
@@ -19,6 +19,9 @@ fuzz_packages=("${build_packages[@]}" clang-14 libclang-rt-14-dev libomp-14-dev)
 windows_packages=(cmake ninja-build make ccache g++-mingw-w64-x86-64-posix libz-mingw-w64-dev
   libstb-dev googletest python3 zip unzip ffmpeg wine64
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav)
+# Compilers for other machines, qemu to run what they make.
+foreign_packages=(cmake ninja-build ccache googletest python3 qemu-user-static
+  g++-powerpc-linux-gnu g++-s390x-linux-gnu g++-arm-linux-gnueabihf g++-i686-linux-gnu)
 ci_packages=("${test_packages[@]}" "${windows_packages[@]}" git ccache libbenchmark-dev
   clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev libomp-14-dev)
 
@@ -33,9 +36,10 @@ for job in "$@"; do
     coverage) wanted+=("${coverage_packages[@]}") ;;
     fuzz) wanted+=("${fuzz_packages[@]}") ;;
     windows) wanted+=("${windows_packages[@]}") ;;
+    foreign) wanted+=("${foreign_packages[@]}") ;;
     ci) wanted+=("${ci_packages[@]}") ;;
     *)
-      echo "setup: unknown job '$job'; the jobs are build, demo, test, bench, coverage, fuzz, windows and ci" >&2
+      echo "setup: unknown job '$job'; the jobs are build, demo, test, bench, coverage, fuzz, windows, foreign and ci" >&2
       exit 2
       ;;
   esac

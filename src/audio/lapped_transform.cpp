@@ -58,8 +58,8 @@ LappedTransform::LappedTransform(uint32_t frame_length)
       cosines_(4 * frame_length_),
       fold_to_(2 * frame_length_),
       fold_sign_(2 * frame_length_) {
-  const uint64_t n = frame_length;
-  for (uint64_t i = 0; i < n; ++i) {
+  const size_t n = frame_length;
+  for (size_t i = 0; i < n; ++i) {
     // sin(pi (2 i + 1) / (4 N)), and the window mirrors itself.
     const double sine = CosineOfPi(2 * n - (2 * i + 1), 4 * n);
     window_[i] = static_cast<float>(sine);
@@ -67,14 +67,14 @@ LappedTransform::LappedTransform(uint32_t frame_length)
   }
   // The argument of every cosine is pi / (4 N) times an odd number for even N and
   // times an even one for odd N.
-  const uint64_t odd = n % 2 == 0 ? 1 : 0;
-  for (uint64_t j = 0; j < 4 * n; ++j) cosines_[j] = CosineOfPi(2 * j + odd, 4 * n);
+  const size_t odd = n % 2 == 0 ? 1 : 0;
+  for (size_t j = 0; j < 4 * n; ++j) cosines_[j] = CosineOfPi(2 * j + odd, 4 * n);
 
   // In half samples a block reaches from N + 1 to 5 N - 1. The cosines are odd
   // about 2 N, where they are 0, and change their sign with a shift by 4 N, about
   // which they are even.
-  for (uint64_t i = 0; i < 2 * n; ++i) {
-    const uint64_t half = 2 * i + 1 + n;
+  for (size_t i = 0; i < 2 * n; ++i) {
+    const size_t half = 2 * i + 1 + n;
     if (half < 2 * n) {
       fold_to_[i] = static_cast<uint32_t>(half / 2);
       fold_sign_[i] = 1.0;

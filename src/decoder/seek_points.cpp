@@ -46,7 +46,8 @@ SeekPoints::SeekPoints(const container::ContainerReader& reader)
     while (order.take(item)) {
       if (item.picture.id != 0) {
         const bool fits = frames_shown <= std::numeric_limits<int32_t>::max();
-        key_frame_numbers_[item.picture.id - 1] = fits ? static_cast<int32_t>(frames_shown) : -1;
+        const auto key_frame = static_cast<size_t>(item.picture.id) - 1;
+        key_frame_numbers_[key_frame] = fits ? static_cast<int32_t>(frames_shown) : -1;
       }
       frames_shown += item.frames;
     }
