@@ -271,6 +271,7 @@ void MakeScriptSeeds() {
     Save("round_trip", name, PseudoRandomBytes(i + 1, 60 + 25 * size_t{i}));
     Save("video_source", name, PseudoRandomBytes(i + 100, 100 + 40 * size_t{i}));
     Save("audio_source", name, PseudoRandomBytes(i + 200, 60 + 30 * size_t{i}));
+    Save("row_layout", name, PseudoRandomBytes(i + 300, 20));
   }
   // A whole picture in rows that are there, and a sound that nobody refuses.
   Save("video_source", "plain", {0, 7, 5, 0, 0, 0, 0, 0x80, 1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 0, 1});

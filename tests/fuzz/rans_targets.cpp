@@ -31,6 +31,52 @@ bool IsStoredTable(Input bytes) {
   return sum == entropy::kRansTotal;
 }
 
+void CheckTable(const entropy::RansFrequencyTable& table) {
+  uint32_t sum = 0;
+  uint32_t entries = 0;
+  for (size_t symbol = 0; symbol < table.freq.size(); ++symbol) {
+    QOLM_REQUIRE(table.cum[symbol] == sum || table.freq[symbol] == 0);
+    sum += table.freq[symbol];
+    entries += table.freq[symbol] > 0 ? 1 : 0;
+  }
+  QOLM_REQUIRE(sum == entropy::kRansTotal);
+  QOLM_REQUIRE(entries == table.entry_count);
+}
+
+std::vector<uint8_t> Stored(const entropy::RansFrequencyTable& table) {
+  std::vector<uint8_t> bytes(entropy::StoredTableSize(table));
+  entropy::StoreRansFrequencyTable(table, bytes.data());
+  return bytes;
+}
+
+// Five bytes each: a value, and how often it occurs.
+entropy::ByteCounts CountsOf(Input input) {
+  entropy::ByteCounts counts{};
+  uint32_t left = 0xFFFFFFFF;
+  for (; input.size() >= 5; input = input.subspan(5)) {
+    const uint32_t count = std::min(LoadLe32(input.data() + 1), left);
+    counts[input[0]] += count;
+    left -= count;
+  }
+  return counts;
+}
+
+void CheckBuiltTable(const entropy::ByteCounts& counts) {
+  const auto most = std::max_element(counts.begin(), counts.end());
+  if (*most == 0) return;
+  const entropy::RansFrequencyTable table = entropy::BuildRansFrequencyTable(counts);
+  CheckTable(table);
+  const uint16_t highest = table.freq[static_cast<size_t>(most - counts.begin())];
+  for (size_t symbol = 0; symbol < counts.size(); ++symbol) {
+    QOLM_REQUIRE((table.freq[symbol] > 0) == (counts[symbol] > 0));
+    QOLM_REQUIRE(table.freq[symbol] <= highest);
+  }
+  const std::vector<uint8_t> stored = Stored(table);
+  entropy::RansFrequencyTable loaded;
+  QOLM_REQUIRE(entropy::LoadRansFrequencyTable(stored, loaded));
+  QOLM_REQUIRE(loaded.freq == table.freq && loaded.entry_count == table.entry_count);
+}
+
 void CheckPlainCoding(Input values) {
   const std::vector<uint8_t> stream = entropy::RansEncodeBytes(values);
   QOLM_REQUIRE(stream.empty() == values.empty());
@@ -82,25 +128,13 @@ void Rans(Input input) {
 }
 
 void FrequencyTable(Input input) {
+  CheckBuiltTable(CountsOf(input));
   entropy::RansFrequencyTable table;
   const bool loads = entropy::LoadRansFrequencyTable(input, table);
   QOLM_REQUIRE(loads == IsStoredTable(input));
   if (!loads) return;
-
-  uint32_t sum = 0;
-  uint32_t entries = 0;
-  for (size_t symbol = 0; symbol < 256; ++symbol) {
-    QOLM_REQUIRE(table.cum[symbol] == sum || table.freq[symbol] == 0);
-    sum += table.freq[symbol];
-    entries += table.freq[symbol] > 0 ? 1 : 0;
-  }
-  QOLM_REQUIRE(sum == entropy::kRansTotal);
-  QOLM_REQUIRE(entries == table.entry_count);
-
-  std::vector<uint8_t> stored(entropy::StoredTableSize(table));
-  QOLM_REQUIRE(stored.size() <= input.size());
-  entropy::StoreRansFrequencyTable(table, stored.data());
-  QOLM_REQUIRE(Same(stored, input.first(stored.size())));
+  CheckTable(table);
+  QOLM_REQUIRE(Same(Stored(table), input.first(entropy::StoredTableSize(table))));
 }
 
 void ContextRans(Input input) {

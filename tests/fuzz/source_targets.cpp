@@ -12,6 +12,7 @@
 #include "fuzz/require.h"
 #include "fuzz/targets.h"
 #include "media/audio_source.h"
+#include "media/row_layout.h"
 #include "media/video_source.h"
 #include "support/media_audio_scripted.h"
 #include "support/media_scripted_framework.h"
@@ -94,6 +95,23 @@ void ReadFrames(media::VideoSource& source, test::Script& script) {
   QOLM_REQUIRE(!source.ReadNextFrame(frame));
 }
 
+media::VideoReader::FrameSize ReadSize(InputReader& reader) {
+  bool small = true;
+  const uint32_t width = ReadSide(reader, small);
+  return {width, ReadSide(reader, small)};
+}
+
+// Each row of the picture lies in the bytes, and none lies in another.
+void CheckRows(const media::VideoBuffer::PitchedRows& rows, media::VideoReader::FrameSize picture,
+               Input bytes) {
+  const size_t row_bytes = size_t{4} * picture.width;
+  const auto distance = static_cast<size_t>(std::abs(rows.pitch));
+  QOLM_REQUIRE(distance >= row_bytes);
+  QOLM_REQUIRE(rows.first_row >= bytes.data());
+  const auto first = static_cast<size_t>(rows.first_row - bytes.data());
+  QOLM_REQUIRE(first + (picture.height - 1) * distance + row_bytes <= bytes.size());
+}
+
 test::ScriptedSound ReadPiece(InputReader& reader) {
   test::ScriptedSound sound;
   const uint8_t answers = reader.Byte();
@@ -156,6 +174,33 @@ void VideoSource(Input input) {
   if (opens && small) ReadFrames(source, script);
   source.Close();
   QOLM_REQUIRE(script.held == 0 && script.locks == 0);
+}
+
+void RowLayout(Input input) {
+  InputReader reader(input);
+  const auto picture = ReadSize(reader);
+  media::FrameFormat format;
+  const uint8_t relation = reader.Byte() % 4;
+  format.size = ReadSize(reader);
+  if (relation == 0) format.size = picture;
+  if (relation == 1) format.size.width = (picture.width + 15) / 16 * 16;
+  if (relation == 2) format.size.height = (picture.height + 15) / 16 * 16;
+  if (reader.Bool()) {
+    const uint32_t left = reader.Byte();
+    format.shown = {left, reader.Byte(), reader.Bool() ? picture : ReadSize(reader)};
+  }
+  format.stride = reader.Bool() ? static_cast<int32_t>(reader.Word())
+                                : int64_t{reader.Byte()} * reader.Byte() - 256;
+
+  const auto layout = media::RowLayout::Make(format, picture);
+  if (!layout) return;
+  QOLM_REQUIRE(picture.width >= 1 && picture.height >= 1);
+  QOLM_REQUIRE(picture.width <= format.size.width && picture.height <= format.size.height);
+  const std::vector<uint8_t> bytes(size_t{reader.Byte()} * reader.Byte() + reader.Byte());
+  if (const auto rows = layout->InLinearBytes(bytes.data(), bytes.size())) {
+    CheckRows(*rows, picture, bytes);
+  }
+  QOLM_REQUIRE(!layout->InLinearBytes(nullptr, bytes.size()));
 }
 
 void AudioSource(Input input) {

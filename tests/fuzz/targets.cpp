@@ -23,6 +23,7 @@ std::span<const Target> AllTargets() {
       Target{"export_options", ExportOptions},
       Target{"video_source", VideoSource},
       Target{"audio_source", AudioSource},
+      Target{"row_layout", RowLayout},
   };
   return kTargets;
 }

@@ -18,7 +18,7 @@ using Input = std::span<const uint8_t>;
 
 // Any bytes as a plain rANS stream, and coded as one.
 void Rans(Input input);
-// Any bytes as a stored frequency table.
+// Any bytes as a stored frequency table, and as counts to make one of.
 void FrequencyTable(Input input);
 // Any bytes as five context streams, and coded as such.
 void ContextRans(Input input);
@@ -52,6 +52,8 @@ void ExportOptions(Input input);
 // A script of what a media framework answers.
 void VideoSource(Input input);
 void AudioSource(Input input);
+// What a media type says of a picture's place in a buffer.
+void RowLayout(Input input);
 
 struct Target {
   std::string_view name;
