@@ -60,7 +60,9 @@ SeekPoints::SeekPoints(const container::ContainerReader& reader)
   for (uint32_t entry = 0; entry < index.size(); ++entry) {
     if (!walk.read(index[entry], header)) break;
     const bool is_run = header.type == RecordType::kRepeatRun;
-    if (!is_run && container::frames_in_record(header) == 0) continue;
+    // An audio block that stands here ends decoding like a picture that cannot be
+    // rebuilt, so it takes a number as that would.
+    if (header.type == RecordType::kAudio || header.type == RecordType::kIndex) continue;
     const bool is_key = header.type == RecordType::kKeyFrame;
     if (is_key && key_frames == key_frame_numbers_.size()) break;  // not the file that was opened
     if (is_key) ++key_frames;

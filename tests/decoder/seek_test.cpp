@@ -169,6 +169,25 @@ TEST_F(SeekTest, DamageIsJumpedOver) {
   ExpectRestFrom(decoder, 30);
 }
 
+// Decoding ends at an audio block that stands among the pictures.
+TEST(SeekBehindAnAudioBlockTest, FindsNoFrameThatDecodingFromTheStartDoesNotReach) {
+  PictureCoder coder(0x003E, 55);
+  const Record key = coder.Key(MovingPicture(kWidth, kHeight, 0));
+  FileHeader header = test::PlainHeader(kWidth, kHeight);
+  header.frame_count = 2;
+  const test::TemporaryFolder folder;
+  ASSERT_TRUE(test::WriteContainerFile(
+      folder / "a.qolm", header,
+      std::vector<Record>{key, {container::RecordType::kAudioBlock, 0, {}}, key}));
+  container::ContainerReader reader;
+  ASSERT_TRUE(reader.open(folder / "a.qolm"));
+  FrameDecoder decoder(reader);
+  EXPECT_TRUE(decoder.next_planes());
+  EXPECT_FALSE(decoder.next_planes());
+  EXPECT_EQ(decoder.stream_end(), StreamEnd::kDamagedRecord);
+  EXPECT_FALSE(decoder.seek_to_frame(1) && decoder.next_planes());
+}
+
 TEST_F(SeekTest, CachesHoldKeyFramesAndEveryFifteenthCodedFrame) {
   FrameDecoder decoder(reader_);
   ExpectRestFrom(decoder, 0);
