@@ -1,5 +1,7 @@
 #include "container/container_writer.h"
 
+#include <array>
+
 #include "base/byte_order.h"
 
 namespace qolm::container {
@@ -42,26 +44,30 @@ bool ContainerWriter::write_head(const FileHeader& header, const IndexPlacement&
 bool ContainerWriter::write_packet(RecordType type, uint8_t count, uint16_t frame_no,
                                    std::span<const uint8_t> payload) {
   if (!output_.good()) return false;
-  const uint64_t position = output_.position();
-  if (!write_record({.type = type, .count = count, .frame_no = frame_no}, payload)) return false;
-  index_.push_back(position);
-  return true;
+  // First the entry, so that there is no record without one when memory runs out.
+  index_.push_back(output_.position());
+  if (write_record({.type = type, .count = count, .frame_no = frame_no}, payload)) return true;
+  index_.pop_back();
+  return false;
 }
 
 bool ContainerWriter::finish(const FileHeader& header) {
   const size_t entries = index_.size();
   const bool in_front = index_pos_ != 0 && entries <= index_capacity_;
 
-  std::vector<uint8_t> stored_index(kIndexCountBytes + entries * kIndexEntryBytes);
-  uint8_t* count = in_front ? stored_index.data() : &stored_index[entries * kIndexEntryBytes];
-  uint8_t* offset = in_front ? &stored_index[kIndexCountBytes] : stored_index.data();
-  StoreLe32(count, static_cast<uint32_t>(entries));
-  for (const uint64_t record : index_) {
-    StoreLe64(offset, record);
-    offset += kIndexEntryBytes;
+  // Piece by piece: a file can be finished where no memory is left.
+  std::array<uint8_t, kIndexCountBytes> count;
+  StoreLe32(count.data(), static_cast<uint32_t>(entries));
+  if (in_front) {
+    output_.seek(index_pos_ + kRecordHeaderBytes);
+    output_.write(count);
   }
-  if (in_front) output_.seek(index_pos_ + kRecordHeaderBytes);
-  output_.write(stored_index);
+  for (const uint64_t record : index_) {
+    std::array<uint8_t, kIndexEntryBytes> offset;
+    StoreLe64(offset.data(), record);
+    output_.write(offset);
+  }
+  if (!in_front) output_.write(count);
 
   FileHeader final_header = header;
   final_header.flags = WithFastStartFlag(header.flags, in_front);

@@ -2,6 +2,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "container/file_descriptor.h"
 
 namespace qolm::container {
@@ -15,7 +17,10 @@ int OpenForWriting(const std::filesystem::path& path) {
   return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode);
 }
 
-int CloseDescriptor(int descriptor) { return ::close(descriptor); }
+int CloseDescriptor(int descriptor) {
+  // The descriptor is gone even where the call was interrupted.
+  return ::close(descriptor) == 0 || errno == EINTR ? 0 : -1;
+}
 
 int64_t SeekTo(int descriptor, uint64_t position) {
   return ::lseek(descriptor, static_cast<off_t>(position), SEEK_SET);
@@ -31,6 +36,12 @@ int64_t WriteSome(int descriptor, std::span<const uint8_t> bytes) {
   return ::write(descriptor, bytes.data(), bytes.size());
 }
 
-int SyncDescriptor(int descriptor) { return ::fsync(descriptor); }
+int SyncDescriptor(int descriptor) {
+  int result = 0;
+  do {
+    result = ::fsync(descriptor);
+  } while (result != 0 && errno == EINTR);
+  return result;
+}
 
 }  // namespace qolm::container

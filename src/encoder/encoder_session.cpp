@@ -41,7 +41,7 @@ EncoderSession::~EncoderSession() {
   try {
     finish();
   } catch (...) {
-    // Without memory for what is still to be written the file stays as it is.
+    // Nobody is left to be told, and the file holds what could be written.
   }
 }
 
@@ -75,11 +75,15 @@ bool EncoderSession::encode_frame(const VideoFrame& frame) {
 
 bool EncoderSession::finish() {
   if (!is_open()) return false;
-  state_->flush_held_frame();
-  state_->interleave_audio(true);
-  state_->close_repeat_run();
-  state_->writer.finish(MakeFinalFileHeader(state_->settings, state_->sound.stored(),
-                                            static_cast<uint32_t>(state_->frame_index)));
+  try {
+    state_->flush_held_frame();
+    state_->interleave_audio(true);
+    state_->close_repeat_run();
+  } catch (...) {
+    state_->write_trailer();  // what was written before stays readable
+    throw;
+  }
+  state_->write_trailer();
   return true;
 }
 
@@ -99,6 +103,10 @@ bool EncoderSession::index_too_large_for_front() const {
   if (!state_->settings.fast_start) return false;
   const auto& writer = state_->writer;
   return ExpectsTooManyRecords(state_->settings) || writer.index().size() > writer.index_capacity();
+}
+
+void EncoderSession::State::write_trailer() {
+  writer.finish(MakeFinalFileHeader(settings, sound.stored(), static_cast<uint32_t>(frame_index)));
 }
 
 void EncoderSession::State::reset_for_new_output() {

@@ -42,7 +42,8 @@ class EncoderSession {
 
   // Writes what is pending and the trailing structures, brings the bytes to
   // the disk and closes the file. False when the session was not open; a
-  // failed write or close shows in stream_error().
+  // failed write or close shows in stream_error(). Throws what coding the
+  // pending frame and sound throws; the file is then finished without them.
   bool finish();
 
   bool is_open() const;

@@ -23,6 +23,7 @@ struct EncoderSession::State {
 
   // --- encoder_session.cpp ---
   void reset_for_new_output();
+  void write_trailer();
   // --- frame_loop.cpp ---
   // Writes the sound that belongs before this point of the stream; `final`:
   // all that is left.
