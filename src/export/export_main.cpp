@@ -3,6 +3,7 @@
 // standard output may carry the pictures.
 #include <exception>
 #include <iostream>
+#include <new>
 #include <optional>
 #include <span>
 #include <string>
@@ -35,8 +36,10 @@ int Run(std::span<const std::string> arguments) {
   }
   const ExportResult result = qolm::exporter::ExportFile(*options);
   if (!result.summary.empty() && !options->to_standard_output) {
-    std::cerr << "[+] Wrote " << qolm::BytesFromPath(options->output) << ": " << result.summary
-              << "\n";
+    // Made before any of it is printed, for there may be no memory to make it.
+    const std::string report =
+        "[+] Wrote " + qolm::BytesFromPath(options->output) + ": " + result.summary + "\n";
+    std::cerr << report;
   }
   if (!result.problem.empty()) std::cerr << "[-] Error: " << result.problem << "\n";
   return result.succeeded ? 0 : 1;
@@ -49,6 +52,9 @@ int qolm::ProgramMain(const std::vector<std::string>& arguments) {
   output::IgnoreFileSizeSignal();
   try {
     return Run(std::span(arguments).subspan(arguments.empty() ? 0 : 1));
+  } catch (const std::bad_alloc&) {
+    std::cerr << "[-] Error: out of memory\n";
+    return 1;
   } catch (const std::exception& failure) {
     std::cerr << "[-] Error: " << failure.what() << "\n";
     return 1;

@@ -103,6 +103,8 @@ class FfmpegAudioReader : public AudioReader {
       result.succeeded = true;
       result.end_of_stream = !samples;
       if (samples) result.sample = std::make_unique<PcmSample>(*std::move(samples));
+    } catch (const std::bad_alloc&) {
+      throw;  // sound that is cut short here would pass for the whole
     } catch (const std::exception&) {
       result = ReadResult{};
     }

@@ -64,19 +64,14 @@ class FfmpegVideoReader : public VideoReader {
   std::optional<int64_t> PresentationDuration() override { return producer_->duration(); }
 
   ReadResult ReadSample() override {
+    if (!read_ahead_) read_ahead_.emplace(*producer_, stop_);
+    std::optional<TimedPicture> picture = read_ahead_->Next();
     ReadResult result;
-    try {
-      if (!read_ahead_) read_ahead_.emplace(*producer_, stop_);
-      std::optional<TimedPicture> picture = read_ahead_->Next();
-      result.succeeded = picture || !read_ahead_->failed();
-      result.end_of_stream = !picture;
-      if (picture) {
-        result.timestamp = picture->timestamp;
-        result.sample = std::make_unique<PictureSample>(std::move(picture->picture));
-      }
-    } catch (const std::exception& error) {
-      failure_reason_ = error.what();
-      result = ReadResult{};
+    result.succeeded = true;
+    result.end_of_stream = !picture;
+    if (picture) {
+      result.timestamp = picture->timestamp;
+      result.sample = std::make_unique<PictureSample>(std::move(picture->picture));
     }
     return result;
   }
@@ -99,6 +94,8 @@ std::unique_ptr<VideoReader> FfmpegVideoFramework::Open(const std::filesystem::p
     auto reader = std::make_unique<FfmpegVideoReader>();
     if (reader->Open(path)) return reader;
     failure_reason_ = reader->failure_reason();
+  } catch (const std::bad_alloc&) {
+    throw;  // says nothing about the file
   } catch (const std::exception& error) {
     failure_reason_ = error.what();
   }

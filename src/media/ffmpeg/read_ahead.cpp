@@ -1,7 +1,6 @@
 #include "media/ffmpeg/read_ahead.h"
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 
 namespace qolm::media::ffmpeg {
@@ -34,7 +33,7 @@ ReadAhead::~ReadAhead() {
 }
 
 void ReadAhead::Run() {
-  bool failed = false;
+  std::exception_ptr failure;
   try {
     while (!stop_) {
       std::optional<TimedPicture> picture = producer_.Next();
@@ -45,28 +44,26 @@ void ReadAhead::Run() {
       pictures_.push_back(*std::move(picture));
       changed_.notify_all();
     }
-  } catch (const std::exception&) {
-    failed = true;
+  } catch (...) {
+    failure = std::current_exception();
   }
   const std::lock_guard lock(mutex_);
   ended_ = true;
-  failed_ = failed;
+  failure_ = std::move(failure);
   changed_.notify_all();
 }
 
 std::optional<TimedPicture> ReadAhead::Next() {
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [this] { return ended_ || !pictures_.empty(); });
-  if (pictures_.empty()) return std::nullopt;
+  if (pictures_.empty()) {
+    if (failure_) std::rethrow_exception(failure_);
+    return std::nullopt;
+  }
   TimedPicture picture = std::move(pictures_.front());
   pictures_.pop_front();
   changed_.notify_all();
   return picture;
-}
-
-bool ReadAhead::failed() const {
-  const std::lock_guard lock(mutex_);
-  return failed_;
 }
 
 }  // namespace qolm::media::ffmpeg

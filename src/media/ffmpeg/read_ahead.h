@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <exception>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -24,10 +25,9 @@ class ReadAhead {
   ReadAhead(const ReadAhead&) = delete;
   ReadAhead& operator=(const ReadAhead&) = delete;
 
-  // Waits for the next picture. Nothing at the end, and once the producer ran
-  // out of memory.
+  // Waits for the next picture. Nothing at the end. What the producer has
+  // thrown is thrown here, behind the pictures that it made before.
   std::optional<TimedPicture> Next();
-  bool failed() const;  // the end came by an exhausted memory
 
  private:
   void Run();
@@ -35,11 +35,11 @@ class ReadAhead {
   PictureProducer& producer_;
   std::atomic<bool>& stop_;
   const size_t capacity_;  // pictures
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<TimedPicture> pictures_;
   bool ended_ = false;
-  bool failed_ = false;
+  std::exception_ptr failure_;
   std::thread thread_;
 };
 
