@@ -56,8 +56,10 @@ PartLock::~PartLock() { Release(); }
 
 std::error_code PartLock::Create(const OutputPath& place) {
   if (const std::error_code error = RemoveAbandoned(place.part)) return error;
-  file_ = open(place.part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
-               static_cast<mode_t>(PartPermissions(place)));
+  do {
+    file_ = open(place.part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+                 static_cast<mode_t>(PartPermissions(place)));
+  } while (file_ < 0 && errno == EINTR);
   if (file_ < 0) {
     return errno == EEXIST ? make_error_code(OutputRefusal::kOwnedByAnotherRun) : LastError();
   }
@@ -78,8 +80,12 @@ bool PartLock::Holds(const fs::path& part) const {
 }
 
 std::error_code PartLock::Sync() const {
+  int result = 0;
+  do {
+    result = fsync(static_cast<int>(file_));
+  } while (result != 0 && errno == EINTR);
   // Some file systems cannot be waited for and answer so.
-  if (fsync(static_cast<int>(file_)) == 0 || errno == EINVAL || errno == ENOTSUP) return {};
+  if (result == 0 || errno == EINVAL || errno == ENOTSUP) return {};
   return LastError();
 }
 
