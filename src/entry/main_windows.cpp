@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <new>
 
 #include "base/windows_text.h"
 #include "entry/program_main.h"
@@ -52,9 +53,15 @@ int wmain(int argc, wchar_t** argv) {
   PrintUtf8();
   PrintBytesAsTheyAre(stdout);
   PrintBytesAsTheyAre(stderr);
-  std::vector<std::string> arguments;
-  for (int i = 0; i < argc; ++i) arguments.push_back(qolm::Utf8FromWide(argv[i]));
-  const int exit_code = qolm::ProgramMain(arguments);
+  int exit_code = 1;
+  try {
+    std::vector<std::string> arguments;
+    for (int i = 0; i < argc; ++i) arguments.push_back(qolm::Utf8FromWide(argv[i]));
+    exit_code = qolm::ProgramMain(arguments);
+  } catch (const std::bad_alloc&) {
+    // Not even the words, or an error's own line, found room.
+    std::fputs("[-] Error: out of memory\n", stderr);
+  }
   std::fflush(stdout);
   std::fflush(stderr);
   RestoreCodePage();
