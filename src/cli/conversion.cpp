@@ -167,6 +167,9 @@ class Conversion {
       out_ << texts::IndexAtEndNotice();
     }
     if (end == LoopEnd::kSourceEnded) {
+      if (!source_.failure_reason().empty()) {
+        out_ << texts::SourceReadNotice(source_.failure_reason(), frames_);
+      }
       if (frames_ == 0) {
         out_ << texts::NoFramesNotice();
       } else if (EndedWellBefore(frames_, source_)) {

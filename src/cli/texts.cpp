@@ -153,6 +153,11 @@ std::string NoFramesNotice() {
   return "[+] Note: the source delivered no frame; the file holds no picture.\n";
 }
 
+std::string SourceReadNotice(std::string_view reason, uint32_t frames) {
+  return Concat({"[+] Note: the source could not be read to its end (", reason,
+                 "); the file holds ", std::to_string(frames), " frames.\n"});
+}
+
 std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames) {
   return Concat({"[+] Note: the source ended early, after ", std::to_string(frames), " of ",
                  std::to_string(expected_frames), " expected frames.\n"});

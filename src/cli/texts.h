@@ -33,6 +33,7 @@ std::string SoundNotReadNotice();
 std::string SoundOffNotice();
 std::string IndexAtEndNotice();
 std::string NoFramesNotice();
+std::string SourceReadNotice(std::string_view reason, uint32_t frames);
 std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames);
 std::string FewerFramesDecodedNotice(uint64_t frames, uint32_t frames_in_header);
 

@@ -139,6 +139,7 @@ size_t VideoSource::RowStride(size_t length) const {
 bool VideoSource::ReadNextFrame(VideoFrame& frame) {
   if (reader_ == nullptr) return false;
   VideoReader::ReadResult result = reader_->ReadSample();
+  if (!result.succeeded) failure_reason_ = reader_->failure_reason();
   if (!result.succeeded || result.end_of_stream || result.sample == nullptr) return false;
   const std::unique_ptr<VideoBuffer> buffer = result.sample->ConvertToContiguousBuffer();
   if (buffer == nullptr) return true;

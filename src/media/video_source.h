@@ -43,8 +43,9 @@ class VideoSource {
   int32_t frame_count() const { return frame_count_; }          // expected; 0 when unknown
   int32_t duration_ms() const { return duration_ms_; }          // 0 when unknown
 
-  // Why the last Open failed, for the command layer's message, e.g.
-  // "No such file or directory" or "no video stream"; empty when it did not.
+  // Why the last Open failed, or why reading ended, for the command layer's
+  // message, e.g. "No such file or directory" or "no video stream"; empty when
+  // nothing failed.
   const std::string& failure_reason() const { return failure_reason_; }
 
  private:

@@ -140,6 +140,12 @@ const AVFrame* Decoder::Next() {
   return nullptr;
 }
 
+std::string Decoder::read_failure() const {
+  // A container's own parser may take what it cannot read for the end.
+  const int error = format_->pb != nullptr ? format_->pb->error : 0;
+  return error < 0 && error != AVERROR_EOF && error != AVERROR_EXIT ? DescribeError(error) : "";
+}
+
 // Hands the decoder one more packet, or tells it that there are none left.
 bool Decoder::FeedDecoder() {
   for (int errors = 0; errors < kErrorsInARow;) {

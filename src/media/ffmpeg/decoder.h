@@ -25,6 +25,10 @@ class Decoder {
   // the end. What cannot be decoded is passed over.
   const AVFrame* Next();
 
+  // Why the system could not read some of the file so far, in a few words; else
+  // empty.
+  std::string read_failure() const;
+
   const AVStream& stream() const { return *stream_; }
   AVFormatContext& format() const { return *format_; }
 

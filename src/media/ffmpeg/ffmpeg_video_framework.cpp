@@ -67,12 +67,14 @@ class FfmpegVideoReader : public VideoReader {
     if (!read_ahead_) read_ahead_.emplace(*producer_, stop_);
     std::optional<TimedPicture> picture = read_ahead_->Next();
     ReadResult result;
-    result.succeeded = true;
     result.end_of_stream = !picture;
     if (picture) {
       result.timestamp = picture->timestamp;
       result.sample = std::make_unique<PictureSample>(std::move(picture->picture));
+    } else {
+      failure_reason_ = producer_->read_failure();
     }
+    result.succeeded = picture || failure_reason_.empty();
     return result;
   }
 

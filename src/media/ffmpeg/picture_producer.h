@@ -34,6 +34,9 @@ class PictureProducer {
   // Nothing at the end of the stream.
   std::optional<TimedPicture> Next();
 
+  // As the decoder's.
+  std::string read_failure() const { return decoder_->read_failure(); }
+
   int width() const { return width_; }    // pixels, as shown
   int height() const { return height_; }  // pixels, as shown
   const std::optional<Ratio>& frame_rate() const { return timing_.rate; }
