@@ -1,11 +1,13 @@
 #include "audio/adpcm_payload.h"
 
+#include <algorithm>
+#include <array>
 #include <limits>
 
 #include "audio/adpcm.h"
-#include "audio/track_room.h"
 #include "base/byte_order.h"
 #include "entropy/rans.h"
+#include "entropy/rans_stream_reader.h"
 
 namespace qolm::audio {
 namespace {
@@ -53,7 +55,7 @@ bool EncodeAdpcmPayload(std::span<const int16_t> samples, uint32_t sample_rate, 
   return true;
 }
 
-bool DecodeAdpcmPayload(std::span<const uint8_t> payload, uint64_t max_values, PcmTrack& track) {
+bool DecodeAdpcmPayload(std::span<const uint8_t> payload, uint64_t max_values, TrackRoom& room) {
   if (payload.size() < kAdpcmHeaderBytes) return false;
   const uint32_t sample_rate = LoadLe32(payload.data());
   const uint16_t channels = LoadLe16(payload.data() + 4);
@@ -64,31 +66,29 @@ bool DecodeAdpcmPayload(std::span<const uint8_t> payload, uint64_t max_values, P
   if (code_bytes != AdpcmByteCount(frames, channels)) return false;
   const std::span<const uint8_t> stream = payload.subspan(kAdpcmHeaderBytes);
   if (stream.size() != stream_bytes) return false;
+  entropy::RansStreamReader reader;
+  if (code_bytes == 0 ? !stream.empty() : !reader.open(stream, code_bytes)) return false;
   const uint64_t values = uint64_t{frames} * channels;
-  if (!TrackTakes(track, sample_rate, channels, values, max_values)) return false;
+  if (!room.open(sample_rate, channels, values, max_values)) return false;
 
-  // Only a stream that claims the right count is worth its memory.
-  if (code_bytes == 0 ? !stream.empty()
-                      : stream.size() < 4 || LoadLe32(stream.data()) != code_bytes) {
-    return false;
-  }
-  std::vector<uint8_t> codes(code_bytes);
-  if (code_bytes > 0 && !entropy::RansDecodeBytes(stream, codes)) return false;
-
-  int16_t* out = ExtendTrack(track, sample_rate, channels, values);
-  if (channels == 2) {
-    AdpcmState left, right;
-    for (const uint8_t code : codes) {
-      *out++ = AdpcmDecodeSample(code & 15u, left);
-      *out++ = AdpcmDecodeSample(code >> 4, right);
+  AdpcmState left, right;
+  std::array<uint8_t, 4096> codes;
+  uint64_t values_left = values;
+  while (values_left > 0) {
+    // Two values a byte; mono may leave half of the last one unused.
+    const auto count = static_cast<size_t>(std::min<uint64_t>(values_left, 2 * codes.size()));
+    const std::span<uint8_t> piece = std::span(codes).first((count + 1) / 2);
+    reader.read(piece);
+    int16_t* out = room.extend(count);
+    AdpcmState& second = channels == 2 ? right : left;
+    for (size_t i = 0; i < count; ++i) {
+      const uint8_t code = piece[i / 2];
+      out[i] =
+          i % 2 == 0 ? AdpcmDecodeSample(code & 15u, left) : AdpcmDecodeSample(code >> 4, second);
     }
-  } else {
-    AdpcmState state;
-    for (uint32_t f = 0; f < frames; ++f) {
-      const uint8_t code = codes[f / 2];
-      *out++ = AdpcmDecodeSample(f % 2 == 0 ? code & 15u : code >> 4, state);
-    }
+    values_left -= count;
   }
+  room.keep();
   return true;
 }
 

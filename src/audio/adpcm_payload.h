@@ -20,7 +20,7 @@
 #include <span>
 #include <vector>
 
-#include "audio/pcm_track.h"
+#include "audio/track_room.h"
 
 namespace qolm::audio {
 
@@ -33,7 +33,7 @@ inline constexpr size_t kAdpcmHeaderBytes = 18;
 
 // Appends the payload's samples; see DecodeAudio.
 [[nodiscard]] bool DecodeAdpcmPayload(std::span<const uint8_t> payload, uint64_t max_values,
-                                      PcmTrack& track);
+                                      TrackRoom& room);
 
 }  // namespace qolm::audio
 

@@ -17,11 +17,22 @@ bool EncodeAudio(const PcmView& sound, AudioCodingMode mode, std::vector<uint8_t
 }
 
 bool DecodeAudio(std::span<const uint8_t> payload, uint64_t max_values, PcmTrack& track) {
+  TrackRoom room(track);
+  return DecodeAudio(payload, max_values, room);
+}
+
+bool DecodeAudio(std::span<const uint8_t> payload, uint64_t max_values, TrackRoom& room) {
   if (payload.size() < 4) return false;
   if (LoadLe32(payload.data()) == kTransformTag) {
-    return DecodeAudioTransform(payload, max_values, track);
+    return DecodeAudioTransform(payload, max_values, room);
   }
-  return DecodeAdpcmPayload(payload, max_values, track);
+  return DecodeAdpcmPayload(payload, max_values, room);
+}
+
+uint64_t ClaimedValues(std::span<const uint8_t> head) {
+  if (head.size() < kClaimBytes) return 0;
+  if (LoadLe32(head.data()) == kTransformTag) return LoadLe32(&head[16]);
+  return uint64_t{LoadLe16(&head[4])} * LoadLe32(&head[6]);
 }
 
 }  // namespace qolm::audio

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "audio/pcm_track.h"
+#include "audio/track_room.h"
 
 namespace qolm::audio {
 
@@ -37,14 +38,25 @@ inline constexpr uint64_t kMaxPayloadValues = 0x7FFFFFFF;
 
 // Decodes a payload and appends its samples to `track`, taking over rate and
 // channel count when the track has no samples yet. `max_values` bounds the
-// track's sample values after the call; nothing is appended before every stream
-// of the payload has been decoded. An incomplete last frame of channels that the
-// payload counts is not delivered. False, with the track as it was, for a
+// track's sample values after the call. Takes no memory beyond the track but for
+// a few batches of frames, whatever the payload claims. An incomplete last frame
+// of channels that the payload counts is not delivered. False, with the track as
+// it was, for a
 // malformed payload, a channel count other than 1 and 2, a payload that takes the
 // track past `max_values`, and one whose rate or channel count is not that of the
 // samples that the track already has.
 [[nodiscard]] bool DecodeAudio(std::span<const uint8_t> payload, uint64_t max_values,
                                PcmTrack& track);
+
+// The same into a room of the caller's, for one that needs only the number of
+// values, or what a refused payload cost.
+[[nodiscard]] bool DecodeAudio(std::span<const uint8_t> payload, uint64_t max_values,
+                               TrackRoom& room);
+
+// The sample values that a payload claims, told from its first kClaimBytes; 0 when
+// it is shorter.
+inline constexpr size_t kClaimBytes = 20;
+uint64_t ClaimedValues(std::span<const uint8_t> head);
 
 }  // namespace qolm::audio
 

@@ -1,22 +1,54 @@
-// How payload decoders append to a track.
+// Where payload decoders put their samples: at the end of a track, or nowhere when
+// only their number matters.
 #ifndef QOLM_AUDIO_TRACK_ROOM_H_
 #define QOLM_AUDIO_TRACK_ROOM_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "audio/pcm_track.h"
 
 namespace qolm::audio {
 
-// Whether `values` more sample values of this kind may be appended: the rate is
-// not 0, the track holds at most `max_values` afterwards, and a track that has
-// samples already has this rate and channel count.
-bool TrackTakes(const PcmTrack& track, uint32_t sample_rate, uint16_t channels, uint64_t values,
-                uint64_t max_values);
+// For one payload.
+class TrackRoom {
+ public:
+  explicit TrackRoom(PcmTrack& track);
+  explicit TrackRoom(SoundExtent& extent);
 
-// Appends `values` zeros, which the caller then overwrites, and tells where they
-// start. A track without samples takes over rate and channel count.
-int16_t* ExtendTrack(PcmTrack& track, uint32_t sample_rate, uint16_t channels, uint64_t values);
+  // Whether `values` sample values of this kind may come, which are then expected:
+  // the rate is not 0, `max_values` at most are held afterwards, and a track that
+  // has samples already has this rate and channel count.
+  [[nodiscard]] bool open(uint32_t sample_rate, uint16_t channels, uint64_t values,
+                          uint64_t max_values);
+
+  // Room for the next of the expected values, all of which the caller writes before
+  // it calls again.
+  int16_t* extend(size_t values);
+
+  // Work beside that on the values, which counts as so many where all was in vain.
+  void spend(uint64_t values) { spent_ += values; }
+
+  // All came. A track without samples takes over rate and channel count.
+  void keep();
+  // The payload is malformed: the track is as it was.
+  void take_back();
+
+  // What a payload cost that was refused, in sample values: those taken back and
+  // what was spent beside, at least that of the smallest step; 0 when the room was
+  // never open.
+  uint64_t values_in_vain() const { return values_in_vain_; }
+
+ private:
+  PcmTrack* track_ = nullptr;
+  SoundExtent* extent_ = nullptr;
+  SoundExtent held_;
+  SoundExtent added_;
+  uint64_t spent_ = 0;
+  uint64_t values_in_vain_ = 0;
+  std::vector<int16_t> unkept_;
+};
 
 }  // namespace qolm::audio
 

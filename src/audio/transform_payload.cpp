@@ -3,16 +3,15 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <memory>
 
 #include "audio/audio_coder.h"
 #include "audio/band_quantizer.h"
 #include "audio/lapped_transform.h"
-#include "audio/track_room.h"
 #include "base/byte_order.h"
 #include "base/team.h"
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
+#include "entropy/rans_stream_reader.h"
 
 namespace qolm::audio {
 namespace {
@@ -105,46 +104,32 @@ bool ReadHeader(std::span<const uint8_t> payload, TransformHeader& header) {
   return header.channels == 2 || (header.stream_sizes[2] == 0 && header.stream_sizes[3] == 0);
 }
 
-// Decodes a scale stream that may go on beyond its end; `size` is what it took.
-bool DecodeScales(std::span<const uint8_t> stream, std::vector<uint8_t>& scales, size_t count,
-                  size_t& size) {
-  // Only a stream that claims the right count is worth its memory.
-  if (stream.size() < 4 || LoadLe32(stream.data()) != count) return false;
-  scales.resize(count);
-  return entropy::RansDecodePrefix(stream, scales, size);
-}
-
-bool DecodeScales(std::span<const uint8_t> stream, std::vector<uint8_t>& scales, size_t count) {
-  if (stream.size() < 4 || LoadLe32(stream.data()) != count) return false;
-  scales.resize(count);
-  return entropy::RansDecodeBytes(stream, scales);
-}
-
 bool AgreesWithField(uint64_t size, uint32_t stored) { return size % 65536 == stored; }
 
+// One coded channel's streams, read frame by frame.
 struct CodedChannel {
-  std::vector<uint8_t> scales;  // 16 a frame
-  // N a frame. Not cleared first, so that a count that the stream does not keep
-  // never becomes real memory.
-  std::unique_ptr<int16_t[]> levels;
+  entropy::RansStreamReader scales;   // 16 a frame
+  entropy::CoefficientReader levels;  // N a frame
 };
 
-// Finds the true stream sizes and decodes all streams.
-bool DecodeStreams(std::span<const uint8_t> payload, const TransformHeader& header,
-                   std::vector<CodedChannel>& coded) {
+// Finds the true stream sizes and opens all streams.
+bool OpenStreams(std::span<const uint8_t> payload, const TransformHeader& header,
+                 std::span<CodedChannel> coded, TrackRoom& room) {
   const std::span<const uint8_t> body = payload.subspan(kTransformHeaderBytes);
   const uint64_t level_bytes = uint64_t{header.stream_sizes[1]} + header.stream_sizes[3];
   if (level_bytes > body.size()) return false;
   const uint64_t scale_bytes = body.size() - level_bytes;
 
-  const size_t scale_count = size_t{header.frame_count} * kBandCount;
-  coded.resize(header.channels);
+  const uint64_t scale_count = uint64_t{header.frame_count} * kBandCount;
+  if (scale_count > std::numeric_limits<uint32_t>::max()) return false;
+  const auto scales = static_cast<uint32_t>(scale_count);
   uint64_t first_size = scale_bytes;
   if (header.channels == 2) {
     first_size = header.stream_sizes[0];
     if (first_size + header.stream_sizes[2] != scale_bytes) {
+      room.spend(scales);
       size_t size = 0;
-      if (!DecodeScales(body, coded[0].scales, scale_count, size)) return false;
+      if (!entropy::RansPrefixSize(body, scales, size)) return false;
       first_size = size;
     }
   }
@@ -153,30 +138,15 @@ bool DecodeStreams(std::span<const uint8_t> payload, const TransformHeader& head
   if (!AgreesWithField(first_size, header.stream_sizes[0])) return false;
   if (!AgreesWithField(third_size, header.stream_sizes[2])) return false;
 
-  const size_t level_count = size_t{header.frame_count} * header.frame_length;
+  const uint64_t levels = uint64_t{header.frame_count} * header.frame_length;
   std::span<const uint8_t> rest = body;
   for (size_t c = 0; c < coded.size(); ++c) {
     const auto size = static_cast<size_t>(c == 0 ? first_size : third_size);
-    if (coded[c].scales.empty() && !DecodeScales(rest.first(size), coded[c].scales, scale_count)) {
-      return false;
-    }
+    if (!coded[c].scales.open(rest.first(size), scales)) return false;
     rest = rest.subspan(size);
     const std::span<const uint8_t> level_stream = rest.first(header.stream_sizes[2 * c + 1]);
     rest = rest.subspan(level_stream.size());
-    coded[c].levels = std::make_unique_for_overwrite<int16_t[]>(level_count);
-    const std::span<int16_t> levels(coded[c].levels.get(), level_count);
-    if (!entropy::DecodeCoefficients(level_stream, levels)) return false;
-  }
-  return true;
-}
-
-bool AreQuantizedFrames(const CodedChannel& coded, const BandEdges& edges, size_t frame_count) {
-  const size_t n = edges.back();
-  for (size_t f = 0; f < frame_count; ++f) {
-    if (!IsQuantizedFrame(edges, coded.scales.data() + f * kBandCount,
-                          coded.levels.get() + f * n)) {
-      return false;
-    }
+    if (!coded[c].levels.open(level_stream, levels)) return false;
   }
   return true;
 }
@@ -188,25 +158,35 @@ int16_t NearestSample(float value) {
 // The signal of one coded channel, a batch of frames at a time.
 class ChannelSynthesis {
  public:
-  ChannelSynthesis(const CodedChannel& coded, const LappedTransform& transform, size_t batch)
+  ChannelSynthesis(CodedChannel& coded, const LappedTransform& transform, size_t batch)
       : coded_(coded),
         transform_(transform),
         edges_(BandEdgesFor(static_cast<uint32_t>(transform.frame_length()))),
+        scales_(batch * kBandCount),
+        levels_(batch * transform.frame_length()),
         coefficients_(batch * transform.frame_length()),
         blocks_(2 * (batch + 1) * transform.frame_length()) {}
 
-  // Makes the blocks of frames `start` .. `start + count` - 1, count at most
-  // the batch. Batches follow each other without gaps.
-  void MakeBlocks(size_t start, size_t count) {
+  // Makes the blocks of the next `count` frames, at most the batch. False when the
+  // streams hold no such frames.
+  [[nodiscard]] bool MakeBlocks(size_t count) {
     const size_t n = transform_.frame_length();
+    coded_.scales.read(std::span(scales_).first(count * kBandCount));
+    if (!coded_.levels.read(std::span(levels_).first(count * n))) return false;
+    for (size_t f = 0; f < count; ++f) {
+      if (!IsQuantizedFrame(edges_, scales_.data() + f * kBandCount, levels_.data() + f * n)) {
+        return false;
+      }
+    }
     std::copy_n(blocks_.data() + 2 * n * held_, 2 * n, blocks_.data());
     ForEachInTeam(count, count * n >= kSamplesWorthATeam, [&](size_t f) {
-      DequantizeFrame(edges_, coded_.scales.data() + (start + f) * kBandCount,
-                      coded_.levels.get() + (start + f) * n, coefficients_.data() + f * n);
+      DequantizeFrame(edges_, scales_.data() + f * kBandCount, levels_.data() + f * n,
+                      coefficients_.data() + f * n);
     });
     transform_.Inverse(std::span(coefficients_.data(), count * n),
                        std::span(blocks_.data() + 2 * n, 2 * count * n));
     held_ = count;
+    return true;
   }
 
   // Sample i of the frame that block f of the batch and the block before it share.
@@ -216,32 +196,39 @@ class ChannelSynthesis {
   }
 
  private:
-  const CodedChannel& coded_;
+  CodedChannel& coded_;
   const LappedTransform& transform_;
   BandEdges edges_;
+  std::vector<uint8_t> scales_;
+  std::vector<int16_t> levels_;
   std::vector<double> coefficients_;
   std::vector<float> blocks_;  // the last block of the batch before, then the batch
   size_t held_ = 0;            // blocks of the batch
 };
 
 // Block f and the one before it give the N samples in front of position f * N, so
-// the first block's own samples lie before the sound.
-void Synthesise(const std::vector<CodedChannel>& coded, const LappedTransform& transform,
-                size_t frame_count, size_t samples_per_channel, int16_t* out) {
+// the first block's own samples lie before the sound. False when the streams do not
+// hold what the header says.
+bool Synthesise(std::span<CodedChannel> coded, const LappedTransform& transform, size_t frame_count,
+                size_t samples_per_channel, TrackRoom& room) {
   const size_t n = transform.frame_length();
   const size_t batch = std::min(transform.batch_blocks(), frame_count);
   std::vector<ChannelSynthesis> channels;
   channels.reserve(coded.size());
-  for (const CodedChannel& channel : coded) channels.emplace_back(channel, transform, batch);
+  for (CodedChannel& channel : coded) channels.emplace_back(channel, transform, batch);
+  size_t samples_left = samples_per_channel;
   for (size_t start = 0; start < frame_count; start += batch) {
     const size_t count = std::min(batch, frame_count - start);
-    for (ChannelSynthesis& channel : channels) channel.MakeBlocks(start, count);
+    for (ChannelSynthesis& channel : channels) {
+      if (!channel.MakeBlocks(count)) return false;
+    }
     const size_t ahead = start == 0 ? 1 : 0;
+    const size_t batch_samples = std::min((count - ahead) * n, samples_left);
+    int16_t* out = room.extend(channels.size() * batch_samples);
     ForEachInTeam(count - ahead, count * n >= kSamplesWorthATeam, [&](size_t frame) {
       const size_t f = ahead + frame;
-      const size_t first = (start + f - 1) * n;
-      const size_t samples =
-          std::min(n, samples_per_channel - std::min(first, samples_per_channel));
+      const size_t first = frame * n;
+      const size_t samples = std::min(n, batch_samples - std::min(first, batch_samples));
       for (size_t i = 0; i < samples; ++i) {
         const float main = channels[0].Sample(f, i);
         if (channels.size() == 1) {
@@ -253,7 +240,10 @@ void Synthesise(const std::vector<CodedChannel>& coded, const LappedTransform& t
         }
       }
     });
+    samples_left -= batch_samples;
   }
+  return std::all_of(coded.begin(), coded.end(),
+                     [](const CodedChannel& channel) { return channel.levels.at_end(); });
 }
 
 }  // namespace
@@ -296,24 +286,23 @@ bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate
   return true;
 }
 
-bool DecodeAudioTransform(std::span<const uint8_t> payload, uint64_t max_values, PcmTrack& track) {
+bool DecodeAudioTransform(std::span<const uint8_t> payload, uint64_t max_values, TrackRoom& room) {
   TransformHeader header{};
   if (!ReadHeader(payload, header)) return false;
   const uint64_t samples_per_channel = header.sample_values / header.channels;
   const uint64_t values = samples_per_channel * header.channels;
-  if (!TrackTakes(track, header.sample_rate, header.channels, values, max_values)) return false;
+  if (!room.open(header.sample_rate, header.channels, values, max_values)) return false;
 
-  std::vector<CodedChannel> coded;
-  if (!DecodeStreams(payload, header, coded)) return false;
-  const BandEdges edges = BandEdgesFor(header.frame_length);
-  for (const CodedChannel& channel : coded) {
-    if (!AreQuantizedFrames(channel, edges, header.frame_count)) return false;
-  }
-
-  int16_t* out = ExtendTrack(track, header.sample_rate, header.channels, values);
+  std::vector<CodedChannel> coded(header.channels);
   const LappedTransform transform(header.frame_length);
-  Synthesise(coded, transform, header.frame_count, static_cast<size_t>(samples_per_channel), out);
-  return true;
+  if (OpenStreams(payload, header, coded, room) &&
+      Synthesise(coded, transform, header.frame_count, static_cast<size_t>(samples_per_channel),
+                 room)) {
+    room.keep();
+    return true;
+  }
+  room.take_back();
+  return false;
 }
 
 }  // namespace qolm::audio

@@ -28,7 +28,7 @@
 #include <span>
 #include <vector>
 
-#include "audio/pcm_track.h"
+#include "audio/track_room.h"
 
 namespace qolm::audio {
 
@@ -49,10 +49,9 @@ uint32_t FrameLengthFor(uint32_t sample_rate);
 [[nodiscard]] bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate,
                                         uint32_t channels, std::vector<uint8_t>& payload);
 
-// Appends the payload's samples; see DecodeAudio. Takes memory for all levels
-// beyond the track.
+// Appends the payload's samples, a batch of frames at a time; see DecodeAudio.
 [[nodiscard]] bool DecodeAudioTransform(std::span<const uint8_t> payload, uint64_t max_values,
-                                        PcmTrack& track);
+                                        TrackRoom& room);
 
 }  // namespace qolm::audio
 

@@ -37,11 +37,10 @@ std::string HeaderText(const container::FileHeader& header) {
   return text;
 }
 
-std::string SoundText(const PcmTrack& sound) {
-  if (sound.sample_rate == 0 || sound.channels == 0 || sound.samples.empty()) return {};
+std::string SoundText(const SoundExtent& sound) {
+  if (sound.sample_rate == 0 || sound.channels == 0 || sound.values == 0) return {};
   return "    Audio     : " + std::to_string(sound.sample_rate) + " Hz, " +
-         std::to_string(sound.channels) + " ch, " + std::to_string(sound.samples.size()) +
-         " samples\n";
+         std::to_string(sound.channels) + " ch, " + std::to_string(sound.values) + " samples\n";
 }
 
 std::string SpeedText(uint64_t frames, double elapsed_ms) {
@@ -70,7 +69,7 @@ int RunInfoCommand(const std::string& path_bytes, std::ostream& out, std::ostrea
 
   // Nothing seeks here, so nothing need be kept.
   decoder::FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);
-  out << SoundText(decoder.decode_audio()) << std::flush;
+  out << SoundText(decoder.measure_audio()) << std::flush;
 
   decoder::OutputFrame frame;
   uint64_t frames = 0;

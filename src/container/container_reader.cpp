@@ -171,7 +171,7 @@ void ContainerReader::list_keyframes() {
   RecordHeader record;
   uint32_t frame_number = 0;
   for (size_t i = 0; i < index_.size() && walk.read(index_[i], record); ++i) {
-    if (record.type == RecordType::kKeyFrame) {
+    if (record.type == RecordType::kKeyFrame && keyframes_.size() < kMaxListedKeyFrames) {
       keyframes_.push_back({frame_number, static_cast<uint32_t>(i)});
     }
     frame_number += frames_in_record(record);

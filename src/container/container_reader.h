@@ -57,6 +57,7 @@ class ContainerReader {
   // strictly; each has room for a record header before the end of the file.
   const std::vector<uint64_t>& index() const { return index_; }
   // In file order; never empty while open: a file without a key frame lists (0, 0).
+  // A file without an index may have more than the 2^20 that are listed.
   const std::vector<KeyFrameEntry>& keyframes() const { return keyframes_; }
 
   // Reads the record header at `offset`. False when it does not lie in the file.

@@ -56,6 +56,7 @@ inline constexpr uint32_t kVersion = 2;
 inline constexpr uint32_t kMaxDimension = 16384;           // pixels, width and height
 inline constexpr uint32_t kMaxIndexEntries = 1'000'000;    // of one stored index
 inline constexpr uint32_t kMaxScannedRecords = 1U << 24;   // listed without an index
+inline constexpr uint32_t kMaxListedKeyFrames = 1U << 20;  // more than an index holds
 inline constexpr uint32_t kMaxPayloadBytes = 104'857'600;  // of one record, 100 MiB
 inline constexpr uint32_t kMaxRepeatRun = 250;             // frames of one written type 5 record
 inline constexpr uint32_t kMinIndexCapacity = 8192;        // entries

@@ -269,4 +269,6 @@ bool FrameDecoder::seek_to_frame(int32_t frame_number) {
 
 const PcmTrack& FrameDecoder::decode_audio() { return state_->sound.decode_all(); }
 
+SoundExtent FrameDecoder::measure_audio() { return state_->sound.measure_all(); }
+
 }  // namespace qolm::decoder

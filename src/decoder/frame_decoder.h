@@ -96,6 +96,10 @@ class FrameDecoder {
   // file has none or it cannot be decoded.
   const PcmTrack& decode_audio();
 
+  // How much sound decode_audio would give, without the memory that it takes; that
+  // gives none afterwards.
+  SoundExtent measure_audio();
+
  private:
   struct State;
   std::unique_ptr<State> state_;

@@ -64,7 +64,7 @@ SeekPoints::SeekPoints(const container::ContainerReader& reader)
     // rebuilt, so it takes a number as that would.
     if (header.type == RecordType::kAudio || header.type == RecordType::kIndex) continue;
     const bool is_key = header.type == RecordType::kKeyFrame;
-    if (is_key && key_frames == key_frame_numbers_.size()) break;  // not the file that was opened
+    if (is_key && key_frames == key_frame_numbers_.size()) break;  // as far as listed
     if (is_key) ++key_frames;
     if (is_key && bidirectional) plane_bytes = KeyFramePlaneBytes(reader, index[entry], header);
     const bool was_in_order = order.waiting().empty();

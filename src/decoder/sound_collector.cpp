@@ -1,5 +1,6 @@
 #include "decoder/sound_collector.h"
 
+#include <algorithm>
 #include <new>
 #include <span>
 
@@ -9,18 +10,9 @@
 namespace qolm::decoder {
 namespace {
 
-// Of the sample values of one file, whatever its records claim.
+// Of the sample values of one file, whatever its records claim, with those that
+// were decoded in vain.
 constexpr uint64_t kMaxSampleValues = 0x7FFFFFFF;
-
-// A few bytes may stand for hours of silence. Where memory does not hold them,
-// there is no sound, and the picture goes on.
-bool Decode(std::span<const uint8_t> payload, PcmTrack& track) {
-  try {
-    return audio::DecodeAudio(payload, kMaxSampleValues, track);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-}
 
 }  // namespace
 
@@ -28,29 +20,109 @@ const PcmTrack& SoundCollector::decode_all() {
   if (updated_) return track_;
   updated_ = true;
   complete_ = true;
-  if (!reader_.audio_block().empty()) {
-    if (!Decode(reader_.audio_block(), track_)) track_ = {};
-    return track_;
+  try {
+    // One piece after another would double the track's memory now and then.
+    if (in_pieces()) {
+      const uint64_t values = std::min<uint64_t>(claimed_values(), track_.samples.max_size());
+      track_.samples.reserve(static_cast<size_t>(values));
+    }
+  } catch (const std::bad_alloc&) {
+    // Pieces that claim what no memory holds need not keep it.
   }
-  if ((reader_.header().flags & container::kFlagInterleavedAudio) == 0) return track_;
-  for (const uint64_t offset : reader_.index()) {
-    container::RecordHeader header;
-    if (!reader_.read_record_header(offset, header)) break;
-    if (header.type == container::RecordType::kAudio) append(offset, header);
-  }
+  collect_all();
   return track_;
+}
+
+SoundExtent SoundCollector::measure_all() {
+  if (extent_) return *extent_;
+  updated_ = true;
+  complete_ = true;
+  extent_.emplace();
+  collect_all();
+  return *extent_;
+}
+
+void SoundCollector::collect_all() {
+  try {
+    if (in_pieces()) {
+      for_each_piece([this](uint64_t offset, const container::RecordHeader& header) {
+        append(offset, header);
+      });
+      std::vector<uint8_t>().swap(payload_);
+    } else if (!decode(reader_.audio_block())) {
+      track_ = {};
+    }
+  } catch (const std::bad_alloc&) {
+    give_up();
+  }
+}
+
+bool SoundCollector::in_pieces() const {
+  const bool flag = (reader_.header().flags & container::kFlagInterleavedAudio) != 0;
+  return flag && reader_.audio_block().empty();
+}
+
+template <typename Work>
+void SoundCollector::for_each_piece(const Work& work) const {
+  container::RecordHeaderWalk walk = reader_.record_headers();
+  container::RecordHeader header;
+  for (const uint64_t offset : reader_.index()) {
+    if (!walk.read(offset, header)) break;
+    if (header.type == container::RecordType::kAudio) work(offset, header);
+  }
+}
+
+uint64_t SoundCollector::claimed_values() const {
+  uint64_t values = 0;
+  std::vector<uint8_t> head;
+  for_each_piece([&](uint64_t offset, container::RecordHeader header) {
+    header.size = std::min<uint32_t>(header.size, audio::kClaimBytes);
+    if (reader_.read_payload(offset, header, head)) values += audio::ClaimedValues(head);
+  });
+  return std::min(values, kMaxSampleValues);
 }
 
 void SoundCollector::pass_record(size_t index_entry, uint64_t offset,
                                  const container::RecordHeader& header) {
   if (complete_ || index_entry < next_entry_) return;
   next_entry_ = index_entry + 1;
-  if (append(offset, header)) updated_ = true;
+  try {
+    if (append(offset, header)) updated_ = true;
+  } catch (const std::bad_alloc&) {
+    give_up();
+  }
 }
 
+// A few bytes may stand for hours of silence. Where memory does not hold them
+// there is no sound, since what follows a gap would come too early, and the
+// picture goes on.
+void SoundCollector::give_up() {
+  track_ = {};
+  if (extent_) extent_.emplace();
+  updated_ = true;
+  complete_ = true;
+}
+
+// Pieces that overlap, and pieces that are decoded only to be refused, could cost
+// any time without a sample to show for it. So none may begin in another, and what
+// was in vain counts as if it were kept.
 bool SoundCollector::append(uint64_t offset, const container::RecordHeader& header) {
   if (header.size == 0 || header.size >= container::kMaxPayloadBytes) return false;
-  return reader_.read_payload(offset, header, payload_) && Decode(payload_, track_);
+  if (offset < pieces_end_ || values_in_vain_ >= kMaxSampleValues) return false;
+  if (!reader_.read_payload(offset, header, payload_)) return false;
+  if (decode(payload_)) {
+    pieces_end_ = offset + container::kRecordHeaderBytes + header.size;
+    return true;
+  }
+  values_in_vain_ += header.size;
+  return false;
+}
+
+bool SoundCollector::decode(std::span<const uint8_t> payload) {
+  audio::TrackRoom room = extent_ ? audio::TrackRoom(*extent_) : audio::TrackRoom(track_);
+  if (audio::DecodeAudio(payload, kMaxSampleValues - values_in_vain_, room)) return true;
+  values_in_vain_ = std::min(values_in_vain_ + room.values_in_vain(), kMaxSampleValues);
+  return false;
 }
 
 }  // namespace qolm::decoder

@@ -7,6 +7,15 @@
 #include "entropy/context_rans.h"
 
 namespace qolm::entropy {
+namespace {
+
+// Of a stream of `values` values; false when that many tokens cannot stand for them.
+bool TokenCount(std::span<const uint8_t> stream, uint64_t values, uint32_t& count) {
+  if (!ContextRansCount(stream, count)) return false;
+  return count >= 1 && count <= kMaxTokenBytesPerValue * values;
+}
+
+}  // namespace
 
 std::vector<uint8_t> EncodeCoefficients(std::span<const int16_t> values) {
   return ContextRansEncode(EncodeCoefficientTokens(values));
@@ -15,12 +24,19 @@ std::vector<uint8_t> EncodeCoefficients(std::span<const int16_t> values) {
 bool DecodeCoefficients(std::span<const uint8_t> stream, std::span<int16_t> values) {
   if (stream.empty() || values.empty()) return stream.empty() && values.empty();
   uint32_t count = 0;
-  if (!ContextRansCount(stream, count)) return false;
-  if (count < 1 || count > uint64_t{kMaxTokenBytesPerValue} * values.size()) return false;
+  if (!TokenCount(stream, values.size(), count)) return false;
 
   const auto storage = std::make_unique_for_overwrite<uint8_t[]>(count);
   const std::span<uint8_t> tokens(storage.get(), count);
   return ContextRansDecode(stream, tokens) && DecodeCoefficientTokens(tokens, values);
+}
+
+bool CoefficientReader::open(std::span<const uint8_t> stream, uint64_t count) {
+  uint32_t tokens = 0;
+  if (!TokenCount(stream, count, tokens) || !stream_.open(stream, tokens)) return false;
+  tokens_.emplace(stream_, tokens);
+  decoder_.emplace(count);
+  return true;
 }
 
 }  // namespace qolm::entropy

@@ -4,8 +4,12 @@
 #define QOLM_ENTROPY_COEFFICIENT_STREAM_H_
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
+
+#include "entropy/context_rans.h"
+#include "entropy/token_decoder.h"
 
 namespace qolm::entropy {
 
@@ -17,6 +21,26 @@ std::vector<uint8_t> EncodeCoefficients(std::span<const int16_t> values);
 // 0) although values are expected or the other way round. The stream's token
 // count must lie in 1..3 times the values before memory is taken for the tokens.
 [[nodiscard]] bool DecodeCoefficients(std::span<const uint8_t> stream, std::span<int16_t> values);
+
+// Reads a stream a piece at a time, where the whole would take too much memory.
+class CoefficientReader {
+ public:
+  // For `count` values, at least 1. False for a stream whose head is malformed. It
+  // must outlive the reading.
+  [[nodiscard]] bool open(std::span<const uint8_t> stream, uint64_t count);
+
+  // The next values, all in all no more than the count. False, with them partly
+  // written, when the stream is malformed so far.
+  [[nodiscard]] bool read(std::span<int16_t> values) { return decoder_->decode(*tokens_, values); }
+
+  // Whether the stream is used up, as it must be behind the last value.
+  bool at_end() const { return tokens_->at_end(); }
+
+ private:
+  ContextRansReader stream_;
+  std::optional<TokenSource> tokens_;
+  std::optional<TokenDecoder> decoder_;
+};
 
 }  // namespace qolm::entropy
 

@@ -7,6 +7,7 @@
 #include "base/byte_order.h"
 #include "entropy/nonzero_mask.h"
 #include "entropy/token_context.h"
+#include "entropy/token_decoder.h"
 
 namespace qolm::entropy {
 namespace {
@@ -45,39 +46,6 @@ uint8_t* PutUpToLast(uint8_t* out, const int16_t* values, uint64_t mask) {
   }
   return out;
 }
-
-class TokenReader {
- public:
-  explicit TokenReader(std::span<const uint8_t> tokens)
-      : next_(tokens.data()), end_(tokens.data() + tokens.size()) {}
-
-  bool AtEnd() const { return next_ == end_; }
-
-  bool Take(uint8_t& byte) {
-    if (AtEnd()) return false;
-    byte = *next_++;
-    return true;
-  }
-
-  // The run length 1..255 after a run token.
-  bool TakeRun(size_t& run) {
-    uint8_t byte = 0;
-    if (!Take(byte) || byte == 0) return false;
-    run = byte;
-    return true;
-  }
-
-  bool TakeEscaped(int16_t& value) {
-    if (end_ - next_ < 2) return false;
-    value = static_cast<int16_t>(LoadLe16(next_));
-    next_ += 2;
-    return true;
-  }
-
- private:
-  const uint8_t* next_;
-  const uint8_t* end_;
-};
 
 bool IsShortValue(uint8_t token) {
   return token >= kFirstValueToken && token <= kLastValueToken && token != kValueBias;
@@ -137,41 +105,49 @@ std::vector<uint8_t> EncodeCoefficientTokens(std::span<const int16_t> values) {
 }
 
 bool DecodeCoefficientTokens(std::span<const uint8_t> tokens, std::span<int16_t> values) {
+  TokenSource source(tokens);
+  TokenDecoder decoder(values.size());
+  return decoder.decode(source, values) && source.at_end();
+}
+
+bool TokenDecoder::decode(TokenSource& source, std::span<int16_t> values) {
   std::fill(values.begin(), values.end(), int16_t{0});
-  const size_t size = values.size();
-  const size_t tail_start = size - size % kTokenBlockValues;
-  TokenReader reader(tokens);
-  size_t position = 0;
+  const uint64_t tail_start = count_ - count_ % kTokenBlockValues;
+  // A run may end in a later piece: `at` then stands beyond this one's end.
+  uint64_t at = zeros_;
   uint8_t token = 0;
-  while (position < size) {
-    if (!reader.Take(token)) return false;
+  while (at < values.size()) {
+    if (!source.take(token)) return false;
     if (IsShortValue(token)) {
-      values[position++] = static_cast<int16_t>(token - kValueBias);
+      values[at++] = static_cast<int16_t>(token - kValueBias);
       continue;
     }
+    const uint64_t position = first_ + at;
     const bool in_tail = position >= tail_start;
-    const size_t in_block = position % kTokenBlockValues;
-    const size_t left = in_tail ? size - position : kTokenBlockValues - in_block;
+    const uint64_t in_block = position % kTokenBlockValues;
+    const uint64_t left = in_tail ? count_ - position : kTokenBlockValues - in_block;
+    uint8_t run = 0;
     if (token == kEndOfBlockToken) {
       if (in_tail) return false;
-      position += left;
+      at += left;
     } else if (token == kZeroRunToken) {
-      size_t run = 0;
-      if (!reader.TakeRun(run) || run > left) return false;
-      position += run;
+      if (!source.take(run) || run == 0 || run > left) return false;
+      at += run;
     } else if (token == kEscapeToken) {
-      if (!reader.TakeEscaped(values[position])) return false;
-      ++position;
+      uint8_t high = 0;
+      if (!source.take(token) || !source.take(high)) return false;
+      values[at++] = static_cast<int16_t>(static_cast<uint16_t>(token | high << 8));
     } else if (token == kZeroBlocksToken) {
-      size_t run = 0;
-      if (in_block != 0 || !reader.TakeRun(run)) return false;
+      if (in_block != 0 || !source.take(run) || run == 0) return false;
       if (run * kTokenBlockValues > tail_start - std::min(position, tail_start)) return false;
-      position += run * kTokenBlockValues;
+      at += run * kTokenBlockValues;
     } else {
       return false;
     }
   }
-  return reader.AtEnd();
+  first_ += values.size();
+  zeros_ = at - values.size();
+  return true;
 }
 
 }  // namespace qolm::entropy

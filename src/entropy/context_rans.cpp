@@ -1,14 +1,10 @@
 #include "entropy/context_rans.h"
 
-#include <array>
 #include <limits>
-#include <memory>
 
 #include "base/byte_order.h"
 #include "entropy/rans.h"
-#include "entropy/rans_decoder.h"
 #include "entropy/rans_encoder.h"
-#include "entropy/token_context.h"
 
 namespace qolm::entropy {
 namespace {
@@ -101,61 +97,6 @@ std::vector<uint8_t> EncodeFiveStreams(std::span<const uint8_t> input, ByteCount
   return out;
 }
 
-bool DecodeFiveStreams(std::span<const uint8_t> stream, std::span<uint8_t> output) {
-  std::array<uint32_t, kContextCount> left{};
-  std::array<std::span<const uint8_t>, kContextCount> coded;
-  size_t offset = kHeadBytes;
-  uint64_t raw_sum = 0;
-  for (size_t c = 0; c < kContextCount; ++c) {
-    if (stream.size() - offset < kRecordHeadBytes) return false;
-    left[c] = LoadLe32(stream.data() + offset);
-    const size_t coded_size = LoadLe32(stream.data() + offset + 4);
-    offset += kRecordHeadBytes;
-    if (coded_size > stream.size() - offset) return false;
-    if (left[c] == 0 && coded_size != 0) return false;
-    coded[c] = stream.subspan(offset, coded_size);
-    offset += coded_size;
-    raw_sum += left[c];
-  }
-  if (raw_sum != output.size()) return false;
-
-  const auto slots = std::make_unique_for_overwrite<std::array<RansSlotTable, kContextCount>>();
-  std::array<RansReader, kContextCount> argument_readers;
-  for (size_t c = 0; c < kContextCount; ++c) {
-    if (left[c] > 0 && !OpenRansStream(coded[c], left[c], (*slots)[c], argument_readers[c])) {
-      return false;
-    }
-  }
-
-  // The streams are independent, so the processor works on an argument while the
-  // next token's step is still under way.
-  RansReader token_reader = argument_readers[0];
-  RansReader run_reader = argument_readers[1];
-  uint8_t* out = output.data();
-  uint8_t* const out_end = out + output.size();
-  const auto take_argument = [&](size_t c, RansReader& reader) {
-    if (left[c] == 0) return false;
-    --left[c];
-    *out++ = reader.Step((*slots)[c]);
-    return true;
-  };
-  while (out != out_end) {
-    if (left[0] == 0) return false;
-    --left[0];
-    const uint8_t token = token_reader.Step((*slots)[0]);
-    *out++ = token;
-    if (token == kZeroRunToken) {
-      if (out != out_end && !take_argument(1, run_reader)) return false;
-    } else if (token == kZeroBlocksToken) {
-      if (out != out_end && !take_argument(2, argument_readers[2])) return false;
-    } else if (token == kEscapeToken) {
-      if (out != out_end && !take_argument(3, argument_readers[3])) return false;
-      if (out != out_end && !take_argument(4, argument_readers[4])) return false;
-    }
-  }
-  return true;
-}
-
 }  // namespace
 
 std::vector<uint8_t> ContextRansEncode(std::span<const uint8_t> input) {
@@ -172,12 +113,99 @@ std::vector<uint8_t> ContextRansEncode(std::span<const uint8_t> input) {
 }
 
 bool ContextRansDecode(std::span<const uint8_t> stream, std::span<uint8_t> output) {
-  uint32_t count = 0;
-  if (output.empty() || !ContextRansCount(stream, count) || count != output.size()) return false;
-  const uint8_t mode = stream[4];
-  if (mode == kModePlain) return RansDecodeBytes(stream.subspan(kHeadBytes), output);
-  if (mode != kModeFiveStreams || stream.size() < kMinFiveStreamBytes) return false;
-  return DecodeFiveStreams(stream, output);
+  if (output.empty() || output.size() > std::numeric_limits<uint32_t>::max()) return false;
+  ContextRansReader reader;
+  return reader.open(stream, static_cast<uint32_t>(output.size())) && reader.read(output);
+}
+
+bool ContextRansReader::open(std::span<const uint8_t> stream, uint32_t count) {
+  uint32_t stored_count = 0;
+  if (count == 0 || !ContextRansCount(stream, stored_count) || stored_count != count) return false;
+  context_ = 0;
+  slots_ = std::make_unique_for_overwrite<std::array<RansSlotTable, kContextCount>>();
+  plain_ = stream[4] == kModePlain;
+  if (plain_) return OpenRansStream(stream.subspan(kHeadBytes), count, (*slots_)[0], readers_[0]);
+  return stream[4] == kModeFiveStreams && open_five_streams(stream, count);
+}
+
+bool ContextRansReader::open_five_streams(std::span<const uint8_t> stream, uint32_t count) {
+  if (stream.size() < kMinFiveStreamBytes) return false;
+  std::array<std::span<const uint8_t>, kContextCount> coded;
+  size_t offset = kHeadBytes;
+  uint64_t raw_sum = 0;
+  for (size_t c = 0; c < kContextCount; ++c) {
+    if (stream.size() - offset < kRecordHeadBytes) return false;
+    left_[c] = LoadLe32(stream.data() + offset);
+    const size_t coded_size = LoadLe32(stream.data() + offset + 4);
+    offset += kRecordHeadBytes;
+    if (coded_size > stream.size() - offset) return false;
+    if (left_[c] == 0 && coded_size != 0) return false;
+    coded[c] = stream.subspan(offset, coded_size);
+    offset += coded_size;
+    raw_sum += left_[c];
+  }
+  if (raw_sum != count) return false;
+  for (size_t c = 0; c < kContextCount; ++c) {
+    if (left_[c] > 0 && !OpenRansStream(coded[c], left_[c], (*slots_)[c], readers_[c])) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool ContextRansReader::read(std::span<uint8_t> bytes) {
+  if (!plain_) return read_five_streams(bytes);
+  StepRansValues((*slots_)[0], readers_[0], bytes);
+  return true;
+}
+
+// The streams are independent, so the processor works on an argument while the
+// next token's step is still under way.
+bool ContextRansReader::read_five_streams(std::span<uint8_t> bytes) {
+  const std::array<RansSlotTable, kContextCount>& slots = *slots_;
+  // Locals, since a byte that is written might be part of any member.
+  std::array<RansReader, kContextCount> argument_readers = readers_;
+  RansReader token_reader = readers_[0];
+  RansReader run_reader = readers_[1];
+  std::array<uint32_t, kContextCount> left = left_;
+  size_t context = context_;
+  uint8_t* out = bytes.data();
+  uint8_t* const out_end = out + bytes.size();
+  // An argument behind the last byte of this piece opens the next one.
+  const auto take_argument = [&](size_t c, RansReader& reader) {
+    context = c;
+    if (out == out_end) return true;
+    if (left[c] == 0) return false;
+    --left[c];
+    *out++ = reader.Step(slots[c]);
+    context = c == 3 ? 4 : 0;
+    return true;
+  };
+  while (context != 0 && out != out_end) {
+    if (!take_argument(context, context == 1 ? run_reader : argument_readers[context])) {
+      return false;
+    }
+  }
+  while (out != out_end) {
+    if (left[0] == 0) return false;
+    --left[0];
+    const uint8_t token = token_reader.Step(slots[0]);
+    *out++ = token;
+    if (token == kZeroRunToken) {
+      if (!take_argument(1, run_reader)) return false;
+    } else if (token == kZeroBlocksToken) {
+      if (!take_argument(2, argument_readers[2])) return false;
+    } else if (token == kEscapeToken) {
+      if (!take_argument(3, argument_readers[3])) return false;
+      if (context == 4 && !take_argument(4, argument_readers[4])) return false;
+    }
+  }
+  readers_ = argument_readers;
+  readers_[0] = token_reader;
+  readers_[1] = run_reader;
+  left_ = left;
+  context_ = context;
+  return true;
 }
 
 bool ContextRansCount(std::span<const uint8_t> stream, uint32_t& count) {

@@ -18,9 +18,15 @@
 #ifndef QOLM_ENTROPY_CONTEXT_RANS_H_
 #define QOLM_ENTROPY_CONTEXT_RANS_H_
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
+
+#include "entropy/rans_decoder.h"
+#include "entropy/token_context.h"
 
 namespace qolm::entropy {
 
@@ -34,6 +40,28 @@ std::vector<uint8_t> ContextRansEncode(std::span<const uint8_t> input);
 // or runs past the end, the raw counts do not sum to n, or a context runs out of
 // bytes.
 [[nodiscard]] bool ContextRansDecode(std::span<const uint8_t> stream, std::span<uint8_t> output);
+
+// Decodes a stream a piece at a time, where the whole would take too much memory.
+class ContextRansReader {
+ public:
+  // False where ContextRansDecode is for `count` bytes, but for a context that runs
+  // out of them. `stream` must outlive the reading.
+  [[nodiscard]] bool open(std::span<const uint8_t> stream, uint32_t count);
+
+  // The next bytes, all in all no more than the count. False when a context runs out.
+  [[nodiscard]] bool read(std::span<uint8_t> bytes);
+
+ private:
+  bool open_five_streams(std::span<const uint8_t> stream, uint32_t count);
+  bool read_five_streams(std::span<uint8_t> bytes);
+
+  std::unique_ptr<std::array<RansSlotTable, kContextCount>>
+      slots_;  // a plain stream's is the first
+  std::array<RansReader, kContextCount> readers_;
+  std::array<uint32_t, kContextCount> left_{};  // bytes of each context
+  bool plain_ = false;
+  size_t context_ = 0;  // of the next byte
+};
 
 // The count n that a stream claims, so that a caller can judge it before it
 // allocates an output. False when the stream is shorter than its 5-byte head.

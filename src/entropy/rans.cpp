@@ -1,5 +1,7 @@
 #include "entropy/rans.h"
 
+#include <algorithm>
+#include <array>
 #include <limits>
 
 #include "base/byte_order.h"
@@ -7,19 +9,6 @@
 #include "entropy/rans_encoder.h"
 
 namespace qolm::entropy {
-namespace {
-
-void DecodeValues(const RansSlotTable& slots, RansReader& reader, std::span<uint8_t> output) {
-  RansReader cursor = reader;
-  uint8_t* out = output.data();
-  uint8_t* const out_end = out + output.size();
-  while (out != out_end && cursor.IsFast()) *out++ = cursor.StepFast(slots);
-  while (out != out_end) *out++ = cursor.StepCareful(slots);
-  reader = cursor;
-}
-
-}  // namespace
-
 std::vector<uint8_t> RansEncodeBytes(std::span<const uint8_t> input) {
   std::vector<uint8_t> out;
   if (input.empty() || input.size() > std::numeric_limits<uint32_t>::max()) return out;
@@ -37,17 +26,21 @@ bool RansDecodeBytes(std::span<const uint8_t> stream, std::span<uint8_t> output)
   RansSlotTable slots;
   RansReader reader;
   if (!OpenRansStream(stream, count, slots, reader)) return false;
-  DecodeValues(slots, reader, output);
+  StepRansValues(slots, reader, output);
   return true;
 }
 
-bool RansDecodePrefix(std::span<const uint8_t> bytes, std::span<uint8_t> output,
-                      size_t& stream_size) {
-  if (output.empty() || output.size() > std::numeric_limits<uint32_t>::max()) return false;
+bool RansPrefixSize(std::span<const uint8_t> bytes, uint32_t count, size_t& stream_size) {
+  if (count == 0) return false;
   RansSlotTable slots;
   RansReader reader;
-  if (!OpenRansStream(bytes, static_cast<uint32_t>(output.size()), slots, reader)) return false;
-  DecodeValues(slots, reader, output);
+  if (!OpenRansStream(bytes, count, slots, reader)) return false;
+  std::array<uint8_t, 4096> values;
+  for (uint32_t left = count; left > 0;) {
+    const uint32_t step = std::min<uint32_t>(left, values.size());
+    StepRansValues(slots, reader, std::span(values).first(step));
+    left -= step;
+  }
   if (reader.state != kRansLowerBound) return false;
   stream_size = static_cast<size_t>(reader.next - bytes.data());
   return true;

@@ -39,12 +39,11 @@ std::vector<uint8_t> RansEncodeBytes(std::span<const uint8_t> input);
 // renormalisation bytes and surplus ones are not errors.
 [[nodiscard]] bool RansDecodeBytes(std::span<const uint8_t> stream, std::span<uint8_t> output);
 
-// The same for a stream of unknown size at the start of `bytes`, whose count may
-// be anything from 1; `stream_size` becomes its size. A stream ends where the
-// state after its last value is the encoder's first one, 65536, so missing
-// renormalisation bytes are an error here. False also for an empty output.
-[[nodiscard]] bool RansDecodePrefix(std::span<const uint8_t> bytes, std::span<uint8_t> output,
-                                    size_t& stream_size);
+// The size of a stream of `count` values, from 1, at the start of `bytes`. It ends
+// where the state after its last value is the encoder's first one, 65536, so
+// missing renormalisation bytes are an error here.
+[[nodiscard]] bool RansPrefixSize(std::span<const uint8_t> bytes, uint32_t count,
+                                  size_t& stream_size);
 
 }  // namespace qolm::entropy
 

@@ -27,4 +27,13 @@ bool OpenRansStream(std::span<const uint8_t> stream, uint32_t expected_count, Ra
   return true;
 }
 
+void StepRansValues(const RansSlotTable& slots, RansReader& reader, std::span<uint8_t> output) {
+  RansReader cursor = reader;
+  uint8_t* out = output.data();
+  uint8_t* const out_end = out + output.size();
+  while (out != out_end && cursor.IsFast()) *out++ = cursor.StepFast(slots);
+  while (out != out_end) *out++ = cursor.StepCareful(slots);
+  reader = cursor;
+}
+
 }  // namespace qolm::entropy

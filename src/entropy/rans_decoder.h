@@ -64,6 +64,9 @@ struct RansReader {
 [[nodiscard]] bool OpenRansStream(std::span<const uint8_t> stream, uint32_t expected_count,
                                   RansSlotTable& slots, RansReader& reader);
 
+// Fills `output` with the next values.
+void StepRansValues(const RansSlotTable& slots, RansReader& reader, std::span<uint8_t> output);
+
 }  // namespace qolm::entropy
 
 #endif  // QOLM_ENTROPY_RANS_DECODER_H_

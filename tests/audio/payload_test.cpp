@@ -9,6 +9,7 @@
 #include "base/byte_order.h"
 #include "base/simd_level.h"
 #include "entropy/coefficient_stream.h"
+#include "entropy/context_rans.h"
 #include "entropy/rans.h"
 #include "support/thread_counts.h"
 
@@ -214,6 +215,46 @@ TEST(DecodeAudio, PiecesAppendToTheExactCount) {
     EXPECT_EQ(track.channels, 2);
     EXPECT_GT(test::SignalToNoise(samples, track.samples), 15.0);
   }
+}
+
+TEST(DecodeAudio, CountsWithoutKeeping) {
+  const Samples samples = test::Noise(3000, 2000);
+  for (const uint32_t channels : {1u, 2u}) {
+    for (const auto mode : {AudioCodingMode::kAdpcm, AudioCodingMode::kTransform}) {
+      Bytes payload;
+      ASSERT_TRUE(EncodeAudio({8000, channels, samples}, mode, payload));
+      EXPECT_EQ(ClaimedValues(payload), 3000u);
+      EXPECT_EQ(ClaimedValues(std::span(payload).first(kClaimBytes - 1)), 0u);
+      SoundExtent extent;
+      for (const uint64_t values : {3000u, 6000u}) {
+        TrackRoom room(extent);
+        ASSERT_TRUE(DecodeAudio(payload, 6000, room));
+        EXPECT_EQ(extent.values, values);
+        EXPECT_EQ(extent.sample_rate, 8000u);
+        EXPECT_EQ(extent.channels, channels);
+        EXPECT_EQ(room.values_in_vain(), 0u);
+      }
+      TrackRoom full(extent);
+      EXPECT_FALSE(DecodeAudio(payload, 6000, full));
+      EXPECT_EQ(full.values_in_vain(), 0u) << "told from the header";
+    }
+  }
+}
+
+// One token too many shows only behind the last value.
+TEST(DecodeAudio, TellsWhatARefusedPayloadCost) {
+  constexpr uint32_t kSamples = 1'000'000;
+  Bytes payload = Encode(Samples(kSamples, 0), 3200, 1);
+  const uint32_t frames = LoadLe32(&payload[12]);
+  payload.erase(payload.end() - LoadLe32(&payload[22]), payload.end());
+  const Bytes stream = entropy::ContextRansEncode(Bytes(size_t{frames} + 1, 1));
+  payload.insert(payload.end(), stream.begin(), stream.end());
+  StoreLe32(&payload[22], static_cast<uint32_t>(stream.size()));
+  PcmTrack track{3200, 1, Samples(5, 7)};
+  TrackRoom room(track);
+  EXPECT_FALSE(DecodeAudio(payload, kNoLimit, room));
+  EXPECT_EQ(room.values_in_vain(), kSamples);
+  EXPECT_EQ(track.samples, Samples(5, 7));
 }
 
 TEST(DecodeAudio, KeepsToTheLimitAndToTheTracksKind) {

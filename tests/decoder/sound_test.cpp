@@ -111,6 +111,49 @@ TEST_F(SoundOfAFile, ASeekBackDoesNotRepeatSound) {
   EXPECT_EQ(decoder.decode_audio().samples.size(), 150U);
 }
 
+TEST_F(SoundOfAFile, IsMeasuredWithoutBeingKept) {
+  Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3), Sound({1, 2}), Sound(Coded(8000, 1, 50, 0))});
+  FrameDecoder pieces(reader_);
+  EXPECT_EQ(pieces.measure_audio().values, 150U);
+  EXPECT_EQ(pieces.measure_audio().sample_rate, 8000U);
+  EXPECT_EQ(PlayToTheEnd(pieces), 3);
+  EXPECT_THAT(pieces.decode_audio().samples, IsEmpty());
+  Write({Repeat(2)}, Coded(32000, 2, 2002, 900), false);
+  FrameDecoder block(reader_);
+  EXPECT_EQ(block.measure_audio().values, 2002U);
+  EXPECT_EQ(block.measure_audio().channels, 2);
+}
+
+// A piece inside another good one is none of its own.
+TEST_F(SoundOfAFile, PiecesDoNotOverlap) {
+  const std::vector<uint8_t> inner = Coded(8000, 1, 40, 0);
+  std::vector<uint8_t> outer = Coded(8000, 1, 100, 0);
+  const size_t inner_at = outer.size();
+  const auto header = container::EncodeRecordHeader(
+      {container::RecordType::kAudio, 0, 0, static_cast<uint32_t>(inner.size())});
+  outer.insert(outer.end(), header.begin(), header.end());
+  outer.insert(outer.end(), inner.begin(), inner.end());
+  // Behind the stream's own bytes anything may follow inside it.
+  StoreLe32(&outer[14], static_cast<uint32_t>(outer.size() - 18));
+  const std::vector<Record> records = {Sound(outer), Sound(Coded(8000, 1, 7, 0))};
+  Write(records);
+  const uint64_t first = reader_.index()[0];
+  const uint64_t second = reader_.index()[1];
+  const std::filesystem::path path = folder_.path() / "overlap.qolm";
+  std::vector<uint8_t> bytes = test::ReadBytes(folder_.path() / "sound.qolm");
+  bytes.resize(bytes.size() - 4 - 2 * 8);
+  for (const uint64_t offset : {first, first + 8 + inner_at, second}) {
+    bytes.resize(bytes.size() + 8);
+    StoreLe64(bytes.data() + bytes.size() - 8, offset);
+  }
+  AppendLe32(bytes, 3);
+  test::WriteBytes(path, bytes);
+  ASSERT_TRUE(reader_.open(path));
+  ASSERT_EQ(reader_.index().size(), 3U);
+  FrameDecoder decoder(reader_);
+  EXPECT_EQ(decoder.decode_audio().samples.size(), 107U);
+}
+
 TEST_F(SoundOfAFile, ADamagedPieceIsLeftOut) {
   std::vector<uint8_t> damaged = Coded(8000, 1, 100, 0);
   damaged.resize(20);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "entropy/coefficient_tokens.h"
 #include "entropy/context_rans.h"
 #include "entropy/naive_coders.h"
@@ -25,6 +27,42 @@ TEST(CoefficientStream, IsTokensInsideAContextStream) {
       ASSERT_TRUE(output == values);
     }
   }
+}
+
+// All values, `step` at a time; none when the stream is refused.
+Values ReadInPieces(const Bytes& stream, size_t count, size_t step) {
+  CoefficientReader reader;
+  if (!reader.open(stream, count)) return {};
+  Values values(count, 99);
+  for (size_t at = 0; at < count; at += step) {
+    if (!reader.read(std::span(values).subspan(at, std::min(step, count - at)))) return {};
+  }
+  return reader.at_end() ? values : Values{};
+}
+
+TEST(CoefficientStream, PiecesGiveWhatTheWholeGives) {
+  for (const size_t size : {1u, 64u, 6400u, 30001u}) {
+    for (const uint32_t spacing : {1u, 9u, 500u, 20000u}) {
+      const Values values = samples::SparseValues(size, spacing, spacing);
+      const Bytes stream = EncodeCoefficients(values);
+      for (const size_t step : {1u, 7u, 64u, 640u, 100000u}) {
+        ASSERT_TRUE(ReadInPieces(stream, size, step) == values) << size << ", " << step;
+      }
+    }
+  }
+  const Values escapes(5000, 1000);
+  EXPECT_TRUE(ReadInPieces(EncodeCoefficients(escapes), 5000, 3) == escapes);
+}
+
+TEST(CoefficientStream, PiecesRefuseWhatTheWholeRefuses) {
+  const Bytes tokens[] = {{129, 1}, {129}, {129, 1, 1}, {129, 3}, {129, 2, 1}, {129, 0, 63}};
+  for (const Bytes& spelling : tokens) {
+    const Bytes stream = ContextRansEncode(spelling);
+    Values whole(64);
+    const bool right = DecodeCoefficients(stream, whole);
+    EXPECT_EQ(ReadInPieces(stream, 64, 10), right ? whole : Values{});
+  }
+  EXPECT_EQ(ReadInPieces(Bytes{10, 0, 0, 0}, 64, 10), Values{}) << "no head";
 }
 
 TEST(CoefficientStream, AbsentStreamsBelongToNoValues) {

@@ -89,9 +89,9 @@ void CheckPlainCoding(Input values) {
   std::vector<uint8_t> longer = stream;
   longer.insert(longer.end(), values.begin(), values.end());
   size_t size = 0;
-  QOLM_REQUIRE(entropy::RansDecodePrefix(longer, decoded, size));
+  const auto count = static_cast<uint32_t>(values.size());
+  QOLM_REQUIRE(entropy::RansPrefixSize(longer, count, size));
   QOLM_REQUIRE(size == stream.size());
-  QOLM_REQUIRE(Same(decoded, values));
 }
 
 void CheckContextCoding(Input values) {
@@ -113,12 +113,11 @@ void Rans(Input input) {
 
   std::vector<uint8_t> values(count);
   const bool decodes = entropy::RansDecodeBytes(input, values);
-  std::vector<uint8_t> prefix_values(count);
   size_t size = 0;
-  if (entropy::RansDecodePrefix(input, prefix_values, size)) {
+  if (entropy::RansPrefixSize(input, count, size)) {
     QOLM_REQUIRE(decodes);
     QOLM_REQUIRE(size <= input.size());
-    QOLM_REQUIRE(Same(prefix_values, values));
+    std::vector<uint8_t> prefix_values(count);
     QOLM_REQUIRE(entropy::RansDecodeBytes(input.first(size), prefix_values));
     QOLM_REQUIRE(Same(prefix_values, values));
   }

@@ -1,0 +1,70 @@
+// Coefficient tokens back to values, all at once or a piece at a time.
+#ifndef QOLM_ENTROPY_TOKEN_DECODER_H_
+#define QOLM_ENTROPY_TOKEN_DECODER_H_
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "entropy/context_rans.h"
+
+namespace qolm::entropy {
+
+// Tokens that are there, or that a reader still has to decode.
+class TokenSource {
+ public:
+  explicit TokenSource(std::span<const uint8_t> tokens)
+      : next_(tokens.data()), end_(tokens.data() + tokens.size()) {}
+
+  // The `count` bytes of an open reader.
+  TokenSource(ContextRansReader& reader, uint32_t count) : reader_(&reader), unread_(count) {}
+  TokenSource(const TokenSource&) = delete;
+  TokenSource& operator=(const TokenSource&) = delete;
+
+  bool at_end() const { return next_ == end_ && unread_ == 0; }
+
+  [[nodiscard]] bool take(uint8_t& byte) {
+    if (next_ == end_ && !refill()) return false;
+    byte = *next_++;
+    return true;
+  }
+
+ private:
+  bool refill() {
+    if (unread_ == 0) return false;
+    const std::span<uint8_t> piece = std::span(buffer_).first(std::min<size_t>(unread_, kPiece));
+    unread_ -= static_cast<uint32_t>(piece.size());
+    next_ = piece.data();
+    end_ = next_ + piece.size();
+    return reader_->read(piece);
+  }
+
+  static constexpr size_t kPiece = 4096;
+
+  const uint8_t* next_ = nullptr;
+  const uint8_t* end_ = nullptr;
+  ContextRansReader* reader_ = nullptr;
+  uint32_t unread_ = 0;
+  std::array<uint8_t, kPiece> buffer_;
+};
+
+class TokenDecoder {
+ public:
+  // For `count` values in all.
+  explicit TokenDecoder(uint64_t count) : count_(count) {}
+
+  // The next values. False, with them partly written, as DecodeCoefficientTokens,
+  // but for tokens that are left.
+  [[nodiscard]] bool decode(TokenSource& source, std::span<int16_t> values);
+
+ private:
+  uint64_t count_;
+  uint64_t first_ = 0;  // position of the next piece
+  uint64_t zeros_ = 0;  // with which it begins, from a run before it
+};
+
+}  // namespace qolm::entropy
+
+#endif  // QOLM_ENTROPY_TOKEN_DECODER_H_
