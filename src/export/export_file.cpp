@@ -30,9 +30,10 @@ std::string RateText(const container::FileHeader& header) {
 // Frames that the file can deliver if nothing in it is damaged.
 uint32_t FramesToExpect(const container::ContainerReader& reader) {
   uint64_t frames = 0;
+  container::RecordHeaderWalk walk = reader.record_headers();
   container::RecordHeader header;
   for (const uint64_t offset : reader.index()) {
-    if (!reader.read_record_header(offset, header)) break;
+    if (!walk.read(offset, header)) break;
     // A run of no frames still shows the one that its record stands for.
     const bool empty_run = header.type == container::RecordType::kRepeatRun && header.count == 0;
     frames += empty_run ? 1 : container::frames_in_record(header);

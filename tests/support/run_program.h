@@ -36,6 +36,10 @@ class ProgramRun {
   // Windows a crash is an exit code, too.
   int exit_code() const { return exit_code_; }
 
+  // The most memory that it held at a time, in bytes, or this process where that
+  // held more when it started it; only on POSIX systems.
+  uint64_t peak_bytes() const { return peak_bytes_; }
+
   // The bytes that it has printed so far.
   std::string out() const;
   std::string err() const;
@@ -48,6 +52,7 @@ class ProgramRun {
   int terminal_ = -1;
   bool running_ = false;
   int exit_code_ = 0;
+  uint64_t peak_bytes_ = 0;
 };
 
 // Only on POSIX systems: for a fork that shall not write everywhere, as root may: goes on as a user

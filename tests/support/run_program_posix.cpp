@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,6 +23,13 @@ int OpenOutput(OutputEnd end, const std::string& captured_path, int terminal) {
   if (pipe(ends) != 0) return -1;
   close(ends[0]);
   return ends[1];
+}
+
+bool HasEnded(intptr_t process, int options, int& status, uint64_t& peak_bytes) {
+  rusage used{};
+  if (wait4(static_cast<pid_t>(process), &status, options, &used) != process) return false;
+  peak_bytes = static_cast<uint64_t>(used.ru_maxrss) << 10;
+  return true;
 }
 
 }  // namespace
@@ -75,13 +83,13 @@ void ProgramRun::Signal(int signal_number) const {
 
 bool ProgramRun::IsRunning() {
   int status = 0;
-  if (running_ && waitpid(static_cast<pid_t>(process_), &status, WNOHANG) == process_) Take(status);
+  if (running_ && HasEnded(process_, WNOHANG, status, peak_bytes_)) Take(status);
   return running_;
 }
 
 void ProgramRun::Wait() {
   int status = 0;
-  if (running_ && waitpid(static_cast<pid_t>(process_), &status, 0) == process_) Take(status);
+  if (running_ && HasEnded(process_, 0, status, peak_bytes_)) Take(status);
 }
 
 std::string ProgramRun::out() const { return ReadFile(folder_ / "out"); }

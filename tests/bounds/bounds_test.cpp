@@ -1,0 +1,292 @@
+// Whatever a file claims, info and qolm2_export take no more memory than
+//
+//   64 MiB + 8 packed pictures (4 bytes a pixel) + the file's size + the decoded sound
+//
+// and no more time than what the file holds is worth.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "hostile_file.h"
+#include "hostile_payloads.h"
+#include "support/container_file.h"
+#include "support/cpu_limit.h"
+#include "support/run_program.h"
+#include "support/temporary_folder.h"
+
+namespace qolm::test {
+namespace {
+
+using container::FileHeader;
+using container::RecordType;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr uint64_t kMebibyte = uint64_t{1} << 20;
+constexpr uint32_t kMillion = 1'000'000;
+// Sanitizers take memory and time of their own; what they find is then the test.
+constexpr bool kPlainBuild = QOLM_PLAIN_BUILD != 0;
+
+class Bounds : public testing::Test {
+ protected:
+  // What the bound is reckoned from.
+  struct Worth {
+    uint64_t width = 16;  // pixels, of the largest picture that is decoded
+    uint64_t height = 16;
+    uint64_t sound_values = 0;
+    rlim_t cpu_seconds = 30;
+  };
+
+  struct Outcome {
+    int exit_code;
+    std::string out;
+    std::string err;
+  };
+
+  uint64_t MemoryBound(const Worth& worth) const {
+    return 64 * kMebibyte + 8 * 4 * worth.width * worth.height + std::filesystem::file_size(path_) +
+           2 * worth.sound_values;
+  }
+
+  Outcome Run(const char* program, const std::vector<std::string>& arguments, const Worth& worth) {
+    const rlim_t seconds = worth.cpu_seconds * (kPlainBuild ? 1 : 8);
+    ProgramRun run(program, arguments, [seconds] {
+      setenv("OMP_NUM_THREADS", "2", 1);
+      LimitCpuSeconds(seconds);
+    });
+    run.Wait();
+    EXPECT_TRUE(run.exit_code() == 0 || run.exit_code() == 1) << run.exit_code() << run.err();
+    const uint64_t bound = MemoryBound(worth);
+    if (kPlainBuild) {
+      EXPECT_LE(run.peak_bytes(), bound);
+    }
+    RecordProperty("peak_mib", std::to_string(run.peak_bytes() / kMebibyte));
+    return {run.exit_code(), run.out(), run.err()};
+  }
+
+  std::string Info(const Worth& worth) {
+    const Outcome outcome = Run(QOLM_CONVERTER, {"info", path_.string()}, worth);
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.err, "");
+    return outcome.out;
+  }
+
+  Outcome Export(const std::vector<std::string>& words, const Worth& worth) {
+    std::vector<std::string> arguments = {path_.string()};
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    return Run(QOLM_EXPORT, arguments, worth);
+  }
+
+  HostileFile Create(uint16_t flags = 0, uint16_t width = 16, uint16_t height = 16) const {
+    FileHeader header = PlainHeader(width, height);
+    header.flags |= flags;
+    return {path_, header};
+  }
+
+  // A file of one sound block.
+  void WriteSoundBlock(const Bytes& payload) const {
+    Create().whole_record(RecordType::kAudioBlock, payload);
+  }
+
+  static std::string Frames(uint64_t count) {
+    return "Decoded Frames : " + std::to_string(count) + "\n";
+  }
+  static std::string Values(uint64_t count) { return std::to_string(count) + " samples\n"; }
+
+  TemporaryFolder folder_;
+  std::filesystem::path path_ = folder_ / "a.qolm";
+  std::string wav_ = (folder_ / "a.wav").string();
+  std::string png_ = (folder_ / "a.png").string();
+};
+
+TEST_F(Bounds, StreamsOfFourBillionValues) {
+  const Bytes stream = OneValueStream(0, 0xFFFFFFFF);
+  Bytes sound = AdpcmSound(1000);
+  sound[4] = 2;
+  for (const size_t field : {size_t{6}, size_t{10}}) StoreLe32(&sound[field], 0xFFFFFFFF);
+  std::copy(stream.begin(), stream.end(), sound.end() - 13);
+  Bytes picture = KeyFrame(16, 16, Spelling::kShort);
+  std::copy(stream.begin(), stream.end(), picture.begin() + 21);
+  HostileFile file = Create();
+  file.whole_record(RecordType::kAudioBlock, sound);
+  file.whole_record(RecordType::kKeyFrame, picture);
+  file.close();
+  EXPECT_THAT(Info({}), AllOf(HasSubstr(Frames(0)), Not(HasSubstr("Audio"))));
+}
+
+// Two of the five contexts, 71 bytes: zero runs that no block holds.
+TEST_F(Bounds, ContextStreamOfFourBillionTokens) {
+  constexpr uint32_t kPairs = 0x7FFFFFFF;
+  const Bytes stream = FiveOneValueStreams(2 * kPairs, {{{0, kPairs}, {255, kPairs}, {}, {}, {}}});
+  ASSERT_EQ(stream.size(), 71U);
+  constexpr uint32_t kMostValues = 0x7FFFFFFF - 128;
+  Bytes sound = Silence(kMostValues, Spelling::kShort);
+  sound.erase(sound.end() - LoadLe32(&sound[22]), sound.end());
+  StoreLe32(&sound[22], static_cast<uint32_t>(stream.size()));
+  sound.insert(sound.end(), stream.begin(), stream.end());
+  WriteSoundBlock(sound);
+  EXPECT_THAT(Info({}), Not(HasSubstr("Audio")));
+}
+
+TEST_F(Bounds, AMillionEqualOffsets) {
+  HostileFile file = Create();
+  const uint64_t first = file.position();
+  file.whole_record(RecordType::kKeyFrame, KeyFrame(16, 16, Spelling::kShort));
+  file.trailing_index(kMillion, first, 0);
+  file.close();
+  EXPECT_THAT(Info({}), HasSubstr(Frames(1)));
+}
+
+TEST_F(Bounds, OverlappingPiecesOfSound) {
+  constexpr uint32_t kPieces = 400'000;
+  HostileFile file = Create(container::kFlagInterleavedAudio);
+  const uint64_t first = file.position();
+  const uint64_t end = first + uint64_t{8} * kPieces;
+  for (uint32_t i = 0; i < kPieces; ++i) {
+    file.record({RecordType::kAudio, 0, 0, static_cast<uint32_t>(end - file.position() - 8)});
+  }
+  file.trailing_index(kPieces, first, 8);
+  file.close();
+  EXPECT_THAT(Info({}), HasSubstr(Frames(0)));
+}
+
+TEST_F(Bounds, TheLargestPictureWithNothingBehindTheHeader) {
+  Create(0, 16384, 16384);
+  EXPECT_THAT(Info({}), HasSubstr(Frames(0)));
+  EXPECT_EQ(Export({"-", "--y4m"}, {}).exit_code, 1);
+  EXPECT_EQ(Export({png_}, {}).exit_code, 1);
+}
+
+TEST_F(Bounds, AMillionIndexRecords) {
+  HostileFile file = Create();
+  const uint64_t first = file.position();
+  for (uint32_t i = 0; i < kMillion; ++i) file.record({RecordType::kIndex, 0, 0, 0});
+  file.trailing_index(kMillion, first, 8);
+  file.close();
+  EXPECT_THAT(Info({}), HasSubstr(Frames(0)));
+}
+
+TEST_F(Bounds, AMillionPiecesOfNoSound) {
+  HostileFile file = Create(container::kFlagInterleavedAudio);
+  for (uint32_t i = 0; i < kMillion; ++i) {
+    file.whole_record(RecordType::kAudio, Bytes(i % 4, 7));
+  }
+  file.close();
+  EXPECT_THAT(Info({}), HasSubstr(Frames(0)));
+}
+
+TEST_F(Bounds, RepeatsOfAQuarterOfABillionFrames) {
+  HostileFile file = Create();
+  for (uint32_t i = 0; i < kMillion; ++i) file.record({RecordType::kRepeatRun, 255, 0, 0});
+  file.close();
+  EXPECT_THAT(Info({}), HasSubstr(Frames(255'000'000)));
+  EXPECT_EQ(Export({png_, "--frame", "254999999"}, {}).exit_code, 0);
+}
+
+// Listed by a scan, since no index may hold as many.
+TEST_F(Bounds, AsManyKeyFramesAsAreListed) {
+  {
+    HostileFile file = Create();
+    Bytes records;
+    const auto header = container::EncodeRecordHeader({RecordType::kKeyFrame, 0, 0, 0});
+    for (int i = 0; i < 8192; ++i) records.insert(records.end(), header.begin(), header.end());
+    for (uint32_t i = 0; i < container::kMaxScannedRecords; i += 8192) file.append(records);
+  }
+  EXPECT_THAT(Info({}), HasSubstr(Frames(0)));
+  EXPECT_EQ(Export({png_, "--frame", "16000000"}, {}).exit_code, 1);
+}
+
+TEST_F(Bounds, SmallKeyFrames) {
+  constexpr uint32_t kFrames = 12'000;
+  HostileFile file = Create();
+  const Bytes picture = KeyFrame(160, 128, Spelling::kShort);
+  for (uint32_t i = 0; i < kFrames; ++i) file.whole_record(RecordType::kKeyFrame, picture);
+  file.close();
+  EXPECT_THAT(Info({.width = 160, .height = 128}), HasSubstr(Frames(kFrames)));
+}
+
+TEST_F(Bounds, LargeKeyFrames) {
+  const uint32_t frames = kPlainBuild ? 10 : 1;
+  HostileFile file = Create();
+  const Bytes picture = KeyFrame(8192, 8192, Spelling::kShort);
+  for (uint32_t i = 0; i < frames; ++i) file.whole_record(RecordType::kKeyFrame, picture);
+  file.close();
+  EXPECT_THAT(Info({.width = 8192, .height = 8192, .cpu_seconds = 120}), HasSubstr(Frames(frames)));
+}
+
+// Tokens three times as many as levels, and as many pictures at once as may be.
+TEST_F(Bounds, LongSpellingsOfPicturesThatWait) {
+  constexpr uint32_t kSide = 2048;
+  constexpr uint16_t kWaiting = 8;
+  HostileFile file = Create(container::kFlagBidirectional | container::kFlagMotionPrediction |
+                            container::kFlagDeblocking);
+  file.whole_record(RecordType::kKeyFrame, KeyFrame(kSide, kSide, Spelling::kLong), 0);
+  for (uint16_t i = 0; i < kWaiting; ++i) {
+    file.whole_record(RecordType::kPredictedFrame, PredictedFrame(kSide, kSide, Spelling::kLong),
+                      static_cast<uint16_t>(2 + i));
+  }
+  file.whole_record(RecordType::kBidirectionalFrame,
+                    BidirectionalFrame(kSide, kSide, Spelling::kLong), 1);
+  file.close();
+  const Worth worth = {.width = kSide, .height = kSide};
+  EXPECT_THAT(Info(worth), HasSubstr(Frames(kWaiting + 2)));
+  EXPECT_EQ(Export({png_, "--frame", "9"}, worth).exit_code, 0);
+}
+
+class BoundsOfSound : public Bounds {
+ protected:
+  static constexpr uint32_t kValues = (1U << 26) + (1U << 14);
+
+  // Info keeps no sound; an export does.
+  void ExpectDecoded(uint32_t values) {
+    EXPECT_THAT(Info({.cpu_seconds = 60}), HasSubstr(Values(values)));
+    EXPECT_EQ(Export({wav_}, {.sound_values = values, .cpu_seconds = 60}).exit_code, 0);
+    EXPECT_EQ(std::filesystem::file_size(wav_), 44 + uint64_t{2} * values);
+  }
+};
+
+TEST_F(BoundsOfSound, ABlockOfSilence) {
+  WriteSoundBlock(Silence(kValues, Spelling::kShort));
+  ExpectDecoded(kValues);
+}
+
+TEST_F(BoundsOfSound, ABlockOfSilenceInLongSpelling) {
+  WriteSoundBlock(Silence(kValues, Spelling::kLong));
+  ExpectDecoded(kValues);
+}
+
+TEST_F(BoundsOfSound, ABlockOfAdpcm) {
+  WriteSoundBlock(AdpcmSound(kValues));
+  ExpectDecoded(kValues);
+}
+
+TEST_F(BoundsOfSound, InPieces) {
+  constexpr uint32_t kPieceValues = 1U << 14;
+  HostileFile file = Create(container::kFlagInterleavedAudio);
+  const Bytes piece = Silence(kPieceValues, Spelling::kShort);
+  for (uint32_t i = 0; i < kValues / kPieceValues; ++i) {
+    file.whole_record(RecordType::kAudio, piece);
+  }
+  file.close();
+  ExpectDecoded(kValues);
+}
+
+// Each piece is decoded whole before it is found out; together they claim thirty
+// times what one file may hold.
+TEST_F(BoundsOfSound, PiecesThatAreRefusedAtTheirEnd) {
+  constexpr uint32_t kPieceValues = 1U << 24;
+  HostileFile file = Create(container::kFlagInterleavedAudio);
+  const Bytes piece = Silence(kPieceValues, Spelling::kShort, /*refused=*/true);
+  for (uint32_t i = 0; i < 4000; ++i) file.whole_record(RecordType::kAudio, piece);
+  file.close();
+  EXPECT_THAT(Info({.cpu_seconds = 60}), Not(HasSubstr("Audio")));
+}
+
+}  // namespace
+}  // namespace qolm::test
