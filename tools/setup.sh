@@ -21,7 +21,7 @@ windows_packages=(cmake ninja-build make ccache g++-mingw-w64-x86-64-posix libz-
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav)
 # Compilers for other machines, qemu to run what they make.
 foreign_packages=(cmake ninja-build ccache googletest python3 qemu-user-static
-  g++-powerpc-linux-gnu g++-s390x-linux-gnu g++-arm-linux-gnueabihf g++-i686-linux-gnu)
+  g++-mips-linux-gnu g++-s390x-linux-gnu g++-arm-linux-gnueabihf g++-i686-linux-gnu)
 ci_packages=("${test_packages[@]}" "${windows_packages[@]}" git ccache libbenchmark-dev
   clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev libomp-14-dev)
 

@@ -1,20 +1,18 @@
 # The coders and their tests for a Linux machine unlike this one, made with
 # Debian's cross compilers and run under qemu.
 #
-#   -DQOLM_FOREIGN_MACHINE=powerpc    32 bits, big-endian, char without a sign
-#                          s390x      64 bits, big-endian
-#                          arm        32 bits, little-endian, char without a sign
-#                          i686       32 bits, little-endian, no vector kernels
+#   -DQOLM_FOREIGN_MACHINE=mips     32 bits, big-endian
+#                          s390x    64 bits, big-endian, char without a sign
+#                          arm      32 bits, little-endian, char without a sign
+#                          i686     32 bits, little-endian
 
-set(QOLM_FOREIGN_MACHINE powerpc CACHE STRING "powerpc, s390x, arm or i686")
+set(QOLM_FOREIGN_MACHINE mips CACHE STRING "mips, s390x, arm or i686")
 # The projects that probe the compiler read this file too.
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QOLM_FOREIGN_MACHINE)
 
 set(emulator ${QOLM_FOREIGN_MACHINE})
 set(system linux-gnu)
-if(QOLM_FOREIGN_MACHINE STREQUAL powerpc)
-  set(emulator ppc)
-elseif(QOLM_FOREIGN_MACHINE STREQUAL arm)
+if(QOLM_FOREIGN_MACHINE STREQUAL arm)
   set(system linux-gnueabihf)
 elseif(QOLM_FOREIGN_MACHINE STREQUAL i686)
   set(emulator i386)

@@ -1,5 +1,6 @@
 #include "golden/golden_cases.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -310,6 +311,12 @@ std::vector<Expected> ReadList(const std::filesystem::path& path) {
     list.push_back(entry);
   }
   return list;
+}
+
+const Expected* Find(const std::vector<Expected>& list, const std::string& name) {
+  const auto found = std::find_if(list.begin(), list.end(),
+                                  [&](const Expected& entry) { return entry.name == name; });
+  return found == list.end() ? nullptr : &*found;
 }
 
 }  // namespace qolm::golden

@@ -73,6 +73,9 @@ std::string Line(const Expected& expected);
 // no such list or a line is not understood.
 std::vector<Expected> ReadList(const std::filesystem::path& path);
 
+// Null where the list has no such name.
+const Expected* Find(const std::vector<Expected>& list, const std::string& name);
+
 }  // namespace qolm::golden
 
 #endif  // QOLM_TESTS_GOLDEN_GOLDEN_CASES_H_

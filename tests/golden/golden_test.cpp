@@ -5,17 +5,24 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <iterator>
+#include <ostream>
 #include <string>
 #include <vector>
 
-#include "base/team.h"
 #include "golden/golden_cases.h"
+#include "golden/golden_levels.h"
 #include "support/temporary_folder.h"
-#include "support/thread_counts.h"
-#include "video/kernel_levels.h"
 
 namespace qolm::golden {
+
+// What CTest shows behind the name of a test.
+static void PrintTo(const Case& golden_case, std::ostream* out) {
+  *out << golden_case.frames << " frames of " << golden_case.width << 'x' << golden_case.height;
+}
+static void PrintTo(const Expected& expected, std::ostream* out) {
+  *out << expected.decoded.frames << " frames";
+}
+
 namespace {
 
 const std::filesystem::path kFolder = QOLM_GOLDEN_FOLDER;
@@ -29,29 +36,6 @@ std::vector<Expected> ListOrNothing(const std::filesystem::path& path) {
   }
 }
 
-const Expected* Find(const std::vector<Expected>& list, const std::string& name) {
-  const auto found =
-      std::find_if(list.begin(), list.end(), [&](const Expected& e) { return e.name == name; });
-  return found == list.end() ? nullptr : &*found;
-}
-
-// Where nothing is worth a team, teams of any size do the same.
-template <typename Work>
-void AtEachLevel(bool with_each_team, const Work& work) {
-  std::vector<int> sizes(std::begin(test::kTeamSizes), std::end(test::kTeamSizes));
-  if (!with_each_team) sizes = {kTeamSize};
-  for (const SimdLevel level : test::AvailableSimdLevels()) {
-    const test::ScopedSimdLevel forced_level(level);
-    for (const int members : sizes) {
-      SCOPED_TRACE("level " + std::to_string(static_cast<int>(level)) + ", team of " +
-                   std::to_string(members));
-      const test::ScopedTeamSize forced_size(members);
-      work();
-      if (testing::Test::HasFailure()) return;
-    }
-  }
-}
-
 class GoldenCase : public testing::TestWithParam<Case> {};
 
 TEST_P(GoldenCase, GivesItsBytesPicturesAndSound) {
@@ -61,7 +45,9 @@ TEST_P(GoldenCase, GivesItsBytesPicturesAndSound) {
   const test::TemporaryFolder folder;
   const std::filesystem::path path = folder / "golden.qolm";
   const Source source = MakeSource(GetParam());
-  AtEachLevel(MayUseTeams(GetParam()), [&] {
+  AtEachLevel(MayUseTeams(GetParam()), [&](const std::string& where) {
+    if (HasFailure()) return;
+    SCOPED_TRACE(where);
     WriteCase(GetParam(), source, path);
     EXPECT_EQ(Line(Measure(GetParam().name, path)), Line(*expected));
   });
@@ -74,7 +60,8 @@ class GoldenFile : public testing::TestWithParam<Expected> {};
 
 TEST_P(GoldenFile, DecodesAsEver) {
   const std::string name = GetParam().name;
-  AtEachLevel(true, [&] {
+  AtEachLevel(true, [&](const std::string& where) {
+    SCOPED_TRACE(where);
     EXPECT_EQ(Line(Measure(name, kFolder / "files" / (name + ".qolm"))), Line(GetParam()));
   });
 }
