@@ -39,6 +39,8 @@ std::string DescribeError(int libav_error) {
 
 FormatContext OpenContainer(const std::filesystem::path& path, const std::atomic<bool>* stop,
                             std::string& failure_reason) {
+  // Before what nobody owns yet, for there may be no memory for it.
+  const std::string url = "file:" + path.string();
   AVFormatContext* context = avformat_alloc_context();
   if (context == nullptr) {
     failure_reason = DescribeError(AVERROR(ENOMEM));
@@ -50,7 +52,6 @@ FormatContext OpenContainer(const std::filesystem::path& path, const std::atomic
   }
   AVDictionary* options = nullptr;
   av_dict_set(&options, "protocol_whitelist", "file", 0);
-  const std::string url = "file:" + path.string();
   const int result = avformat_open_input(&context, url.c_str(), nullptr, &options);
   av_dict_free(&options);
   if (result < 0) {  // the context is freed by then
