@@ -41,10 +41,9 @@ inline constexpr uint64_t kMaxPayloadValues = 0x7FFFFFFF;
 // track's sample values after the call. Takes no memory beyond the track but for
 // a few batches of frames, whatever the payload claims. An incomplete last frame
 // of channels that the payload counts is not delivered. False, with the track as
-// it was, for a
-// malformed payload, a channel count other than 1 and 2, a payload that takes the
-// track past `max_values`, and one whose rate or channel count is not that of the
-// samples that the track already has.
+// it was, for a malformed payload, a channel count other than 1 and 2, a payload
+// that takes the track past `max_values`, and one whose rate or channel count is
+// not that of the samples that the track already has.
 [[nodiscard]] bool DecodeAudio(std::span<const uint8_t> payload, uint64_t max_values,
                                PcmTrack& track);
 
