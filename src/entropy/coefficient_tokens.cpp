@@ -119,7 +119,7 @@ bool TokenDecoder::decode(TokenSource& source, std::span<int16_t> values) {
   while (at < values.size()) {
     if (!source.take(token)) return false;
     if (IsShortValue(token)) {
-      values[at++] = static_cast<int16_t>(token - kValueBias);
+      values[static_cast<size_t>(at++)] = static_cast<int16_t>(token - kValueBias);
       continue;
     }
     const uint64_t position = first_ + at;
@@ -136,7 +136,8 @@ bool TokenDecoder::decode(TokenSource& source, std::span<int16_t> values) {
     } else if (token == kEscapeToken) {
       uint8_t high = 0;
       if (!source.take(token) || !source.take(high)) return false;
-      values[at++] = static_cast<int16_t>(static_cast<uint16_t>(token | high << 8));
+      values[static_cast<size_t>(at++)] =
+          static_cast<int16_t>(static_cast<uint16_t>(token | high << 8));
     } else if (token == kZeroBlocksToken) {
       if (in_block != 0 || !source.take(run) || run == 0) return false;
       if (run * kTokenBlockValues > tail_start - std::min(position, tail_start)) return false;
