@@ -32,7 +32,8 @@ bool DecodeAudio(std::span<const uint8_t> payload, uint64_t max_values, TrackRoo
 uint64_t ClaimedValues(std::span<const uint8_t> head) {
   if (head.size() < kClaimBytes) return 0;
   if (LoadLe32(head.data()) == kTransformTag) return LoadLe32(&head[16]);
-  return uint64_t{LoadLe16(&head[4])} * LoadLe32(&head[6]);
+  const uint16_t channels = LoadLe16(&head[4]);
+  return channels == 1 || channels == 2 ? uint64_t{channels} * LoadLe32(&head[6]) : 0;
 }
 
 }  // namespace qolm::audio

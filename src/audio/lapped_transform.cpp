@@ -136,6 +136,10 @@ void LappedTransform::Multiply(const std::vector<double>& packed, size_t block_c
     is_silent[t] =
         std::all_of(first, first + n * kTileFrames, [](double value) { return value == 0.0; });
   }
+  if (std::all_of(is_silent.data(), is_silent.data() + tiles, [](bool silent) { return silent; })) {
+    std::fill_n(rows, block_count * n, 0.0);
+    return;
+  }
 
   const AddTileProducts add_products = AddTileProductsFor(ActiveSimdLevel());
   const bool even = n % 2 == 0;

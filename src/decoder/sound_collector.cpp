@@ -37,6 +37,9 @@ SoundExtent SoundCollector::measure_all() {
   if (extent_) return *extent_;
   updated_ = true;
   complete_ = true;
+  track_ = {};
+  pieces_end_ = 0;
+  values_in_vain_ = 0;
   extent_.emplace();
   collect_all();
   return *extent_;
@@ -77,9 +80,10 @@ uint64_t SoundCollector::claimed_values() const {
   std::vector<uint8_t> head;
   for_each_piece([&](uint64_t offset, container::RecordHeader header) {
     header.size = std::min<uint32_t>(header.size, audio::kClaimBytes);
-    if (reader_.read_payload(offset, header, head)) values += audio::ClaimedValues(head);
+    if (!reader_.read_payload(offset, header, head)) return;
+    values = std::min(values + audio::ClaimedValues(head), kMaxSampleValues);
   });
-  return std::min(values, kMaxSampleValues);
+  return values;
 }
 
 void SoundCollector::pass_record(size_t index_entry, uint64_t offset,

@@ -57,10 +57,13 @@ std::error_code JudgeOutputPath(const fs::path& output, const fs::path& input, O
     return std::make_error_code(std::errc::is_a_directory);
   }
   judged.exists = fs::exists(status);
-  if (IsSameFile(output, input)) return OutputRefusal::kIsInput;
+  judged.special = IsSpecialFile(output, status);
+  // A device that is no file is not opened just to be compared.
+  if ((judged.exists || !judged.special) && IsSameFile(output, input)) {
+    return OutputRefusal::kIsInput;
+  }
   judged.target = FollowLinks(output, error);
   if (error) return error;
-  judged.special = IsSpecialFile(output, status);
   if (judged.special) return {};
   if (judged.exists) error = CheckWritable(output);
   if (error) return error;

@@ -16,6 +16,15 @@ class WindowsCategory : public std::error_category {
   }
 };
 
+// Empty where it cannot be had.
+std::wstring FinalPath(HANDLE file) {
+  std::wstring path(size_t{1} << 15, L'\0');
+  const DWORD length =
+      GetFinalPathNameByHandleW(file, path.data(), static_cast<DWORD>(path.size()), 0);
+  path.resize(length < path.size() ? length : 0);
+  return path;
+}
+
 }  // namespace
 
 std::error_code LastWindowsError() {
@@ -29,9 +38,16 @@ std::error_code LastWindowsError() {
 bool SameFile(HANDLE a, HANDLE b) {
   BY_HANDLE_FILE_INFORMATION first;
   BY_HANDLE_FILE_INFORMATION second;
-  return GetFileInformationByHandle(a, &first) != FALSE &&
-         GetFileInformationByHandle(b, &second) != FALSE &&
-         first.dwVolumeSerialNumber == second.dwVolumeSerialNumber &&
+  if (GetFileInformationByHandle(a, &first) == FALSE ||
+      GetFileInformationByHandle(b, &second) == FALSE) {
+    return false;
+  }
+  // Some network drives give no numbers to their files.
+  if (first.nFileIndexHigh == 0 && first.nFileIndexLow == 0) {
+    const std::wstring path = FinalPath(a);
+    return !path.empty() && path == FinalPath(b);
+  }
+  return first.dwVolumeSerialNumber == second.dwVolumeSerialNumber &&
          first.nFileIndexHigh == second.nFileIndexHigh &&
          first.nFileIndexLow == second.nFileIndexLow;
 }

@@ -225,6 +225,11 @@ TEST(DecodeAudio, CountsWithoutKeeping) {
       ASSERT_TRUE(EncodeAudio({8000, channels, samples}, mode, payload));
       EXPECT_EQ(ClaimedValues(payload), 3000u);
       EXPECT_EQ(ClaimedValues(std::span(payload).first(kClaimBytes - 1)), 0u);
+      if (mode == AudioCodingMode::kAdpcm) {
+        Bytes surround = payload;
+        StoreLe16(&surround[4], 6);
+        EXPECT_EQ(ClaimedValues(surround), 0u);
+      }
       SoundExtent extent;
       for (const uint64_t values : {3000u, 6000u}) {
         TrackRoom room(extent);

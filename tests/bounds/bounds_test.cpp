@@ -56,10 +56,7 @@ class Bounds : public testing::Test {
 
   Outcome Run(const char* program, const std::vector<std::string>& arguments, const Worth& worth) {
     const rlim_t seconds = worth.cpu_seconds * (kPlainBuild ? 1 : 8);
-    ProgramRun run(program, arguments, [seconds] {
-      setenv("OMP_NUM_THREADS", "2", 1);
-      LimitCpuSeconds(seconds);
-    });
+    ProgramRun run(program, arguments, [seconds] { LimitCpuSeconds(seconds); });
     run.Wait();
     EXPECT_TRUE(run.exit_code() == 0 || run.exit_code() == 1) << run.exit_code() << run.err();
     const uint64_t bound = MemoryBound(worth);

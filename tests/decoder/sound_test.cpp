@@ -124,6 +124,15 @@ TEST_F(SoundOfAFile, IsMeasuredWithoutBeingKept) {
   EXPECT_EQ(block.measure_audio().channels, 2);
 }
 
+TEST_F(SoundOfAFile, IsMeasuredWholeBehindFramesThatGatheredSome) {
+  Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3), Sound(Coded(8000, 1, 50, 0)), Repeat(1)});
+  FrameDecoder decoder(reader_);
+  OutputFrame frame;
+  ASSERT_TRUE(decoder.next_frame(frame));
+  EXPECT_EQ(decoder.measure_audio().values, 150U);
+  EXPECT_THAT(decoder.decode_audio().samples, IsEmpty());
+}
+
 // A piece inside another good one is none of its own.
 TEST_F(SoundOfAFile, PiecesDoNotOverlap) {
   const std::vector<uint8_t> inner = Coded(8000, 1, 40, 0);
