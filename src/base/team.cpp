@@ -21,9 +21,8 @@ void ForceTeamSize(int size) { team_size.store(std::max(size, 1), std::memory_or
 void ShareLoop(size_t count, LoopPiece piece, const void* work) {
   const size_t length = (count + kMostPieces - 1) / kMostPieces;
   const auto pieces = static_cast<ptrdiff_t>((count + length - 1) / length);
-  const int members = team_size.load(std::memory_order_relaxed);
   ExceptionTrap trap;
-#pragma omp parallel for num_threads(members) schedule(dynamic, 1)
+#pragma omp parallel for num_threads(team_size.load(std::memory_order_relaxed)) schedule(dynamic, 1)
   for (ptrdiff_t i = 0; i < pieces; ++i) {
     const size_t first = static_cast<size_t>(i) * length;
     trap.Run([&] { piece(work, first, std::min(first + length, count)); });

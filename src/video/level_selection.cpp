@@ -38,10 +38,15 @@ struct BitTables {
 // processor, to the next, and a level may hang on it. Every squaring of a number
 // from 1 to 2 yields one more bit of its logarithm.
 constexpr float Log2(size_t number) {
-  const int whole = static_cast<int>(std::bit_width(number)) - 1;
-  double rest = static_cast<double>(number) / static_cast<double>(size_t{1} << whole);
-  double logarithm = whole;
-  for (double bit = 0.5; bit > 0x1p-40; bit /= 2.0) {
+  constexpr int kBits = 39;
+  double rest = static_cast<double>(number);
+  double logarithm = 0.0;
+  while (rest >= 2.0) {
+    rest /= 2.0;
+    logarithm += 1.0;
+  }
+  double bit = 0.5;
+  for (int i = 0; i < kBits; ++i, bit /= 2.0) {
     rest *= rest;
     if (rest < 2.0) continue;
     rest /= 2.0;
