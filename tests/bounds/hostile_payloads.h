@@ -40,8 +40,7 @@ Bytes BidirectionalFrame(uint32_t width, uint32_t height, Spelling spelling);
 
 inline constexpr uint32_t kSilenceRate = 3200;  // Hz
 
-// Silence by the transform coder, mono. With `refused` all of it is decoded before
-// its last check fails.
+// Silence by the transform coder, mono. With `refused` its scales are none.
 Bytes Silence(uint32_t values, Spelling spelling, bool refused = false);
 
 // The same by ADPCM, not quite silent.
