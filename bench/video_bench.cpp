@@ -5,6 +5,7 @@
 // that the processor offers.
 #include <benchmark/benchmark.h>
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -150,6 +151,68 @@ void Sad16x16(benchmark::State& state) {
   }
 }
 
+// Eight places in one call.
+void Sad8x8Across(benchmark::State& state) {
+  TransformInputs inputs;
+  std::array<uint16_t, 8> costs;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(Kernels(state).sad_8x8_across(
+        inputs.source.data(), 64, inputs.prediction.data() + 7, 64, costs.data()));
+    benchmark::DoNotOptimize(costs.data());
+  }
+}
+
+void Sad8x8Down(benchmark::State& state) {
+  TransformInputs inputs;
+  std::array<uint16_t, 8> costs;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(Kernels(state).sad_8x8_down(
+        inputs.source.data(), 64, inputs.prediction.data() + 7, 64, costs.size(), costs.data()));
+    benchmark::DoNotOptimize(costs.data());
+  }
+}
+
+constexpr DeblockLimits kLimits{26, 12, 7};
+
+void DeblockVerticalEdges(benchmark::State& state) {
+  std::vector<uint8_t> row = Noise(kWidth);
+  for (auto _ : state) {
+    Kernels(state).deblock_vertical_edges(kLimits, row.data(), kWidth);
+    benchmark::ClobberMemory();
+  }
+  CountBytes(state, row.size());
+}
+
+void DeblockHorizontalEdge(benchmark::State& state) {
+  std::vector<uint8_t> rows = Noise(4 * kWidth);
+  uint8_t* const p1 = rows.data();
+  for (auto _ : state) {
+    Kernels(state).deblock_horizontal_edge(kLimits, p1, p1 + kWidth, p1 + 2 * kWidth,
+                                           p1 + 3 * kWidth, kWidth);
+    benchmark::ClobberMemory();
+  }
+  CountBytes(state, rows.size());
+}
+
+void QuietLuma(benchmark::State& state) {
+  const std::vector<uint8_t> rows = Noise(2 * kWidth);
+  std::vector<uint8_t> quieted(kWidth);
+  for (auto _ : state) {
+    Kernels(state).quiet_luma(rows.data(), rows.data() + kWidth, kWidth, quieted.data());
+    benchmark::ClobberMemory();
+  }
+  CountBytes(state, kWidth);
+}
+
+void MeasureDifference(benchmark::State& state) {
+  const std::vector<uint8_t> rows = Noise(2 * kWidth);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(
+        Kernels(state).measure_difference(rows.data(), rows.data() + kWidth, kWidth / 2));
+  }
+  CountBytes(state, kWidth);
+}
+
 void SadOfMean16x16(benchmark::State& state) {
   TransformInputs inputs;
   for (auto _ : state) {
@@ -202,7 +265,13 @@ BENCHMARK(Quantize)->Apply(EachLevel);
 BENCHMARK(InverseDctAdd)->Apply(EachLevelAndExtent);
 BENCHMARK(Sad8x8)->Apply(EachLevel);
 BENCHMARK(Sad16x16)->Apply(EachLevel);
+BENCHMARK(Sad8x8Across)->Apply(EachLevel);
+BENCHMARK(Sad8x8Down)->Apply(EachLevel);
 BENCHMARK(SadOfMean16x16)->Apply(EachLevel);
+BENCHMARK(DeblockVerticalEdges)->Apply(EachLevel);
+BENCHMARK(DeblockHorizontalEdge)->Apply(EachLevel);
+BENCHMARK(QuietLuma)->Apply(EachLevel);
+BENCHMARK(MeasureDifference)->Apply(EachLevel);
 BENCHMARK(RgbaToLumaRow)->Apply(EachLevel);
 BENCHMARK(RgbaToChromaRow)->Apply(EachLevel);
 BENCHMARK(YuvToPackedRow)->Apply(EachLevel);

@@ -128,10 +128,11 @@ class BidirectionalSearch {
                  const MotionVector& fixed_vector, const BlockMatcher& matcher,
                  MotionVector& vector, uint32_t& cost) const {
     const LumaView fixed = View(fixed_matcher, block, fixed_vector);
+    const VectorRange range = matcher.RangeOf(block);
     const MotionVector centre = vector;
     for (int dy = -kJointRadius; dy <= kJointRadius; ++dy) {
       for (int dx = -kJointRadius; dx <= kJointRadius; ++dx) {
-        if (!matcher.Allows(block, centre.dx + dx, centre.dy + dy)) continue;
+        if (!range.Contains(centre.dx + dx, centre.dy + dy)) continue;
         const MotionVector moved{static_cast<int8_t>(centre.dx + dx),
                                  static_cast<int8_t>(centre.dy + dy)};
         const uint32_t moved_cost = JointCost(block, fixed, View(matcher, block, moved));
@@ -146,7 +147,7 @@ class BidirectionalSearch {
   // The prediction by any vector, which may leave the anchor.
   LumaView PredictLuma(const YuvPlanes& anchor, const BlockMatcher& matcher, const LumaBlock& block,
                        const MotionVector& vector, std::array<uint8_t, 256>& storage) const {
-    if (matcher.Allows(block, vector.dx, vector.dy)) return View(matcher, block, vector);
+    if (matcher.RangeOf(block).Contains(vector.dx, vector.dy)) return View(matcher, block, vector);
     MacroblockMotion motion;
     motion.vectors[0] = vector;
     CompensateLumaMacroblock(anchor, static_cast<uint32_t>(block.x) / 16,

@@ -1,17 +1,9 @@
 #include "video/block_matching.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
 
 namespace qolm::video {
-
-int VectorBits(const MotionVector& vector, const MotionVector& predictor) {
-  const auto component_bits = [](int difference) {
-    return 2 * static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(difference))));
-  };
-  return component_bits(vector.dx - predictor.dx) + component_bits(vector.dy - predictor.dy);
-}
 
 uint32_t PartialSad(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride,
                     int columns, int rows) {
@@ -38,10 +30,9 @@ LumaBlock BlockMatcher::MacroblockAt(uint32_t column, uint32_t row) const {
   return {x, y, std::min(16, width_ - x), std::min(16, height_ - y)};
 }
 
-bool BlockMatcher::Allows(const LumaBlock& block, int dx, int dy) const {
-  return std::abs(dx) <= kMaxVector && std::abs(dy) <= kMaxVector && block.x + dx >= 0 &&
-         block.y + dy >= 0 && block.x + dx + block.width <= width_ &&
-         block.y + dy + block.height <= height_;
+VectorRange BlockMatcher::RangeOf(const LumaBlock& block) const {
+  return {std::max(-kMaxVector, -block.x), std::min(kMaxVector, width_ - block.x - block.width),
+          std::max(-kMaxVector, -block.y), std::min(kMaxVector, height_ - block.y - block.height)};
 }
 
 uint32_t BlockMatcher::Cost(const LumaBlock& block, const MotionVector& vector) const {
@@ -54,6 +45,22 @@ uint32_t BlockMatcher::Cost(const LumaBlock& block, const MotionVector& vector) 
     return kernels_.sad_8x8(source, width_, reference, width_);
   }
   return PartialSad(source, width_, reference, width_, block.width, block.height);
+}
+
+void BlockMatcher::CostsAcross(const LumaBlock& block, const MotionVector& vector, int count,
+                               uint16_t* costs) const {
+  const uint8_t* const reference = Reference(block, vector);
+  constexpr ptrdiff_t kBytesRead = 16;  // of every row
+  const uint8_t* const end = reference_ + static_cast<ptrdiff_t>(width_) * height_;
+  if (block.width == 8 && block.height == 8 &&
+      end - reference >= ptrdiff_t{7} * width_ + kBytesRead) {
+    kernels_.sad_8x8_across(Source(block), width_, reference, width_, costs);
+    return;
+  }
+  for (int i = 0; i < count; ++i) {
+    const MotionVector moved{static_cast<int8_t>(vector.dx + i), vector.dy};
+    costs[i] = static_cast<uint16_t>(Cost(block, moved));
+  }
 }
 
 }  // namespace qolm::video

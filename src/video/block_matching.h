@@ -3,8 +3,10 @@
 #ifndef QOLM_VIDEO_BLOCK_MATCHING_H_
 #define QOLM_VIDEO_BLOCK_MATCHING_H_
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 
 #include "video/motion_field.h"
 #include "video/video_kernels.h"
@@ -19,8 +21,24 @@ struct LumaBlock {
   int height;
 };
 
+// The vectors that a search may choose for a block.
+struct VectorRange {
+  int dx_low;
+  int dx_high;
+  int dy_low;
+  int dy_high;
+  bool Contains(int dx, int dy) const {
+    return dx_low <= dx && dx <= dx_high && dy_low <= dy && dy <= dy_high;
+  }
+};
+
 // Bits of a vector's two difference bytes, roughly: small ones are frequent.
-int VectorBits(const MotionVector& vector, const MotionVector& predictor);
+inline int VectorBits(const MotionVector& vector, const MotionVector& predictor) {
+  const auto component_bits = [](int difference) {
+    return 2 * static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(difference))));
+  };
+  return component_bits(vector.dx - predictor.dx) + component_bits(vector.dy - predictor.dy);
+}
 
 // Sum of absolute differences over a block of any size.
 uint32_t PartialSad(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride,
@@ -34,13 +52,17 @@ class BlockMatcher {
 
   LumaBlock MacroblockAt(uint32_t column, uint32_t row) const;
 
-  // Whether a search may choose this vector: its components lie within -31..31
-  // and the moved block inside the reference.
-  bool Allows(const LumaBlock& block, int dx, int dy) const;
+  // The vectors with components within -kMaxVector..kMaxVector that leave the
+  // moved block inside the reference.
+  VectorRange RangeOf(const LumaBlock& block) const;
 
-  // Sum of absolute differences over the block moved by a vector that Allows
-  // accepts.
+  // Sum of absolute differences over the block moved by a vector of its range.
   uint32_t Cost(const LumaBlock& block, const MotionVector& vector) const;
+
+  // The same over a block of at most 8x8 for `count` (at most 8) vectors from
+  // `vector` on, each one sample further right. `costs` has room for 8.
+  void CostsAcross(const LumaBlock& block, const MotionVector& vector, int count,
+                   uint16_t* costs) const;
 
   const uint8_t* Source(const LumaBlock& block) const {
     return source_ + static_cast<ptrdiff_t>(block.y) * width_ + block.x;

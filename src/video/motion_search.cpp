@@ -7,15 +7,12 @@
 
 #include "base/team.h"
 #include "video/block_matching.h"
-#include "video/phase_planes.h"
+#include "video/coarse_search.h"
 #include "video/video_kernels.h"
 
 namespace qolm::video {
 namespace {
 
-constexpr int kCoarseRadius = 20;
-constexpr int kCoarseStep = 2;
-constexpr uint32_t kGoodCoarseCost = 512;  // on a quarter of the samples
 constexpr int kQuarterRadius = 2;
 
 // Four vectors must bring this much over one.
@@ -43,12 +40,10 @@ class MotionSearch {
  public:
   MotionSearch(const uint8_t* source, const uint8_t* reference, uint32_t width, uint32_t height,
                const MotionSearchOptions& options)
-      : kernels_(ActiveVideoKernels()),
-        matcher_(source, reference, width, height),
+      : matcher_(source, reference, width, height),
         grid_(width, height),
         options_(options),
-        coarse_source_(source, width, height, /*even_only=*/true),
-        coarse_reference_(reference, width, height, /*even_only=*/false) {}
+        coarse_(source, reference, width, height) {}
 
   std::vector<MacroblockMotion> Run() {
     std::vector<MacroblockMotion> field(grid_.Count());
@@ -73,57 +68,18 @@ class MotionSearch {
            kSamplesWorthATeam;
   }
 
-  // On every second sample of every second row.
-  uint32_t CoarseCost(const LumaBlock& block, const MotionVector& vector) const {
-    const uint8_t* const source = coarse_source_.At(block.x, block.y);
-    const uint8_t* const reference = coarse_reference_.At(block.x + vector.dx, block.y + vector.dy);
-    if (block.width == 16 && block.height == 16) {
-      return kernels_.sad_8x8(source, coarse_source_.Stride(), reference,
-                              coarse_reference_.Stride());
-    }
-    return PartialSad(source, coarse_source_.Stride(), reference, coarse_reference_.Stride(),
-                      (block.width + 1) / 2, (block.height + 1) / 2);
-  }
-
   // What coding `vector` is worth, in differences over every sample.
   uint32_t VectorCost(const MotionVector& vector, const MotionVector& predictor) const {
     return static_cast<uint32_t>(options_.vector_cost *
                                  static_cast<float>(VectorBits(vector, predictor)));
   }
 
-  // The coarse search judges by the differences alone.
-  void OfferCoarse(const LumaBlock& block, int dx, int dy, Candidate& best) const {
-    if (!matcher_.Allows(block, dx, dy)) return;
-    const MotionVector vector{static_cast<int8_t>(dx), static_cast<int8_t>(dy)};
-    const uint32_t cost = CoarseCost(block, vector);
-    best.Offer(vector, cost, cost);
-  }
-
-  void OfferFull(const LumaBlock& block, int dx, int dy, const MotionVector& predictor,
-                 Candidate& best) const {
-    if (!matcher_.Allows(block, dx, dy)) return;
+  void OfferFull(const LumaBlock& block, const VectorRange& range, int dx, int dy,
+                 const MotionVector& predictor, Candidate& best) const {
+    if (!range.Contains(dx, dy)) return;
     const MotionVector vector{static_cast<int8_t>(dx), static_cast<int8_t>(dy)};
     const uint32_t cost = matcher_.Cost(block, vector);
     best.Offer(vector, cost, cost + VectorCost(vector, predictor));
-  }
-
-  // Square rings around `centre`, each finished before its result counts.
-  Candidate SearchRings(const LumaBlock& block, const Candidate& centre) const {
-    Candidate best = centre;
-    const int cx = centre.vector.dx;
-    const int cy = centre.vector.dy;
-    for (int radius = kCoarseStep; radius <= kCoarseRadius && best.cost >= kGoodCoarseCost;
-         radius += kCoarseStep) {
-      for (int offset = -radius; offset <= radius; offset += kCoarseStep) {
-        OfferCoarse(block, cx + offset, cy - radius, best);
-        OfferCoarse(block, cx + offset, cy + radius, best);
-      }
-      for (int offset = -radius + kCoarseStep; offset < radius; offset += kCoarseStep) {
-        OfferCoarse(block, cx - radius, cy + offset, best);
-        OfferCoarse(block, cx + radius, cy + offset, best);
-      }
-    }
-    return best;
   }
 
   MotionVector EstimateGlobalMotion() const {
@@ -138,9 +94,10 @@ class MotionSearch {
         const LumaBlock block =
             matcher_.MacroblockAt(column * kGlobalSpacing + kGlobalSpacing / 2,
                                   static_cast<uint32_t>(row) * kGlobalSpacing + kGlobalSpacing / 2);
-        Candidate centre;
-        OfferCoarse(block, 0, 0, centre);
-        ballots[row * voting_columns + column] = SearchRings(block, centre).vector;
+        const VectorRange range = matcher_.RangeOf(block);
+        CoarseCandidate centre;
+        coarse_.Offer(block, range, 0, 0, centre);
+        ballots[row * voting_columns + column] = coarse_.SearchRings(block, range, centre).vector;
       }
     });
     MotionVector winner;
@@ -158,22 +115,23 @@ class MotionSearch {
   }
 
   MacroblockMotion SearchMacroblock(const LumaBlock& block, const MotionVector& left) const {
-    Candidate coarse;
-    OfferCoarse(block, 0, 0, coarse);
-    OfferCoarse(block, left.dx, left.dy, coarse);
-    OfferCoarse(block, global_.dx, global_.dy, coarse);
-    coarse = SearchRings(block, coarse);
+    const VectorRange range = matcher_.RangeOf(block);
+    CoarseCandidate coarse;
+    coarse_.Offer(block, range, 0, 0, coarse);
+    coarse_.Offer(block, range, left.dx, left.dy, coarse);
+    coarse_.Offer(block, range, global_.dx, global_.dy, coarse);
+    coarse = coarse_.SearchRings(block, range, coarse);
 
     Candidate best;
-    OfferFull(block, 0, 0, left, best);
-    OfferFull(block, left.dx, left.dy, left, best);
-    OfferFull(block, global_.dx, global_.dy, left, best);
+    OfferFull(block, range, 0, 0, left, best);
+    OfferFull(block, range, left.dx, left.dy, left, best);
+    OfferFull(block, range, global_.dx, global_.dy, left, best);
     const int cx = coarse.vector.dx;
     const int cy = coarse.vector.dy;
-    OfferFull(block, cx, cy, left, best);
+    OfferFull(block, range, cx, cy, left, best);
     for (int dy = -1; dy <= 1; ++dy) {
       for (int dx = -1; dx <= 1; ++dx) {
-        if (dx != 0 || dy != 0) OfferFull(block, cx + dx, cy + dy, left, best);
+        if (dx != 0 || dy != 0) OfferFull(block, range, cx + dx, cy + dy, left, best);
       }
     }
 
@@ -181,6 +139,27 @@ class MotionSearch {
     motion.vectors.fill(best.vector);
     if (options_.four_vectors && best.cost >= kSplitLeastCost) SplitIfBetter(block, best, motion);
     return motion;
+  }
+
+  // The best vector at most kQuarterRadius away from the macroblock's.
+  Candidate RefineQuarter(const LumaBlock& part, const MotionVector& whole) const {
+    const VectorRange range = matcher_.RangeOf(part);
+    const int first_dx = std::max(whole.dx - kQuarterRadius, range.dx_low);
+    const int last_dx = std::min(whole.dx + kQuarterRadius, range.dx_high);
+    const int first_dy = std::max(whole.dy - kQuarterRadius, range.dy_low);
+    const int last_dy = std::min(whole.dy + kQuarterRadius, range.dy_high);
+    Candidate best;
+    for (int dy = first_dy; dy <= last_dy; ++dy) {
+      MotionVector vector{static_cast<int8_t>(first_dx), static_cast<int8_t>(dy)};
+      std::array<uint16_t, 8> costs;
+      matcher_.CostsAcross(part, vector, last_dx - first_dx + 1, costs.data());
+      for (int dx = first_dx; dx <= last_dx; ++dx) {
+        const uint32_t cost = costs[static_cast<size_t>(dx - first_dx)];
+        vector.dx = static_cast<int8_t>(dx);
+        best.Offer(vector, cost, cost + VectorCost(vector, whole));
+      }
+    }
+    return best;
   }
 
   void SplitIfBetter(const LumaBlock& block, const Candidate& whole,
@@ -194,12 +173,7 @@ class MotionSearch {
                            std::min(8, matcher_.height() - y)};
       vectors[quarter] = whole.vector;
       if (part.width <= 0 || part.height <= 0) continue;
-      Candidate best;
-      for (int dy = -kQuarterRadius; dy <= kQuarterRadius; ++dy) {
-        for (int dx = -kQuarterRadius; dx <= kQuarterRadius; ++dx) {
-          OfferFull(part, whole.vector.dx + dx, whole.vector.dy + dy, whole.vector, best);
-        }
-      }
+      const Candidate best = RefineQuarter(part, whole.vector);
       vectors[quarter] = best.vector;
       sum += best.cost;
     }
@@ -223,21 +197,20 @@ class MotionSearch {
       const LumaBlock block = matcher_.MacroblockAt(static_cast<uint32_t>(i % grid_.columns),
                                                     static_cast<uint32_t>(i / grid_.columns));
       const MotionVector own = field[i].vectors[0];
+      const VectorRange range = matcher_.RangeOf(block);
       Candidate best;
-      OfferFull(block, own.dx, own.dy, predictor, best);
+      OfferFull(block, range, own.dx, own.dy, predictor, best);
       for (const MotionVector& vector : neighbours) {
-        if (vector != own) OfferFull(block, vector.dx, vector.dy, predictor, best);
+        if (vector != own) OfferFull(block, range, vector.dx, vector.dy, predictor, best);
       }
       field[i].vectors.fill(best.vector);
     }
   }
 
-  const VideoKernels& kernels_;
   const BlockMatcher matcher_;
   const MacroblockGrid grid_;
   const MotionSearchOptions options_;
-  const PhasePlanes coarse_source_;
-  const PhasePlanes coarse_reference_;
+  const CoarseSearch coarse_;
   MotionVector global_;
 };
 

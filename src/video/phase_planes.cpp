@@ -9,18 +9,18 @@ PhasePlanes::PhasePlanes(const uint8_t* plane, uint32_t width, uint32_t height, 
   const size_t stride = static_cast<size_t>(stride_);
   const size_t phase_rows = height / 2 + height % 2;
   for (size_t phase = 0; phase < (even_only ? size_t{1} : size_t{4}); ++phase) {
-    planes_[phase].resize(stride * phase_rows);
+    planes_[phase] = std::make_unique_for_overwrite<uint8_t[]>(stride * phase_rows + kSlackBytes);
   }
 
   ForEachInTeam(height, size_t{width} * height >= kSamplesWorthATeam, [&](size_t y) {
     if (even_only && y % 2 != 0) return;
     const size_t pairs = width / 2;  // a local one, which no sample written can change
     const uint8_t* const samples = plane + y * width;
-    uint8_t* const even = planes_[(y % 2) * 2].data() + (y / 2) * stride;
+    uint8_t* const even = planes_[(y % 2) * 2].get() + (y / 2) * stride;
     if (even_only) {
       for (size_t i = 0; i < pairs; ++i) even[i] = samples[2 * i];
     } else {
-      uint8_t* const odd = planes_[(y % 2) * 2 + 1].data() + (y / 2) * stride;
+      uint8_t* const odd = planes_[(y % 2) * 2 + 1].get() + (y / 2) * stride;
       for (size_t i = 0; i < pairs; ++i) {
         even[i] = samples[2 * i];
         odd[i] = samples[2 * i + 1];

@@ -9,12 +9,15 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 namespace qolm::video {
 
 class PhasePlanes {
  public:
+  // A reader may go so far beyond the last sample that At tells of.
+  static constexpr size_t kSlackBytes = 16;
+
   // Takes apart `plane`, which is width x height. With `even_only` just the
   // samples at even columns of even rows are kept.
   PhasePlanes(const uint8_t* plane, uint32_t width, uint32_t height, bool even_only);
@@ -23,14 +26,15 @@ class PhasePlanes {
   // is the one at x + 2, and Stride() bytes on lies the one at y + 2.
   const uint8_t* At(int x, int y) const {
     const size_t phase = static_cast<size_t>((y & 1) * 2 + (x & 1));
-    return planes_[phase].data() + static_cast<ptrdiff_t>(y >> 1) * stride_ + (x >> 1);
+    return planes_[phase].get() + static_cast<ptrdiff_t>(y >> 1) * stride_ + (x >> 1);
   }
 
   ptrdiff_t Stride() const { return stride_; }
 
  private:
   ptrdiff_t stride_;
-  std::array<std::vector<uint8_t>, 4> planes_;  // index 2 * odd row + odd column
+  // Index 2 * odd row + odd column. Every sample is written, and none before.
+  std::array<std::unique_ptr<uint8_t[]>, 4> planes_;
 };
 
 }  // namespace qolm::video

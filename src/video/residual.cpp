@@ -30,6 +30,7 @@ void CodeResidualRow(const VideoKernels& kernels, const uint8_t* source, const B
     const BlockView prediction = ViewBlock(plane, grid, x0, y0, prediction_storage);
     const uint32_t sad = kernels.sad_8x8(source_block.samples, source_block.stride,
                                          prediction.samples, prediction.stride);
+    std::fill_n(levels, 64, int16_t{0});
     if (static_cast<float>(sad) < smallest_coded_sad) continue;
 
     alignas(32) float coefficients[64];

@@ -12,7 +12,7 @@ namespace qolm::video {
 
 // Codes block row `block_row` of a plane: transforms source - prediction,
 // stores 64 levels a block in zigzag order into the row's part of `levels`
-// (which is zero before) and, with `reconstruct`, replaces the prediction in
+// and, with `reconstruct`, replaces the prediction in
 // `plane` by the reconstruction. Rows are independent of each other.
 void CodeResidualRow(const VideoKernels& kernels, const uint8_t* source, const BlockGrid& grid,
                      uint32_t block_row, const QuantTable& table, const LevelSelection& selection,

@@ -11,13 +11,14 @@ ResidualPlanes::ResidualPlanes(const InterTables& tables, YuvPlanes& picture) {
   const BlockGrid chroma{picture.ChromaWidth(), picture.ChromaHeight()};
   const auto make = [](const BlockGrid& grid, const QuantTable& table,
                        std::vector<uint8_t>& samples) {
-    return Plane{grid, &table, samples.data(), std::vector<int16_t>(64 * grid.Count())};
+    return Plane{grid, &table, samples.data(),
+                 std::make_unique_for_overwrite<int16_t[]>(64 * grid.Count())};
   };
   planes_ = {make(luma, tables.luma, picture.y), make(chroma, tables.chroma, picture.cb),
              make(chroma, tables.chroma, picture.cr)};
 }
 
-bool ResidualPlanes::WorthATeam() const { return planes_[0].levels.size() >= kSamplesWorthATeam; }
+bool ResidualPlanes::WorthATeam() const { return planes_[0].Levels().size() >= kSamplesWorthATeam; }
 
 // Calls work(plane number, block row) for every block row of the three planes.
 // All rows go to one team, since a task for each plane would leave the luma's
@@ -61,14 +62,14 @@ void ResidualPlanes::Reconstruct() {
 // has one idle member more, and the same threads as the loops before it.
 void ResidualPlanes::EncodeLevels(std::span<std::vector<uint8_t>, 3> streams) const {
   ForEachInTeam(streams.size(), WorthATeam(), [&](size_t plane) {
-    streams[plane] = entropy::EncodeCoefficients(planes_[plane].levels);
+    streams[plane] = entropy::EncodeCoefficients(planes_[plane].Levels());
   });
 }
 
 bool ResidualPlanes::DecodeLevels(std::span<const std::span<const uint8_t>, 3> streams) {
   std::array<bool, 3> decoded{};
   ForEachInTeam(streams.size(), WorthATeam(), [&](size_t plane) {
-    decoded[plane] = entropy::DecodeCoefficients(streams[plane], planes_[plane].levels);
+    decoded[plane] = entropy::DecodeCoefficients(streams[plane], planes_[plane].Levels());
   });
   return decoded[0] && decoded[1] && decoded[2];
 }

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -46,10 +47,11 @@ class ResidualPlanes {
     BlockGrid grid;
     const QuantTable* table;
     uint8_t* samples;
-    std::vector<int16_t> levels;
+    std::unique_ptr<int16_t[]> levels;  // written by Code or DecodeLevels, whole
 
-    int16_t* RowLevels(uint32_t block_row) {
-      return levels.data() + size_t{64} * grid.Columns() * block_row;
+    std::span<int16_t> Levels() const { return {levels.get(), 64 * grid.Count()}; }
+    int16_t* RowLevels(uint32_t block_row) const {
+      return levels.get() + size_t{64} * grid.Columns() * block_row;
     }
   };
 

@@ -15,6 +15,22 @@
 
 namespace qolm::video {
 
+// When a jump between two blocks counts as coding noise, and how much of it goes.
+struct DeblockLimits {
+  int across;      // limit of the jump over the edge, 1..255
+  int beside;      // limit of the slope on either side, 1..255
+  int correction;  // limit of the change, 0..127
+};
+
+inline constexpr size_t kMostMeasuredSamples = 65536;
+inline constexpr int kChangedSampleDifference = 5;
+
+struct DifferenceSums {
+  uint32_t changed = 0;  // samples that differ by kChangedSampleDifference or more
+  uint32_t magnitudes = 0;
+  uint32_t squares = 0;
+};
+
 struct VideoKernels {
   // The transform of source - prediction over an 8x8 block: 64 coefficients in
   // natural order, 32-byte aligned.
@@ -41,6 +57,15 @@ struct VideoKernels {
   uint32_t (*sad_8x8)(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride);
   uint32_t (*sad_16x16)(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride);
 
+  // The same between the 8x8 bytes at `a` and those at each of 8 places of `b`: the
+  // next one lies a byte to the right, or a row down. The first reads 16 bytes of
+  // each of the 8 rows; the second fills in `count` costs, at least one.
+  // Both give back the least of the costs that they fill in.
+  uint32_t (*sad_8x8_across)(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b,
+                             ptrdiff_t b_stride, uint16_t* costs);
+  uint32_t (*sad_8x8_down)(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b,
+                           ptrdiff_t b_stride, size_t count, uint16_t* costs);
+
   // Sum of absolute differences between `source` and (a + b + 1) >> 1 over 16x16 bytes.
   uint32_t (*sad_of_mean_16x16)(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* a,
                                 ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride);
@@ -57,6 +82,23 @@ struct VideoKernels {
   // `bgra` swaps the first and the third byte.
   void (*yuv_to_packed_row)(const uint8_t* luma, const uint8_t* cb, const uint8_t* cr, size_t width,
                             bool bgra, uint8_t* packed);
+
+  // Adds up how the samples 0, 2 … 2 * count - 2 differ. `count` is at most
+  // kMostMeasuredSamples, so that no sum outgrows its 32 bits.
+  DifferenceSums (*measure_difference)(const uint8_t* a, const uint8_t* b, size_t count);
+
+  // Draws luma towards the picture before: differences of at most 2 take its
+  // sample, of 3 and 4 a quarter of it, larger ones stay.
+  void (*quiet_luma)(const uint8_t* now, const uint8_t* before, size_t count, uint8_t* quieted);
+
+  // Deblocks one row across its vertical edges, every 8 samples from 8 on, the
+  // last at least 5 before the end.
+  void (*deblock_vertical_edges)(DeblockLimits limits, uint8_t* row, size_t width);
+
+  // Deblocks `width` samples on either side of a horizontal edge; p1 to q1 are
+  // the four rows around it.
+  void (*deblock_horizontal_edge)(DeblockLimits limits, const uint8_t* p1, uint8_t* p0, uint8_t* q0,
+                                  const uint8_t* q1, size_t width);
 };
 
 // The definition.

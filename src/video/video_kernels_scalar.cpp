@@ -82,6 +82,22 @@ uint32_t Sad(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b
   return sum;
 }
 
+uint32_t Sad8x8Down(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride,
+                    size_t count, uint16_t* costs) {
+  for (size_t i = 0; i < count; ++i, b += b_stride) {
+    costs[i] = static_cast<uint16_t>(Sad<8>(a, a_stride, b, b_stride));
+  }
+  return *std::min_element(costs, costs + count);
+}
+
+uint32_t Sad8x8Across(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride,
+                      uint16_t* costs) {
+  for (size_t i = 0; i < 8; ++i, ++b) {
+    costs[i] = static_cast<uint16_t>(Sad<8>(a, a_stride, b, b_stride));
+  }
+  return *std::min_element(costs, costs + 8);
+}
+
 uint32_t SadOfMean16x16(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* a,
                         ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride) {
   uint32_t sum = 0;
@@ -141,12 +157,77 @@ void YuvToPackedRow(const uint8_t* luma, const uint8_t* cb, const uint8_t* cr, s
   }
 }
 
+DifferenceSums MeasureDifference(const uint8_t* a, const uint8_t* b, size_t count) {
+  uint32_t changed = 0;
+  uint32_t magnitudes = 0;
+  uint32_t squares = 0;
+  for (size_t i = 0; i < count; ++i) {
+    const auto magnitude = static_cast<uint32_t>(std::abs(a[2 * i] - b[2 * i]));
+    changed += magnitude >= uint32_t{kChangedSampleDifference} ? 1U : 0U;
+    magnitudes += magnitude;
+    squares += magnitude * magnitude;
+  }
+  return {changed, magnitudes, squares};
+}
+
+// Selections instead of branches: the loop then runs a vector at a time.
+void QuietLuma(const uint8_t* now, const uint8_t* before, size_t count, uint8_t* quieted) {
+  for (size_t i = 0; i < count; ++i) {
+    const int c = now[i];
+    const int p = before[i];
+    const int magnitude = std::abs(p - c);
+    const int blended = (3 * c + p + 2) >> 2;
+    const int near = magnitude <= 2 ? p : blended;
+    quieted[i] = static_cast<uint8_t>(magnitude <= 4 ? near : c);
+  }
+}
+
+// The two samples beside an edge, p0 and q0, and those beyond them. Without
+// branches, so that a loop over columns becomes vector code.
+inline void DeblockPair(const DeblockLimits& limits, int p1, uint8_t& p0_sample, uint8_t& q0_sample,
+                        int q1) {
+  const int p0 = p0_sample;
+  const int q0 = q0_sample;
+  const bool smooth = (std::abs(q0 - p0) < limits.across) & (std::abs(p1 - p0) < limits.beside) &
+                      (std::abs(q1 - q0) < limits.beside);
+  const int half = std::clamp((q0 - p0) / 2, -limits.correction, limits.correction);
+  const int delta = smooth ? half : 0;
+  // Both lie between p0 and q0, so no clamp to a byte is needed.
+  p0_sample = static_cast<uint8_t>(p0 + delta);
+  q0_sample = static_cast<uint8_t>(q0 - delta);
+}
+
+void DeblockVerticalEdges(DeblockLimits limits, uint8_t* row, size_t width) {
+  for (size_t x = 8; x + 5 <= width; x += 8) {
+    DeblockPair(limits, row[x - 2], row[x - 1], row[x], row[x + 1]);
+  }
+}
+
+void DeblockHorizontalEdge(DeblockLimits limits, const uint8_t* p1, uint8_t* p0, uint8_t* q0,
+                           const uint8_t* q1, size_t width) {
+  for (size_t x = 0; x < width; ++x) DeblockPair(limits, p1[x], p0[x], q0[x], q1[x]);
+}
+
 }  // namespace
 
 const VideoKernels& ScalarVideoKernels() {
-  static const VideoKernels kernels = {ForwardDct,    Quantize,        InverseDctAdd,
-                                       Sad<8>,        Sad<16>,         SadOfMean16x16,
-                                       RgbaToLumaRow, RgbaToChromaRow, YuvToPackedRow};
+  static const VideoKernels kernels = {
+      .forward_dct = ForwardDct,
+      .quantize = Quantize,
+      .inverse_dct_add = InverseDctAdd,
+      .sad_8x8 = Sad<8>,
+      .sad_16x16 = Sad<16>,
+      .sad_8x8_across = Sad8x8Across,
+      .sad_8x8_down = Sad8x8Down,
+      .sad_of_mean_16x16 = SadOfMean16x16,
+      .rgba_to_luma_row = RgbaToLumaRow,
+      .rgba_to_chroma_row = RgbaToChromaRow,
+      .yuv_to_packed_row = YuvToPackedRow,
+      .measure_difference = MeasureDifference,
+      .quiet_luma = QuietLuma,
+      .deblock_vertical_edges = DeblockVerticalEdges,
+      .deblock_horizontal_edge = DeblockHorizontalEdge,
+  };
   return kernels;
 }
 

@@ -7,6 +7,8 @@
 #include <random>
 #include <vector>
 
+#include "video/kernel_levels.h"
+
 namespace qolm::encoder {
 namespace {
 
@@ -54,35 +56,41 @@ TEST(FrameStatistics, DirectionOfTheDifferenceDoesNotMatter) {
 }
 
 TEST(FrameStatistics, AgreesWithTheDefinitionOnNoiseOfManyLengths) {
-  std::mt19937 random(1);
-  for (const size_t length : {1U, 2U, 3U, 31U, 64U, 65'535U, 65'536U, 65'537U, 300'001U}) {
-    Plane a(length);
-    Plane b(length);
-    for (uint8_t& value : a) value = static_cast<uint8_t>(random());
-    for (uint8_t& value : b) value = static_cast<uint8_t>(random());
-    double squares = 0;
-    double sum = 0;
-    double changed = 0;
-    double n = 0;
-    for (size_t i = 0; i < length; i += 2) {
-      const int d = std::abs(a[i] - b[i]);
-      squares += d * d;
-      sum += d;
-      changed += d >= 5 ? 1 : 0;
-      n += 1;
+  for (const SimdLevel level : test::AvailableSimdLevels()) {
+    const test::ScopedSimdLevel forced(level);
+    std::mt19937 random(1);
+    for (const size_t length : {1U, 2U, 3U, 31U, 64U, 65'535U, 65'536U, 65'537U, 300'001U}) {
+      Plane a(length);
+      Plane b(length);
+      for (uint8_t& value : a) value = static_cast<uint8_t>(random());
+      for (uint8_t& value : b) value = static_cast<uint8_t>(random());
+      double squares = 0;
+      double sum = 0;
+      double changed = 0;
+      double n = 0;
+      for (size_t i = 0; i < length; i += 2) {
+        const int d = std::abs(a[i] - b[i]);
+        squares += d * d;
+        sum += d;
+        changed += d >= 5 ? 1 : 0;
+        n += 1;
+      }
+      const FrameStatistics statistics = MeasureFrameDifference(a, b);
+      EXPECT_EQ(statistics.mse, squares / n) << length;
+      EXPECT_EQ(statistics.mean_absolute_difference, sum / n) << length;
+      EXPECT_EQ(statistics.changed_fraction, changed / n) << length;
     }
-    const FrameStatistics statistics = MeasureFrameDifference(a, b);
-    EXPECT_EQ(statistics.mse, squares / n) << length;
-    EXPECT_EQ(statistics.mean_absolute_difference, sum / n) << length;
-    EXPECT_EQ(statistics.changed_fraction, changed / n) << length;
   }
 }
 
 TEST(FrameStatistics, LargestDifferencesDoNotOverflow) {
-  const Plane black(4'000'000, 0);
-  const Plane white(4'000'000, 255);
-  EXPECT_EQ(MeasureFrameDifference(black, white).mse, 65025.0);
-  EXPECT_EQ(MeasureFrameDifference(black, white).mean_absolute_difference, 255.0);
+  for (const SimdLevel level : test::AvailableSimdLevels()) {
+    const test::ScopedSimdLevel forced(level);
+    const Plane black(4'000'000, 0);
+    const Plane white(4'000'000, 255);
+    EXPECT_EQ(MeasureFrameDifference(black, white).mse, 65025.0);
+    EXPECT_EQ(MeasureFrameDifference(black, white).mean_absolute_difference, 255.0);
+  }
 }
 
 TEST(FrameStatistics, StaticLimitsAreInclusive) {

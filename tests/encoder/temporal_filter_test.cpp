@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <vector>
 
+#include "video/kernel_levels.h"
+
 namespace qolm::encoder {
 namespace {
 
@@ -40,21 +42,28 @@ TEST(TemporalFilter, EveryPairOfValues) {
       expected.push_back(static_cast<uint8_t>(value));
     }
   }
-  Plane filtered(current.size());
-  FilterLuma(current, previous, filtered);
-  EXPECT_EQ(filtered, expected);
-  FilterLuma(current, previous, current);  // in place
-  EXPECT_EQ(current, expected);
+  for (const SimdLevel level : test::AvailableSimdLevels()) {
+    const test::ScopedSimdLevel forced(level);
+    Plane filtered(current.size());
+    FilterLuma(current, previous, filtered);
+    EXPECT_EQ(filtered, expected);
+    Plane in_place = current;
+    FilterLuma(in_place, previous, in_place);
+    EXPECT_EQ(in_place, expected);
+  }
 }
 
 TEST(TemporalFilter, EveryLengthUpToAFewVectors) {
-  for (size_t length = 0; length < 200; ++length) {
-    const Plane previous(length, 50);
-    const Plane current(length, 52);
-    Plane filtered(length + 1, 7);
-    FilterLuma(current, previous, std::span(filtered).first(length));
-    EXPECT_EQ(std::vector(filtered.begin(), filtered.end() - 1), previous);
-    EXPECT_EQ(filtered.back(), 7);
+  for (const SimdLevel level : test::AvailableSimdLevels()) {
+    const test::ScopedSimdLevel forced(level);
+    for (size_t length = 0; length < 200; ++length) {
+      const Plane previous(length, 50);
+      const Plane current(length, 52);
+      Plane filtered(length + 1, 7);
+      FilterLuma(current, previous, std::span(filtered).first(length));
+      EXPECT_EQ(std::vector(filtered.begin(), filtered.end() - 1), previous);
+      EXPECT_EQ(filtered.back(), 7);
+    }
   }
 }
 

@@ -7,7 +7,10 @@
 #include <cstdlib>
 #include <vector>
 
+#include "video/guarded_bytes.h"
+#include "video/kernel_levels.h"
 #include "video/sample_planes.h"
+#include "video/video_kernels.h"
 
 namespace qolm::video {
 namespace {
@@ -180,7 +183,54 @@ TEST(DeblockPlane, EqualsThePlainOrderOnTexturesAtEverySize) {
       }
       std::vector<uint8_t> expected = plane;
       NaiveDeblock(expected, width, height, step);
-      EXPECT_EQ(Deblocked(plane, width, height, step), expected) << width << "x" << height;
+      for (const SimdLevel level : test::AvailableSimdLevels()) {
+        const test::ScopedSimdLevel forced(level);
+        EXPECT_EQ(Deblocked(plane, width, height, step), expected) << width << "x" << height;
+      }
+    }
+  }
+}
+
+TEST(DeblockKernels, AgreeOnEveryLimitAndWriteOnlyTheRow) {
+  for (const SimdLevel level : test::AvailableSimdLevels()) {
+    const VideoKernels& kernels = VideoKernelsFor(level);
+    for (const int across : {1, 4, 26, 255}) {
+      for (const int beside : {1, 2, 12, 255}) {
+        for (const int correction : {0, 1, 7, 127}) {
+          const DeblockLimits limits{across, beside, correction};
+          for (const size_t width : {size_t{16}, size_t{37}, size_t{64}, size_t{101}}) {
+            const auto row_of = [&](uint32_t seed) {
+              test::GuardedBytes row(width);
+              std::vector<uint8_t> bytes = test::RandomBytes(width, seed);
+              // Half of the rows are calm, so that edges pass the limits.
+              for (uint8_t& byte : bytes)
+                byte = seed % 8 < 4 ? byte : static_cast<uint8_t>(byte / 16);
+              std::copy(bytes.begin(), bytes.end(), row.data());
+              return row;
+            };
+            for (uint32_t seed = 0; seed < 8; ++seed) {
+              test::GuardedBytes row = row_of(seed);
+              test::GuardedBytes expected = row_of(seed);
+              kernels.deblock_vertical_edges(limits, row.data(), width);
+              ScalarVideoKernels().deblock_vertical_edges(limits, expected.data(), width);
+              ASSERT_EQ(row.Contents(), expected.Contents());
+              ASSERT_TRUE(row.GuardsIntact());
+
+              test::GuardedBytes p1 = row_of(seed + 8);
+              test::GuardedBytes q1 = row_of(seed + 16);
+              test::GuardedBytes p0[2] = {row_of(seed + 24), row_of(seed + 24)};
+              test::GuardedBytes q0[2] = {row_of(seed + 32), row_of(seed + 32)};
+              kernels.deblock_horizontal_edge(limits, p1.data(), p0[0].data(), q0[0].data(),
+                                              q1.data(), width);
+              ScalarVideoKernels().deblock_horizontal_edge(limits, p1.data(), p0[1].data(),
+                                                           q0[1].data(), q1.data(), width);
+              ASSERT_EQ(p0[0].Contents(), p0[1].Contents());
+              ASSERT_EQ(q0[0].Contents(), q0[1].Contents());
+              ASSERT_TRUE(p0[0].GuardsIntact() && q0[0].GuardsIntact());
+            }
+          }
+        }
+      }
     }
   }
 }

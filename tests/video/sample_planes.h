@@ -77,6 +77,20 @@ inline video::YuvPlanes TexturedPicture(uint32_t width, uint32_t height, uint32_
   return planes;
 }
 
+// Random bytes, all black, all white, and blocks that alternate between both.
+inline std::vector<std::vector<uint8_t>> ExtremePlanes(size_t count) {
+  std::vector<std::vector<uint8_t>> planes;
+  for (uint32_t seed = 0; seed < 60; ++seed) planes.push_back(RandomBytes(count, seed));
+  planes.emplace_back(count, uint8_t{0});
+  planes.emplace_back(count, uint8_t{255});
+  for (uint32_t seed = 100; seed < 130; ++seed) {
+    std::vector<uint8_t> plane = RandomBytes(count, seed);
+    for (uint8_t& sample : plane) sample = sample < 128 ? 0 : 255;
+    planes.push_back(plane);
+  }
+  return planes;
+}
+
 }  // namespace qolm::test
 
 #endif  // QOLM_TESTS_VIDEO_SAMPLE_PLANES_H_

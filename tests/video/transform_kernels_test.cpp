@@ -25,20 +25,6 @@ struct AlignedBlock {
   alignas(32) std::array<float, 64> values{};
 };
 
-// Random bytes, all black, all white, and blocks that alternate between both.
-std::vector<std::vector<uint8_t>> SamplePlanes(size_t count) {
-  std::vector<std::vector<uint8_t>> planes;
-  for (uint32_t seed = 0; seed < 60; ++seed) planes.push_back(test::RandomBytes(count, seed));
-  planes.emplace_back(count, uint8_t{0});
-  planes.emplace_back(count, uint8_t{255});
-  for (uint32_t seed = 100; seed < 130; ++seed) {
-    std::vector<uint8_t> plane = test::RandomBytes(count, seed);
-    for (uint8_t& sample : plane) sample = sample < 128 ? 0 : 255;
-    planes.push_back(plane);
-  }
-  return planes;
-}
-
 Matrix8x8 Difference(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride) {
   Matrix8x8 result;
   for (ptrdiff_t r = 0; r < 8; ++r) {
@@ -55,8 +41,9 @@ TEST(ForwardDct, IsThePlainMatrixProductAtEveryLevelAndStride) {
     const VideoKernels& kernels = VideoKernelsFor(level);
     for (const ptrdiff_t source_stride : {8, 13, 64}) {
       for (const ptrdiff_t prediction_stride : {8, 17}) {
-        const auto sources = SamplePlanes(static_cast<size_t>(7 * source_stride + 8));
-        const auto predictions = SamplePlanes(static_cast<size_t>(7 * prediction_stride + 8));
+        const auto sources = test::ExtremePlanes(static_cast<size_t>(7 * source_stride + 8));
+        const auto predictions =
+            test::ExtremePlanes(static_cast<size_t>(7 * prediction_stride + 8));
         for (size_t i = 0; i < sources.size(); ++i) {
           const auto& source = sources[i];
           const auto& prediction = predictions[(i * 7 + 61) % predictions.size()];
@@ -81,7 +68,7 @@ TEST(ForwardDct, AgreesWithADoublePrecisionTransform) {
                             std::numbers::pi / 16.0);
   };
   const std::vector<uint8_t> zeros(64, 0);
-  for (const auto& source : SamplePlanes(64)) {
+  for (const auto& source : test::ExtremePlanes(64)) {
     AlignedBlock coefficients;
     ScalarVideoKernels().forward_dct(source.data(), 8, zeros.data(), 8, coefficients.values.data());
     for (size_t u = 0; u < 8; ++u) {
@@ -99,7 +86,7 @@ TEST(ForwardDct, AgreesWithADoublePrecisionTransform) {
 TEST(InverseDctAdd, UndoesTheForwardTransform) {
   for (const SimdLevel level : AvailableSimdLevels()) {
     const VideoKernels& kernels = VideoKernelsFor(level);
-    const auto planes = SamplePlanes(64);
+    const auto planes = test::ExtremePlanes(64);
     for (size_t i = 0; i < planes.size(); ++i) {
       const auto& prediction = planes[(i + 11) % planes.size()];
       AlignedBlock coefficients;
@@ -269,75 +256,6 @@ TEST(Quantize, AnotherThresholdMovesTheRoundingPoint) {
   EXPECT_EQ(levels[1], -1);
   EXPECT_EQ(levels[2], 1);
   EXPECT_EQ(levels[3], 0);
-}
-
-uint32_t NaiveSad(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride,
-                  int size) {
-  int sum = 0;
-  for (int r = 0; r < size; ++r) {
-    for (int c = 0; c < size; ++c) sum += std::abs(a[r * a_stride + c] - b[r * b_stride + c]);
-  }
-  return static_cast<uint32_t>(sum);
-}
-
-uint32_t NaiveSadOfMean(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* a,
-                        ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride) {
-  int sum = 0;
-  for (int r = 0; r < 16; ++r) {
-    for (int c = 0; c < 16; ++c) {
-      const int mean = (a[r * a_stride + c] + b[r * b_stride + c] + 1) / 2;
-      sum += std::abs(source[r * source_stride + c] - mean);
-    }
-  }
-  return static_cast<uint32_t>(sum);
-}
-
-TEST(SumOfAbsoluteDifferences, ToAMeanAgreesWithTheFormulaAtEveryStrideAndExtreme) {
-  for (const SimdLevel level : AvailableSimdLevels()) {
-    const VideoKernels& kernels = VideoKernelsFor(level);
-    for (const ptrdiff_t source_stride : {16, 70}) {
-      for (const ptrdiff_t a_stride : {16, 21}) {
-        for (const ptrdiff_t b_stride : {16, 33}) {
-          const auto sources = SamplePlanes(static_cast<size_t>(15 * source_stride + 16));
-          const auto a_planes = SamplePlanes(static_cast<size_t>(15 * a_stride + 16));
-          const auto b_planes = SamplePlanes(static_cast<size_t>(15 * b_stride + 16));
-          for (size_t i = 0; i < sources.size(); ++i) {
-            const uint8_t* const source = sources[i].data();
-            const uint8_t* const a = a_planes[(3 * i + 1) % a_planes.size()].data();
-            const uint8_t* const b = b_planes[(5 * i + 2) % b_planes.size()].data();
-            ASSERT_EQ(kernels.sad_of_mean_16x16(source, source_stride, a, a_stride, b, b_stride),
-                      NaiveSadOfMean(source, source_stride, a, a_stride, b, b_stride));
-          }
-        }
-      }
-    }
-  }
-}
-
-TEST(SumOfAbsoluteDifferences, AgreesWithTheFormulaAtEveryStrideAndExtreme) {
-  for (const SimdLevel level : AvailableSimdLevels()) {
-    const VideoKernels& kernels = VideoKernelsFor(level);
-    for (const ptrdiff_t a_stride : {16, 21, 70}) {
-      for (const ptrdiff_t b_stride : {16, 33}) {
-        // No byte behind the last row's last sample may be read.
-        const auto a_planes = SamplePlanes(static_cast<size_t>(15 * a_stride + 16));
-        const auto b_planes = SamplePlanes(static_cast<size_t>(15 * b_stride + 16));
-        for (size_t i = 0; i < a_planes.size(); ++i) {
-          const uint8_t* const a = a_planes[i].data();
-          const uint8_t* const b = b_planes[(3 * i + 1) % b_planes.size()].data();
-          ASSERT_EQ(kernels.sad_8x8(a, a_stride, b, b_stride),
-                    NaiveSad(a, a_stride, b, b_stride, 8));
-          ASSERT_EQ(kernels.sad_16x16(a, a_stride, b, b_stride),
-                    NaiveSad(a, a_stride, b, b_stride, 16));
-        }
-      }
-    }
-    const std::vector<uint8_t> black(256, 0);
-    const std::vector<uint8_t> white(256, 255);
-    EXPECT_EQ(kernels.sad_8x8(black.data(), 16, white.data(), 16), 64U * 255U);
-    EXPECT_EQ(kernels.sad_16x16(black.data(), 16, white.data(), 16), 256U * 255U);
-    EXPECT_EQ(kernels.sad_16x16(white.data(), 16, black.data(), 16), 256U * 255U);
-  }
 }
 
 }  // namespace

@@ -134,6 +134,54 @@ uint32_t Sad16x16(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdif
   return SumLanes(sums);
 }
 
+// For each 4 bytes of `a`'s rows an instruction gives the sums at 8 places.
+uint32_t Sad8x8Across(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride,
+                      uint16_t* costs) {
+  // The lower lane takes bytes 0..3 of `a` from the first byte of `b` on, the
+  // upper one bytes 4..7 from the fifth on.
+  constexpr int kHalves = 0b101'000;
+  __m256i sums = _mm256_setzero_si256();
+  for (int r = 0; r < 8; ++r) {
+    const __m256i wide = _mm256_broadcastsi128_si256(
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + r * b_stride)));
+    const __m256i block = _mm256_broadcastq_epi64(
+        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + r * a_stride)));
+    sums = _mm256_add_epi16(sums, _mm256_mpsadbw_epu8(wide, block, kHalves));
+  }
+  const __m128i all =
+      _mm_add_epi16(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(costs), all);
+  return static_cast<uint32_t>(_mm_extract_epi16(_mm_minpos_epu16(all), 0));
+}
+
+__m256i FourRows(__m128i upper, __m128i lower) {
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(upper), lower, 1);
+}
+
+uint32_t Sad8x8Down(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride,
+                    size_t count, uint16_t* costs) {
+  const __m256i top =
+      FourRows(LoadTwoRows(a, a + a_stride), LoadTwoRows(a + 2 * a_stride, a + 3 * a_stride));
+  a += 4 * a_stride;
+  const __m256i bottom =
+      FourRows(LoadTwoRows(a, a + a_stride), LoadTwoRows(a + 2 * a_stride, a + 3 * a_stride));
+  uint32_t least = UINT16_MAX;
+  for (size_t i = 0; i < count; ++i, b += b_stride) {
+    const uint8_t* const lower = b + 4 * b_stride;
+    const __m256i upper_rows =
+        FourRows(LoadTwoRows(b, b + b_stride), LoadTwoRows(b + 2 * b_stride, b + 3 * b_stride));
+    const __m256i lower_rows = FourRows(LoadTwoRows(lower, lower + b_stride),
+                                        LoadTwoRows(lower + 2 * b_stride, lower + 3 * b_stride));
+    const __m256i sums =
+        _mm256_add_epi64(_mm256_sad_epu8(upper_rows, top), _mm256_sad_epu8(lower_rows, bottom));
+    const uint32_t cost =
+        SumLanes(_mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1)));
+    costs[i] = static_cast<uint16_t>(cost);
+    least = cost < least ? cost : least;
+  }
+  return least;
+}
+
 uint32_t SadOfMean16x16(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* a,
                         ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride) {
   const auto load = [](const uint8_t* row) {
@@ -295,6 +343,137 @@ void YuvToPackedRow(const uint8_t* luma, const uint8_t* cb, const uint8_t* cr, s
                                          packed + 4 * x);
 }
 
+__m256i AbsoluteDifference(__m256i a, __m256i b) {
+  return _mm256_or_si256(_mm256_subs_epu8(a, b), _mm256_subs_epu8(b, a));
+}
+
+__m256i LoadBytes(const uint8_t* bytes) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes));
+}
+
+void StoreBytes(uint8_t* bytes, __m256i values) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), values);
+}
+
+// All ones where `bytes` <= `limits`.
+__m256i AtMost(__m256i bytes, __m256i limits) {
+  return _mm256_cmpeq_epi8(_mm256_min_epu8(bytes, limits), bytes);
+}
+
+// What p0 loses and q0 gains, or the other way round, wherever `smooth` is set:
+// one of the two is zero.
+struct Correction {
+  __m256i up;  // of p0, towards a greater q0
+  __m256i down;
+};
+
+Correction CorrectionOf(__m256i p0, __m256i q0, __m256i jump, __m256i smooth, __m256i most) {
+  const __m256i half = _mm256_and_si256(_mm256_srli_epi16(jump, 1), _mm256_set1_epi8(0x7F));
+  const __m256i size = _mm256_and_si256(_mm256_min_epu8(half, most), smooth);
+  const __m256i rises = AtMost(p0, q0);
+  return {_mm256_and_si256(size, rises), _mm256_andnot_si256(rises, size)};
+}
+
+uint32_t SumOfLanes(__m256i sums) {
+  const __m128i four =
+      _mm_add_epi32(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
+  const __m128i two = _mm_add_epi32(four, _mm_shuffle_epi32(four, 0b01'00'11'10));
+  const __m128i one = _mm_add_epi32(two, _mm_shuffle_epi32(two, 0b10'11'00'01));
+  return static_cast<uint32_t>(_mm_cvtsi128_si32(one));
+}
+
+DifferenceSums MeasureDifference(const uint8_t* a, const uint8_t* b, size_t count) {
+  const __m256i even = _mm256_set1_epi16(0xFF);
+  const __m256i unchanged = _mm256_set1_epi16(kChangedSampleDifference - 1);
+  const __m256i zero = _mm256_setzero_si256();
+  __m256i changed = zero;
+  __m256i magnitudes = zero;
+  __m256i squares = zero;
+  size_t i = 0;
+  // Whole vectors reach a sample further than the last that counts.
+  for (; i + 16 < count; i += 16) {
+    const __m256i words =
+        _mm256_and_si256(AbsoluteDifference(LoadBytes(a + 2 * i), LoadBytes(b + 2 * i)), even);
+    const __m256i mask = _mm256_cmpgt_epi16(words, unchanged);
+    // A mask of ones times itself is 1.
+    changed = _mm256_add_epi32(changed, _mm256_madd_epi16(mask, mask));
+    magnitudes = _mm256_add_epi32(magnitudes, _mm256_sad_epu8(words, zero));
+    squares = _mm256_add_epi32(squares, _mm256_madd_epi16(words, words));
+  }
+  const DifferenceSums rest =
+      ScalarVideoKernels().measure_difference(a + 2 * i, b + 2 * i, count - i);
+  return {SumOfLanes(changed) + rest.changed, SumOfLanes(magnitudes) + rest.magnitudes,
+          SumOfLanes(squares) + rest.squares};
+}
+
+// By how much a sample moves depends on the difference alone: a quarter of 3 or
+// of 4, rounded, is 1.
+void QuietLuma(const uint8_t* now, const uint8_t* before, size_t count, uint8_t* quieted) {
+  const __m256i moves =
+      _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
+  const __m256i last_entry = _mm256_set1_epi8(15);
+  size_t i = 0;
+  for (; i + 32 <= count; i += 32) {
+    const __m256i c = LoadBytes(now + i);
+    const __m256i p = LoadBytes(before + i);
+    const __m256i move =
+        _mm256_shuffle_epi8(moves, _mm256_min_epu8(AbsoluteDifference(c, p), last_entry));
+    const __m256i rises = AtMost(c, p);
+    const __m256i up = _mm256_and_si256(move, rises);
+    const __m256i down = _mm256_andnot_si256(rises, move);
+    StoreBytes(quieted + i, _mm256_sub_epi8(_mm256_add_epi8(c, up), down));
+  }
+  ScalarVideoKernels().quiet_luma(now + i, before + i, count - i, quieted + i);
+}
+
+char AsByte(int value) { return static_cast<char>(value); }
+
+void DeblockHorizontalEdge(DeblockLimits limits, const uint8_t* p1, uint8_t* p0, uint8_t* q0,
+                           const uint8_t* q1, size_t width) {
+  const __m256i across = _mm256_set1_epi8(AsByte(limits.across - 1));
+  const __m256i beside = _mm256_set1_epi8(AsByte(limits.beside - 1));
+  const __m256i most = _mm256_set1_epi8(AsByte(limits.correction));
+  size_t x = 0;
+  for (; x + 32 <= width; x += 32) {
+    const __m256i p = LoadBytes(p0 + x);
+    const __m256i q = LoadBytes(q0 + x);
+    const __m256i jump = AbsoluteDifference(p, q);
+    const __m256i smooth = _mm256_and_si256(
+        AtMost(jump, across),
+        _mm256_and_si256(AtMost(AbsoluteDifference(LoadBytes(p1 + x), p), beside),
+                         AtMost(AbsoluteDifference(LoadBytes(q1 + x), q), beside)));
+    const Correction change = CorrectionOf(p, q, jump, smooth, most);
+    StoreBytes(p0 + x, _mm256_sub_epi8(_mm256_add_epi8(p, change.up), change.down));
+    StoreBytes(q0 + x, _mm256_add_epi8(_mm256_sub_epi8(q, change.up), change.down));
+  }
+  ScalarVideoKernels().deblock_horizontal_edge(limits, p1 + x, p0 + x, q0 + x, q1 + x, width - x);
+}
+
+// Four edges at a time, each in the middle of 8 bytes: p1, p0, q0 and q1 are the
+// bytes 2 to 5, and a byte's neighbour on the right is loaded at its own place.
+void DeblockVerticalEdges(DeblockLimits limits, uint8_t* row, size_t width) {
+  const char across = AsByte(limits.across - 1);
+  const char beside = AsByte(limits.beside - 1);
+  const char any = AsByte(255);
+  const __m256i limit = _mm256_broadcastq_epi64(
+      _mm_setr_epi8(any, any, beside, across, beside, any, any, any, 0, 0, 0, 0, 0, 0, 0, 0));
+  const __m256i most = _mm256_set1_epi64x(static_cast<int64_t>(limits.correction) << 24);
+  size_t x = 8;
+  for (; x + 29 <= width; x += 32) {
+    uint8_t* const bytes = row + x - 4;
+    const __m256i here = LoadBytes(bytes);
+    const __m256i right = LoadBytes(bytes + 1);
+    const __m256i steps = AbsoluteDifference(here, right);
+    const __m256i smooth = _mm256_cmpeq_epi64(AtMost(steps, limit), _mm256_set1_epi64x(-1));
+    // At byte 3, p0's; q0's is the byte after it.
+    const Correction change = CorrectionOf(here, right, steps, smooth, most);
+    const __m256i up = _mm256_sub_epi8(change.up, _mm256_slli_epi64(change.up, 8));
+    const __m256i down = _mm256_sub_epi8(change.down, _mm256_slli_epi64(change.down, 8));
+    StoreBytes(bytes, _mm256_sub_epi8(_mm256_add_epi8(here, up), down));
+  }
+  ScalarVideoKernels().deblock_vertical_edges(limits, row + x - 8, width - (x - 8));
+}
+
 }  // namespace
 
 void UseAvx2VideoKernels(VideoKernels& kernels) {
@@ -303,10 +482,16 @@ void UseAvx2VideoKernels(VideoKernels& kernels) {
   kernels.inverse_dct_add = InverseDctAdd;
   kernels.sad_8x8 = Sad8x8;
   kernels.sad_16x16 = Sad16x16;
+  kernels.sad_8x8_across = Sad8x8Across;
+  kernels.sad_8x8_down = Sad8x8Down;
   kernels.sad_of_mean_16x16 = SadOfMean16x16;
   kernels.rgba_to_luma_row = RgbaToLumaRow;
   kernels.rgba_to_chroma_row = RgbaToChromaRow;
   kernels.yuv_to_packed_row = YuvToPackedRow;
+  kernels.measure_difference = MeasureDifference;
+  kernels.quiet_luma = QuietLuma;
+  kernels.deblock_vertical_edges = DeblockVerticalEdges;
+  kernels.deblock_horizontal_edge = DeblockHorizontalEdge;
 }
 
 }  // namespace qolm::video::x86
