@@ -73,6 +73,22 @@ bool IsGray(AVPixelFormat format) {
          (description->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) == 0;
 }
 
+// The weights of the matrix that the scaler would use.
+YuvWeights WeightsOf(int matrix, bool full_range) {
+  switch (matrix) {
+    case SWS_CS_ITU709:
+      return MakeYuvWeights(0.2126, 0.0722, full_range);
+    case SWS_CS_BT2020:
+      return MakeYuvWeights(0.2627, 0.0593, full_range);
+    case SWS_CS_SMPTE240M:
+      return MakeYuvWeights(0.212, 0.087, full_range);
+    case SWS_CS_FCC:
+      return MakeYuvWeights(0.30, 0.11, full_range);
+    default:
+      return MakeYuvWeights(0.299, 0.114, full_range);
+  }
+}
+
 }  // namespace
 
 PictureConverter::Input PictureConverter::Describe(const AVFrame& frame) {
@@ -87,9 +103,28 @@ PictureConverter::Input PictureConverter::Describe(const AVFrame& frame) {
   return input;
 }
 
+bool PictureConverter::HasOwnCode(const Input& input) const {
+  const bool common = input.format == AV_PIX_FMT_YUV420P || input.format == AV_PIX_FMT_YUV422P ||
+                      input.format == AV_PIX_FMT_YUV444P;
+  return common && input.width == width_ && input.height == height_;
+}
+
 bool PictureConverter::SetUp(const Input& input) {
   input_.reset();
   planes_.reset();
+  scaler_.reset();
+  if (HasOwnCode(input)) {
+    weights_ = WeightsOf(input.matrix, input.full_range);
+    cb_.resize(static_cast<size_t>(width_));
+    cr_.resize(static_cast<size_t>(width_));
+  } else if (!SetUpScaler(input)) {
+    return false;
+  }
+  input_ = input;
+  return true;
+}
+
+bool PictureConverter::SetUpScaler(const Input& input) {
   scaler_.reset(sws_alloc_context());
   if (scaler_ == nullptr) return false;
   if (!IsRgb(input.format)) {
@@ -119,8 +154,34 @@ bool PictureConverter::SetUp(const Input& input) {
   constexpr int kUnchanged = 1 << 16;
   sws_setColorspaceDetails(scaler, sws_getCoefficients(input.matrix), input.full_range ? 1 : 0,
                            sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, kUnchanged, kUnchanged);
-  input_ = input;
   return true;
+}
+
+// Chroma samples are taken to lie in the middle of their pixels.
+void PictureConverter::ConvertYuv(const AVFrame& frame, Picture& picture) {
+  const YuvKernels& kernels = ActiveYuvKernels();
+  const auto width = static_cast<size_t>(width_);
+  const int last_chroma_row = (height_ - 1) / 2;
+  const auto row = [&frame](int plane, int y) {
+    return frame.data[plane] + ptrdiff_t{y} * frame.linesize[plane];
+  };
+  for (int y = 0; y < height_; ++y) {
+    int near = y;
+    int far = y;
+    if (input_->format == AV_PIX_FMT_YUV420P) {
+      near = y / 2;
+      far = y % 2 == 0 ? std::max(near - 1, 0) : std::min(near + 1, last_chroma_row);
+    }
+    if (input_->format == AV_PIX_FMT_YUV444P) {
+      kernels.widen_full_chroma(row(1, y), width, cb_.data());
+      kernels.widen_full_chroma(row(2, y), width, cr_.data());
+    } else {
+      kernels.widen_halved_chroma(row(1, near), row(1, far), width, cb_.data());
+      kernels.widen_halved_chroma(row(2, near), row(2, far), width, cr_.data());
+    }
+    kernels.convert_row(row(0, y), cb_.data(), cr_.data(), width, weights_,
+                        picture.data() + static_cast<size_t>(y) * picture.pitch());
+  }
 }
 
 void PictureConverter::PackPlanes(Picture& picture) const {
@@ -141,6 +202,10 @@ void PictureConverter::PackPlanes(Picture& picture) const {
 bool PictureConverter::Convert(const AVFrame& frame, Picture& picture) {
   const Input input = Describe(frame);
   if (input_ != input && !SetUp(input)) return false;
+  if (scaler_ == nullptr) {
+    ConvertYuv(frame, picture);
+    return true;
+  }
   if (planes_ == nullptr) {
     uint8_t* const rows[4] = {picture.data(), nullptr, nullptr, nullptr};
     const int pitches[4] = {static_cast<int>(picture.pitch()), 0, 0, 0};

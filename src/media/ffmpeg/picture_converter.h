@@ -3,10 +3,13 @@
 #ifndef QOLM_MEDIA_FFMPEG_PICTURE_CONVERTER_H_
 #define QOLM_MEDIA_FFMPEG_PICTURE_CONVERTER_H_
 
+#include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "media/ffmpeg/handles.h"
 #include "media/ffmpeg/picture.h"
+#include "media/ffmpeg/yuv_kernels.h"
 
 namespace qolm::media::ffmpeg {
 
@@ -29,13 +32,20 @@ class PictureConverter {
     friend bool operator==(const Input&, const Input&) = default;
   };
   static Input Describe(const AVFrame& frame);
+  bool HasOwnCode(const Input& input) const;
   bool SetUp(const Input& input);
+  bool SetUpScaler(const Input& input);
+  void ConvertYuv(const AVFrame& frame, Picture& picture);
   void PackPlanes(Picture& picture) const;
 
   int width_;
   int height_;
   std::optional<Input> input_;
-  Scaler scaler_;
+  // Of the common formats, which need no scaler.
+  YuvWeights weights_;
+  std::vector<uint16_t> cb_;  // a row, at every pixel
+  std::vector<uint16_t> cr_;
+  Scaler scaler_;  // null while it is not needed
   // Where YUV goes on its way: the scaler has wide code for planes of G, B, R
   // and only scalar code for packed pixels. Null while the input is RGB.
   Frame planes_;

@@ -1,0 +1,62 @@
+// A decoded picture of 1280x720 to pixels, beside a copy of that many bytes.
+// Names that end in /0 are scalar, those in /2 AVX2.
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <vector>
+
+#include "base/simd_level.h"
+#include "media/ffmpeg/picture_converter.h"
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+constexpr int kWidth = 1280;
+constexpr int kHeight = 720;
+constexpr size_t kBytes = size_t{kWidth} * kHeight * 4;
+
+void ConvertPicture(benchmark::State& state, AVPixelFormat format) {
+  Frame frame(av_frame_alloc());
+  frame->width = kWidth;
+  frame->height = kHeight;
+  frame->format = format;
+  if (av_frame_get_buffer(frame.get(), 0) < 0) {
+    state.SkipWithError("no memory");
+    return;
+  }
+  for (const AVBufferRef* const buffer : frame->buf) {
+    if (buffer == nullptr) continue;
+    for (size_t i = 0; i < buffer->size; ++i) buffer->data[i] = static_cast<uint8_t>(i * i >> 7);
+  }
+  PictureConverter converter(kWidth, kHeight);
+  Picture picture(kWidth, kHeight);
+  ForceSimdLevel(static_cast<SimdLevel>(state.range(0)));
+  for (auto _ : state) {
+    if (!converter.Convert(*frame, picture)) state.SkipWithError("not converted");
+    benchmark::ClobberMemory();
+  }
+  ForceSimdLevel(DetectedSimdLevel());
+  state.SetBytesProcessed(state.iterations() * int64_t{kBytes});
+}
+
+void Convert420(benchmark::State& state) { ConvertPicture(state, AV_PIX_FMT_YUV420P); }
+void Convert422(benchmark::State& state) { ConvertPicture(state, AV_PIX_FMT_YUV422P); }
+void Convert444(benchmark::State& state) { ConvertPicture(state, AV_PIX_FMT_YUV444P); }
+
+void CopyPicture(benchmark::State& state) {
+  const std::vector<uint8_t> source(kBytes, 1);
+  std::vector<uint8_t> copy(kBytes);
+  for (auto _ : state) {
+    std::memcpy(copy.data(), source.data(), kBytes);
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(state.iterations() * int64_t{kBytes});
+}
+
+BENCHMARK(Convert420)->Arg(0)->Arg(2)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Convert422)->Arg(0)->Arg(2)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Convert444)->Arg(0)->Arg(2)->Unit(benchmark::kMicrosecond);
+BENCHMARK(CopyPicture)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+}  // namespace qolm::media::ffmpeg
