@@ -116,6 +116,7 @@ void EncoderSession::State::reset_for_new_output() {
   run_count = 0;
   run_first = 0;
   held_frame_no.reset();
+  skipped_picture = 0;
   sound_stored_up_to = 0;
   const auto width = static_cast<uint32_t>(settings.width);
   const auto height = static_cast<uint32_t>(settings.height);

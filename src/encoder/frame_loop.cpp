@@ -25,13 +25,17 @@ uint16_t FrameNumber(int32_t frame_index) { return static_cast<uint16_t>(frame_i
 }  // namespace
 
 void EncoderSession::State::encode_frame(const VideoFrame& frame) {
-  prepare_planes(frame);
-  const FrameStatistics statistics = measure_prepared_planes();
+  const uint64_t prepared_picture = std::exchange(skipped_picture, 0);
+  if (frame.picture_number == 0 || frame.picture_number != prepared_picture) {
+    prepare_planes(frame);
+    statistics = measure_prepared_planes();
+  }
 
   bool key_frame = KeyFrameDue(frame_index, frames_since_key, settings.gop_length,
                                settings.adaptive_gop, statistics);
   if (settings.vfr && frame_index > 0 && !key_frame && statistics.is_static) {
     skip_static_frame();
+    skipped_picture = frame.picture_number;
     return;
   }
   close_repeat_run();

@@ -57,6 +57,10 @@ struct EncoderSession::State {
   video::YuvPlanes current;
   std::vector<uint8_t> filtered_luma;
   bool filtered = false;
+  FrameStatistics statistics;  // how it differs from `previous`
+  // The picture of the last frame when that was skipped, or 0. All of the above
+  // and `previous` are still as they were for it.
+  uint64_t skipped_picture = 0;
   video::YuvPlanes previous;   // prepared planes of the last frame that was not skipped
   video::YuvPlanes reference;  // reconstruction of the last coded anchor
   // The number of a frame that is kept back until the next one has been coded.

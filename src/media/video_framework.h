@@ -48,6 +48,9 @@ class VideoSample {
  public:
   virtual ~VideoSample() = default;
 
+  // As VideoFrame::picture_number.
+  virtual uint64_t picture_number() const { return 0; }
+
   // Null when the sample's media cannot be made contiguous.
   [[nodiscard]] virtual std::unique_ptr<VideoBuffer> ConvertToContiguousBuffer() = 0;
 };

@@ -141,6 +141,11 @@ bool VideoSource::ReadNextFrame(VideoFrame& frame) {
   VideoReader::ReadResult result = reader_->ReadSample();
   if (!result.succeeded) failure_reason_ = reader_->failure_reason();
   if (!result.succeeded || result.end_of_stream || result.sample == nullptr) return false;
+  const uint64_t picture_number = result.sample->picture_number();
+  if (picture_number != 0 && picture_number == frame.picture_number) {
+    frame.timestamp = result.timestamp;
+    return true;
+  }
   const std::unique_ptr<VideoBuffer> buffer = result.sample->ConvertToContiguousBuffer();
   if (buffer == nullptr) return true;
 
@@ -150,6 +155,7 @@ bool VideoSource::ReadNextFrame(VideoFrame& frame) {
   frame.width = width_;
   frame.height = height_;
   frame.timestamp = result.timestamp;
+  frame.picture_number = 0;
   frame.pixels.resize(row_bytes * height);
   uint8_t* const pixels = frame.pixels.data();
 
@@ -162,6 +168,7 @@ bool VideoSource::ReadNextFrame(VideoFrame& frame) {
         ConvertRow(rows->first_row + memory_row * distance, pixels + y * row_bytes,
                    static_cast<size_t>(width_));
       }
+      frame.picture_number = picture_number;
       return true;
     }
   }

@@ -29,7 +29,8 @@ class VideoSource {
   [[nodiscard]] bool Open(const std::filesystem::path& path);
 
   // True when `frame` has been handed a sample. A sample whose bytes cannot be
-  // had leaves `frame` as it was. False at the end of the stream or on a read
+  // had leaves `frame` as it was, and so does, but for the time, one whose
+  // picture `frame` holds already. False at the end of the stream or on a read
   // error, which is treated as the end.
   [[nodiscard]] bool ReadNextFrame(VideoFrame& frame);
 

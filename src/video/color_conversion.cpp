@@ -13,17 +13,18 @@ void ConvertFrameToYuv(const VideoFrame& frame, YuvPlanes& planes) {
   const size_t width = planes.width;
   const size_t chroma_width = planes.ChromaWidth();
   const uint8_t* pixels = frame.pixels.data();
-  const bool worth_a_team = planes.y.size() >= kSamplesWorthATeam;
-
-  ForEachInTeam(planes.height, worth_a_team, [&](size_t row) {
-    kernels.rgba_to_luma_row(pixels + row * width * 4, width, planes.y.data() + row * width);
-  });
-  ForEachInTeam(planes.ChromaHeight(), worth_a_team, [&](size_t row) {
-    const size_t bottom = std::min(2 * row + 1, size_t{planes.height} - 1);
-    kernels.rgba_to_chroma_row(pixels + 2 * row * width * 4, pixels + bottom * width * 4, width,
-                               planes.cb.data() + row * chroma_width,
-                               planes.cr.data() + row * chroma_width);
-  });
+  // Two rows at a time, which are still in the cache when their chroma is made.
+  ForEachInTeam(
+      planes.ChromaHeight(), planes.y.size() >= kSamplesWorthATeam, [&](size_t chroma_row) {
+        const size_t top = 2 * chroma_row;
+        const size_t bottom = std::min(top + 1, size_t{planes.height} - 1);
+        for (size_t row = top; row <= bottom; ++row) {
+          kernels.rgba_to_luma_row(pixels + row * width * 4, width, planes.y.data() + row * width);
+        }
+        kernels.rgba_to_chroma_row(pixels + top * width * 4, pixels + bottom * width * 4, width,
+                                   planes.cb.data() + chroma_row * chroma_width,
+                                   planes.cr.data() + chroma_row * chroma_width);
+      });
 }
 
 void ConvertYuvToPacked(const YuvPlanes& planes, PixelOrder order, std::vector<uint8_t>& pixels) {

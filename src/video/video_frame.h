@@ -15,6 +15,9 @@ struct VideoFrame {
   // R, G, B, A with A = 255.
   std::vector<uint8_t> pixels;
   int64_t timestamp = 0;  // presentation time in 100-nanosecond units
+  // Frames with the same number, of whatever source, hold the same pixels; 0
+  // says nothing. Whoever changes the pixels sets it to 0.
+  uint64_t picture_number = 0;
 };
 
 }  // namespace qolm

@@ -9,6 +9,7 @@
 
 #include "encoder/session_run.h"
 #include "encoder/temporal_filter.h"
+#include "support/container_file.h"
 #include "video/bidirectional_frame.h"
 #include "video/color_conversion.h"
 #include "video/inter_frame.h"
@@ -203,6 +204,35 @@ TEST_F(FrameLoop, SkippedFramesAreMeasuredAgainstTheLastShownOne) {
   Encode(Small(), 4,
          [&](int32_t i) { return GreyFrame(kSize, kSize, greys[static_cast<size_t>(i)]); });
   EXPECT_EQ(Records(), "1@0 5x1@1 2@2 5x1@3");
+}
+
+// A number saves the work of finding out that nothing changed, and nothing else.
+TEST_F(FrameLoop, NumberedPicturesGiveTheSameFile) {
+  for (const bool bidirectional : {false, true}) {
+    for (const bool temporal_filter : {false, true}) {
+      EncodeSettings settings = Small();
+      settings.bidirectional = bidirectional;
+      settings.temporal_filter = temporal_filter;
+      settings.gop_length = 12;
+      settings.adaptive_gop = false;
+      const auto picture = [](int32_t i, bool numbered) {
+        // A slow fade in which pictures stay for one to five frames, with jumps.
+        const int32_t stays = i / 40 % 5 + 1;
+        const int32_t shown = i / stays * stays;
+        VideoFrame frame = GreyFrame(kSize, kSize, static_cast<uint8_t>(60 + shown % 90 / 2 * 2));
+        for (size_t x = 0; x < kSize * 4; x += 4) {
+          frame.pixels[x] = static_cast<uint8_t>(shown % 7);
+        }
+        if (numbered) frame.picture_number = static_cast<uint64_t>(shown) + 1;
+        return frame;
+      };
+      Encode(settings, 300, [&](int32_t i) { return picture(i, false); });
+      const std::vector<uint8_t> expected = test::ReadBytes(path());
+      EXPECT_GT(skipped(), 50);
+      Encode(settings, 300, [&](int32_t i) { return picture(i, true); });
+      EXPECT_EQ(test::ReadBytes(path()), expected);
+    }
+  }
 }
 
 TEST_F(FrameLoop, KeyFramesAreCodedFromTheUnfilteredPicture) {

@@ -703,6 +703,51 @@ TEST_F(FfmpegVideoTest, AnyFileNameIsAFileName) {
   }
 }
 
+// --- Pictures that stay ---
+
+TEST_F(FfmpegVideoTest, PicturesThatStayKeepTheirNumber) {
+  const std::vector<int> shown = {0, 0, 0, 1, 2, 2, 0};
+  for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV444P, AV_PIX_FMT_BGR0}) {
+    ClipOptions options;
+    options.codec = "ffv1";
+    options.format = format;
+    options.frames = static_cast<int>(shown.size());
+    const auto path = Write("stays.mkv", options, [&shown](AVFrame& frame, int index) {
+      PaintNumber(frame, shown.at(static_cast<size_t>(index)));
+    });
+    const std::vector<VideoFrame> frames = ReadAll(path);
+    ASSERT_EQ(frames.size(), shown.size());
+    for (size_t i = 0; i < frames.size(); ++i) {
+      EXPECT_NE(frames[i].picture_number, 0u);
+      EXPECT_EQ(NumberOf(frames[i], format != AV_PIX_FMT_BGR0), shown[i]) << i;
+      if (i == 0) continue;
+      EXPECT_EQ(frames[i].picture_number == frames[i - 1].picture_number, shown[i] == shown[i - 1])
+          << i;
+    }
+  }
+}
+
+TEST_F(FfmpegVideoTest, ASampleThatChangesMakesAnotherPicture) {
+  // The last sample of each plane in turn.
+  for (int plane = 0; plane < 3; ++plane) {
+    ClipOptions options;
+    options.codec = "ffv1";
+    options.format = AV_PIX_FMT_YUV420P;
+    options.frames = 2;
+    const auto path = Write("changes.mkv", options, [plane](AVFrame& frame, int index) {
+      FillPlanes(frame, {100, 128, 128});
+      const int shift = plane == 0 ? 0 : 1;
+      uint8_t* const last_row =
+          frame.data[plane] + ptrdiff_t{(frame.height >> shift) - 1} * frame.linesize[plane];
+      last_row[(frame.width >> shift) - 1] = static_cast<uint8_t>(90 + index);
+    });
+    const std::vector<VideoFrame> frames = ReadAll(path);
+    ASSERT_EQ(frames.size(), 2u);
+    EXPECT_NE(frames[0].picture_number, frames[1].picture_number) << plane;
+    EXPECT_NE(frames[0].pixels, frames[1].pixels) << plane;
+  }
+}
+
 // --- Life ---
 
 TEST_F(FfmpegVideoTest, ClosesCleanlyAtAnyMoment) {

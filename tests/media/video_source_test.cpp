@@ -461,6 +461,59 @@ TEST_F(VideoSourceTest, AFailedLockKeepsThePixelsAndTakesTheTimestamp) {
   EXPECT_EQ(script_.locks, 0);
 }
 
+TEST_F(VideoSourceTest, APictureThatTheFrameHoldsIsNotTakenAgain) {
+  const auto rows = [this](int first, uint64_t number, int64_t timestamp) {
+    ScriptedSample sample =
+        Linear(std::vector<uint8_t>(96, static_cast<uint8_t>(first)), timestamp);
+    sample.offers_rows = true;
+    sample.pitch = 24;
+    sample.picture_number = number;
+    return sample;
+  };
+  // The second sample shows what is read, since its bytes are others.
+  script_.samples = {rows(10, 3, 100), rows(20, 3, 200), rows(30, 4, 300), rows(40, 0, 400),
+                     rows(50, 0, 500)};
+  ASSERT_TRUE(source_.Open("clip.mp4"));
+  VideoFrame frame;
+  struct Read {
+    int level;
+    uint64_t number;
+    int64_t timestamp;
+  };
+  for (const Read& read :
+       {Read{10, 3, 100}, Read{10, 3, 200}, Read{30, 4, 300}, Read{40, 0, 400}, Read{50, 0, 500}}) {
+    ASSERT_TRUE(source_.ReadNextFrame(frame));
+    EXPECT_EQ(frame.pixels[0], read.level);
+    EXPECT_EQ(frame.picture_number, read.number);
+    EXPECT_EQ(frame.timestamp, read.timestamp);
+  }
+}
+
+TEST_F(VideoSourceTest, APictureThatAnotherFrameHoldsIsTaken) {
+  ScriptedSample sample = Linear(Memory(6, 4, 24, 4));
+  sample.offers_rows = true;
+  sample.pitch = 24;
+  sample.picture_number = 3;
+  script_.samples = {sample, sample};
+  ASSERT_TRUE(source_.Open("clip.mp4"));
+  VideoFrame first;
+  VideoFrame second;
+  ASSERT_TRUE(source_.ReadNextFrame(first));
+  ASSERT_TRUE(source_.ReadNextFrame(second));
+  EXPECT_EQ(second.pixels, ExpectedPixels(6, 4));
+}
+
+// Linear memory may be short, and then the picture is not only the sample's.
+TEST_F(VideoSourceTest, APictureFromLinearMemoryHasNoNumber) {
+  ScriptedSample sample = Linear(Memory(6, 4, 24, 4));
+  sample.picture_number = 3;
+  script_.samples = {sample};
+  ASSERT_TRUE(source_.Open("clip.mp4"));
+  VideoFrame frame;
+  ASSERT_TRUE(source_.ReadNextFrame(frame));
+  EXPECT_EQ(frame.picture_number, 0u);
+}
+
 TEST_F(VideoSourceTest, EndErrorAndGapEndTheStream) {
   ScriptedSample end = Linear(Memory(6, 4, 24, 4));
   end.end_of_stream = true;  // even with a sample

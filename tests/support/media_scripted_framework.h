@@ -22,6 +22,7 @@ struct ScriptedSample {
   bool end_of_stream = false;
   bool has_sample = true;
   int64_t timestamp = 0;
+  uint64_t picture_number = 0;
   bool has_buffer = true;
   bool offers_rows = false;    // Lock2D succeeds
   bool rows_are_null = false;  // ... but hands no address
@@ -116,6 +117,7 @@ class ScriptedFramework : public media::VideoFramework {
    public:
     Sample(Script& script, ScriptedSample sample) : Held(script), sample_(std::move(sample)) {}
 
+    uint64_t picture_number() const override { return sample_.picture_number; }
     std::unique_ptr<media::VideoBuffer> ConvertToContiguousBuffer() override {
       if (!sample_.has_buffer) return nullptr;
       return std::make_unique<Buffer>(script_, sample_);

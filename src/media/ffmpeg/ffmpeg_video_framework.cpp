@@ -30,6 +30,7 @@ class PictureSample : public VideoSample {
  public:
   explicit PictureSample(std::shared_ptr<const Picture> picture) : picture_(std::move(picture)) {}
 
+  uint64_t picture_number() const override { return picture_->number(); }
   std::unique_ptr<VideoBuffer> ConvertToContiguousBuffer() override {
     return std::make_unique<PictureBuffer>(picture_);
   }

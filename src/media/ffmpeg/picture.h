@@ -32,6 +32,10 @@ class Picture {
   size_t pitch() const { return pitch_; }
   size_t size() const { return height_ * pitch_; }
 
+  // As VideoFrame::picture_number.
+  uint64_t number() const { return number_; }
+  void set_number(uint64_t number) { number_ = number; }
+
  private:
   static constexpr size_t kAlignment = 64;
   struct Free {
@@ -41,6 +45,7 @@ class Picture {
   size_t height_;
   size_t pitch_;
   std::unique_ptr<uint8_t, Free> bytes_;
+  uint64_t number_ = 0;
 };
 
 // Hands out pictures of one size and takes them back when their last owner is

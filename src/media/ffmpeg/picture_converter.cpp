@@ -1,6 +1,7 @@
 #include "media/ffmpeg/picture_converter.h"
 
 extern "C" {
+#include <libavutil/imgutils.h>
 #include <libavutil/intreadwrite.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
@@ -9,6 +10,7 @@ extern "C" {
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -197,6 +199,30 @@ void PictureConverter::PackPlanes(Picture& picture) const {
       AV_WL32(row + 4 * x, pixel);
     }
   }
+}
+
+bool PictureConverter::SameSamples(const AVFrame& a, const AVFrame& b) {
+  if (Describe(a) != Describe(b)) return false;
+  const auto format = static_cast<AVPixelFormat>(a.format);
+  const AVPixFmtDescriptor* const description = av_pix_fmt_desc_get(format);
+  if (description == nullptr) return false;
+  constexpr uint64_t kNotInPlanesAlone = AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_HWACCEL;
+  if ((description->flags & kNotInPlanesAlone) != 0) return false;
+  const int planes = av_pix_fmt_count_planes(format);
+  for (int plane = 0; plane < planes; ++plane) {
+    const int row_bytes = av_image_get_linesize(format, a.width, plane);
+    if (row_bytes <= 0) return false;
+    const bool is_chroma = plane == 1 || plane == 2;
+    const int rows = is_chroma ? AV_CEIL_RSHIFT(a.height, description->log2_chroma_h) : a.height;
+    for (int y = 0; y < rows; ++y) {
+      if (std::memcmp(a.data[plane] + ptrdiff_t{y} * a.linesize[plane],
+                      b.data[plane] + ptrdiff_t{y} * b.linesize[plane],
+                      static_cast<size_t>(row_bytes)) != 0) {
+        return false;
+      }
+    }
+  }
+  return true;
 }
 
 bool PictureConverter::Convert(const AVFrame& frame, Picture& picture) {

@@ -21,6 +21,10 @@ class PictureConverter {
   // False when the picture cannot be converted; `picture` may be partly written.
   [[nodiscard]] bool Convert(const AVFrame& frame, Picture& picture);
 
+  // True when both frames convert to the same pixels, as one can tell from
+  // their samples alone.
+  static bool SameSamples(const AVFrame& a, const AVFrame& b);
+
  private:
   // What a conversion is set up for.
   struct Input {
