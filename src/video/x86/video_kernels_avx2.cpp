@@ -2,6 +2,8 @@
 // must round after every product, as the scalar definition does.
 #include <immintrin.h>
 
+#include <utility>
+
 #include "video/dct.h"
 #include "video/quant_table.h"
 #include "video/x86/video_kernels_x86.h"
@@ -14,30 +16,46 @@ __m256 LoadBytesAsFloats(const uint8_t* bytes) {
   return _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(packed));
 }
 
-// Columns lie side by side in the lanes; every lane adds in the scalar order.
+// product = left * right over the first `terms` columns of `left` and rows of
+// `right`. Columns lie side by side in the lanes, and every lane adds in the
+// scalar order; the eight rows are summed together, since each sum alone would
+// wait for its own last addition.
+template <size_t... kRow>
+void MultiplyMatrices(const float* left, const float* right, int terms, float* product,
+                      std::index_sequence<kRow...> /*rows*/) {
+  __m256 sums[8];
+  const __m256 first = _mm256_load_ps(right);
+  ((sums[kRow] = _mm256_mul_ps(_mm256_broadcast_ss(left + 8 * kRow), first)), ...);
+  // Unrolled, GCC would load all factors first and run out of registers.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC unroll 1
+#endif
+  for (int k = 1; k < terms; ++k) {
+    const __m256 row = _mm256_load_ps(right + 8 * k);
+    ((sums[kRow] =
+          _mm256_add_ps(sums[kRow], _mm256_mul_ps(_mm256_broadcast_ss(left + 8 * kRow + k), row))),
+     ...);
+  }
+  (_mm256_store_ps(product + 8 * kRow, sums[kRow]), ...);
+}
+
+void MultiplyMatrices(const float* left, const float* right, int terms, float* product) {
+  MultiplyMatrices(left, right, terms, product, std::make_index_sequence<8>());
+}
+
 void ForwardDct(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* prediction,
                 ptrdiff_t prediction_stride, float* coefficients) {
   const DctBasis& basis = GetDctBasis();
-  __m256 residual[8];
+  alignas(32) float residual[64];
   for (int r = 0; r < 8; ++r) {
     // Differences of bytes are exact in float, so subtracting floats is too.
-    residual[r] = _mm256_sub_ps(LoadBytesAsFloats(source + r * source_stride),
-                                LoadBytesAsFloats(prediction + r * prediction_stride));
+    _mm256_store_ps(residual + 8 * r,
+                    _mm256_sub_ps(LoadBytesAsFloats(source + r * source_stride),
+                                  LoadBytesAsFloats(prediction + r * prediction_stride)));
   }
-  alignas(32) float product[8];
-  for (int u = 0; u < 8; ++u) {
-    __m256 sum = _mm256_mul_ps(_mm256_broadcast_ss(&basis.rows[u][0]), residual[0]);
-    for (int k = 1; k < 8; ++k) {
-      sum = _mm256_add_ps(sum, _mm256_mul_ps(_mm256_broadcast_ss(&basis.rows[u][k]), residual[k]));
-    }
-    _mm256_store_ps(product, sum);
-    sum = _mm256_mul_ps(_mm256_broadcast_ss(&product[0]), _mm256_load_ps(basis.columns[0]));
-    for (int x = 1; x < 8; ++x) {
-      sum = _mm256_add_ps(
-          sum, _mm256_mul_ps(_mm256_broadcast_ss(&product[x]), _mm256_load_ps(basis.columns[x])));
-    }
-    _mm256_store_ps(coefficients + 8 * u, sum);
-  }
+  alignas(32) float product[64];
+  MultiplyMatrices(basis.rows[0], residual, 8, product);
+  MultiplyMatrices(product, basis.columns[0], 8, coefficients);
 }
 
 __m256i QuantizeRow(const float* coefficients, const float* steps, __m256 round_up) {
@@ -77,23 +95,14 @@ void InverseDctAdd(const float* coefficients, int rows, int columns, const uint8
   const __m256 half = _mm256_set1_ps(0.5F);
   const __m256 zero = _mm256_setzero_ps();
   const __m256 most = _mm256_set1_ps(255.0F);
-  alignas(32) float product[8];
+  // Zero rows and columns would only add zeros, which no later step can tell.
+  alignas(32) float product[64];
+  alignas(32) float residual[64];
+  MultiplyMatrices(basis.columns[0], coefficients, rows, product);
+  MultiplyMatrices(product, basis.rows[0], columns, residual);
   for (int x = 0; x < 8; ++x) {
-    // A zero row or column would only add zeros, which no later step can tell.
-    __m256 sum =
-        _mm256_mul_ps(_mm256_broadcast_ss(&basis.rows[0][x]), _mm256_load_ps(coefficients));
-    for (int u = 1; u < rows; ++u) {
-      sum = _mm256_add_ps(sum, _mm256_mul_ps(_mm256_broadcast_ss(&basis.rows[u][x]),
-                                             _mm256_load_ps(coefficients + 8 * u)));
-    }
-    _mm256_store_ps(product, sum);
-    sum = _mm256_mul_ps(_mm256_broadcast_ss(&product[0]), _mm256_load_ps(basis.rows[0]));
-    for (int v = 1; v < columns; ++v) {
-      sum = _mm256_add_ps(
-          sum, _mm256_mul_ps(_mm256_broadcast_ss(&product[v]), _mm256_load_ps(basis.rows[v])));
-    }
     const __m256 predicted = LoadBytesAsFloats(prediction + x * prediction_stride);
-    __m256 value = _mm256_add_ps(_mm256_add_ps(predicted, sum), half);
+    __m256 value = _mm256_add_ps(_mm256_add_ps(predicted, _mm256_load_ps(residual + 8 * x)), half);
     value = _mm256_min_ps(_mm256_max_ps(value, zero), most);
     const __m256i whole = _mm256_cvttps_epi32(value);
     const __m128i words =
