@@ -4,6 +4,8 @@
 #include <bit>
 #include <cstring>
 
+#include "entropy/nonzero_mask.h"
+
 namespace qolm::video {
 namespace {
 
@@ -15,22 +17,15 @@ struct DequantisedBlock {
 };
 
 void Dequantise(const QuantTable& table, const int16_t* levels, DequantisedBlock& block) {
-  bool cleared = false;
-  for (size_t group = 0; group < 64; group += 4) {
-    uint64_t four_levels;
-    std::memcpy(&four_levels, levels + group, sizeof(four_levels));
-    if (four_levels == 0) continue;
-    if (!cleared) {
-      std::fill_n(block.coefficients, 64, 0.0F);
-      cleared = true;
-    }
-    for (size_t k = group; k < group + 4; ++k) {
-      if (levels[k] == 0) continue;
-      const size_t natural = kZigzag[k];
-      block.coefficients[natural] = static_cast<float>(levels[k]) * table.step[natural];
-      block.rows = std::max(block.rows, static_cast<int>(natural / 8) + 1);
-      block.columns = std::max(block.columns, static_cast<int>(natural % 8) + 1);
-    }
+  uint64_t nonzero = entropy::NonZeroMask64(levels);
+  if (nonzero == 0) return;
+  std::fill_n(block.coefficients, 64, 0.0F);
+  for (; nonzero != 0; nonzero &= nonzero - 1) {
+    const size_t k = static_cast<size_t>(std::countr_zero(nonzero));
+    const size_t natural = kZigzag[k];
+    block.coefficients[natural] = static_cast<float>(levels[k]) * table.step[natural];
+    block.rows = std::max(block.rows, static_cast<int>(natural / 8) + 1);
+    block.columns = std::max(block.columns, static_cast<int>(natural % 8) + 1);
   }
 }
 

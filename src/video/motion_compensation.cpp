@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 #include "base/team.h"
 
@@ -44,35 +45,58 @@ ReferenceWindow FetchWindow(const uint8_t* plane, const PlaneGeometry& geometry,
   return {storage, kWindow};
 }
 
-void CopyBlock(const ReferenceWindow& window, int columns, int rows, uint8_t* out,
-               ptrdiff_t out_stride) {
-  for (int r = 0; r < rows; ++r) {
-    std::memcpy(out + r * out_stride, window.samples + r * window.stride,
+// Where the block goes, without what lies outside the plane.
+struct Destination {
+  uint8_t* samples;
+  ptrdiff_t stride;
+  int rows;
+};
+
+// `columns` is a number, or a type that stands for one: copies and averages of a
+// width that the compiler knows are a few wide instructions a row.
+template <typename Columns>
+void CopyBlock(const ReferenceWindow& window, Columns columns, const Destination& out) {
+  for (int r = 0; r < out.rows; ++r) {
+    std::memcpy(out.samples + r * out.stride, window.samples + r * window.stride,
                 static_cast<size_t>(columns));
   }
 }
 
 // Between two samples that lie `step` bytes apart.
-void AverageTwo(const ReferenceWindow& window, ptrdiff_t step, int columns, int rows, uint8_t* out,
-                ptrdiff_t out_stride) {
-  for (int r = 0; r < rows; ++r) {
+template <typename Columns>
+void AverageTwo(const ReferenceWindow& window, ptrdiff_t step, Columns columns,
+                const Destination& out) {
+  for (int r = 0; r < out.rows; ++r) {
     const uint8_t* const a = window.samples + r * window.stride;
     const uint8_t* const b = a + step;
+    uint8_t* const row = out.samples + r * out.stride;
+    for (int c = 0; c < columns; ++c) row[c] = static_cast<uint8_t>((a[c] + b[c] + 1) >> 1);
+  }
+}
+
+template <typename Columns>
+void AverageFour(const ReferenceWindow& window, Columns columns, const Destination& out) {
+  for (int r = 0; r < out.rows; ++r) {
+    const uint8_t* const top = window.samples + r * window.stride;
+    const uint8_t* const bottom = top + window.stride;
+    uint8_t* const row = out.samples + r * out.stride;
     for (int c = 0; c < columns; ++c) {
-      out[r * out_stride + c] = static_cast<uint8_t>((a[c] + b[c] + 1) >> 1);
+      row[c] = static_cast<uint8_t>((top[c] + top[c + 1] + bottom[c] + bottom[c + 1] + 2) >> 2);
     }
   }
 }
 
-void AverageFour(const ReferenceWindow& window, int columns, int rows, uint8_t* out,
-                 ptrdiff_t out_stride) {
-  for (int r = 0; r < rows; ++r) {
-    const uint8_t* const top = window.samples + r * window.stride;
-    const uint8_t* const bottom = top + window.stride;
-    for (int c = 0; c < columns; ++c) {
-      out[r * out_stride + c] =
-          static_cast<uint8_t>((top[c] + top[c + 1] + bottom[c] + bottom[c + 1] + 2) >> 2);
-    }
+template <typename Columns>
+void Interpolate(const ReferenceWindow& window, bool half_x, bool half_y, Columns columns,
+                 const Destination& out) {
+  if (half_x && half_y) {
+    AverageFour(window, columns, out);
+  } else if (half_x) {
+    AverageTwo(window, 1, columns, out);
+  } else if (half_y) {
+    AverageTwo(window, window.stride, columns, out);
+  } else {
+    CopyBlock(window, columns, out);
   }
 }
 
@@ -84,21 +108,20 @@ void CompensateBlock(const uint8_t* reference, const PlaneGeometry& geometry,
   const int rows = std::min(block.size, geometry.height - block.y);
   if (columns <= 0 || rows <= 0) return;
 
-  const int half_x = half_samples ? vector.dx & 1 : 0;
-  const int half_y = half_samples ? vector.dy & 1 : 0;
+  const bool half_x = half_samples && (vector.dx & 1) != 0;
+  const bool half_y = half_samples && (vector.dy & 1) != 0;
   const int x = block.x + (half_samples ? vector.dx >> 1 : vector.dx);
   const int y = block.y + (half_samples ? vector.dy >> 1 : vector.dy);
   uint8_t storage[kWindow * kWindow];
-  const ReferenceWindow window =
-      FetchWindow(reference, geometry, x, y, columns + half_x, rows + half_y, storage);
-  if (half_x != 0 && half_y != 0) {
-    AverageFour(window, columns, rows, out, out_stride);
-  } else if (half_x != 0) {
-    AverageTwo(window, 1, columns, rows, out, out_stride);
-  } else if (half_y != 0) {
-    AverageTwo(window, window.stride, columns, rows, out, out_stride);
+  const ReferenceWindow window = FetchWindow(reference, geometry, x, y, columns + (half_x ? 1 : 0),
+                                             rows + (half_y ? 1 : 0), storage);
+  const Destination destination{out, out_stride, rows};
+  if (columns == 16) {
+    Interpolate(window, half_x, half_y, std::integral_constant<int, 16>(), destination);
+  } else if (columns == 8) {
+    Interpolate(window, half_x, half_y, std::integral_constant<int, 8>(), destination);
   } else {
-    CopyBlock(window, columns, rows, out, out_stride);
+    Interpolate(window, half_x, half_y, columns, destination);
   }
 }
 
