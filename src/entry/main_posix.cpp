@@ -1,9 +1,28 @@
 #include <iostream>
 #include <new>
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 #include "entry/program_main.h"
 
+namespace {
+
+// Lets memory that one picture gave back serve the next. By default glibc asks
+// the system for every piece of a picture's size and gives it back at once, and
+// clearing its pages again took a twelfth of a conversion.
+void KeepFreedMemory() {
+#if defined(__GLIBC__)
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);  // the most that glibc takes
+  mallopt(M_TRIM_THRESHOLD, 256 << 20);
+#endif
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+  KeepFreedMemory();
   try {
     return qolm::ProgramMain(std::vector<std::string>(argv, argv + argc));
   } catch (const std::bad_alloc&) {
