@@ -27,7 +27,7 @@ help:
 	@echo "make coverage            line and branch coverage of the tests"
 	@echo "make same-bits [BUILDS=...]  the golden tests of other compilers, levels and machines"
 	@echo "make fuzz [SECONDS=20] [TARGETS=...]  the fuzzers in turn, so long each"
-	@echo "make bench               kernel benchmarks"
+	@echo "make bench [CLIPS=...]   kernel benchmarks, then whole conversions beside ffmpeg's"
 	@echo "make quality CLIPS=...   size, quality and speed table beside other codecs"
 	@echo "make option-table OPTIONS=--bidirectional CLIPS=... what encode options bring"
 	@echo "make sound-table CLIPS=... the same for the sound"
@@ -104,8 +104,9 @@ fuzz:
 bench:
 	@tools/setup.sh bench
 	cmake --preset bench
-	cmake --build --preset bench --target kernel_bench
+	cmake --build --preset bench --target kernel_bench qolm2_converter
 	build/bench/bin/kernel_bench
+	python3 bench/speed_table.py --programs build/bench/bin --slides --plot build/bench/speed.png $(SPEED_FLAGS) $(CLIPS)
 
 quality: build
 	@tools/setup.sh bench

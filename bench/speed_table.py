@@ -72,7 +72,8 @@ class Encoder:
         self.ssim = ssim_at(self.setting)
 
     def command(self, setting, frames, source=None):
-        source = source or ["-i", self.clip, "-map", "0:V:0", "-an"]
+        # A rate that every format knows; the pictures are the same.
+        source = ["-r", "25", *(source or ["-i", self.clip, "-map", "0:V:0", "-an"])]
         return [*FFMPEG, *source, *quality_table.limit(frames), *self.options, str(setting),
                 "-pix_fmt", "yuv420p", "-strict", "unofficial", "-vsync", "passthrough", self.path]
 

@@ -12,7 +12,8 @@ build_packages=(g++ make cmake ninja-build pkg-config
   libavfilter-dev libstb-dev zlib1g-dev)
 demo_packages=("${build_packages[@]}" ffmpeg python3)
 test_packages=("${build_packages[@]}" ffmpeg python3 libgtest-dev libgmock-dev libpng-dev)
-bench_packages=("${demo_packages[@]}" libbenchmark-dev time)
+bench_packages=("${demo_packages[@]}" libbenchmark-dev time
+  python3-matplotlib fonts-dejavu-core)
 coverage_packages=("${test_packages[@]}" gcovr)
 fuzz_packages=("${build_packages[@]}" clang-14 libclang-rt-14-dev libomp-14-dev)
 # The programs for Windows, Wine to run them, and what its media need.
