@@ -14,8 +14,8 @@ namespace {
 // clearing its pages again took a twelfth of a conversion.
 void KeepFreedMemory() {
 #if defined(__GLIBC__)
-  mallopt(M_MMAP_THRESHOLD, 32 << 20);  // the most that glibc takes
-  mallopt(M_TRIM_THRESHOLD, 256 << 20);
+  mallopt(M_MMAP_THRESHOLD, 8 << 20);
+  mallopt(M_TRIM_THRESHOLD, 64 << 20);
 #endif
 }
 
