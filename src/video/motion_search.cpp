@@ -78,8 +78,13 @@ class MotionSearch {
                  const MotionVector& predictor, Candidate& best) const {
     if (!range.Contains(dx, dy)) return;
     const MotionVector vector{static_cast<int8_t>(dx), static_cast<int8_t>(dy)};
+    // What cannot win is not compared: the best so far, and what its bits alone
+    // make dearer.
+    if (vector == best.vector && best.score != kNoCost) return;
+    const uint32_t vector_cost = VectorCost(vector, predictor);
+    if (vector_cost >= best.score) return;
     const uint32_t cost = matcher_.Cost(block, vector);
-    best.Offer(vector, cost, cost + VectorCost(vector, predictor));
+    best.Offer(vector, cost, cost + vector_cost);
   }
 
   MotionVector EstimateGlobalMotion() const {
@@ -194,14 +199,16 @@ class MotionSearch {
       if (i % grid_.columns > 0) neighbours[2] = field[i - 1].vectors[0];
       if (i >= grid_.columns) neighbours[3] = field[i - grid_.columns].vectors[0];
 
+      const MotionVector own = field[i].vectors[0];
+      const auto is_own = [&own](const MotionVector& vector) { return vector == own; };
+      if (std::ranges::all_of(neighbours, is_own)) continue;
       const LumaBlock block = matcher_.MacroblockAt(static_cast<uint32_t>(i % grid_.columns),
                                                     static_cast<uint32_t>(i / grid_.columns));
-      const MotionVector own = field[i].vectors[0];
       const VectorRange range = matcher_.RangeOf(block);
       Candidate best;
       OfferFull(block, range, own.dx, own.dy, predictor, best);
       for (const MotionVector& vector : neighbours) {
-        if (vector != own) OfferFull(block, range, vector.dx, vector.dy, predictor, best);
+        if (!is_own(vector)) OfferFull(block, range, vector.dx, vector.dy, predictor, best);
       }
       field[i].vectors.fill(best.vector);
     }
