@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <type_traits>
+#include <vector>
 
 #include "base/team.h"
 
@@ -147,8 +148,29 @@ void CompensateMacroblockPlane(const uint8_t* reference, const PlaneGeometry& ge
   }
 }
 
+bool StandsStill(const MacroblockMotion& motion) {
+  return motion.split == 0 && motion.vectors[0] == MotionVector{};
+}
+
+// A row of macroblocks, `size` samples high, from column `first` up to `end`.
+void CopyMacroblocks(const uint8_t* reference, const PlaneGeometry& geometry, int first, int end,
+                     int row, int size, uint8_t* picture) {
+  const int x = first * size;
+  const int y = row * size;
+  const int columns = std::min(end * size, geometry.width) - x;
+  if (columns <= 0) return;
+  for (int r = y; r < std::min(y + size, geometry.height); ++r) {
+    const ptrdiff_t offset = ptrdiff_t{r} * geometry.width + x;
+    std::memcpy(picture + offset, reference + offset, static_cast<size_t>(columns));
+  }
+}
+
 PlaneGeometry LumaGeometry(const YuvPlanes& planes) {
   return {static_cast<int>(planes.width), static_cast<int>(planes.height)};
+}
+
+PlaneGeometry ChromaGeometry(const YuvPlanes& planes) {
+  return {static_cast<int>(planes.ChromaWidth()), static_cast<int>(planes.ChromaHeight())};
 }
 
 }  // namespace
@@ -169,8 +191,7 @@ void CompensateLumaMacroblock(const YuvPlanes& reference, uint32_t column, uint3
 
 void CompensateMacroblock(const YuvPlanes& reference, uint32_t column, uint32_t row,
                           const MacroblockMotion& motion, const MacroblockSamples& out) {
-  const PlaneGeometry chroma{static_cast<int>(reference.ChromaWidth()),
-                             static_cast<int>(reference.ChromaHeight())};
+  const PlaneGeometry chroma = ChromaGeometry(reference);
   const int c = static_cast<int>(column);
   const int r = static_cast<int>(row);
   CompensateLumaMacroblock(reference, column, row, motion, out.y, out.luma_stride);
@@ -182,11 +203,30 @@ void CompensateMacroblock(const YuvPlanes& reference, uint32_t column, uint32_t 
 
 void CompensateMotion(const YuvPlanes& reference, const MacroblockGrid& grid,
                       std::span<const MacroblockMotion> field, YuvPlanes& prediction) {
+  const PlaneGeometry luma = LumaGeometry(reference);
+  const PlaneGeometry chroma = ChromaGeometry(reference);
   ForEachInTeam(grid.rows, reference.y.size() >= kSamplesWorthATeam, [&](size_t i) {
+    const std::span<const MacroblockMotion> motions = field.subspan(i * grid.columns, grid.columns);
     const auto row = static_cast<uint32_t>(i);
-    for (uint32_t column = 0; column < grid.columns; ++column) {
-      CompensateMacroblock(reference, column, row, field[i * grid.columns + column],
+    for (uint32_t column = 0; column < grid.columns;) {
+      // What stands still side by side is copied at once.
+      uint32_t end = column;
+      while (end < grid.columns && StandsStill(motions[end])) ++end;
+      if (end > column) {
+        const auto copy = [&](const std::vector<uint8_t>& from, const PlaneGeometry& geometry,
+                              int size, std::vector<uint8_t>& to) {
+          CopyMacroblocks(from.data(), geometry, static_cast<int>(column), static_cast<int>(end),
+                          static_cast<int>(row), size, to.data());
+        };
+        copy(reference.y, luma, 16, prediction.y);
+        copy(reference.cb, chroma, 8, prediction.cb);
+        copy(reference.cr, chroma, 8, prediction.cr);
+        column = end;
+        continue;
+      }
+      CompensateMacroblock(reference, column, row, motions[column],
                            MacroblockInPicture(prediction, column, row));
+      ++column;
     }
   });
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "entropy/nonzero_mask.h"
+
 namespace qolm::video {
 namespace {
 
@@ -49,6 +51,7 @@ void ReconstructResidualRow(const VideoKernels& kernels, const int16_t* levels,
                             uint8_t* plane) {
   const uint32_t y0 = 8 * block_row;
   for (uint32_t x0 = 0; x0 < grid.width; x0 += 8, levels += 64) {
+    if (entropy::NonZeroMask64(levels) == 0) continue;  // the prediction stands there already
     Block8x8 storage;
     ReconstructBlock(kernels, table, ViewBlock(plane, grid, x0, y0, storage), levels, grid, x0, y0,
                      plane);
