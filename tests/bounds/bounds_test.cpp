@@ -178,12 +178,12 @@ TEST_F(Bounds, AMillionPiecesOfNoSound) {
   EXPECT_THAT(Info({}), HasSubstr(Frames(0)));
 }
 
-TEST_F(Bounds, RepeatsOfAQuarterOfABillionFrames) {
+TEST_F(Bounds, RepeatsOfManyMillionFrames) {
   HostileFile file = Create();
-  for (uint32_t i = 0; i < kMillion; ++i) file.record({RecordType::kRepeatRun, 255, 0, 0});
+  for (uint32_t i = 0; i < 200'000; ++i) file.record({RecordType::kRepeatRun, 255, 0, 0});
   file.close();
-  EXPECT_THAT(Info({}), HasSubstr(Frames(255'000'000)));
-  EXPECT_EQ(Export({png_, "--frame", "254999999"}, {}).exit_code, 0);
+  EXPECT_THAT(Info({.cpu_seconds = 6}), HasSubstr(Frames(51'000'000)));
+  EXPECT_EQ(Export({png_, "--frame", "50999999"}, {.cpu_seconds = 6}).exit_code, 0);
 }
 
 // Listed by a scan, since no index may hold as many.
@@ -200,7 +200,7 @@ TEST_F(Bounds, AsManyKeyFramesAsAreListed) {
 }
 
 TEST_F(Bounds, SmallKeyFrames) {
-  constexpr uint32_t kFrames = 12'000;
+  constexpr uint32_t kFrames = 6'000;
   HostileFile file = Create();
   const Bytes picture = KeyFrame(160, 128, Spelling::kShort);
   for (uint32_t i = 0; i < kFrames; ++i) file.whole_record(RecordType::kKeyFrame, picture);
@@ -209,17 +209,17 @@ TEST_F(Bounds, SmallKeyFrames) {
 }
 
 TEST_F(Bounds, LargeKeyFrames) {
-  const uint32_t frames = kPlainBuild ? 10 : 1;
+  const uint32_t frames = kPlainBuild ? 4 : 1;
   HostileFile file = Create();
   const Bytes picture = KeyFrame(8192, 8192, Spelling::kShort);
   for (uint32_t i = 0; i < frames; ++i) file.whole_record(RecordType::kKeyFrame, picture);
   file.close();
-  EXPECT_THAT(Info({.width = 8192, .height = 8192, .cpu_seconds = 120}), HasSubstr(Frames(frames)));
+  EXPECT_THAT(Info({.width = 8192, .height = 8192, .cpu_seconds = 50}), HasSubstr(Frames(frames)));
 }
 
 // Tokens three times as many as levels, and as many pictures at once as may be.
 TEST_F(Bounds, LongSpellingsOfPicturesThatWait) {
-  constexpr uint32_t kSide = 2048;
+  constexpr uint32_t kSide = 1536;
   constexpr uint16_t kWaiting = 8;
   HostileFile file = Create(container::kFlagBidirectional | container::kFlagMotionPrediction |
                             container::kFlagDeblocking);
@@ -238,7 +238,7 @@ TEST_F(Bounds, LongSpellingsOfPicturesThatWait) {
 
 class BoundsOfSound : public Bounds {
  protected:
-  static constexpr uint32_t kValues = (1U << 26) + (1U << 14);
+  static constexpr uint32_t kValues = (1U << 25) + (1U << 14);
 
   // Info keeps no sound; an export does.
   void ExpectDecoded(uint32_t values) {

@@ -11,8 +11,8 @@
 #include "sample_files.h"
 #include "support/container_file.h"
 #include "support/cpu_limit.h"
+#include "support/forked_program.h"
 #include "support/numbered_picture.h"
-#include "support/run_program.h"
 #include "support/temporary_folder.h"
 
 namespace qolm::test {
@@ -20,10 +20,9 @@ namespace {
 
 constexpr rlim_t kSecondsPerRun = 60;
 
-InfoReport RunLimited(const char* program, const std::vector<std::string>& arguments) {
-  ProgramRun run(program, arguments, [] { LimitCpuSeconds(kSecondsPerRun); });
-  run.Wait();
-  return {run.exit_code(), run.out(), run.err()};
+InfoReport RunLimited(CalledProgram program, const std::vector<std::string>& arguments) {
+  const ForkedRun run = RunForked(program, arguments, [] { LimitCpuSeconds(kSecondsPerRun); });
+  return {run.exit_code, run.out, run.err};
 }
 
 // As RunInfo would give it: no banner, and the time by the scripted clock.
@@ -49,12 +48,12 @@ class SomeDamage : public testing::TestWithParam<Sample> {
     WriteBytes(path, bytes);
     const Findings inside = Judge(RunInfo(path), path, bytes);
     const Findings outside =
-        Judge(WithScriptedClock(RunLimited(QOLM_CONVERTER, {"info", path})), path, bytes);
+        Judge(WithScriptedClock(RunLimited(ConverterMain, {"info", path})), path, bytes);
     ASSERT_EQ(outside.complaint, "");
     EXPECT_EQ(outside.frames, inside.frames);
     EXPECT_EQ(outside.sound_line, inside.sound_line);
 
-    const InfoReport exported = RunLimited(QOLM_EXPORT, {path, "-", "--y4m"});
+    const InfoReport exported = RunLimited(ExportMain, {path, "-", "--y4m"});
     EXPECT_EQ(exported.exit_code, exported.err.empty() ? 0 : 1) << exported.err;
     if (exported.err.empty()) {
       EXPECT_EQ(FramesOfY4m(exported.out), inside.frames);

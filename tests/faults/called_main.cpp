@@ -9,9 +9,6 @@
 
 #include "support/text_file.h"
 
-// The programs' own, which the build gives this name here: the test has one too.
-int qolm_called_main(int argc, char** argv);
-
 namespace qolm::test {
 namespace {
 
@@ -41,11 +38,7 @@ class Redirected {
 }  // namespace
 
 MainCall CalledMain::Call(const std::vector<std::string>& arguments, const AllocationFault& fault) {
-  std::vector<std::string> words = {"program"};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  std::vector<char*> pointers;
-  for (std::string& word : words) pointers.push_back(word.data());
-  pointers.push_back(nullptr);
+  MainArguments words(arguments);
   std::cout.clear();
   std::cerr.clear();
   std::fflush(stdout);
@@ -57,7 +50,7 @@ MainCall CalledMain::Call(const std::vector<std::string>& arguments, const Alloc
     const int64_t held_before = BlocksHeld();
     {
       const FailingAllocations allocations(fault);
-      call.exit_code = qolm_called_main(static_cast<int>(words.size()), pointers.data());
+      call.exit_code = words.Pass(program_);
       call.allocations = allocations.asked();
       call.refused = allocations.failed();
     }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "faults/failing_allocations.h"
+#include "support/forked_program.h"
 #include "support/temporary_folder.h"
 
 namespace qolm::test {
@@ -21,10 +22,13 @@ struct MainCall {
 
 class CalledMain {
  public:
+  explicit CalledMain(CalledProgram program) : program_(program) {}
+
   // `arguments` follow the program's name.
   MainCall Call(const std::vector<std::string>& arguments, const AllocationFault& fault = {});
 
  private:
+  const CalledProgram program_;
   const TemporaryFolder folder_;
 };
 

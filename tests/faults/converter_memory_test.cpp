@@ -56,16 +56,16 @@ class ConverterMemory : public testing::Test {
   const TemporaryFolder folder_;
   const std::string input_ = (folder_ / "clip.mkv").string();
   const std::string output_ = (folder_ / "clip.qolm").string();
-  CalledMain main_;
+  CalledMain main_{ConverterMain};
 };
 
 TEST_F(ConverterMemory, OneRefusalInAFastStartFile) {
-  Clip{.width = 32, .height = 32, .frames = 12}.Write(input_);
+  Clip{.width = 32, .height = 32, .frames = 8}.Write(input_);
   SweepEncode({});
 }
 
 TEST_F(ConverterMemory, OneRefusalAmongBidirectionalFramesAndPiecesOfSound) {
-  Clip{.width = 32, .height = 32, .frames = 12}.Write(input_);
+  Clip{.width = 32, .height = 32, .frames = 8}.Write(input_);
   SweepEncode({"--monolithic", "--interleave", "--bidirectional", "--gop", "5"});
 }
 
@@ -75,7 +75,7 @@ TEST_F(ConverterMemory, OneRefusalInATeam) {
 }
 
 TEST_F(ConverterMemory, NothingButRefusalsFromOneOn) {
-  Clip{.width = 32, .height = 32, .frames = 12}.Write(input_);
+  Clip{.width = 32, .height = 32, .frames = 8}.Write(input_);
   SweepEncode({"--interleave", "--bidirectional"}, {.from_then = true}, 3);
 }
 

@@ -57,7 +57,7 @@ class ExportMemory : public testing::Test {
 
   const TemporaryFolder folder_;
   const std::string input_ = (folder_ / "clip.qolm").string();
-  CalledMain main_;
+  CalledMain main_{ExportMain};
 };
 
 TEST_F(ExportMemory, OneRefusalInY4m) { Sweep("clip.y4m"); }

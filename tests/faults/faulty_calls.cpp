@@ -1,5 +1,5 @@
-// Stands between a program and the C library and lets chosen calls fail, as
-// fault_plan.h says. Only the C library is used: the program may hold any locks.
+#include "faults/faulty_calls.h"
+
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -8,20 +8,17 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/file.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <string_view>
 
-#include "faults/fault_plan.h"
-
+// Only the C library does any work here: the program may hold any locks.
 namespace {
-
-namespace plan = qolm::test::fault_plan;
 
 // The C library's own.
 template <typename Function>
@@ -31,54 +28,13 @@ Function* Real(const char* name) {
   return reinterpret_cast<Function*>(symbol);
 }
 
-std::string_view Variable(const char* name) {
-  const char* const value = getenv(name);
-  return value == nullptr ? std::string_view() : value;
-}
+// Written while the process has one thread.
+const qolm::test::Fault* g_fault = nullptr;
+qolm::test::FaultReport* g_report = nullptr;
 
-uint64_t Number(const char* name) {
-  const char* const value = getenv(name);
-  return value == nullptr ? 0 : strtoull(value, nullptr, 10);
-}
-
-// The environment does not change while the program runs.
-struct Plan {
-  std::string_view files = Variable(plan::kFiles);
-  std::string_view call = Variable(plan::kCall);
-  uint64_t at = Number(plan::kAt);
-  bool from_then = !Variable(plan::kFromThen).empty();
-  std::string_view action = Variable(plan::kAction);
-  uint64_t longest_write = Number(plan::kLongestWrite);
-  plan::Report* report = MapReport();
-
-  static plan::Report* MapReport() {
-    const char* const path = getenv(plan::kReport);
-    if (path == nullptr) return nullptr;
-    const int file = Real<int(const char*, int, ...)>("open")(path, O_RDWR | O_CLOEXEC);
-    if (file < 0) abort();
-    void* const memory =
-        mmap(nullptr, sizeof(plan::Report), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-    Real<int(int)>("close")(file);
-    if (memory == MAP_FAILED) abort();
-    return static_cast<plan::Report*>(memory);
-  }
-
-  std::string_view first_file() const { return files.substr(0, files.find(':')); }
-
-  bool names(std::string_view path) const {
-    std::string_view left = files;
-    while (!left.empty()) {
-      const size_t length = left.find(':');
-      if (left.substr(0, length) == path) return true;
-      left = length == std::string_view::npos ? std::string_view() : left.substr(length + 1);
-    }
-    return false;
-  }
-};
-
-const Plan& ThePlan() {
-  static const Plan plan;
-  return plan;
+bool IsNamed(std::string_view path) {
+  return g_fault != nullptr &&
+         std::find(g_fault->files.begin(), g_fault->files.end(), path) != g_fault->files.end();
 }
 
 constexpr size_t kMostDescriptors = 1024;
@@ -114,13 +70,13 @@ void Change(const char* path, char how, int64_t value) {
 
 // Does what is planned for this call. True, with errno, when the call shall fail.
 bool Fault(std::string_view call) {
-  const Plan& plan = ThePlan();
-  if (plan.report == nullptr || (plan.call != "any" && plan.call != call)) return false;
-  const uint64_t number = ++plan.report->calls;
-  if (plan.at == 0 || (plan.from_then ? number < plan.at : number != plan.at)) return false;
-  ++plan.report->faults;
-  const char how = plan.action.front();
-  const int64_t value = atoll(plan.action.data() + 1);
+  if (g_fault->call != "any" && g_fault->call != call) return false;
+  const uint64_t at = g_fault->at;
+  const uint64_t number = ++g_report->calls;
+  if (at == 0 || (g_fault->from_then ? number < at : number != at)) return false;
+  ++g_report->faults;
+  const char how = g_fault->action.front();
+  const int64_t value = atoll(g_fault->action.c_str() + 1);
   if (how == 'e') {
     errno = static_cast<int>(value);
     return true;
@@ -129,16 +85,14 @@ bool Fault(std::string_view call) {
   if (how == 's') {
     raise(static_cast<int>(value));
   } else {
-    std::array<char, 4096> path{};
-    plan.first_file().copy(path.data(), path.size() - 1);
-    Change(path.data(), how, value);
+    Change(g_fault->files.front().c_str(), how, value);
   }
   errno = error;
   return false;
 }
 
 int Open(const char* path, int flags, mode_t mode) {
-  const bool named = ThePlan().names(path);
+  const bool named = IsNamed(path);
   if (named && Fault("open")) return -1;
   static auto* const real = Real<int(const char*, int, ...)>("open");
   const int descriptor = real(path, flags, mode);
@@ -161,7 +115,7 @@ ssize_t Write(int descriptor, const void* bytes, size_t count) {
   static auto* const real = Real<ssize_t(int, const void*, size_t)>("write");
   if (!Watched(descriptor)) return real(descriptor, bytes, count);
   if (Fault("write")) return -1;
-  const uint64_t most = ThePlan().longest_write;
+  const uint64_t most = g_fault->longest_write;
   return real(descriptor, bytes, most != 0 && most < count ? most : count);
 }
 
@@ -198,7 +152,7 @@ int CloseStream(void* cookie) {
 
 FILE* OpenStream(const char* path, const char* mode, const char* real_name) {
   const bool writes = strcmp(mode, "wb") == 0;
-  if (!writes || !ThePlan().names(path)) {
+  if (!writes || !IsNamed(path)) {
     return Real<FILE*(const char*, const char*)>(real_name)(path, mode);
   }
   const int descriptor = Open(path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
@@ -210,6 +164,11 @@ FILE* OpenStream(const char* path, const char* mode, const char* real_name) {
 }
 
 }  // namespace
+
+void qolm::test::MeetFault(const Fault& fault, FaultReport& report) {
+  g_fault = &fault;
+  g_report = &report;
+}
 
 extern "C" {
 
@@ -257,10 +216,9 @@ off64_t lseek64(int descriptor, off64_t offset, int whence) noexcept {
   return Seek(descriptor, offset, whence);
 }
 
-int fsync(int descriptor) {
-  static auto* const real = Real<int(int)>("fsync");
-  return Watched(descriptor) && Fault("sync") ? -1 : real(descriptor);
-}
+// Only the end of a process is tried here, not of the system, which needs no disk
+// that has taken everything; waiting for it would take most of the time.
+int fsync(int descriptor) { return Watched(descriptor) && Fault("sync") ? -1 : 0; }
 
 int flock(int descriptor, int operation) noexcept {
   static auto* const real = Real<int(int, int)>("flock");
@@ -269,12 +227,12 @@ int flock(int descriptor, int operation) noexcept {
 
 int rename(const char* from, const char* to) noexcept {
   static auto* const real = Real<int(const char*, const char*)>("rename");
-  return ThePlan().names(to) && Fault("rename") ? -1 : real(from, to);
+  return IsNamed(to) && Fault("rename") ? -1 : real(from, to);
 }
 
 int chmod(const char* path, mode_t mode) noexcept {
   static auto* const real = Real<int(const char*, mode_t)>("chmod");
-  return ThePlan().names(path) && Fault("chmod") ? -1 : real(path, mode);
+  return IsNamed(path) && Fault("chmod") ? -1 : real(path, mode);
 }
 
 FILE* fopen(const char* path, const char* mode) { return OpenStream(path, mode, "fopen"); }

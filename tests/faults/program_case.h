@@ -14,7 +14,6 @@
 
 #include "faults/clip.h"
 #include "faults/faulted_run.h"
-#include "support/run_program.h"
 #include "support/temporary_folder.h"
 #include "support/text_file.h"
 
@@ -59,9 +58,8 @@ class ProgramCaseTest : public testing::TestWithParam<ProgramCase> {
   void MakeSource(const Clip& clip) {
     clip.Write(source_);
     if (GetParam().exports) {
-      ProgramRun encode(QOLM_CONVERTER, {"encode", source_, qolm_});
-      encode.Wait();
-      ASSERT_EQ(encode.exit_code(), 0) << encode.err();
+      const FaultedRun encode = RunWithFault(ConverterMain, {"encode", source_, qolm_});
+      ASSERT_EQ(encode.exit_code, 0) << encode.err;
     }
     const FaultedRun undisturbed = Run({});
     ASSERT_EQ(undisturbed.exit_code, 0) << undisturbed.err;
@@ -84,21 +82,18 @@ class ProgramCaseTest : public testing::TestWithParam<ProgramCase> {
     words.insert(words.end(), program.options.begin(), program.options.end());
     words.insert(words.end(), further_options.begin(), further_options.end());
     if (fault.files.empty()) fault.files = OutputFiles(output_);
-    return RunWithFault(program.exports ? QOLM_EXPORT_PROGRAM : QOLM_CONVERTER, words, fault,
-                        in_child);
+    return RunWithFault(program.exports ? ExportMain : ConverterMain, words, fault, in_child);
   }
 
   // Frames that info decodes from `path`, which it must be able to open.
   static uint64_t FramesByInfo(const std::string& path) {
-    ProgramRun info(QOLM_CONVERTER, {"info", path});
-    info.Wait();
-    EXPECT_EQ(info.exit_code(), 0) << info.err();
-    EXPECT_EQ(info.err(), "");
-    const std::string out = info.out();
+    const FaultedRun info = RunWithFault(ConverterMain, {"info", path});
+    EXPECT_EQ(info.exit_code, 0) << info.err;
+    EXPECT_EQ(info.err, "");
     const std::string label = "[+] Decoded Frames : ";
-    const size_t at = out.find(label);
-    EXPECT_NE(at, std::string::npos) << out;
-    return at == std::string::npos ? 0 : std::stoull(out.substr(at + label.size()));
+    const size_t at = info.out.find(label);
+    EXPECT_NE(at, std::string::npos) << info.out;
+    return at == std::string::npos ? 0 : std::stoull(info.out.substr(at + label.size()));
   }
 
   void ExpectSuccess(const FaultedRun& run) const {

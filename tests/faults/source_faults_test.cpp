@@ -23,13 +23,12 @@ struct Form {
   const char* sound_codec;
 };
 
-constexpr int kFrames = 30;
+constexpr int kFrames = 20;
 
 class SourceFaults : public testing::TestWithParam<Form> {
  protected:
   void SetUp() override {
-    Clip clip;
-    clip.frames = kFrames;
+    Clip clip{.width = 96, .height = 64, .frames = kFrames};
     clip.picture_codec = GetParam().picture_codec;
     clip.sound_codec = GetParam().sound_codec;
     clip.Write(source_);
@@ -41,7 +40,7 @@ class SourceFaults : public testing::TestWithParam<Form> {
   FaultedRun Encode(Fault fault) {
     fault.files = {source_};
     fs::remove(output_);
-    return RunWithFault(QOLM_CONVERTER, {"encode", source_, output_}, fault);
+    return RunWithFault(ConverterMain, {"encode", source_, output_}, fault);
   }
 
   // The number behind `label` in `text`, or -1.
@@ -62,7 +61,7 @@ class SourceFaults : public testing::TestWithParam<Form> {
       return;
     }
     EXPECT_EQ(run.err, "");
-    const FaultedRun info = RunWithFault(QOLM_CONVERTER, {"info", output_}, {});
+    const FaultedRun info = RunWithFault(ConverterMain, {"info", output_});
     EXPECT_EQ(info.exit_code, 0);
     EXPECT_EQ(info.err, "");
     const int64_t frames = NumberBehind("  Total Frames Processed : ", run.out);
@@ -175,12 +174,12 @@ class ReadingBack : public testing::Test {
   ReadingBack() {
     const std::string source = (folder_ / "clip.mkv").string();
     Clip{.width = 96, .height = 64, .frames = 12}.Write(source);
-    ProgramRun encode(QOLM_CONVERTER, {"encode", source, input_, "--interleave"});
-    encode.Wait();
-    EXPECT_EQ(encode.exit_code(), 0) << encode.err();
+    const FaultedRun encode =
+        RunWithFault(ConverterMain, {"encode", source, input_, "--interleave"});
+    EXPECT_EQ(encode.exit_code, 0) << encode.err;
   }
 
-  FaultedRun Run(const std::string& program, const std::vector<std::string>& words, uint64_t at) {
+  FaultedRun Run(CalledProgram program, const std::vector<std::string>& words, uint64_t at) {
     return RunWithFault(program, words,
                         {.files = {input_}, .call = "read", .action = "e5", .at = at});
   }
@@ -192,7 +191,7 @@ class ReadingBack : public testing::Test {
 TEST_F(ReadingBack, InfoTellsWhatItCouldNotDecode) {
   for (uint64_t at = 1; !HasFailure(); ++at) {
     SCOPED_TRACE("read " + std::to_string(at));
-    const FaultedRun run = Run(QOLM_CONVERTER, {"info", input_}, at);
+    const FaultedRun run = Run(ConverterMain, {"info", input_}, at);
     if (run.faults == 0) break;
     if (run.exit_code == 1) {
       EXPECT_TRUE(IsOneErrorLine(run.err)) << run.err;
@@ -206,12 +205,12 @@ TEST_F(ReadingBack, InfoTellsWhatItCouldNotDecode) {
 
 TEST_F(ReadingBack, ExportsSayThatFramesAreMissing) {
   const std::string output = (folder_ / "clip.y4m").string();
-  ASSERT_EQ(Run(QOLM_EXPORT_PROGRAM, {input_, output}, 0).exit_code, 0);
+  ASSERT_EQ(Run(ExportMain, {input_, output}, 0).exit_code, 0);
   const std::string whole = ReadFile(output);
   for (uint64_t at = 1; !HasFailure(); ++at) {
     SCOPED_TRACE("read " + std::to_string(at));
     fs::remove(output);
-    const FaultedRun run = Run(QOLM_EXPORT_PROGRAM, {input_, output}, at);
+    const FaultedRun run = Run(ExportMain, {input_, output}, at);
     EXPECT_FALSE(fs::exists(output + ".part"));
     if (run.exit_code == 0) {
       EXPECT_TRUE(ReadFile(output) == whole);
