@@ -43,6 +43,7 @@ int16_t* TrackRoom::extend(size_t values) {
 }
 
 void TrackRoom::keep() {
+  values_in_vain_ = spent_;
   if (extent_ != nullptr) {
     *extent_ = {added_.sample_rate, added_.channels, held_.values + added_.values};
   } else if (held_.values == 0) {

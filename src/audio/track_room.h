@@ -27,7 +27,7 @@ class TrackRoom {
   // it calls again.
   int16_t* extend(size_t values);
 
-  // Work beside that on the values, which counts as so many where all was in vain.
+  // Work beside that on the values, which counts as so many.
   void spend(uint64_t values) { spent_ += values; }
 
   // All came. A track without samples takes over rate and channel count.
@@ -35,9 +35,9 @@ class TrackRoom {
   // The payload is malformed: the track is as it was.
   void take_back();
 
-  // What a payload cost that was refused, in sample values: those taken back and
-  // what was spent beside, at least that of the smallest step; 0 when the room was
-  // never open.
+  // What a payload cost beyond the values that were kept, in sample values: what was
+  // spent beside, and for one that was refused those taken back, together at least
+  // that of the smallest step; 0 when the room was never open.
   uint64_t values_in_vain() const { return values_in_vain_; }
 
  private:

@@ -246,6 +246,15 @@ bool Synthesise(std::span<CodedChannel> coded, const LappedTransform& transform,
                      [](const CodedChannel& channel) { return channel.levels.at_end(); });
 }
 
+// What frames hold beyond the samples is decoded like these and dropped; in a piece
+// of few samples that is nearly all. At high rates, where a value costs more, it
+// counts for more than one.
+uint64_t CostOfPadding(const TransformHeader& header, uint64_t values) {
+  constexpr uint32_t kUsualFrameLength = 960;  // at 48 kHz
+  const uint64_t decoded = uint64_t{header.frame_count} * header.frame_length * header.channels;
+  return (decoded - values) * std::max<uint64_t>(1, header.frame_length / kUsualFrameLength);
+}
+
 }  // namespace
 
 uint32_t FrameLengthFor(uint32_t sample_rate) { return std::max(64u, sample_rate / 50); }
@@ -295,14 +304,18 @@ bool DecodeAudioTransform(std::span<const uint8_t> payload, uint64_t max_values,
 
   std::vector<CodedChannel> coded(header.channels);
   const LappedTransform transform(header.frame_length);
-  if (OpenStreams(payload, header, coded, room) &&
-      Synthesise(coded, transform, header.frame_count, static_cast<size_t>(samples_per_channel),
-                 room)) {
-    room.keep();
-    return true;
+  if (!OpenStreams(payload, header, coded, room)) {
+    room.take_back();
+    return false;
   }
-  room.take_back();
-  return false;
+  room.spend(CostOfPadding(header, values));
+  if (!Synthesise(coded, transform, header.frame_count, static_cast<size_t>(samples_per_channel),
+                  room)) {
+    room.take_back();
+    return false;
+  }
+  room.keep();
+  return true;
 }
 
 }  // namespace qolm::audio

@@ -10,8 +10,8 @@
 namespace qolm::decoder {
 namespace {
 
-// Of the sample values of one file, whatever its records claim, with those that
-// were decoded in vain.
+// Of the sample values of one file, whatever its records claim, with what was
+// decoded beside them in vain.
 constexpr uint64_t kMaxSampleValues = 0x7FFFFFFF;
 
 }  // namespace
@@ -124,9 +124,9 @@ bool SoundCollector::append(uint64_t offset, const container::RecordHeader& head
 
 bool SoundCollector::decode(std::span<const uint8_t> payload) {
   audio::TrackRoom room = extent_ ? audio::TrackRoom(*extent_) : audio::TrackRoom(track_);
-  if (audio::DecodeAudio(payload, kMaxSampleValues - values_in_vain_, room)) return true;
+  const bool decoded = audio::DecodeAudio(payload, kMaxSampleValues - values_in_vain_, room);
   values_in_vain_ = std::min(values_in_vain_ + room.values_in_vain(), kMaxSampleValues);
-  return false;
+  return decoded;
 }
 
 }  // namespace qolm::decoder

@@ -237,7 +237,10 @@ TEST(DecodeAudio, CountsWithoutKeeping) {
         EXPECT_EQ(extent.values, values);
         EXPECT_EQ(extent.sample_rate, 8000u);
         EXPECT_EQ(extent.channels, channels);
-        EXPECT_EQ(room.values_in_vain(), 0u);
+        // 160 samples a frame, and what the frames of a payload hold beyond its own.
+        const uint64_t frames = (3000 / channels + 159) / 160 + 1;
+        EXPECT_EQ(room.values_in_vain(),
+                  mode == AudioCodingMode::kAdpcm ? 0 : 160 * channels * frames - 3000);
       }
       TrackRoom full(extent);
       EXPECT_FALSE(DecodeAudio(payload, 6000, full));
@@ -258,8 +261,18 @@ TEST(DecodeAudio, TellsWhatARefusedPayloadCost) {
   PcmTrack track{3200, 1, Samples(5, 7)};
   TrackRoom room(track);
   EXPECT_FALSE(DecodeAudio(payload, kNoLimit, room));
-  EXPECT_EQ(room.values_in_vain(), kSamples);
+  EXPECT_EQ(room.values_in_vain(), 64 * frames);
   EXPECT_EQ(track.samples, Samples(5, 7));
+}
+
+// A value of so long a frame costs 16 times as much as one at 48 kHz.
+TEST(DecodeAudio, TellsWhatAPieceOfOneSampleCosts) {
+  const Bytes payload = Encode(Samples(1, 9), 768000, 1);
+  SoundExtent extent;
+  TrackRoom room(extent);
+  ASSERT_TRUE(DecodeAudio(payload, kNoLimit, room));
+  EXPECT_EQ(extent.values, 1u);
+  EXPECT_EQ(room.values_in_vain(), 16 * (2 * 15360 - 1));
 }
 
 TEST(DecodeAudio, KeepsToTheLimitAndToTheTracksKind) {

@@ -95,14 +95,14 @@ Bytes BidirectionalFrame(uint32_t width, uint32_t height, Spelling spelling) {
   return InterPayload(width, height, 4, 4, kNoMotion, spelling);
 }
 
-Bytes Silence(uint32_t values, Spelling spelling, bool refused) {
-  const uint32_t frame_length = audio::FrameLengthFor(kSilenceRate);
+Bytes Silence(uint32_t values, Spelling spelling, bool refused, uint32_t rate) {
+  const uint32_t frame_length = audio::FrameLengthFor(rate);
   const uint32_t frames = (values + frame_length - 1) / frame_length + 1;
   const Bytes scales = OneValueStream(refused ? 255 : 0, 16 * frames);
   const Bytes levels = ZeroLevels(frames * frame_length, spelling);
   Bytes payload;
   AppendLe32(payload, audio::kTransformTag);
-  AppendLe32(payload, kSilenceRate);
+  AppendLe32(payload, rate);
   AppendLe16(payload, 1);
   AppendLe16(payload, static_cast<uint16_t>(frame_length));
   AppendLe32(payload, frames);

@@ -40,8 +40,10 @@ Bytes BidirectionalFrame(uint32_t width, uint32_t height, Spelling spelling);
 
 inline constexpr uint32_t kSilenceRate = 3200;  // Hz
 
-// Silence by the transform coder, mono. With `refused` its scales are none.
-Bytes Silence(uint32_t values, Spelling spelling, bool refused = false);
+// Silence by the transform coder, mono; at other rates than this one 64 must divide
+// the samples of 20 ms. With `refused` its scales are none.
+Bytes Silence(uint32_t values, Spelling spelling, bool refused = false,
+              uint32_t rate = kSilenceRate);
 
 // The same by ADPCM, not quite silent.
 Bytes AdpcmSound(uint32_t values);
