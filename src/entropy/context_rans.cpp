@@ -1,5 +1,8 @@
 #include "entropy/context_rans.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
 #include <limits>
 
 #include "base/byte_order.h"
@@ -21,8 +24,9 @@ class ContextSplit {
  public:
   explicit ContextSplit(std::span<const uint8_t> input)
       : storage_(std::make_unique_for_overwrite<uint8_t[]>(StorageBytes(input.size()))) {
-    // Each argument context takes at most every second byte.
-    const size_t half = input.size() / 2;
+    // Each argument context takes at most every second byte, and a byte is
+    // written behind a context's end before it is known to be another's.
+    const size_t half = input.size() / 2 + 1;
     std::array<uint8_t*, kContextCount> begin;
     begin[0] = storage_.get();
     begin[1] = begin[0] + input.size();
@@ -32,6 +36,15 @@ class ContextSplit {
     const uint8_t* next = input.data();
     const uint8_t* const last = next + input.size();
     while (next != last) {
+      // Tokens and zero runs: which comes next is as good as random to a predictor.
+      while (last - next >= 2 && *next != kZeroBlocksToken && *next != kEscapeToken) {
+        const ptrdiff_t with_run = *next == kZeroRunToken ? 1 : 0;
+        *end[0]++ = next[0];
+        *end[1] = next[1];
+        end[1] += with_run;
+        next += 1 + with_run;
+      }
+      if (next == last) break;
       const uint8_t byte = *next++;
       *end[0]++ = byte;
       if (byte == kZeroRunToken) {
@@ -49,7 +62,7 @@ class ContextSplit {
   std::span<const uint8_t> operator[](size_t context) const { return contexts_[context]; }
 
  private:
-  static size_t StorageBytes(size_t count) { return count + 4 * (count / 2); }
+  static size_t StorageBytes(size_t count) { return count + 4 * (count / 2 + 1); }
 
   std::unique_ptr<uint8_t[]> storage_;
   std::array<std::span<const uint8_t>, kContextCount> contexts_;
@@ -122,9 +135,12 @@ bool ContextRansReader::open(std::span<const uint8_t> stream, uint32_t count) {
   uint32_t stored_count = 0;
   if (count == 0 || !ContextRansCount(stream, stored_count) || stored_count != count) return false;
   context_ = 0;
-  slots_ = std::make_unique_for_overwrite<std::array<RansSlotTable, kContextCount>>();
+  contexts_ = std::make_unique_for_overwrite<std::array<Context, kContextCount>>();
   plain_ = stream[4] == kModePlain;
-  if (plain_) return OpenRansStream(stream.subspan(kHeadBytes), count, (*slots_)[0], readers_[0]);
+  if (plain_) {
+    Context& whole = (*contexts_)[0];
+    return OpenRansStream(stream.subspan(kHeadBytes), count, whole.slots, whole.reader);
+  }
   return stream[4] == kModeFiveStreams && open_five_streams(stream, count);
 }
 
@@ -135,18 +151,21 @@ bool ContextRansReader::open_five_streams(std::span<const uint8_t> stream, uint3
   uint64_t raw_sum = 0;
   for (size_t c = 0; c < kContextCount; ++c) {
     if (stream.size() - offset < kRecordHeadBytes) return false;
-    left_[c] = LoadLe32(stream.data() + offset);
+    uint32_t& left = (*contexts_)[c].left;
+    left = LoadLe32(stream.data() + offset);
     const size_t coded_size = LoadLe32(stream.data() + offset + 4);
     offset += kRecordHeadBytes;
     if (coded_size > stream.size() - offset) return false;
-    if (left_[c] == 0 && coded_size != 0) return false;
+    if (left == 0 && coded_size != 0) return false;
     coded[c] = stream.subspan(offset, coded_size);
     offset += coded_size;
-    raw_sum += left_[c];
+    raw_sum += left;
   }
   if (raw_sum != count) return false;
   for (size_t c = 0; c < kContextCount; ++c) {
-    if (left_[c] > 0 && !OpenRansStream(coded[c], left_[c], (*slots_)[c], readers_[c])) {
+    Context& context = (*contexts_)[c];
+    if (context.left > 0 &&
+        !OpenRansStream(coded[c], context.left, context.slots, context.reader)) {
       return false;
     }
   }
@@ -155,56 +174,95 @@ bool ContextRansReader::open_five_streams(std::span<const uint8_t> stream, uint3
 
 bool ContextRansReader::read(std::span<uint8_t> bytes) {
   if (!plain_) return read_five_streams(bytes);
-  StepRansValues((*slots_)[0], readers_[0], bytes);
+  StepRansValues((*contexts_)[0].slots, (*contexts_)[0].reader, bytes);
   return true;
 }
 
-// The streams are independent, so the processor works on an argument while the
-// next token's step is still under way.
+// Where the next bytes of this context are to be decoded to; counts them as there.
+std::span<uint8_t> ContextRansReader::Context::room() {
+  const size_t kept = available();
+  std::memmove(ahead.data(), ahead.data() + next, kept);
+  const auto more = static_cast<uint32_t>(std::min<size_t>(ahead.size() - kept, left));
+  next = 0;
+  end = static_cast<uint32_t>(kept) + more;
+  left -= more;
+  return std::span(ahead).subspan(kept, more);
+}
+
+// False when the context has run out. The tokens and the zero runs are the two
+// long streams.
+bool ContextRansReader::decode_ahead(size_t context) {
+  Context& wanted = (*contexts_)[context];
+  if (wanted.left == 0) return false;
+  if (context > 1) {
+    StepRansValues(wanted.slots, wanted.reader, wanted.room());
+  } else {
+    Context& tokens = (*contexts_)[0];
+    Context& runs = (*contexts_)[1];
+    StepBothRansValues(tokens.slots, tokens.reader, tokens.room(), runs.slots, runs.reader,
+                       runs.room());
+  }
+  return true;
+}
+
+bool ContextRansReader::take(size_t context, uint8_t*& out, const uint8_t* out_end) {
+  context_ = context;
+  if (out == out_end) return true;  // opens the next piece
+  Context& taken = (*contexts_)[context];
+  if (taken.available() == 0 && !decode_ahead(context)) return false;
+  *out++ = taken.ahead[taken.next++];
+  return true;
+}
+
+bool ContextRansReader::take_argument(size_t context, uint8_t*& out, const uint8_t* out_end) {
+  const bool at_end = out == out_end;
+  if (!take(context, out, out_end)) return false;
+  if (!at_end) context_ = context == 3 ? 4 : 0;
+  return true;
+}
+
+// Writes tokens and their zero runs as long as nothing else turns up and both are
+// at hand. Which of the two comes next is as good as random, so there is no branch.
+uint8_t* ContextRansReader::merge(uint8_t* out, const uint8_t* out_end) {
+  Context& tokens = (*contexts_)[0];
+  Context& runs = (*contexts_)[1];
+  const size_t steps =
+      std::min({tokens.available(), runs.available(), static_cast<size_t>(out_end - out) / 2});
+  const uint8_t* token = tokens.ahead.data() + tokens.next;
+  const uint8_t* run = runs.ahead.data() + runs.next;
+  for (const uint8_t* const end = token + steps; token != end; ++token) {
+    if (*token == kZeroBlocksToken || *token == kEscapeToken) break;
+    const ptrdiff_t with_run = *token == kZeroRunToken ? 1 : 0;
+    out[0] = *token;
+    out[1] = *run;  // the next token goes over it unless it belongs there
+    out += 1 + with_run;
+    run += with_run;
+  }
+  tokens.next = static_cast<uint32_t>(token - tokens.ahead.data());
+  runs.next = static_cast<uint32_t>(run - runs.ahead.data());
+  return out;
+}
+
 bool ContextRansReader::read_five_streams(std::span<uint8_t> bytes) {
-  const std::array<RansSlotTable, kContextCount>& slots = *slots_;
-  // Locals, since a byte that is written might be part of any member.
-  std::array<RansReader, kContextCount> argument_readers = readers_;
-  RansReader token_reader = readers_[0];
-  RansReader run_reader = readers_[1];
-  std::array<uint32_t, kContextCount> left = left_;
-  size_t context = context_;
   uint8_t* out = bytes.data();
   uint8_t* const out_end = out + bytes.size();
-  // An argument behind the last byte of this piece opens the next one.
-  const auto take_argument = [&](size_t c, RansReader& reader) {
-    context = c;
-    if (out == out_end) return true;
-    if (left[c] == 0) return false;
-    --left[c];
-    *out++ = reader.Step(slots[c]);
-    context = c == 3 ? 4 : 0;
-    return true;
-  };
-  while (context != 0 && out != out_end) {
-    if (!take_argument(context, context == 1 ? run_reader : argument_readers[context])) {
-      return false;
-    }
+  while (context_ != 0 && out != out_end) {
+    if (!take_argument(context_, out, out_end)) return false;
   }
   while (out != out_end) {
-    if (left[0] == 0) return false;
-    --left[0];
-    const uint8_t token = token_reader.Step(slots[0]);
-    *out++ = token;
+    out = merge(out, out_end);
+    if (out == out_end) break;
+    if (!take(0, out, out_end)) return false;
+    const uint8_t token = out[-1];
     if (token == kZeroRunToken) {
-      if (!take_argument(1, run_reader)) return false;
+      if (!take_argument(1, out, out_end)) return false;
     } else if (token == kZeroBlocksToken) {
-      if (!take_argument(2, argument_readers[2])) return false;
+      if (!take_argument(2, out, out_end)) return false;
     } else if (token == kEscapeToken) {
-      if (!take_argument(3, argument_readers[3])) return false;
-      if (context == 4 && !take_argument(4, argument_readers[4])) return false;
+      if (!take_argument(3, out, out_end)) return false;
+      if (context_ == 4 && !take_argument(4, out, out_end)) return false;
     }
   }
-  readers_ = argument_readers;
-  readers_[0] = token_reader;
-  readers_[1] = run_reader;
-  left_ = left;
-  context_ = context;
   return true;
 }
 

@@ -52,13 +52,27 @@ class ContextRansReader {
   [[nodiscard]] bool read(std::span<uint8_t> bytes);
 
  private:
+  // One context's stream, decoded some way ahead of what is read of it.
+  struct Context {
+    RansSlotTable slots;
+    RansReader reader;
+    uint32_t left = 0;  // bytes that are not decoded yet
+    uint32_t next = 0;  // of those that are
+    uint32_t end = 0;
+    std::array<uint8_t, 4096> ahead;
+
+    size_t available() const { return end - next; }
+    std::span<uint8_t> room();
+  };
+
   bool open_five_streams(std::span<const uint8_t> stream, uint32_t count);
   bool read_five_streams(std::span<uint8_t> bytes);
+  uint8_t* merge(uint8_t* out, const uint8_t* out_end);
+  bool decode_ahead(size_t context);
+  bool take(size_t context, uint8_t*& out, const uint8_t* out_end);
+  bool take_argument(size_t context, uint8_t*& out, const uint8_t* out_end);
 
-  std::unique_ptr<std::array<RansSlotTable, kContextCount>>
-      slots_;  // a plain stream's is the first
-  std::array<RansReader, kContextCount> readers_;
-  std::array<uint32_t, kContextCount> left_{};  // bytes of each context
+  std::unique_ptr<std::array<Context, kContextCount>> contexts_;  // a plain stream is the first
   bool plain_ = false;
   size_t context_ = 0;  // of the next byte
 };

@@ -1,5 +1,7 @@
 #include "entropy/rans_decoder.h"
 
+#include <algorithm>
+
 #include "base/byte_order.h"
 
 namespace qolm::entropy {
@@ -31,9 +33,30 @@ void StepRansValues(const RansSlotTable& slots, RansReader& reader, std::span<ui
   RansReader cursor = reader;
   uint8_t* out = output.data();
   uint8_t* const out_end = out + output.size();
-  while (out != out_end && cursor.IsFast()) *out++ = cursor.StepFast(slots);
+  while (const size_t steps = std::min(static_cast<size_t>(out_end - out), cursor.FastSteps())) {
+    for (const uint8_t* const end = out + steps; out != end;) *out++ = cursor.StepFast(slots);
+  }
   while (out != out_end) *out++ = cursor.StepCareful(slots);
   reader = cursor;
+}
+
+void StepBothRansValues(const RansSlotTable& first_slots, RansReader& first,
+                        std::span<uint8_t> first_output, const RansSlotTable& second_slots,
+                        RansReader& second, std::span<uint8_t> second_output) {
+  RansReader a = first;
+  RansReader b = second;
+  const size_t both = std::min(first_output.size(), second_output.size());
+  size_t done = 0;
+  while (const size_t steps = std::min({both - done, a.FastSteps(), b.FastSteps()})) {
+    for (const size_t end = done + steps; done != end; ++done) {
+      first_output[done] = a.StepFast(first_slots);
+      second_output[done] = b.StepFast(second_slots);
+    }
+  }
+  first = a;
+  second = b;
+  StepRansValues(first_slots, first, first_output.subspan(done));
+  StepRansValues(second_slots, second, second_output.subspan(done));
 }
 
 }  // namespace qolm::entropy

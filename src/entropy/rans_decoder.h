@@ -22,19 +22,23 @@ struct RansReader {
   uint32_t state = 0;
   const uint8_t* next = nullptr;
   const uint8_t* end = nullptr;
-  // While next < fast_end, two bytes can be read and two bytes at most are
-  // needed: a state of 2^16 or more leaves a step at 16 or more. A stream whose
-  // first state is smaller never takes the fast way.
+  // Below it two bytes can be read, and two bytes at most are needed: a state of
+  // 2^16 or more leaves a step at 16 or more. A stream whose first state is
+  // smaller never takes the fast way.
   const uint8_t* fast_end = nullptr;
 
-  bool IsFast() const { return next < fast_end; }
+  // So many steps can be fast ones, since none takes more than two bytes.
+  size_t FastSteps() const {
+    return next < fast_end ? static_cast<size_t>(fast_end - next + 1) / 2 : 0;
+  }
 
   uint8_t StepFast(const RansSlotTable& slots) {
     const uint8_t symbol = Advance(slots);
-    const uint32_t bytes = (state < kRansLowerBound ? 1u : 0u) + (state < 256 ? 1u : 0u);
-    const uint32_t ahead = (uint32_t{next[0]} << 8) | next[1];
-    state = (state << (8 * bytes)) | (ahead >> (16 - 8 * bytes));
-    next += bytes;
+    // As if it took both bytes ahead; those that it does not need go back.
+    const uint32_t spare = 2 - OneIfBelow(state, kRansLowerBound) - OneIfBelow(state, 256);
+    const uint64_t both = uint64_t{state} << 16 | uint64_t{next[0]} << 8 | next[1];
+    state = static_cast<uint32_t>(both >> (8 * spare));
+    next += 2 - spare;
     return symbol;
   }
 
@@ -43,10 +47,6 @@ struct RansReader {
     const uint8_t symbol = Advance(slots);
     while (state < kRansLowerBound && next != end) state = (state << 8) | *next++;
     return symbol;
-  }
-
-  uint8_t Step(const RansSlotTable& slots) {
-    return IsFast() ? StepFast(slots) : StepCareful(slots);
   }
 
  private:
@@ -66,6 +66,12 @@ struct RansReader {
 
 // Fills `output` with the next values.
 void StepRansValues(const RansSlotTable& slots, RansReader& reader, std::span<uint8_t> output);
+
+// Does so for two streams, step by step in turn: each step waits for the one
+// before it, so two independent chains take little longer than one.
+void StepBothRansValues(const RansSlotTable& first_slots, RansReader& first,
+                        std::span<uint8_t> first_output, const RansSlotTable& second_slots,
+                        RansReader& second, std::span<uint8_t> second_output);
 
 }  // namespace qolm::entropy
 

@@ -39,11 +39,9 @@ RansStreamEncoder::RansStreamEncoder(std::span<const uint8_t> input, const ByteC
 
 inline void RansStreamEncoder::Cursor::Step(const RansEncodeSymbol* symbols) {
   const RansEncodeSymbol& symbol = symbols[*--input_end];
-  // Without branches: how many bytes go is as good as random to a predictor.
   position[-1] = static_cast<uint8_t>(state);
   position[-2] = static_cast<uint8_t>(state >> 8);
-  const uint32_t shed =
-      (state >= symbol.limit ? 1u : 0u) + ((state >> 8) >= symbol.limit ? 1u : 0u);
+  const uint32_t shed = 2 - OneIfBelow(state, symbol.limit) - OneIfBelow(state >> 8, symbol.limit);
   position -= shed;
   state = RansEncodeStep(state >> (8 * shed), symbol);
 }

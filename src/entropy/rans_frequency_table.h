@@ -20,6 +20,12 @@ inline constexpr uint32_t kRansTotal = 1u << kRansPrecisionBits;
 // The coder's state is at least this between two values.
 inline constexpr uint32_t kRansLowerBound = 1u << 16;
 
+// 1 when a < b, else 0. A comparison would do, but compilers make it a branch, and
+// how many bytes a state takes is as good as random to a predictor.
+inline uint32_t OneIfBelow(uint32_t a, uint32_t b) {
+  return static_cast<uint32_t>((uint64_t{a} - b) >> 63);
+}
+
 // Occurrences of each byte value.
 using ByteCounts = std::array<uint32_t, 256>;
 

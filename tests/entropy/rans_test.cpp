@@ -3,11 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <numeric>
 #include <random>
 
 #include "entropy/naive_coders.h"
 #include "entropy/rans_frequency_table.h"
+#include "entropy/rans_stream_reader.h"
 #include "entropy/sample_inputs.h"
 
 namespace qolm::entropy {
@@ -169,6 +171,14 @@ TEST(RansDecodeBytes, AnyFirstStateDecodesAsDefined) {
     Bytes output(input.size());
     ASSERT_TRUE(Decode(changed, output)) << state;
     EXPECT_EQ(output, naive::RansDecode(changed)) << state;
+
+    RansStreamReader reader;
+    ASSERT_TRUE(reader.open(changed, static_cast<uint32_t>(input.size())));
+    Bytes pieces(input.size());
+    for (size_t at = 0; at < pieces.size(); at += 7) {
+      reader.read(std::span(pieces).subspan(at, std::min<size_t>(7, pieces.size() - at)));
+    }
+    EXPECT_EQ(pieces, output) << state;
   }
 }
 
