@@ -88,11 +88,13 @@ class Conversion {
       return;
     }
     PcmTrack sound;
-    if (!environment_.read_sound(input_, request_.options.audio, sound)) {
+    std::string failure_reason;
+    if (!environment_.read_sound(input_, request_.options.audio, sound, failure_reason)) {
       if (!environment_.interrupted()) out_ << texts::SoundNotReadNotice();
       return;
     }
     out_ << AudioStreamLine(sound.sample_rate, sound.channels, sound.samples.size());
+    if (!failure_reason.empty()) out_ << texts::SoundCutShortNotice(failure_reason);
     session_->set_audio(std::move(sound));
   }
 

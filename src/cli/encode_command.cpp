@@ -16,9 +16,12 @@ int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostre
   EncodeEnvironment environment;
   environment.make_video_framework = [&platform] { return platform.MakeVideoFramework(); };
   environment.read_sound = [&](const std::filesystem::path& path,
-                               const media::AudioOptions& options, PcmTrack& track) {
-    return media::AudioSource(platform.MakeAudioFramework())
-        .ReadAll(path, options, track, environment.interrupted);
+                               const media::AudioOptions& options, PcmTrack& track,
+                               std::string& failure_reason) {
+    media::AudioSource source(platform.MakeAudioFramework());
+    const bool read = source.ReadAll(path, options, track, environment.interrupted);
+    failure_reason = source.failure_reason();
+    return read;
   };
   environment.monotonic_now = [] {
     return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch());

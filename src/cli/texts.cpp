@@ -142,6 +142,11 @@ std::string SoundNotReadNotice() {
   return "[+] Note: no sound could be read; converting without it.\n";
 }
 
+std::string SoundCutShortNotice(std::string_view reason) {
+  return Concat({"[+] Note: the sound could not be read to its end (", reason,
+                 "); the file holds what came before.\n"});
+}
+
 std::string SoundOffNotice() { return "[+] Sound is switched off; converting the picture only.\n"; }
 
 std::string IndexAtEndNotice() {

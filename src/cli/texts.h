@@ -30,6 +30,8 @@ std::string ContainerOpenError(std::string_view reason, std::string_view path);
 std::string LegacyFormatError();
 
 std::string SoundNotReadNotice();
+// Goes behind the line that tells how much sound there is.
+std::string SoundCutShortNotice(std::string_view reason);
 std::string SoundOffNotice();
 std::string IndexAtEndNotice();
 std::string NoFramesNotice();

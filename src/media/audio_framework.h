@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace qolm::media {
 
@@ -68,6 +69,9 @@ class AudioReader {
 
   // Samples hold native-endian values, channels interleaved.
   [[nodiscard]] virtual ReadResult ReadSample() = 0;
+
+  // Why the last ReadSample failed, in a few words; may be empty.
+  virtual std::string failure_reason() const { return {}; }
 };
 
 class AudioFramework {

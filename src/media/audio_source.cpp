@@ -135,12 +135,14 @@ std::optional<DeliveredType> Negotiate(AudioReader& reader, uint32_t channels, u
   return delivered;
 }
 
-// Nothing when `stop` said so.
-std::vector<int16_t> ReadSamples(AudioReader& reader, const std::function<bool()>& stop) {
+// Nothing when `stop` said so. Up to a read that fails, which leaves its reason.
+std::vector<int16_t> ReadSamples(AudioReader& reader, const std::function<bool()>& stop,
+                                 std::string& failure_reason) {
   SampleCollector collector;
   while (true) {
     if (stop()) return {};
     const AudioReader::ReadResult result = reader.ReadSample();
+    if (!result.succeeded) failure_reason = reader.failure_reason();
     if (!result.succeeded || result.end_of_stream) break;
     if (result.sample == nullptr) continue;
     const std::unique_ptr<AudioBuffer> buffer = result.sample->ConvertToContiguousBuffer();
@@ -166,6 +168,7 @@ AudioSource::AudioSource(std::unique_ptr<AudioFramework> framework)
 bool AudioSource::ReadAll(const std::filesystem::path& path, const AudioOptions& options,
                           PcmTrack& track, const std::function<bool()>& stop) {
   track = PcmTrack{};
+  failure_reason_.clear();
   if (options.enabled == 0 || path.empty()) return false;
   if (options.sample_rate < 0 || options.sample_rate > kHighestRate) return false;
   const uint32_t rate =
@@ -183,7 +186,7 @@ bool AudioSource::ReadAll(const std::filesystem::path& path, const AudioOptions&
     if (reader == nullptr || !reader->SelectFirstAudioStream()) return false;
     const auto delivered = Negotiate(*reader, channels, rate);
     if (!delivered) return false;
-    std::vector<int16_t> samples = ReadSamples(*reader, stop);
+    std::vector<int16_t> samples = ReadSamples(*reader, stop, failure_reason_);
     reader.reset();
     ConvertChannels(delivered->channels, channels, samples);
     if (delivered->sample_rate != rate) {

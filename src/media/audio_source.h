@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "audio/pcm_track.h"
 #include "media/audio_framework.h"
@@ -34,8 +35,13 @@ class AudioSource {
       const std::filesystem::path& path, const AudioOptions& options, PcmTrack& track,
       const std::function<bool()>& stop = [] { return false; });
 
+  // Why the last ReadAll met the track's end before all of it was read, in a few
+  // words; empty when nothing tells so.
+  const std::string& failure_reason() const { return failure_reason_; }
+
  private:
   std::unique_ptr<AudioFramework> framework_;
+  std::string failure_reason_;
 };
 
 }  // namespace qolm::media

@@ -42,13 +42,14 @@ class ConversionTest : public testing::Test {
       return std::make_unique<ScriptedFramework>(script_);
     };
     environment.read_sound = [this](const fs::path&, const media::AudioOptions& options,
-                                    PcmTrack& track) {
+                                    PcmTrack& track, std::string& failure_reason) {
       ++sound_reads_;
       if (during_sound_) during_sound_();
       asked_rate_ = options.sample_rate;
       asked_channels_ = options.channels;
       if (!sound_) return false;
       track = *sound_;
+      failure_reason = sound_failure_;
       return true;
     };
     environment.monotonic_now = [this] { return now_; };
@@ -95,6 +96,7 @@ class ConversionTest : public testing::Test {
   VideoScript script_;
   EncodeOptions options_;
   std::optional<PcmTrack> sound_;
+  std::string sound_failure_;
   int sound_reads_ = 0;
   std::function<void()> during_sound_;
   int32_t asked_rate_ = 0;

@@ -252,6 +252,15 @@ TEST_F(ConversionTest, SoundIsReportedStereo) {
                                     "ADPCM+rANS, 2400 samples)\n"));
 }
 
+TEST_F(ConversionTest, SoundCutShortIsTold) {
+  sound_ = PcmTrack{32000, 1, std::vector<int16_t>(3200)};
+  sound_failure_ = "Input/output error";
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(),
+              HasSubstr("3200 samples)\n[+] Note: the sound could not be read to its end "
+                        "(Input/output error); the file holds what came before.\n"));
+}
+
 TEST_F(ConversionTest, SoundSwitchedOffIsNotRead) {
   options_.audio.enabled = 0;
   EXPECT_EQ(Run(), 0);

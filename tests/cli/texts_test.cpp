@@ -70,8 +70,9 @@ TEST(Texts, ErrorLinesEndWithThePathInQuestion) {
 
 TEST(Texts, InformationIsMarkedAndOneLineLong) {
   for (const std::string& line :
-       {texts::SoundNotReadNotice(), texts::SoundOffNotice(), texts::IndexAtEndNotice(),
-        texts::EarlyEndNotice(10, 300), texts::FewerFramesDecodedNotice(10, 300)}) {
+       {texts::SoundNotReadNotice(), texts::SoundCutShortNotice("r"), texts::SoundOffNotice(),
+        texts::IndexAtEndNotice(), texts::EarlyEndNotice(10, 300),
+        texts::FewerFramesDecodedNotice(10, 300)}) {
     EXPECT_THAT(line, StartsWith("[+] "));
     EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
   }

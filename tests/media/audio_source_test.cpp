@@ -189,7 +189,9 @@ TEST_F(AudioSourceTest, StopsAtTheEndFlagAndAtAFailedRead) {
     last.end_of_stream = !fails;
     script_.type = {1, 32000, 16};
     script_.sounds = {SoundOf({1, 2}), last, SoundOf({4})};
+    script_.failure_reason = "it broke";
     EXPECT_THAT(ReadSamples(), ElementsAre(1, 2));
+    EXPECT_EQ(source_.failure_reason(), fails ? "it broke" : "");
   }
 }
 

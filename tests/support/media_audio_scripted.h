@@ -41,6 +41,7 @@ struct AudioScript {
   bool selection_succeeds = true;
   int requests_refused = 0;
   media::AudioReader::PcmType type;  // what the reader says it delivers
+  std::string failure_reason;
   std::deque<ScriptedSound> sounds;  // an empty list is a failing read
 
   // What was asked, and what is still held.
@@ -121,6 +122,7 @@ class ScriptedAudioFramework : public media::AudioFramework {
       return script_.requests_refused-- <= 0;
     }
     PcmType CurrentPcmType() override { return script_.type; }
+    std::string failure_reason() const override { return script_.failure_reason; }
     ReadResult ReadSample() override {
       ReadResult result;
       if (script_.sounds.empty()) return result;

@@ -1,5 +1,6 @@
 #include "media/ffmpeg/decoder.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <system_error>
@@ -12,6 +13,11 @@ constexpr int kErrorsInARow = 100;
 
 int IsStopRequested(void* stop) {
   return static_cast<const std::atomic<bool>*>(stop)->load(std::memory_order_relaxed) ? 1 : 0;
+}
+
+bool IsVideo(const AVStream& stream) {
+  constexpr int kNoVideo = AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS;
+  return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && (stream.disposition & kNoVideo) == 0;
 }
 
 // The system's own words for what would otherwise surface as a parsing error.
@@ -67,20 +73,28 @@ FormatContext OpenContainer(const std::filesystem::path& path, const std::atomic
   return format;
 }
 
+std::string ReadFailure(const AVFormatContext& format) {
+  // A container's own parser may take what it cannot read for the end.
+  const int error = format.pb != nullptr ? format.pb->error : 0;
+  return error < 0 && error != AVERROR_EOF && error != AVERROR_EXIT ? DescribeError(error) : "";
+}
+
 AVStream* SelectFirstVideoStream(AVFormatContext& format) {
   AVStream* selected = nullptr;
   for (unsigned i = 0; i < format.nb_streams; ++i) {
     AVStream* const stream = format.streams[i];
-    const bool is_video = stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
-                          (stream->disposition &
-                           (AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS)) == 0;
-    if (is_video && selected == nullptr) {
+    if (IsVideo(*stream) && selected == nullptr) {
       selected = stream;
     } else {
       stream->discard = AVDISCARD_ALL;
     }
   }
   return selected;
+}
+
+bool HasPictures(const AVFormatContext& format) {
+  return std::any_of(format.streams, format.streams + format.nb_streams,
+                     [](const AVStream* stream) { return IsVideo(*stream); });
 }
 
 std::unique_ptr<Decoder> Decoder::Open(const std::filesystem::path& path,
@@ -141,11 +155,7 @@ const AVFrame* Decoder::Next() {
   return nullptr;
 }
 
-std::string Decoder::read_failure() const {
-  // A container's own parser may take what it cannot read for the end.
-  const int error = format_->pb != nullptr ? format_->pb->error : 0;
-  return error < 0 && error != AVERROR_EOF && error != AVERROR_EXIT ? DescribeError(error) : "";
-}
+std::string Decoder::read_failure() const { return ReadFailure(*format_); }
 
 // Hands the decoder one more packet, or tells it that there are none left.
 bool Decoder::FeedDecoder() {

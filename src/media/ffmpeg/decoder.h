@@ -25,8 +25,6 @@ class Decoder {
   // the end. What cannot be decoded is passed over.
   const AVFrame* Next();
 
-  // Why the system could not read some of the file so far, in a few words; else
-  // empty.
   std::string read_failure() const;
 
   const AVStream& stream() const { return *stream_; }
@@ -49,9 +47,16 @@ class Decoder {
 FormatContext OpenContainer(const std::filesystem::path& path, const std::atomic<bool>* stop,
                             std::string& failure_reason);
 
+// Why the system could not read some of an open container so far, in a few words;
+// else empty.
+std::string ReadFailure(const AVFormatContext& format);
+
 // The first video stream that is no cover art or thumbnail, all other streams
 // switched off; null when there is none.
 AVStream* SelectFirstVideoStream(AVFormatContext& format);
+
+// Whether there is such a stream.
+bool HasPictures(const AVFormatContext& format);
 
 std::string DescribeError(int libav_error);
 

@@ -49,13 +49,18 @@ class PcmSample : public AudioSample {
 
 // When the picture starts that becomes the first frame of the video, on the
 // file's clock. Only decoding it tells: edit lists and broken references drop
-// pictures.
-std::optional<double> PictureStart(const std::filesystem::path& path,
-                                   const std::atomic<bool>& stop) {
-  std::string ignored_reason;
-  const std::unique_ptr<Decoder> decoder = Decoder::Open(path, stop, ignored_reason);
-  if (decoder == nullptr) return std::nullopt;
+// pictures. With a reason where the file, which shows that it has pictures, could
+// not be read that far.
+std::optional<double> PictureStart(const std::filesystem::path& path, const std::atomic<bool>& stop,
+                                   bool has_pictures, std::string& read_failure) {
+  std::string reason;
+  const std::unique_ptr<Decoder> decoder = Decoder::Open(path, stop, reason);
+  if (decoder == nullptr) {
+    if (has_pictures) read_failure = reason;
+    return std::nullopt;
+  }
   const AVFrame* const frame = decoder->Next();
+  read_failure = decoder->read_failure();
   if (frame == nullptr || frame->best_effort_timestamp == AV_NOPTS_VALUE) return std::nullopt;
   return static_cast<double>(frame->best_effort_timestamp) * av_q2d(decoder->stream().time_base);
 }
@@ -96,12 +101,14 @@ class FfmpegAudioReader : public AudioReader {
     if (!type_.channels || !type_.sample_rate) return result;
     try {
       if (!producer_) {
-        producer_.emplace(*decoder_, PictureStart(path_, stop_), static_cast<int>(*type_.channels),
-                          static_cast<int>(*type_.sample_rate));
+        producer_.emplace(
+            *decoder_, PictureStart(path_, stop_, HasPictures(decoder_->format()), failure_reason_),
+            static_cast<int>(*type_.channels), static_cast<int>(*type_.sample_rate));
       }
       std::optional<std::vector<int16_t>> samples = producer_->Next();
-      result.succeeded = true;
       result.end_of_stream = !samples;
+      if (!samples && failure_reason_.empty()) failure_reason_ = ReadFailure(decoder_->format());
+      result.succeeded = samples || failure_reason_.empty();
       if (samples) result.sample = std::make_unique<PcmSample>(*std::move(samples));
     } catch (const std::bad_alloc&) {
       throw;  // sound that is cut short here would pass for the whole
@@ -111,8 +118,11 @@ class FfmpegAudioReader : public AudioReader {
     return result;
   }
 
+  std::string failure_reason() const override { return failure_reason_; }
+
  private:
   std::atomic<bool> stop_ = false;
+  std::string failure_reason_;
   std::filesystem::path path_;
   std::unique_ptr<AudioDecoder> decoder_;
   bool codec_is_open_ = false;
