@@ -5,6 +5,7 @@
 #include <span>
 
 #include "audio/audio_coder.h"
+#include "audio/track_room.h"
 #include "container/layout.h"
 
 namespace qolm::decoder {
@@ -23,7 +24,7 @@ const PcmTrack& SoundCollector::decode_all() {
   try {
     // One piece after another would double the track's memory now and then.
     if (in_pieces()) {
-      const uint64_t values = std::min<uint64_t>(claimed_values(), track_.samples.max_size());
+      const uint64_t values = std::min<uint64_t>(likely_values(), track_.samples.max_size());
       track_.samples.reserve(static_cast<size_t>(values));
     }
   } catch (const std::bad_alloc&) {
@@ -75,13 +76,15 @@ void SoundCollector::for_each_piece(const Work& work) const {
   }
 }
 
-uint64_t SoundCollector::claimed_values() const {
+// What the pieces claim, as far as their sizes make it likely.
+uint64_t SoundCollector::likely_values() const {
   uint64_t values = 0;
   std::vector<uint8_t> head;
   for_each_piece([&](uint64_t offset, container::RecordHeader header) {
+    const uint64_t most = audio::kLikelyValuesPerByte * header.size;
     header.size = std::min<uint32_t>(header.size, audio::kClaimBytes);
     if (!reader_.read_payload(offset, header, head)) return;
-    values = std::min(values + audio::ClaimedValues(head), kMaxSampleValues);
+    values = std::min(values + std::min(audio::ClaimedValues(head), most), kMaxSampleValues);
   });
   return values;
 }

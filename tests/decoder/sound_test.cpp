@@ -217,8 +217,8 @@ std::vector<uint8_t> HoursOfSilence() {
 TEST_F(SoundOfAFile, MoreThanMemoryHoldsIsNoSound) {
   Write({Repeat(2)}, HoursOfSilence(), false);
   const auto play = [this] {
-    const rlimit two_gibibytes{rlim_t{1} << 31, rlim_t{1} << 31};
-    if (setrlimit(RLIMIT_AS, &two_gibibytes) != 0) std::exit(2);
+    const rlimit half_a_gibibyte{rlim_t{1} << 29, rlim_t{1} << 29};
+    if (setrlimit(RLIMIT_AS, &half_a_gibibyte) != 0) std::exit(2);
     FrameDecoder decoder(reader_);
     const bool silent = decoder.decode_audio().samples.empty();
     std::exit(silent && PlayToTheEnd(decoder) == 2 ? 0 : 1);
