@@ -6,17 +6,17 @@
 
 namespace qolm::video {
 
-ResidualPlanes::ResidualPlanes(const InterTables& tables, YuvPlanes& picture) {
-  const BlockGrid luma{picture.width, picture.height};
-  const BlockGrid chroma{picture.ChromaWidth(), picture.ChromaHeight()};
-  const auto make = [](const BlockGrid& grid, const QuantTable& table,
-                       std::vector<uint8_t>& samples) {
-    return Plane{grid, &table, samples.data(),
-                 std::make_unique_for_overwrite<int16_t[]>(64 * grid.Count())};
-  };
-  planes_ = {make(luma, tables.luma, picture.y), make(chroma, tables.chroma, picture.cb),
-             make(chroma, tables.chroma, picture.cr)};
-}
+ResidualPlanes::Plane::Plane(const BlockGrid& blocks, const QuantTable& quant_table,
+                             std::vector<uint8_t>& plane)
+    : grid(blocks),
+      table(&quant_table),
+      samples(plane.data()),
+      levels(std::make_unique_for_overwrite<int16_t[]>(64 * blocks.Count())) {}
+
+ResidualPlanes::ResidualPlanes(const InterTables& tables, YuvPlanes& picture)
+    : planes_{Plane({picture.width, picture.height}, tables.luma, picture.y),
+              Plane({picture.ChromaWidth(), picture.ChromaHeight()}, tables.chroma, picture.cb),
+              Plane({picture.ChromaWidth(), picture.ChromaHeight()}, tables.chroma, picture.cr)} {}
 
 bool ResidualPlanes::WorthATeam() const { return planes_[0].Levels().size() >= kSamplesWorthATeam; }
 

@@ -44,6 +44,8 @@ class ResidualPlanes {
 
  private:
   struct Plane {
+    Plane(const BlockGrid& blocks, const QuantTable& quant_table, std::vector<uint8_t>& plane);
+
     BlockGrid grid;
     const QuantTable* table;
     uint8_t* samples;
