@@ -165,14 +165,18 @@ class Report:
         print(f"  {'ok    ' if holds else 'FAILED'} {text}", flush=True)
         self.failures += 0 if holds else 1
 
-    def memory(self, run, name, frames=None):
+    def memory(self, run, name, frames=None, sound_bytes=0):
+        """Flat behind the start, or, where the whole sound is decoded, no more than it."""
         rate = f", {frames / run.seconds:.1f} frames a second" if frames else ""
         print(f"{name}: {run.seconds:.0f} s, {run.cpu_seconds:.0f} s of CPU{rate}", flush=True)
         growth = run.growth()
         steps = " ".join(f"{run.samples[len(run.samples) * i // 10][1] >> 20}"
                          for i in range(10) if len(run.samples) >= 10)
         print(f"  memory: peak {run.peak / 2**20:.0f} MiB; over the run, MiB: {steps}")
-        if growth is None:
+        if sound_bytes:
+            limit = sound_bytes + (64 << 20)
+            self.check(run.peak <= limit, f"memory: no more than {limit >> 20} MiB, the sound and 64")
+        elif growth is None:
             print("  memory: the run was too short to compare")
         else:
             self.check(growth <= MEMORY_GROWTH_LIMIT,
@@ -246,7 +250,7 @@ def check_sound(report, programs, path, sound_path, starts, samples):
     sound_path.unlink(missing_ok=True)
     run = MeasuredRun([programs / "qolm2_export", path, sound_path], None)
     code = run.wait()
-    report.memory(run, "export of the sound")
+    report.memory(run, "export of the sound", sound_bytes=2 * samples)
     report.check(code == 0, f"exit code {code}")
     with open(sound_path, "rb") as stream:
         head = stream.read(44)

@@ -69,7 +69,7 @@ bool DecodeAdpcmPayload(std::span<const uint8_t> payload, uint64_t max_values, T
   entropy::RansStreamReader reader;
   if (code_bytes == 0 ? !stream.empty() : !reader.open(stream, code_bytes)) return false;
   const uint64_t values = uint64_t{frames} * channels;
-  if (!room.open(sample_rate, channels, values, payload.size(), max_values)) return false;
+  if (!room.open(sample_rate, channels, values, max_values)) return false;
 
   AdpcmState left, right;
   std::array<uint8_t, 4096> codes;

@@ -15,7 +15,7 @@ TrackRoom::TrackRoom(PcmTrack& track)
 
 TrackRoom::TrackRoom(SoundExtent& extent) : extent_(&extent), held_(extent) {}
 
-bool TrackRoom::open(uint32_t sample_rate, uint16_t channels, uint64_t values, size_t payload_bytes,
+bool TrackRoom::open(uint32_t sample_rate, uint16_t channels, uint64_t values,
                      uint64_t max_values) {
   // A machine of 32 bits may not even have the addresses.
   const uint64_t most =
@@ -24,12 +24,6 @@ bool TrackRoom::open(uint32_t sample_rate, uint16_t channels, uint64_t values, s
   const bool same_kind = held_.sample_rate == sample_rate && held_.channels == channels;
   if (held_.values > 0 && !same_kind) return false;
   added_ = {sample_rate, channels, 0};
-  // At once where nothing need be copied; otherwise the track grows by doubling, so
-  // many small pieces stay cheap.
-  if (track_ != nullptr && held_.values == 0) {
-    const uint64_t likely = std::min(values, kLikelyValuesPerByte * payload_bytes);
-    track_->samples.reserve(static_cast<size_t>(likely));
-  }
   return true;
 }
 

@@ -11,22 +11,17 @@
 
 namespace qolm::audio {
 
-// Room is taken at once for no more values than this of a payload's bytes: real
-// sound has some ten, and a track that turns out longer grows by doubling.
-inline constexpr uint64_t kLikelyValuesPerByte = 32;
-
 // For one payload.
 class TrackRoom {
  public:
   explicit TrackRoom(PcmTrack& track);
   explicit TrackRoom(SoundExtent& extent);
 
-  // Whether `values` sample values of this kind may come out of so many bytes,
-  // which are then expected:
+  // Whether `values` sample values of this kind may come, which are then expected:
   // the rate is not 0, `max_values` at most are held afterwards, and a track that
   // has samples already has this rate and channel count.
   [[nodiscard]] bool open(uint32_t sample_rate, uint16_t channels, uint64_t values,
-                          size_t payload_bytes, uint64_t max_values);
+                          uint64_t max_values);
 
   // Room for the next of the expected values, all of which the caller writes before
   // it calls again.

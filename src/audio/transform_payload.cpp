@@ -300,9 +300,7 @@ bool DecodeAudioTransform(std::span<const uint8_t> payload, uint64_t max_values,
   if (!ReadHeader(payload, header)) return false;
   const uint64_t samples_per_channel = header.sample_values / header.channels;
   const uint64_t values = samples_per_channel * header.channels;
-  if (!room.open(header.sample_rate, header.channels, values, payload.size(), max_values)) {
-    return false;
-  }
+  if (!room.open(header.sample_rate, header.channels, values, max_values)) return false;
 
   std::vector<CodedChannel> coded(header.channels);
   const LappedTransform transform(header.frame_length);

@@ -5,7 +5,6 @@
 #include <span>
 
 #include "audio/audio_coder.h"
-#include "audio/track_room.h"
 #include "container/layout.h"
 
 namespace qolm::decoder {
@@ -15,6 +14,9 @@ namespace {
 // decoded beside them in vain.
 constexpr uint64_t kMaxSampleValues = 0x7FFFFFFF;
 
+// Real sound has some ten.
+constexpr uint64_t kLikelyValuesPerByte = 32;
+
 }  // namespace
 
 const PcmTrack& SoundCollector::decode_all() {
@@ -22,13 +24,10 @@ const PcmTrack& SoundCollector::decode_all() {
   updated_ = true;
   complete_ = true;
   try {
-    // One piece after another would double the track's memory now and then.
-    if (in_pieces()) {
-      const uint64_t values = std::min<uint64_t>(likely_values(), track_.samples.max_size());
-      track_.samples.reserve(static_cast<size_t>(values));
-    }
+    make_room();
   } catch (const std::bad_alloc&) {
-    // Pieces that claim what no memory holds need not keep it.
+    give_up();
+    return track_;
   }
   collect_all();
   return track_;
@@ -76,17 +75,28 @@ void SoundCollector::for_each_piece(const Work& work) const {
   }
 }
 
-// What the pieces claim, as far as their sizes make it likely.
-uint64_t SoundCollector::likely_values() const {
-  uint64_t values = 0;
-  std::vector<uint8_t> head;
-  for_each_piece([&](uint64_t offset, container::RecordHeader header) {
-    const uint64_t most = audio::kLikelyValuesPerByte * header.size;
-    header.size = std::min<uint32_t>(header.size, audio::kClaimBytes);
-    if (!reader_.read_payload(offset, header, head)) return;
-    values = std::min(values + std::min(audio::ClaimedValues(head), most), kMaxSampleValues);
-  });
-  return values;
+// A track that grew with what comes would be copied now and then and take three
+// times its memory. So there is room for all of it at once, and where the file
+// claims more than its bytes make likely, how much that is is measured first.
+void SoundCollector::make_room() {
+  uint64_t claimed = 0;
+  uint64_t bytes = 0;
+  if (in_pieces()) {
+    std::vector<uint8_t> head;
+    for_each_piece([&](uint64_t offset, container::RecordHeader header) {
+      bytes += header.size;
+      header.size = std::min<uint32_t>(header.size, audio::kClaimBytes);
+      if (!reader_.read_payload(offset, header, head)) return;
+      claimed = std::min(claimed + audio::ClaimedValues(head), kMaxSampleValues);
+    });
+  } else {
+    bytes = reader_.audio_block().size();
+    claimed = std::min(audio::ClaimedValues(reader_.audio_block()), kMaxSampleValues);
+  }
+  if (claimed > kLikelyValuesPerByte * bytes)
+    claimed = SoundCollector(reader_).measure_all().values;
+  track_.samples.reserve(
+      static_cast<size_t>(std::min<uint64_t>(claimed, track_.samples.max_size())));
 }
 
 void SoundCollector::pass_record(size_t index_entry, uint64_t offset,

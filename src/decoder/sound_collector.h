@@ -41,7 +41,7 @@ class SoundCollector {
   // Calls work(offset, header) for every piece of the file.
   template <typename Work>
   void for_each_piece(const Work& work) const;
-  uint64_t likely_values() const;
+  void make_room();
 
   const container::ContainerReader& reader_;
   PcmTrack track_;

@@ -9,9 +9,9 @@
 
 namespace {
 
-// Lets memory that one picture gave back serve the next. By default glibc asks
-// the system for every piece of a picture's size and gives it back at once, and
-// clearing its pages again took a twelfth of a conversion.
+// Lets memory that one picture gave back serve the next. By default glibc gives
+// much of it back to the system, and clearing its pages again takes a twelfth of a
+// conversion.
 void KeepFreedMemory() {
 #if defined(__GLIBC__)
   mallopt(M_MMAP_THRESHOLD, 8 << 20);

@@ -142,15 +142,17 @@ bool VideoSource::ReadNextFrame(VideoFrame& frame) {
   if (!result.succeeded) failure_reason_ = reader_->failure_reason();
   if (!result.succeeded || result.end_of_stream || result.sample == nullptr) return false;
   const uint64_t picture_number = result.sample->picture_number();
-  if (picture_number != 0 && picture_number == frame.picture_number) {
+  const size_t row_bytes = static_cast<size_t>(width_) * kBytesPerPixel;
+  const size_t height = static_cast<size_t>(height_);
+  // A frame whose pixels were moved elsewhere has its number still.
+  if (picture_number != 0 && picture_number == frame.picture_number &&
+      frame.pixels.size() == row_bytes * height) {
     frame.timestamp = result.timestamp;
     return true;
   }
   const std::unique_ptr<VideoBuffer> buffer = result.sample->ConvertToContiguousBuffer();
   if (buffer == nullptr) return true;
 
-  const size_t row_bytes = static_cast<size_t>(width_) * kBytesPerPixel;
-  const size_t height = static_cast<size_t>(height_);
   if (row_bytes > frame.pixels.max_size() / height) return false;
   frame.width = width_;
   frame.height = height_;

@@ -90,8 +90,8 @@ TimedPicture PictureProducer::Deliver(std::shared_ptr<const Picture> picture) {
 }
 
 // The picture of a frame, which is that of the frame before where nothing
-// changed: comparing takes a tenth of converting, and of a frame that did change
-// only the first samples are looked at. Null when it cannot be converted.
+// changed. Comparing is cheaper than converting and ends at the first sample that
+// differs. Null when it cannot be converted.
 std::shared_ptr<const Picture> PictureProducer::PictureOf(Frame frame) {
   if (converted_frame_ != nullptr && PictureConverter::SameSamples(*frame, *converted_frame_)) {
     return converted_picture_;
