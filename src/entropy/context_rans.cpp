@@ -182,7 +182,7 @@ bool ContextRansReader::read(std::span<uint8_t> bytes) {
 std::span<uint8_t> ContextRansReader::Context::room() {
   const size_t kept = available();
   std::memmove(ahead.data(), ahead.data() + next, kept);
-  const auto more = static_cast<uint32_t>(std::min<size_t>(ahead.size() - kept, left));
+  const auto more = static_cast<uint32_t>(std::min<size_t>(kMostAhead - kept, left));
   next = 0;
   end = static_cast<uint32_t>(kept) + more;
   left -= more;
@@ -221,22 +221,37 @@ bool ContextRansReader::take_argument(size_t context, uint8_t*& out, const uint8
   return true;
 }
 
-// Writes tokens and their zero runs as long as nothing else turns up and both are
-// at hand. Which of the two comes next is as good as random, so there is no branch.
+// Writes tokens with their arguments as long as all are at hand and there is room
+// for the longest. Whether a zero run follows is as good as random, so there is no
+// branch for it.
 uint8_t* ContextRansReader::merge(uint8_t* out, const uint8_t* out_end) {
   Context& tokens = (*contexts_)[0];
   Context& runs = (*contexts_)[1];
-  const size_t steps =
-      std::min({tokens.available(), runs.available(), static_cast<size_t>(out_end - out) / 2});
+  Context& blocks = (*contexts_)[2];
+  Context& low_bytes = (*contexts_)[3];
+  Context& high_bytes = (*contexts_)[4];
   const uint8_t* token = tokens.ahead.data() + tokens.next;
+  const uint8_t* const token_end = tokens.ahead.data() + tokens.end;
   const uint8_t* run = runs.ahead.data() + runs.next;
-  for (const uint8_t* const end = token + steps; token != end; ++token) {
-    if (*token == kZeroBlocksToken || *token == kEscapeToken) break;
-    const ptrdiff_t with_run = *token == kZeroRunToken ? 1 : 0;
-    out[0] = *token;
-    out[1] = *run;  // the next token goes over it unless it belongs there
-    out += 1 + with_run;
-    run += with_run;
+  const uint8_t* const run_end = runs.ahead.data() + runs.end;
+  for (; token != token_end && out_end - out >= 3; ++token) {
+    if (*token == kZeroBlocksToken) {
+      if (blocks.available() == 0) break;
+      *out++ = *token;
+      *out++ = blocks.ahead[blocks.next++];
+    } else if (*token == kEscapeToken) {
+      if (low_bytes.available() == 0 || high_bytes.available() == 0) break;
+      *out++ = *token;
+      *out++ = low_bytes.ahead[low_bytes.next++];
+      *out++ = high_bytes.ahead[high_bytes.next++];
+    } else {
+      const bool with_run = *token == kZeroRunToken;
+      if (run == run_end && with_run) break;
+      out[0] = *token;
+      out[1] = *run;  // the next token goes over it unless it belongs there
+      out += with_run ? 2 : 1;
+      run += with_run ? 1 : 0;
+    }
   }
   tokens.next = static_cast<uint32_t>(token - tokens.ahead.data());
   runs.next = static_cast<uint32_t>(run - runs.ahead.data());

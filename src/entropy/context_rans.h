@@ -54,12 +54,14 @@ class ContextRansReader {
  private:
   // One context's stream, decoded some way ahead of what is read of it.
   struct Context {
+    static constexpr size_t kMostAhead = 4096;
+
     RansSlotTable slots;
     RansReader reader;
     uint32_t left = 0;  // bytes that are not decoded yet
     uint32_t next = 0;  // of those that are
     uint32_t end = 0;
-    std::array<uint8_t, 4096> ahead;
+    std::array<uint8_t, kMostAhead + 1> ahead;  // one more may be looked at
 
     size_t available() const { return end - next; }
     std::span<uint8_t> room();
