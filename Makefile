@@ -108,7 +108,7 @@ bench:
 	cmake --preset bench
 	cmake --build --preset bench --target kernel_bench qolm2_converter
 	build/bench/bin/kernel_bench
-	python3 bench/speed_table.py --programs build/bench/bin --slides --plot build/bench/speed.png $(SPEED_FLAGS) $(CLIPS)
+	/usr/bin/python3 bench/speed_table.py --programs build/bench/bin --slides --plot build/bench/speed.png $(SPEED_FLAGS) $(CLIPS)
 
 quality: build
 	@tools/setup.sh bench
