@@ -1,5 +1,7 @@
 #include "video/phase_planes.h"
 
+#include <algorithm>
+
 #include "base/team.h"
 
 namespace qolm::video {
@@ -9,7 +11,13 @@ PhasePlanes::PhasePlanes(const uint8_t* plane, uint32_t width, uint32_t height, 
   const size_t stride = static_cast<size_t>(stride_);
   const size_t phase_rows = height / 2 + height % 2;
   for (size_t phase = 0; phase < (even_only ? size_t{1} : size_t{4}); ++phase) {
-    planes_[phase] = std::make_unique_for_overwrite<uint8_t[]>(stride * phase_rows + kSlackBytes);
+    const size_t bytes = stride * phase_rows + kSlackBytes;
+    planes_[phase] = std::make_unique_for_overwrite<uint8_t[]>(bytes);
+    // Readers of eight places at once look at what no sample fills: the slack, and
+    // the last row and column of an odd phase. It never decides, yet it is the same
+    // in every run.
+    std::fill_n(planes_[phase].get() + bytes - stride - kSlackBytes, stride + kSlackBytes,
+                uint8_t{0});
   }
 
   ForEachInTeam(height, size_t{width} * height >= kSamplesWorthATeam, [&](size_t y) {
@@ -25,6 +33,7 @@ PhasePlanes::PhasePlanes(const uint8_t* plane, uint32_t width, uint32_t height, 
         even[i] = samples[2 * i];
         odd[i] = samples[2 * i + 1];
       }
+      if (width % 2 != 0) odd[pairs] = 0;
     }
     if (width % 2 != 0) even[pairs] = samples[width - 1];
   });

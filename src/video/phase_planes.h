@@ -33,7 +33,7 @@ class PhasePlanes {
 
  private:
   ptrdiff_t stride_;
-  // Index 2 * odd row + odd column. Every sample is written, and none before.
+  // Index 2 * odd row + odd column.
   std::array<std::unique_ptr<uint8_t[]>, 4> planes_;
 };
 

@@ -235,6 +235,32 @@ TEST_F(FrameLoop, NumberedPicturesGiveTheSameFile) {
   }
 }
 
+TEST_F(FrameLoop, ASecondOutputBeginsAfreshWithThePictureThatWasSkippedLast) {
+  EncodeSettings settings = Small();
+  settings.quality = 100;
+  settings.temporal_filter = true;
+  // The second is as good as the first to the eye, and is filtered against it; the
+  // third is new on its left side and close to the second on its right.
+  const auto picture = [](int number) {
+    VideoFrame frame = GreyFrame(kSize, kSize, static_cast<uint8_t>(97 + 2 * number));
+    for (size_t i = 0; number == 3 && i < frame.pixels.size(); ++i) {
+      if (i % (4 * kSize) < 2 * kSize && i % 4 != 3) frame.pixels[i] = 180;
+    }
+    frame.picture_number = static_cast<uint64_t>(number);
+    return frame;
+  };
+  EncoderSession session(settings);
+  ASSERT_TRUE(session.open_output(folder() / "first.qolm"));
+  for (const int number : {1, 2}) ASSERT_TRUE(session.encode_frame(picture(number)));
+  EXPECT_EQ(session.frames_skipped(), 1);
+  ASSERT_TRUE(session.open_output(folder() / "second.qolm"));
+  for (const int number : {2, 3}) ASSERT_TRUE(session.encode_frame(picture(number)));
+  ASSERT_TRUE(session.finish());
+
+  Encode(settings, 2, [&](int32_t i) { return picture(i + 2); });
+  EXPECT_EQ(test::ReadBytes(folder() / "second.qolm"), test::ReadBytes(path()));
+}
+
 TEST_F(FrameLoop, KeyFramesAreCodedFromTheUnfilteredPicture) {
   EncodeSettings settings = Small();
   settings.gop_length = 0;

@@ -104,18 +104,25 @@ TEST(YuvKernels, VariantsGiveTheScalarBitsAtEveryWidth) {
     for (size_t width = 1; width <= kMostWidth; ++width) {
       for (size_t i = 0; i < planes.size(); i += 7) {
         const uint8_t* const luma = planes[i].data();
-        const uint8_t* const near = planes[(3 * i + 1) % planes.size()].data();
-        const uint8_t* const far = planes[(5 * i + 2) % planes.size()].data();
+        // As long as they need to be, so that the address sanitizer sees any byte
+        // read beyond.
+        const std::vector<uint8_t>& near_plane = planes[(3 * i + 1) % planes.size()];
+        const std::vector<uint8_t>& far_plane = planes[(5 * i + 2) % planes.size()];
+        const auto halved = static_cast<ptrdiff_t>((width + 1) / 2);
+        const std::vector<uint8_t> near(near_plane.begin(), near_plane.begin() + halved);
+        const std::vector<uint8_t> far(far_plane.begin(), far_plane.begin() + halved);
+        const std::vector<uint8_t> full(far_plane.begin(),
+                                        far_plane.begin() + static_cast<ptrdiff_t>(width));
         // One element more than is written, which must stay.
         std::vector<uint16_t> expected(width + 1, 7);
         std::vector<uint16_t> cb(width + 1, 7);
-        scalar.widen_halved_chroma(near, far, width, expected.data());
-        kernels.widen_halved_chroma(near, far, width, cb.data());
+        scalar.widen_halved_chroma(near.data(), far.data(), width, expected.data());
+        kernels.widen_halved_chroma(near.data(), far.data(), width, cb.data());
         ASSERT_EQ(cb, expected) << width;
 
         std::vector<uint16_t> cr(width + 1, 7);
-        scalar.widen_full_chroma(far, width, expected.data());
-        kernels.widen_full_chroma(far, width, cr.data());
+        scalar.widen_full_chroma(full.data(), width, expected.data());
+        kernels.widen_full_chroma(full.data(), width, cr.data());
         ASSERT_EQ(cr, expected) << width;
 
         for (const bool full_range : {false, true}) {
