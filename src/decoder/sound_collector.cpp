@@ -93,8 +93,9 @@ void SoundCollector::make_room() {
     bytes = reader_.audio_block().size();
     claimed = std::min(audio::ClaimedValues(reader_.audio_block()), kMaxSampleValues);
   }
-  if (claimed > kLikelyValuesPerByte * bytes)
+  if (claimed > kLikelyValuesPerByte * bytes) {
     claimed = SoundCollector(reader_).measure_all().values;
+  }
   track_.samples.reserve(
       static_cast<size_t>(std::min<uint64_t>(claimed, track_.samples.max_size())));
 }
