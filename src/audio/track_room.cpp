@@ -15,12 +15,13 @@ TrackRoom::TrackRoom(PcmTrack& track)
 
 TrackRoom::TrackRoom(SoundExtent& extent) : extent_(&extent), held_(extent) {}
 
-bool TrackRoom::open(uint32_t sample_rate, uint16_t channels, uint64_t values,
-                     uint64_t max_values) {
+bool TrackRoom::open(uint32_t sample_rate, uint16_t channels, uint64_t values, uint64_t max_values,
+                     uint64_t weight) {
   // A machine of 32 bits may not even have the addresses.
   const uint64_t most =
       track_ == nullptr ? max_values : std::min<uint64_t>(max_values, track_->samples.max_size());
-  if (sample_rate == 0 || held_.values > most || values > most - held_.values) return false;
+  if (sample_rate == 0 || held_.values > most) return false;
+  if (values > (most - held_.values) / weight) return false;
   const bool same_kind = held_.sample_rate == sample_rate && held_.channels == channels;
   if (held_.values > 0 && !same_kind) return false;
   added_ = {sample_rate, channels, 0};

@@ -18,10 +18,11 @@ class TrackRoom {
   explicit TrackRoom(SoundExtent& extent);
 
   // Whether `values` sample values of this kind may come, which are then expected:
-  // the rate is not 0, `max_values` at most are held afterwards, and a track that
-  // has samples already has this rate and channel count.
+  // the rate is not 0, `max_values` at most are held afterwards if each of the new
+  // ones counts as `weight`, and a track that has samples already has this rate and
+  // channel count.
   [[nodiscard]] bool open(uint32_t sample_rate, uint16_t channels, uint64_t values,
-                          uint64_t max_values);
+                          uint64_t max_values, uint64_t weight = 1);
 
   // Room for the next of the expected values, all of which the caller writes before
   // it calls again.

@@ -246,13 +246,18 @@ bool Synthesise(std::span<CodedChannel> coded, const LappedTransform& transform,
                      [](const CodedChannel& channel) { return channel.levels.at_end(); });
 }
 
-// What frames hold beyond the samples is decoded like these and dropped; in a piece
-// of few samples that is nearly all. At high rates, where a value costs more, it
-// counts for more than one.
-uint64_t CostOfPadding(const TransformHeader& header, uint64_t values) {
-  constexpr uint32_t kUsualFrameLength = 960;  // at 48 kHz
+// What a sample value counts for against the bounds on a file's sound. A longer
+// frame makes it dearer, and above 96 kHz that tells.
+uint64_t WeightOfValue(uint32_t frame_length) {
+  constexpr uint32_t kLongestUsualFrame = 1920;
+  return std::max(1u, frame_length / kLongestUsualFrame);
+}
+
+// What decoding costs beyond the values that are kept: what frames hold beyond them
+// is decoded as well and dropped, which in a piece of few samples is nearly all.
+uint64_t CostBeside(const TransformHeader& header, uint64_t values) {
   const uint64_t decoded = uint64_t{header.frame_count} * header.frame_length * header.channels;
-  return (decoded - values) * std::max<uint64_t>(1, header.frame_length / kUsualFrameLength);
+  return decoded * WeightOfValue(header.frame_length) - values;
 }
 
 }  // namespace
@@ -262,10 +267,11 @@ uint32_t FrameLengthFor(uint32_t sample_rate) { return std::max(64u, sample_rate
 bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate, uint32_t channels,
                           std::vector<uint8_t>& payload) {
   payload.clear();
-  if (samples.empty() || samples.size() > kMaxPayloadValues || sample_rate == 0) return false;
+  if (samples.empty() || sample_rate == 0) return false;
   if (channels != 1 && channels != 2) return false;
   if (sample_rate > kHighestTransformRate) return false;
   const uint32_t frame_length = FrameLengthFor(sample_rate);
+  if (samples.size() > kMaxPayloadValues / WeightOfValue(frame_length)) return false;
 
   const auto frame_count =
       static_cast<size_t>(FrameCountFor(samples.size() / channels, frame_length));
@@ -300,7 +306,10 @@ bool DecodeAudioTransform(std::span<const uint8_t> payload, uint64_t max_values,
   if (!ReadHeader(payload, header)) return false;
   const uint64_t samples_per_channel = header.sample_values / header.channels;
   const uint64_t values = samples_per_channel * header.channels;
-  if (!room.open(header.sample_rate, header.channels, values, max_values)) return false;
+  if (!room.open(header.sample_rate, header.channels, values, max_values,
+                 WeightOfValue(header.frame_length))) {
+    return false;
+  }
 
   std::vector<CodedChannel> coded(header.channels);
   const LappedTransform transform(header.frame_length);
@@ -308,7 +317,7 @@ bool DecodeAudioTransform(std::span<const uint8_t> payload, uint64_t max_values,
     room.take_back();
     return false;
   }
-  room.spend(CostOfPadding(header, values));
+  room.spend(CostBeside(header, values));
   if (!Synthesise(coded, transform, header.frame_count, static_cast<size_t>(samples_per_channel),
                   room)) {
     room.take_back();

@@ -36,14 +36,15 @@ inline constexpr size_t kTransformHeaderBytes = 32;
 inline constexpr uint32_t kTransformTag = 0x5355504F;  // "OPUS", read as a number
 
 // Both directions refuse higher rates, which no recording has: a sample costs N
-// products to decode however few bytes stand for it.
+// products to decode however few bytes stand for it. For the same reason the bound
+// on a payload's values is so many times lower above 96 kHz as N is 1920 samples.
 inline constexpr uint32_t kHighestTransformRate = 768000;  // Hz
 
 // N, before it is held against the 16 bits that it is stored in.
 uint32_t FrameLengthFor(uint32_t sample_rate);
 
 // Codes `samples`, channels interleaved; a last incomplete frame of channels is
-// only counted. False, and no payload, when there are no samples or 2^31 and more,
+// only counted. False, and no payload, when there are no samples or too many,
 // the rate is 0 or above kHighestTransformRate, or the channel count is not 1 or
 // 2. Takes memory for the levels of one channel and their tokens beyond the input.
 [[nodiscard]] bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate,

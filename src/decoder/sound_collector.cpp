@@ -77,27 +77,41 @@ void SoundCollector::for_each_piece(const Work& work) const {
 
 // A track that grew with what comes would be copied now and then and take three
 // times its memory. So there is room for all of it at once, and where the file
-// claims more than its bytes make likely, how much that is is measured first.
+// claims more than its bytes make likely or memory holds, how much that is is
+// measured first.
 void SoundCollector::make_room() {
-  uint64_t claimed = 0;
-  uint64_t bytes = 0;
-  if (in_pieces()) {
-    std::vector<uint8_t> head;
-    for_each_piece([&](uint64_t offset, container::RecordHeader header) {
-      bytes += header.size;
-      header.size = std::min<uint32_t>(header.size, audio::kClaimBytes);
-      if (!reader_.read_payload(offset, header, head)) return;
-      claimed = std::min(claimed + audio::ClaimedValues(head), kMaxSampleValues);
-    });
-  } else {
-    bytes = reader_.audio_block().size();
-    claimed = std::min(audio::ClaimedValues(reader_.audio_block()), kMaxSampleValues);
+  const Claim claim = read_claims();
+  if (claim.values <= kLikelyValuesPerByte * claim.bytes) {
+    try {
+      reserve(claim.values);
+      return;
+    } catch (const std::bad_alloc&) {
+    }
   }
-  if (claimed > kLikelyValuesPerByte * bytes) {
-    claimed = SoundCollector(reader_).measure_all().values;
+  reserve(SoundCollector(reader_).measure_all().values);
+}
+
+SoundCollector::Claim SoundCollector::read_claims() const {
+  if (!in_pieces()) {
+    const std::span<const uint8_t> block = reader_.audio_block();
+    return {audio::ClaimedValues(block), block.size()};
   }
-  track_.samples.reserve(
-      static_cast<size_t>(std::min<uint64_t>(claimed, track_.samples.max_size())));
+  Claim all;
+  std::vector<uint8_t> head;
+  for_each_piece([&](uint64_t offset, container::RecordHeader header) {
+    const uint64_t bytes = header.size;
+    if (offset + container::kRecordHeaderBytes + bytes > reader_.file_size()) return;
+    header.size = std::min<uint32_t>(header.size, audio::kClaimBytes);
+    if (!reader_.read_payload(offset, header, head)) return;
+    all.values += audio::ClaimedValues(head);
+    all.bytes = std::min(all.bytes + bytes, reader_.file_size());
+  });
+  return all;
+}
+
+void SoundCollector::reserve(uint64_t values) {
+  const uint64_t most = std::min<uint64_t>(kMaxSampleValues, track_.samples.max_size());
+  track_.samples.reserve(static_cast<size_t>(std::min(values, most)));
 }
 
 void SoundCollector::pass_record(size_t index_entry, uint64_t offset,

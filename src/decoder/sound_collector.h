@@ -42,6 +42,13 @@ class SoundCollector {
   template <typename Work>
   void for_each_piece(const Work& work) const;
   void make_room();
+  // What the sound's headers say, of however many bytes.
+  struct Claim {
+    uint64_t values = 0;
+    uint64_t bytes = 0;
+  };
+  Claim read_claims() const;
+  void reserve(uint64_t values);
 
   const container::ContainerReader& reader_;
   PcmTrack track_;

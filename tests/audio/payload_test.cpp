@@ -265,14 +265,27 @@ TEST(DecodeAudio, TellsWhatARefusedPayloadCost) {
   EXPECT_EQ(track.samples, Samples(5, 7));
 }
 
-// A value of so long a frame costs 16 times as much as one at 48 kHz.
+// A value of so long a frame counts as 8.
 TEST(DecodeAudio, TellsWhatAPieceOfOneSampleCosts) {
   const Bytes payload = Encode(Samples(1, 9), 768000, 1);
   SoundExtent extent;
   TrackRoom room(extent);
   ASSERT_TRUE(DecodeAudio(payload, kNoLimit, room));
   EXPECT_EQ(extent.values, 1u);
-  EXPECT_EQ(room.values_in_vain(), 16 * (2 * 15360 - 1));
+  EXPECT_EQ(room.values_in_vain(), 8 * 2 * 15360 - 1);
+}
+
+TEST(DecodeAudio, CountsValuesOfLongFramesAsSeveral) {
+  for (const auto& [rate, weight] : {std::pair{96000U, 1U}, {191999U, 1U}, {192000U, 2U}}) {
+    const Bytes payload = Encode(Samples(10, 9), rate, 1);
+    SoundExtent extent{rate, 1, 100};
+    TrackRoom too_small(extent);
+    EXPECT_FALSE(DecodeAudio(payload, 100 + 10 * weight - 1, too_small)) << rate;
+    EXPECT_EQ(too_small.values_in_vain(), 0u);
+    TrackRoom room(extent);
+    EXPECT_TRUE(DecodeAudio(payload, 100 + 10 * weight, room)) << rate;
+    EXPECT_EQ(extent.values, 110u);
+  }
 }
 
 TEST(DecodeAudio, KeepsToTheLimitAndToTheTracksKind) {

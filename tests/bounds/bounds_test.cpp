@@ -295,16 +295,16 @@ TEST_F(BoundsOfSound, PiecesInVainUseUpTheSound) {
 }
 
 // Of a piece of one sample two whole frames are decoded, which at the highest rate
-// take a tenth of a second. They count like what is decoded in vain, at that rate
-// as 491,504 values, so this file ends its sound with the first or the second.
+// take some milliseconds. They count like what is decoded in vain, at that rate
+// as 245,760 values, so this file ends its sound with the first or the second.
 TEST_F(BoundsOfSound, PiecesOfOneSampleUseUpTheSound) {
   const Bytes in_vain = Silence(1024, Spelling::kShort, /*refused=*/true);
   const Bytes one_sample = Silence(1, Spelling::kShort, false, audio::kHighestTransformRate);
   ASSERT_LT(one_sample.size(), 80U);
   for (const uint32_t samples : {1U, 2U}) {
     HostileFile file = Create(container::kFlagInterleavedAudio);
-    // Their bytes count, too: about 270,000 values are left, or 790,000.
-    const uint32_t refused = samples == 1 ? 8189 : 8187;
+    // Their bytes count, too: about 8,000 values are left, or 270,000.
+    const uint32_t refused = samples == 1 ? 8190 : 8189;
     for (uint32_t i = 0; i < refused; ++i) file.whole_record(RecordType::kAudio, in_vain);
     for (int i = 0; i < 10'000; ++i) file.whole_record(RecordType::kAudio, one_sample);
     file.close();

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <fstream>
 #include <vector>
@@ -176,6 +178,25 @@ TEST_F(SoundOfAFile, ADamagedPieceIsLeftOut) {
   EXPECT_EQ(PlayToTheEnd(playing), 3);
 }
 
+// Claims hours in a record that claims to be larger than the file.
+TEST_F(SoundOfAFile, NoRoomIsTakenForAnEmptyClaim) {
+  std::vector<uint8_t> claim = Coded(8000, 1, 100, 0);
+  StoreLe32(&claim[6], 0x7FFFFFFF);
+  Write({Sound(Coded(8000, 1, 50, 0)), Sound(claim)});
+  const auto header =
+      container::EncodeRecordHeader({container::RecordType::kAudio, 0, 0, 90 << 20});
+  const std::filesystem::path path = folder_.path() / "claim.qolm";
+  std::vector<uint8_t> bytes = test::ReadBytes(folder_.path() / "sound.qolm");
+  std::copy(header.begin(), header.end(),
+            bytes.begin() + static_cast<ptrdiff_t>(reader_.index()[1]));
+  test::WriteBytes(path, bytes);
+  ASSERT_TRUE(reader_.open(path));
+  ASSERT_EQ(reader_.index().size(), 2U);
+  FrameDecoder decoder(reader_);
+  EXPECT_EQ(decoder.decode_audio().samples.size(), 50U);
+  EXPECT_LT(decoder.decode_audio().samples.capacity(), 10'000U);
+}
+
 TEST_F(SoundOfAFile, ADamagedBlockIsNoSound) {
   std::vector<uint8_t> damaged = Coded(8000, 1, 100, 0);
   damaged.resize(17);
@@ -217,21 +238,37 @@ std::vector<uint8_t> MuchSilence() {
   return payload;
 }
 
+// For a forked process: exits with 0 when `work` holds with 64 MiB more of addresses
+// than the test takes already.
+template <typename Work>
+[[noreturn]] void RunInLittleMemory(const Work& work) {
+  ForceTeamSize(1);  // it has none of its parent's threads
+  rlim_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  const rlim_t most = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (64 << 20);
+  const rlimit limit{most, most};
+  if (setrlimit(RLIMIT_AS, &limit) != 0) std::exit(2);
+  std::exit(work() ? 0 : 1);
+}
+
 TEST_F(SoundOfAFile, MoreThanMemoryHoldsIsNoSound) {
   Write({Repeat(2)}, MuchSilence(), false);
-  const auto play = [this] {
-    ForceTeamSize(1);  // a forked process has none of its parent's threads
-    // 64 MiB more than the test takes already.
-    rlim_t pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    const rlim_t most = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (64 << 20);
-    const rlimit limit{most, most};
-    if (setrlimit(RLIMIT_AS, &limit) != 0) std::exit(2);
+  const auto is_silent = [this] {
     FrameDecoder decoder(reader_);
-    const bool silent = decoder.decode_audio().samples.empty();
-    std::exit(silent && PlayToTheEnd(decoder) == 2 ? 0 : 1);
+    return decoder.decode_audio().samples.empty() && PlayToTheEnd(decoder) == 2;
   };
-  EXPECT_EXIT(play(), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(RunInLittleMemory(is_silent), ::testing::ExitedWithCode(0), "");
+}
+
+// Bytes enough to make the claim likely, but no sound.
+TEST_F(SoundOfAFile, AFalseClaimBeyondMemoryCostsNoSound) {
+  std::vector<uint8_t> claim = MuchSilence();
+  claim.resize(3 << 20);
+  Write({Sound(Coded(8000, 1, 50, 0)), Sound(claim)});
+  const auto is_whole = [this] {
+    return FrameDecoder(reader_).decode_audio().samples.size() == 50;
+  };
+  EXPECT_EXIT(RunInLittleMemory(is_whole), ::testing::ExitedWithCode(0), "");
 }
 #endif
 
