@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "export/output_stream.h"
+#include "output/part_cleanup.h"
 
 namespace qolm::exporter {
 namespace {
@@ -16,11 +17,8 @@ OutputTarget::~OutputTarget() {
 }
 
 bool OutputTarget::open(const std::filesystem::path& path, const std::filesystem::path& input) {
-  const std::error_code refusal = part_.Prepare(path, input);
-  commits_part_ = !refusal;
-  if (commits_part_) {
-    part_.RemoveOnSignal();
-  } else if (refusal != output::OutputRefusal::kNotRegular) {
+  if (const std::error_code refusal = prepare_part(path, input);
+      refusal && refusal != output::OutputRefusal::kNotRegular) {
     return fail(refusal);
   }
   stream_ = OpenStream(commits_part_ ? part_.path() : path);
@@ -29,6 +27,15 @@ bool OutputTarget::open(const std::filesystem::path& path, const std::filesystem
   buffer_.resize(kBufferBytes);
   std::setvbuf(stream_, buffer_.data(), _IOFBF, buffer_.size());
   return true;
+}
+
+std::error_code OutputTarget::prepare_part(const std::filesystem::path& path,
+                                           const std::filesystem::path& input) {
+  const output::EndSignalsWait until_it_is_removed_on_them;
+  const std::error_code refusal = part_.Prepare(path, input);
+  commits_part_ = !refusal;
+  if (commits_part_) part_.RemoveOnSignal();
+  return refusal;
 }
 
 bool OutputTarget::open_standard_output() {

@@ -44,6 +44,8 @@ class OutputTarget {
   bool reader_has_gone() const { return error_ == std::errc::broken_pipe; }
 
  private:
+  std::error_code prepare_part(const std::filesystem::path& path,
+                               const std::filesystem::path& input);
   bool fail(std::error_code error);
   bool fail_with_errno();
 

@@ -13,6 +13,17 @@ namespace qolm::output {
 // it open lets it be deleted.
 void RemoveFileOnSignal(const std::filesystem::path* file);
 
+// While one lives, what would end the program so waits for its end, though on POSIX
+// systems a second signal does not. For between making a file and naming it to
+// RemoveFileOnSignal. One at a time.
+class EndSignalsWait {
+ public:
+  EndSignalsWait();
+  ~EndSignalsWait();
+  EndSignalsWait(const EndSignalsWait&) = delete;
+  EndSignalsWait& operator=(const EndSignalsWait&) = delete;
+};
+
 }  // namespace qolm::output
 
 #endif  // QOLM_OUTPUT_PART_CLEANUP_H_

@@ -10,23 +10,43 @@
 namespace qolm::output {
 namespace {
 
+constexpr int kNoneWaits = -1;
+
 // All that the handler touches; a signal may arrive on any thread.
 std::atomic<const char*> g_file{nullptr};
+// The signal that waits, 0 while one would.
+std::atomic<int> g_waiting{kNoneWaits};
 static_assert(std::atomic<const char*>::is_always_lock_free);
+static_assert(std::atomic<int>::is_always_lock_free);
 
 extern "C" void RemoveAndEnd(int signal_number) {
+  int would_wait = 0;
+  if (g_waiting.compare_exchange_strong(would_wait, signal_number)) return;
   if (const char* const file = g_file.exchange(nullptr)) unlink(file);
   EndBySignal(signal_number);
+}
+
+void HandleEndSignals() {
+  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+    HandleEndSignal(signal_number, RemoveAndEnd);
+  }
 }
 
 }  // namespace
 
 void RemoveFileOnSignal(const std::filesystem::path* file) {
   g_file = file != nullptr ? file->c_str() : nullptr;
-  if (file == nullptr) return;
-  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
-    HandleEndSignal(signal_number, RemoveAndEnd);
-  }
+  if (file != nullptr) HandleEndSignals();
+}
+
+EndSignalsWait::EndSignalsWait() {
+  g_waiting = 0;
+  HandleEndSignals();
+}
+
+EndSignalsWait::~EndSignalsWait() {
+  const int signal_number = g_waiting.exchange(kNoneWaits);
+  if (signal_number != 0) RemoveAndEnd(signal_number);
 }
 
 }  // namespace qolm::output

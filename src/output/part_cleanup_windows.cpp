@@ -10,8 +10,8 @@ namespace {
 
 // The handler runs in a thread of its own, so it has a copy of the path.
 struct Removal {
-  std::mutex mutex;
-  std::wstring file;  // empty: nothing is to be removed
+  std::recursive_mutex mutex;  // taken again while EndSignalsWait lives
+  std::wstring file;           // empty: nothing is to be removed
 };
 
 // Never destroyed, since the handler may still run when the program returns.
@@ -30,13 +30,25 @@ BOOL WINAPI RemoveAndGoOn(DWORD) {
   return FALSE;  // the next handler ends the program
 }
 
+bool HandleConsoleEvents() {
+  static const BOOL handled = SetConsoleCtrlHandler(RemoveAndGoOn, TRUE);
+  return handled != FALSE;
+}
+
 }  // namespace
 
 void RemoveFileOnSignal(const std::filesystem::path* file) {
-  static const BOOL handled = SetConsoleCtrlHandler(RemoveAndGoOn, TRUE);
+  const bool handled = HandleConsoleEvents();
   Removal& removal = GetRemoval();
   const std::lock_guard lock(removal.mutex);
-  removal.file = file != nullptr && handled != FALSE ? file->native() : std::wstring();
+  removal.file = file != nullptr && handled ? file->native() : std::wstring();
 }
+
+EndSignalsWait::EndSignalsWait() {
+  HandleConsoleEvents();
+  GetRemoval().mutex.lock();
+}
+
+EndSignalsWait::~EndSignalsWait() { GetRemoval().mutex.unlock(); }
 
 }  // namespace qolm::output
