@@ -109,6 +109,25 @@ void ForwardDct(benchmark::State& state) {
   }
 }
 
+void MeasureResidual(benchmark::State& state) {
+  TransformInputs inputs;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(
+        Kernels(state).residual_energy(inputs.source.data(), 64, inputs.prediction.data() + 7, 64));
+  }
+}
+
+// Of a block that stores nothing, which is looked at to its end.
+void MayStore(benchmark::State& state) {
+  TransformInputs inputs;
+  const StoringLimits limits =
+      MakeStoringLimits(MakeLevelSelection(inputs.table, true), inputs.table);
+  for (int i = 0; i < 64; ++i) inputs.coefficients[i] = 1.0F;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(Kernels(state).may_store(inputs.coefficients, limits));
+  }
+}
+
 void Quantize(benchmark::State& state) {
   TransformInputs inputs;
   Kernels(state).forward_dct(inputs.source.data(), 64, inputs.prediction.data() + 7, 64,
@@ -261,6 +280,8 @@ void YuvToPackedRow(benchmark::State& state) {
 }
 
 BENCHMARK(ForwardDct)->Apply(EachLevel);
+BENCHMARK(MeasureResidual)->Apply(EachLevel);
+BENCHMARK(MayStore)->Apply(EachLevel);
 BENCHMARK(Quantize)->Apply(EachLevel);
 BENCHMARK(InverseDctAdd)->Apply(EachLevelAndExtent);
 BENCHMARK(Sad8x8)->Apply(EachLevel);

@@ -85,6 +85,41 @@ LevelSelection MakeUnreferencedLevelSelection(const QuantTable& luma, bool rate_
           kUnreferencedDcWeight};
 }
 
+// The transform is orthonormal: the squares of a block's coefficients sum up to
+// those of its differences. So below half a step, squared, none rounds to 1, and
+// below two and a half none to 3, which would have to be stored. Else storing
+// levels gains at most what they hold of these squares, and costs the bits of a
+// level of 1 at least.
+//
+// Once the coefficients are known, so is what each gains: those below half a step
+// nothing, those that round to 1 step * (2 * magnitude - step) less their bits. A
+// block behind whose last coefficient nothing needs an end has to be worth that
+// much less. The factor covers the rounding of all sums, the transform's too.
+StoringLimits MakeStoringLimits(const LevelSelection& selection, const QuantTable& table) {
+  constexpr float kSafety = 0.99F;
+  constexpr float kBitsAround = kBlockBits + kEndOfBlockBits;
+  const float smallest_step = *std::min_element(table.step.begin(), table.step.end());
+  const float squared_step = smallest_step * smallest_step;
+  StoringLimits limits;
+  if (!selection.rate_rule) {
+    limits.energy = kSafety * 0.25F * squared_step;
+    for (size_t i = 0; i < 64; ++i) limits.large[i] = kSafety * 0.5F * table.step[i];
+    return limits;
+  }
+  limits.energy = kSafety * std::min(selection.lambda * (kBitsAround + kBitTables.level[1]),
+                                     6.25F * squared_step);
+  limits.gain = kSafety * selection.lambda * kBitsAround;
+  for (size_t i = 0; i < 64; ++i) {
+    const float step = table.step[i];
+    const float weight = i == 0 ? selection.dc_weight : 1.0F;
+    const float bits = kBitTables.level[1] - (i == 63 ? kEndOfBlockBits : 0.0F);
+    limits.large[i] = kSafety * 1.5F * step;
+    limits.gain_slope[i] = 2.0F * weight * step;
+    limits.gain_offset[i] = weight * step * step + selection.lambda * bits;
+  }
+  return limits;
+}
+
 void SelectLevels(const LevelSelection& selection, const QuantTable& table,
                   const float* coefficients, const int16_t* nearest, uint64_t nonzero,
                   int16_t* zigzag) {

@@ -9,6 +9,7 @@
 #ifndef QOLM_VIDEO_LEVEL_SELECTION_H_
 #define QOLM_VIDEO_LEVEL_SELECTION_H_
 
+#include <array>
 #include <cstdint>
 
 #include "video/quant_table.h"
@@ -27,6 +28,21 @@ LevelSelection MakeLevelSelection(const QuantTable& luma, bool rate_rule);
 
 // For a picture that no other refers to: its errors end with it.
 LevelSelection MakeUnreferencedLevelSelection(const QuantTable& luma, bool rate_rule);
+
+// Which blocks of one plane need not be looked at closely since nothing of them
+// would be stored.
+struct StoringLimits {
+  // Such is a block whose squared differences, of which the part that the DC
+  // coefficient holds counts LevelSelection::dc_weight times, sum up to less.
+  float energy = 0.0F;
+  // For VideoKernels::may_store, in natural order.
+  alignas(32) std::array<float, 64> large{};
+  alignas(32) std::array<float, 64> gain_slope{};
+  alignas(32) std::array<float, 64> gain_offset{};
+  float gain = 0.0F;
+};
+
+StoringLimits MakeStoringLimits(const LevelSelection& selection, const QuantTable& table);
 
 // Stores the chosen levels of one block at their scan positions; `zigzag` is
 // all zero before. `nearest` and `coefficients` are in natural order, bit i of

@@ -7,15 +7,11 @@
 namespace qolm::video {
 namespace {
 
-// No coefficient of the orthonormal transform exceeds a quarter of the block's
-// sum of absolute differences (the largest product of two basis values is below
-// 0.2405); the margin covers the rounding of the sums.
-constexpr float kLargestCoefficientPerSad = 0.2501F;
-
-// Below this sum every level rounds to zero.
-float SmallestCodedSad(const QuantTable& table) {
-  const float smallest_step = *std::min_element(table.step.begin(), table.step.end());
-  return 0.5F * smallest_step / kLargestCoefficientPerSad;
+// The energy of a block as StoringLimits counts it.
+float WeightedEnergy(const LevelSelection& selection, const ResidualEnergy& energy) {
+  const auto sum = static_cast<float>(energy.sum);
+  const float squared_dc = sum * sum / 64.0F;
+  return static_cast<float>(energy.squares) + (selection.dc_weight - 1.0F) * squared_dc;
 }
 
 }  // namespace
@@ -23,24 +19,24 @@ float SmallestCodedSad(const QuantTable& table) {
 void CodeResidualRow(const VideoKernels& kernels, const uint8_t* source, const BlockGrid& grid,
                      uint32_t block_row, const QuantTable& table, const LevelSelection& selection,
                      bool reconstruct, int16_t* levels, uint8_t* plane) {
-  const float smallest_coded_sad = SmallestCodedSad(table);
+  const StoringLimits limits = MakeStoringLimits(selection, table);
   const uint32_t y0 = 8 * block_row;
   for (uint32_t x0 = 0; x0 < grid.width; x0 += 8, levels += 64) {
     Block8x8 source_storage;
     Block8x8 prediction_storage;
     const BlockView source_block = ViewBlock(source, grid, x0, y0, source_storage);
     const BlockView prediction = ViewBlock(plane, grid, x0, y0, prediction_storage);
-    const uint32_t sad = kernels.sad_8x8(source_block.samples, source_block.stride,
-                                         prediction.samples, prediction.stride);
+    const ResidualEnergy energy = kernels.residual_energy(source_block.samples, source_block.stride,
+                                                          prediction.samples, prediction.stride);
     std::fill_n(levels, 64, int16_t{0});
-    if (static_cast<float>(sad) < smallest_coded_sad) continue;
+    if (WeightedEnergy(selection, energy) < limits.energy) continue;
 
     alignas(32) float coefficients[64];
     kernels.forward_dct(source_block.samples, source_block.stride, prediction.samples,
                         prediction.stride, coefficients);
+    if (!kernels.may_store(coefficients, limits)) continue;
     int16_t nearest[64];
     const uint64_t nonzero = kernels.quantize(coefficients, table.step.data(), 0.5F, nearest);
-    if (nonzero == 0) continue;
     SelectLevels(selection, table, coefficients, nearest, nonzero, levels);
     if (reconstruct) ReconstructBlock(kernels, table, prediction, levels, grid, x0, y0, plane);
   }

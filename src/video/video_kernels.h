@@ -12,6 +12,7 @@
 #include <cstdint>
 
 #include "base/simd_level.h"
+#include "video/level_selection.h"
 
 namespace qolm::video {
 
@@ -31,11 +32,25 @@ struct DifferenceSums {
   uint32_t squares = 0;
 };
 
+struct ResidualEnergy {
+  int32_t sum = 0;       // of the differences
+  uint32_t squares = 0;  // the sum of theirs
+};
+
 struct VideoKernels {
   // The transform of source - prediction over an 8x8 block: 64 coefficients in
   // natural order, 32-byte aligned.
   void (*forward_dct)(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* prediction,
                       ptrdiff_t prediction_stride, float* coefficients);
+
+  // Of source - prediction over an 8x8 block.
+  ResidualEnergy (*residual_energy)(const uint8_t* source, ptrdiff_t source_stride,
+                                    const uint8_t* prediction, ptrdiff_t prediction_stride);
+
+  // Whether a coefficient's magnitude is above its limits.large, or the positive
+  // ones of gain_slope * magnitude - gain_offset sum up to more than limits.gain:
+  // eight sums of every eighth, then of both halves of them.
+  bool (*may_store)(const float* coefficients, const StoringLimits& limits);
 
   // levels[i] = coefficients[i] / steps[i] rounded to nearest when the quotient's
   // fraction is at least `round_up`, otherwise toward zero; clamped to

@@ -34,6 +34,32 @@ void ForwardDct(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* p
   }
 }
 
+ResidualEnergy MeasureResidual(const uint8_t* source, ptrdiff_t source_stride,
+                               const uint8_t* prediction, ptrdiff_t prediction_stride) {
+  ResidualEnergy energy;
+  for (int r = 0; r < 8; ++r) {
+    for (int c = 0; c < 8; ++c) {
+      const int difference = source[r * source_stride + c] - prediction[r * prediction_stride + c];
+      energy.sum += difference;
+      energy.squares += static_cast<uint32_t>(difference * difference);
+    }
+  }
+  return energy;
+}
+
+bool MayStore(const float* coefficients, const StoringLimits& limits) {
+  float gains[8] = {};
+  for (size_t i = 0; i < 64; ++i) {
+    const float magnitude = std::fabs(coefficients[i]);
+    if (magnitude > limits.large[i]) return true;
+    const float product = limits.gain_slope[i] * magnitude;
+    gains[i % 8] += std::max(product - limits.gain_offset[i], 0.0F);
+  }
+  const float even = (gains[0] + gains[4]) + (gains[2] + gains[6]);
+  const float odd = (gains[1] + gains[5]) + (gains[3] + gains[7]);
+  return even + odd > limits.gain;
+}
+
 uint64_t Quantize(const float* coefficients, const float* steps, float round_up, int16_t* levels) {
   uint64_t nonzero = 0;
   for (int i = 0; i < 64; ++i) {
@@ -213,6 +239,8 @@ void DeblockHorizontalEdge(DeblockLimits limits, const uint8_t* p1, uint8_t* p0,
 const VideoKernels& ScalarVideoKernels() {
   static const VideoKernels kernels = {
       .forward_dct = ForwardDct,
+      .residual_energy = MeasureResidual,
+      .may_store = MayStore,
       .quantize = Quantize,
       .inverse_dct_add = InverseDctAdd,
       .sad_8x8 = Sad<8>,

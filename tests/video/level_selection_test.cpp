@@ -131,5 +131,68 @@ TEST(SelectLevels, ClampedLevelsAndAnEmptyBlock) {
   EXPECT_EQ(Select(empty, table, true), (std::array<int16_t, 64>{}));
 }
 
+// Coefficients around what decides: single ones, a few, and all of them alike.
+Block BorderlineBlock(const QuantTable& table, uint32_t seed) {
+  std::mt19937 random(seed);
+  std::uniform_real_distribution<float> around(0.45F, 1.55F);
+  Block block;
+  const float alike = around(random);
+  const uint32_t kind = random() % 4;
+  for (size_t k = 0; k < 64; ++k) {
+    const float steps = kind == 0 ? 0.5F + alike / 16.0F : around(random);
+    if (kind == 0 || (kind == 1 && k == 63) || random() % 64 < kind) {
+      block.Set(k, random() % 2 == 0 ? steps : -steps, table);
+    }
+  }
+  return block;
+}
+
+struct Verdicts {
+  int by_energy = 0;
+  int by_gain = 0;
+  int looked_at = 0;
+  int stored = 0;
+};
+
+void Judge(const Block& block, const QuantTable& table, const LevelSelection& selection,
+           Verdicts& verdicts) {
+  const StoringLimits limits = MakeStoringLimits(selection, table);
+  float energy = (selection.dc_weight - 1.0F) * block.coefficients[0] * block.coefficients[0];
+  for (const float coefficient : block.coefficients) energy += coefficient * coefficient;
+  const bool too_weak = energy < limits.energy;
+  const bool gains_nothing = !ScalarVideoKernels().may_store(block.coefficients.data(), limits);
+  std::array<int16_t, 64> zigzag{};
+  SelectLevels(selection, table, block.coefficients.data(), block.nearest.data(), block.nonzero,
+               zigzag.data());
+  const bool stored = zigzag != std::array<int16_t, 64>{};
+  if (too_weak) ++verdicts.by_energy;
+  if (gains_nothing) ++verdicts.by_gain;
+  if (!too_weak && !gains_nothing) ++verdicts.looked_at;
+  if (stored) ++verdicts.stored;
+  EXPECT_FALSE(stored && (too_weak || gains_nothing));
+}
+
+TEST(StoringLimits, NothingIsStoredBelowThem) {
+  for (const bool rate_rule : {false, true}) {
+    for (const bool chroma : {false, true}) {
+      for (const auto& make : {MakeLevelSelection, MakeUnreferencedLevelSelection}) {
+        Verdicts verdicts;
+        for (uint32_t seed = 0; seed < 40'000; ++seed) {
+          const auto quality = static_cast<int32_t>(seed % 100 + 1);
+          const QuantTable luma = BuildInterQuantTable(quality, false);
+          const QuantTable table = chroma ? BuildInterQuantTable(quality, true) : luma;
+          Block block = BorderlineBlock(table, seed);
+          block.Quantize(table);
+          Judge(block, table, make(luma, rate_rule), verdicts);
+        }
+        EXPECT_GT(verdicts.by_energy, 1000);
+        EXPECT_GT(verdicts.by_gain, verdicts.by_energy);
+        // Most of what is looked at is worth it.
+        EXPECT_GT(verdicts.stored, verdicts.looked_at / 2);
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace qolm::video

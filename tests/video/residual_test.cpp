@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <random>
 #include <vector>
 
@@ -19,14 +20,18 @@ struct CodedPlane {
 };
 
 CodedPlane Code(const std::vector<uint8_t>& source, const std::vector<uint8_t>& prediction,
-                const BlockGrid& grid, const QuantTable& table, bool rate_rule) {
+                const BlockGrid& grid, const QuantTable& table, const LevelSelection& selection) {
   CodedPlane coded{std::vector<int16_t>(64 * grid.Count()), prediction};
-  const LevelSelection selection = MakeLevelSelection(table, rate_rule);
   for (uint32_t row = 0; row < grid.Rows(); ++row) {
     CodeResidualRow(ActiveVideoKernels(), source.data(), grid, row, table, selection, true,
                     coded.levels.data() + size_t{64} * grid.Columns() * row, coded.samples.data());
   }
   return coded;
+}
+
+CodedPlane Code(const std::vector<uint8_t>& source, const std::vector<uint8_t>& prediction,
+                const BlockGrid& grid, const QuantTable& table, bool rate_rule) {
+  return Code(source, prediction, grid, table, MakeLevelSelection(table, rate_rule));
 }
 
 // Every nearest level, block after block; the prediction repeats its last
@@ -86,6 +91,59 @@ TEST(CodeResidualRow, WithoutTheRateRuleEveryNearestLevelIsCoded) {
       }
     }
   }
+}
+
+// A block of `source` beside its prediction, both with the edges repeated.
+std::vector<int16_t> LevelsOfAnyBlock(const std::vector<uint8_t>& source,
+                                      const std::vector<uint8_t>& prediction, const BlockGrid& grid,
+                                      uint32_t x0, uint32_t y0, const QuantTable& table,
+                                      const LevelSelection& selection) {
+  const VideoKernels& kernels = ScalarVideoKernels();
+  Block8x8 storage[2];
+  const BlockView wanted = ViewBlock(source.data(), grid, x0, y0, storage[0]);
+  const BlockView predicted = ViewBlock(prediction.data(), grid, x0, y0, storage[1]);
+  alignas(32) float coefficients[64];
+  kernels.forward_dct(wanted.samples, wanted.stride, predicted.samples, predicted.stride,
+                      coefficients);
+  int16_t nearest[64];
+  const uint64_t nonzero = kernels.quantize(coefficients, table.step.data(), 0.5F, nearest);
+  std::vector<int16_t> levels(64);
+  SelectLevels(selection, table, coefficients, nearest, nonzero, levels.data());
+  return levels;
+}
+
+TEST(CodeResidualRow, WithTheRateRuleTheLevelsAreThoseOfEveryBlockTransformed) {
+  const BlockGrid grid{67, 35};
+  const size_t count = size_t{grid.width} * grid.height;
+  std::mt19937 random(11);
+  int empty = 0;
+  int coded_blocks = 0;
+  for (int round = 0; round < 60; ++round) {
+    const std::vector<uint8_t> prediction = test::RandomBytes(count, 5);
+    std::vector<uint8_t> source = prediction;
+    std::normal_distribution<double> noise(round % 3 - 1.0, 0.3 * (round % 20));
+    for (uint8_t& sample : source) {
+      sample = static_cast<uint8_t>(std::clamp(sample + std::lround(noise(random)), 0L, 255L));
+    }
+    const int quality = 5 * (round % 20) + 1;
+    const QuantTable table = BuildInterQuantTable(quality, round % 2 == 0);
+    const LevelSelection selection = MakeLevelSelection(BuildInterQuantTable(quality, false), true);
+    std::vector<int16_t> expected;
+    for (uint32_t y0 = 0; y0 < grid.height; y0 += 8) {
+      for (uint32_t x0 = 0; x0 < grid.width; x0 += 8) {
+        const std::vector<int16_t> levels =
+            LevelsOfAnyBlock(source, prediction, grid, x0, y0, table, selection);
+        ++(levels == std::vector<int16_t>(64) ? empty : coded_blocks);
+        expected.insert(expected.end(), levels.begin(), levels.end());
+      }
+    }
+    for (const SimdLevel level : test::AvailableSimdLevels()) {
+      const test::ScopedSimdLevel forced(level);
+      ASSERT_EQ(Code(source, prediction, grid, table, selection).levels, expected);
+    }
+  }
+  EXPECT_GT(empty, 100);
+  EXPECT_GT(coded_blocks, 100);
 }
 
 TEST(CodeResidualRow, AFaintSpeckWhoseLevelRoundsUpIsCoded) {

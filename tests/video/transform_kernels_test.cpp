@@ -83,6 +83,79 @@ TEST(ForwardDct, AgreesWithADoublePrecisionTransform) {
   }
 }
 
+TEST(ResidualEnergy, IsTheSumAndTheSumOfSquaresAtEveryLevelAndStride) {
+  for (const SimdLevel level : AvailableSimdLevels()) {
+    const VideoKernels& kernels = VideoKernelsFor(level);
+    for (const ptrdiff_t stride : {8, 13, 64}) {
+      const auto planes = test::ExtremePlanes(static_cast<size_t>(7 * stride + 8));
+      for (size_t i = 0; i < planes.size(); ++i) {
+        const auto& source = planes[i];
+        const auto& prediction = planes[(i * 7 + 61) % planes.size()];
+        double sum = 0.0;
+        double squares = 0.0;
+        const Matrix8x8 residual = Difference(source.data(), stride, prediction.data(), stride);
+        for (const auto& row : residual) {
+          for (const float difference : row) {
+            sum += double{difference};
+            squares += double{difference} * double{difference};
+          }
+        }
+        const ResidualEnergy energy =
+            kernels.residual_energy(source.data(), stride, prediction.data(), stride);
+        ASSERT_EQ(energy.sum, sum);
+        ASSERT_EQ(energy.squares, squares);
+      }
+    }
+  }
+}
+
+TEST(MayStore, ComparesEverySumAndEveryMagnitude) {
+  StoringLimits limits;
+  limits.large.fill(10.0F);
+  limits.gain_slope.fill(1.0F);
+  limits.gain_offset.fill(2.0F);
+  limits.gain = 64.0F;
+  for (const SimdLevel level : AvailableSimdLevels()) {
+    const auto may_store = VideoKernelsFor(level).may_store;
+    for (size_t i = 0; i < 64; ++i) {
+      for (const float sign : {1.0F, -1.0F}) {
+        AlignedBlock block;
+        block.values[i] = sign * 10.0F;
+        EXPECT_FALSE(may_store(block.values.data(), limits));
+        block.values[i] = sign * 10.5F;
+        EXPECT_TRUE(may_store(block.values.data(), limits)) << i;
+        block.values.fill(sign * 3.0F);  // gains 1 each
+        EXPECT_FALSE(may_store(block.values.data(), limits));
+        block.values[i] = sign * 3.5F;
+        EXPECT_TRUE(may_store(block.values.data(), limits)) << i;
+        block.values[(i + 1) % 64] = 0.0F;  // gains nothing, and loses nothing
+        EXPECT_FALSE(may_store(block.values.data(), limits));
+      }
+    }
+  }
+}
+
+TEST(MayStore, SameAnswerAtEveryLevel) {
+  std::mt19937 random(8);
+  std::uniform_real_distribution<float> value(-1.2F, 1.2F);
+  int answers[2] = {0, 0};
+  for (int round = 0; round < 20'000; ++round) {
+    const QuantTable table = BuildInterQuantTable(round % 100 + 1, round % 3 == 0);
+    const StoringLimits limits = MakeStoringLimits(MakeLevelSelection(table, true), table);
+    AlignedBlock block;
+    for (size_t i = 0; i < 64; ++i) {
+      block.values[i] = random() % 24 == 0 ? value(random) * table.step[i] : 0.0F;
+    }
+    const bool expected = ScalarVideoKernels().may_store(block.values.data(), limits);
+    for (const SimdLevel level : AvailableSimdLevels()) {
+      ASSERT_EQ(VideoKernelsFor(level).may_store(block.values.data(), limits), expected);
+    }
+    ++answers[expected ? 1 : 0];
+  }
+  EXPECT_GT(answers[0], 1000);
+  EXPECT_GT(answers[1], 1000);
+}
+
 TEST(InverseDctAdd, UndoesTheForwardTransform) {
   for (const SimdLevel level : AvailableSimdLevels()) {
     const VideoKernels& kernels = VideoKernelsFor(level);

@@ -58,6 +58,54 @@ void ForwardDct(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* p
   MultiplyMatrices(product, basis.columns[0], 8, coefficients);
 }
 
+__m128i LoadTwoRows(const uint8_t* top, const uint8_t* bottom) {
+  const __m128i low = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(top));
+  const __m128i high = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bottom));
+  return _mm_unpacklo_epi64(low, high);
+}
+
+ResidualEnergy MeasureResidual(const uint8_t* source, ptrdiff_t source_stride,
+                               const uint8_t* prediction, ptrdiff_t prediction_stride) {
+  __m256i sums = _mm256_setzero_si256();  // of four differences each
+  __m256i squares = _mm256_setzero_si256();
+  for (int r = 0; r < 8; r += 2) {
+    const __m128i wanted = LoadTwoRows(source, source + source_stride);
+    const __m128i predicted = LoadTwoRows(prediction, prediction + prediction_stride);
+    const __m256i difference =
+        _mm256_sub_epi16(_mm256_cvtepu8_epi16(wanted), _mm256_cvtepu8_epi16(predicted));
+    sums = _mm256_add_epi16(sums, difference);
+    squares = _mm256_add_epi32(squares, _mm256_madd_epi16(difference, difference));
+    source += 2 * source_stride;
+    prediction += 2 * prediction_stride;
+  }
+  // Two sums and two sums of squares in each half, then one of each.
+  const __m256i pairs = _mm256_hadd_epi32(_mm256_madd_epi16(sums, _mm256_set1_epi16(1)), squares);
+  const __m128i quarters =
+      _mm_add_epi32(_mm256_castsi256_si128(pairs), _mm256_extracti128_si256(pairs, 1));
+  const __m128i halves = _mm_hadd_epi32(quarters, quarters);
+  return {_mm_cvtsi128_si32(halves), static_cast<uint32_t>(_mm_extract_epi32(halves, 1))};
+}
+
+bool MayStore(const float* coefficients, const StoringLimits& limits) {
+  const __m256 sign_bit = _mm256_set1_ps(-0.0F);
+  __m256 large = _mm256_setzero_ps();
+  __m256 gains = _mm256_setzero_ps();
+  for (size_t i = 0; i < 64; i += 8) {
+    const __m256 magnitude = _mm256_andnot_ps(sign_bit, _mm256_load_ps(coefficients + i));
+    const __m256 limit = _mm256_load_ps(limits.large.data() + i);
+    large = _mm256_or_ps(large, _mm256_cmp_ps(magnitude, limit, _CMP_GT_OQ));
+    const __m256 product = _mm256_mul_ps(_mm256_load_ps(limits.gain_slope.data() + i), magnitude);
+    const __m256 gain = _mm256_sub_ps(product, _mm256_load_ps(limits.gain_offset.data() + i));
+    gains = _mm256_add_ps(gains, _mm256_max_ps(gain, _mm256_setzero_ps()));
+  }
+  if (_mm256_movemask_ps(large) != 0) return true;
+  const __m128 quarters =
+      _mm_add_ps(_mm256_castps256_ps128(gains), _mm256_extractf128_ps(gains, 1));
+  const __m128 halves = _mm_add_ps(quarters, _mm_movehl_ps(quarters, quarters));
+  const __m128 sum = _mm_add_ss(halves, _mm_movehdup_ps(halves));
+  return _mm_cvtss_f32(sum) > limits.gain;
+}
+
 __m256i QuantizeRow(const float* coefficients, const float* steps, __m256 round_up) {
   const __m256 sign_bit = _mm256_set1_ps(-0.0F);
   const __m256 quotient = _mm256_div_ps(_mm256_load_ps(coefficients), _mm256_load_ps(steps));
@@ -110,12 +158,6 @@ void InverseDctAdd(const float* coefficients, int rows, int columns, const uint8
     _mm_storel_epi64(reinterpret_cast<__m128i*>(destination + x * destination_stride),
                      _mm_packus_epi16(words, words));
   }
-}
-
-__m128i LoadTwoRows(const uint8_t* top, const uint8_t* bottom) {
-  const __m128i low = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(top));
-  const __m128i high = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bottom));
-  return _mm_unpacklo_epi64(low, high);
 }
 
 uint32_t SumLanes(__m128i sums) {
@@ -487,6 +529,8 @@ void DeblockVerticalEdges(DeblockLimits limits, uint8_t* row, size_t width) {
 
 void UseAvx2VideoKernels(VideoKernels& kernels) {
   kernels.forward_dct = ForwardDct;
+  kernels.residual_energy = MeasureResidual;
+  kernels.may_store = MayStore;
   kernels.quantize = Quantize;
   kernels.inverse_dct_add = InverseDctAdd;
   kernels.sad_8x8 = Sad8x8;
