@@ -3,9 +3,11 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "base/simd_level.h"
+#include "base/team.h"
 #include "media/ffmpeg/picture_converter.h"
 
 namespace qolm::media::ffmpeg {
@@ -16,7 +18,7 @@ constexpr int kHeight = 720;
 constexpr size_t kBytes = size_t{kWidth} * kHeight * 4;
 
 void ConvertPicture(benchmark::State& state, AVPixelFormat format) {
-  Frame frame(av_frame_alloc());
+  const std::shared_ptr<AVFrame> frame = Frame(av_frame_alloc());
   frame->width = kWidth;
   frame->height = kHeight;
   frame->format = format;
@@ -28,14 +30,16 @@ void ConvertPicture(benchmark::State& state, AVPixelFormat format) {
     if (buffer == nullptr) continue;
     for (size_t i = 0; i < buffer->size; ++i) buffer->data[i] = static_cast<uint8_t>(i * i >> 7);
   }
-  PictureConverter converter(kWidth, kHeight);
-  Picture picture(kWidth, kHeight);
+  const std::unique_ptr<Picture> picture = PictureConverter(kWidth, kHeight).Convert(frame);
+  std::vector<uint8_t> rgba(kBytes);
+  ForceTeamSize(1);
   ForceSimdLevel(static_cast<SimdLevel>(state.range(0)));
   for (auto _ : state) {
-    if (!converter.Convert(*frame, picture)) state.SkipWithError("not converted");
+    picture->yuv->WriteRgba(rgba.data());
     benchmark::ClobberMemory();
   }
   ForceSimdLevel(DetectedSimdLevel());
+  ForceTeamSize(kTeamSize);
   state.SetBytesProcessed(state.iterations() * int64_t{kBytes});
 }
 

@@ -51,6 +51,11 @@ class VideoSample {
   // As VideoFrame::picture_number.
   virtual uint64_t picture_number() const { return 0; }
 
+  // Whether the sample can write its picture as the rows that VideoFrame holds. Then
+  // it need not have a buffer.
+  virtual bool writes_rgba() const { return false; }
+  virtual void WriteRgba(uint8_t* /*rgba*/) {}
+
   // Null when the sample's media cannot be made contiguous.
   [[nodiscard]] virtual std::unique_ptr<VideoBuffer> ConvertToContiguousBuffer() = 0;
 };

@@ -150,8 +150,11 @@ bool VideoSource::ReadNextFrame(VideoFrame& frame) {
     frame.timestamp = result.timestamp;
     return true;
   }
-  const std::unique_ptr<VideoBuffer> buffer = result.sample->ConvertToContiguousBuffer();
-  if (buffer == nullptr) return true;
+  std::unique_ptr<VideoBuffer> buffer;
+  if (!result.sample->writes_rgba()) {
+    buffer = result.sample->ConvertToContiguousBuffer();
+    if (buffer == nullptr) return true;
+  }
 
   if (row_bytes > frame.pixels.max_size() / height) return false;
   frame.width = width_;
@@ -161,6 +164,11 @@ bool VideoSource::ReadNextFrame(VideoFrame& frame) {
   frame.pixels.resize(row_bytes * height);
   uint8_t* const pixels = frame.pixels.data();
 
+  if (buffer == nullptr) {
+    result.sample->WriteRgba(pixels);
+    frame.picture_number = picture_number;
+    return true;
+  }
   if (const auto rows = buffer->Lock2D()) {
     const OnExit unlock([&buffer] { buffer->Unlock2D(); });
     if (rows->first_row != nullptr) {

@@ -489,6 +489,27 @@ TEST_F(VideoSourceTest, APictureThatTheFrameHoldsIsNotTakenAgain) {
   }
 }
 
+TEST_F(VideoSourceTest, ASampleThatWritesItsRowsNeedsNoBuffer) {
+  ScriptedSample sample = Linear(Memory(6, 4, 24, 4), 700);
+  sample.writes_rgba = true;
+  sample.has_buffer = false;
+  sample.picture_number = 3;
+  script_.samples = {sample, sample};
+  ASSERT_TRUE(source_.Open("clip.mp4"));
+  script_.calls.clear();
+  VideoFrame frame;
+  ASSERT_TRUE(source_.ReadNextFrame(frame));
+  EXPECT_EQ(frame.width, 6);
+  EXPECT_EQ(frame.height, 4);
+  EXPECT_EQ(frame.timestamp, 700);
+  EXPECT_EQ(frame.picture_number, 3u);
+  EXPECT_EQ(frame.pixels, Memory(6, 4, 24, 4));
+  EXPECT_EQ(script_.calls, std::vector<std::string>{"write rgba"});
+  // Once is enough for a picture that stays.
+  ASSERT_TRUE(source_.ReadNextFrame(frame));
+  EXPECT_EQ(script_.calls, std::vector<std::string>{"write rgba"});
+}
+
 TEST_F(VideoSourceTest, APictureThatAnotherFrameHoldsIsTaken) {
   ScriptedSample sample = Linear(Memory(6, 4, 24, 4));
   sample.offers_rows = true;

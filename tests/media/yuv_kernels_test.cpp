@@ -24,7 +24,7 @@ struct Matrix {
 constexpr std::array kMatrices = {Matrix{0.299, 0.114}, Matrix{0.2126, 0.0722},
                                   Matrix{0.2627, 0.0593}, Matrix{0.212, 0.087}, Matrix{0.30, 0.11}};
 
-// Blue, green, red as real numbers, clamped to what a byte can hold.
+// Red, green, blue as real numbers, clamped to what a byte can hold.
 std::array<double, 3> ExactPixel(const Matrix& matrix, bool full_range, double y, double cb,
                                  double cr) {
   const double luma = full_range ? y : (y - 16) * 255 / 219;
@@ -33,7 +33,7 @@ std::array<double, 3> ExactPixel(const Matrix& matrix, bool full_range, double y
   const double blue = luma + 2 * (1 - matrix.blue_share) * (cb - 128) * chroma_scale;
   const double green = (luma - matrix.red_share * red - matrix.blue_share * blue) /
                        (1 - matrix.red_share - matrix.blue_share);
-  return {std::clamp(blue, 0.0, 255.0), std::clamp(green, 0.0, 255.0), std::clamp(red, 0.0, 255.0)};
+  return {std::clamp(red, 0.0, 255.0), std::clamp(green, 0.0, 255.0), std::clamp(blue, 0.0, 255.0)};
 }
 
 TEST(YuvKernels, PixelsAreWithinRoundingOfTheMatrix) {
@@ -52,6 +52,7 @@ TEST(YuvKernels, PixelsAreWithinRoundingOfTheMatrix) {
                                            pixel.data());
             const auto exact =
                 ExactPixel(matrix, full_range, y, blue_chroma / 16.0, red_chroma / 16.0);
+            ASSERT_EQ(pixel[3], 255);
             for (size_t i = 0; i < 3; ++i) worst = std::max(worst, std::abs(pixel[i] - exact[i]));
           }
         }

@@ -3,6 +3,7 @@
 #ifndef QOLM_TESTS_SUPPORT_MEDIA_SCRIPTED_FRAMEWORK_H_
 #define QOLM_TESTS_SUPPORT_MEDIA_SCRIPTED_FRAMEWORK_H_
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -23,6 +24,7 @@ struct ScriptedSample {
   bool has_sample = true;
   int64_t timestamp = 0;
   uint64_t picture_number = 0;
+  bool writes_rgba = false;  // `bytes` as they are; no buffer is to be asked for
   bool has_buffer = true;
   bool offers_rows = false;    // Lock2D succeeds
   bool rows_are_null = false;  // ... but hands no address
@@ -118,6 +120,11 @@ class ScriptedFramework : public media::VideoFramework {
     Sample(Script& script, ScriptedSample sample) : Held(script), sample_(std::move(sample)) {}
 
     uint64_t picture_number() const override { return sample_.picture_number; }
+    bool writes_rgba() const override { return sample_.writes_rgba; }
+    void WriteRgba(uint8_t* rgba) override {
+      script_.calls.push_back("write rgba");
+      std::copy(sample_.bytes.begin(), sample_.bytes.end(), rgba);
+    }
     std::unique_ptr<media::VideoBuffer> ConvertToContiguousBuffer() override {
       if (!sample_.has_buffer) return nullptr;
       return std::make_unique<Buffer>(script_, sample_);

@@ -13,7 +13,8 @@ namespace {
 
 class PictureBuffer : public VideoBuffer {
  public:
-  explicit PictureBuffer(std::shared_ptr<const Picture> picture) : picture_(std::move(picture)) {}
+  explicit PictureBuffer(std::shared_ptr<const PackedPicture> picture)
+      : picture_(std::move(picture)) {}
 
   std::optional<PitchedRows> Lock2D() override {
     return PitchedRows{picture_->data(), static_cast<ptrdiff_t>(picture_->pitch())};
@@ -23,16 +24,19 @@ class PictureBuffer : public VideoBuffer {
   void Unlock() override {}
 
  private:
-  std::shared_ptr<const Picture> picture_;
+  std::shared_ptr<const PackedPicture> picture_;
 };
 
 class PictureSample : public VideoSample {
  public:
   explicit PictureSample(std::shared_ptr<const Picture> picture) : picture_(std::move(picture)) {}
 
-  uint64_t picture_number() const override { return picture_->number(); }
+  uint64_t picture_number() const override { return picture_->number; }
+  bool writes_rgba() const override { return picture_->yuv.has_value(); }
+  void WriteRgba(uint8_t* rgba) override { picture_->yuv->WriteRgba(rgba); }
   std::unique_ptr<VideoBuffer> ConvertToContiguousBuffer() override {
-    return std::make_unique<PictureBuffer>(picture_);
+    if (picture_->packed == nullptr) return nullptr;
+    return std::make_unique<PictureBuffer>(picture_->packed);
   }
 
  private:

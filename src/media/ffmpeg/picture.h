@@ -1,4 +1,5 @@
-// A converted picture and the stock that its memory comes from.
+// Pictures on their way to their reader, and the stock that the memory of converted
+// ones comes from.
 #ifndef QOLM_MEDIA_FFMPEG_PICTURE_H_
 #define QOLM_MEDIA_FFMPEG_PICTURE_H_
 
@@ -11,16 +12,19 @@ extern "C" {
 #include <memory>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <utility>
 #include <vector>
+
+#include "media/ffmpeg/yuv_picture.h"
 
 namespace qolm::media::ffmpeg {
 
 // Rows of pixels B, G, R, X from top to bottom, each row starting at an address
 // that suits the widest vectors.
-class Picture {
+class PackedPicture {
  public:
-  Picture(int width, int height)
+  PackedPicture(int width, int height)
       : height_(static_cast<size_t>(height)),
         pitch_((static_cast<size_t>(width) * 4 + kAlignment - 1) / kAlignment * kAlignment),
         bytes_(static_cast<uint8_t*>(av_mallocz(height_ * pitch_ + kAlignment))) {
@@ -32,10 +36,6 @@ class Picture {
   size_t pitch() const { return pitch_; }
   size_t size() const { return height_ * pitch_; }
 
-  // As VideoFrame::picture_number.
-  uint64_t number() const { return number_; }
-  void set_number(uint64_t number) { number_ = number; }
-
  private:
   static constexpr size_t kAlignment = 64;
   struct Free {
@@ -45,7 +45,6 @@ class Picture {
   size_t height_;
   size_t pitch_;
   std::unique_ptr<uint8_t, Free> bytes_;
-  uint64_t number_ = 0;
 };
 
 // Hands out pictures of one size and takes them back when their last owner is
@@ -55,25 +54,26 @@ class PicturePool {
   PicturePool(int width, int height)
       : width_(width), height_(height), stock_(std::make_shared<Stock>()) {}
 
-  std::shared_ptr<Picture> Acquire() {
-    std::unique_ptr<Picture> picture = stock_->Take();
-    if (picture == nullptr) picture = std::make_unique<Picture>(width_, height_);
-    return std::shared_ptr<Picture>(picture.release(), [stock = stock_](Picture* returned) {
-      stock->Return(std::unique_ptr<Picture>(returned));
-    });
+  std::shared_ptr<PackedPicture> Acquire() {
+    std::unique_ptr<PackedPicture> picture = stock_->Take();
+    if (picture == nullptr) picture = std::make_unique<PackedPicture>(width_, height_);
+    return std::shared_ptr<PackedPicture>(picture.release(),
+                                          [stock = stock_](PackedPicture* returned) {
+                                            stock->Return(std::unique_ptr<PackedPicture>(returned));
+                                          });
   }
 
  private:
   class Stock {
    public:
-    std::unique_ptr<Picture> Take() {
+    std::unique_ptr<PackedPicture> Take() {
       const std::lock_guard lock(mutex_);
       if (pictures_.empty()) return nullptr;
-      std::unique_ptr<Picture> picture = std::move(pictures_.back());
+      std::unique_ptr<PackedPicture> picture = std::move(pictures_.back());
       pictures_.pop_back();
       return picture;
     }
-    void Return(std::unique_ptr<Picture> picture) noexcept {
+    void Return(std::unique_ptr<PackedPicture> picture) noexcept {
       const std::lock_guard lock(mutex_);
       try {
         pictures_.push_back(std::move(picture));
@@ -84,12 +84,19 @@ class PicturePool {
 
    private:
     std::mutex mutex_;
-    std::vector<std::unique_ptr<Picture>> pictures_;
+    std::vector<std::unique_ptr<PackedPicture>> pictures_;
   };
 
   int width_;
   int height_;
   std::shared_ptr<Stock> stock_;
+};
+
+// Either of the two.
+struct Picture {
+  uint64_t number = 0;  // as VideoFrame::picture_number
+  std::optional<YuvPicture> yuv;
+  std::shared_ptr<const PackedPicture> packed;
 };
 
 }  // namespace qolm::media::ffmpeg

@@ -11,6 +11,7 @@ extern "C" {
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -105,28 +106,14 @@ PictureConverter::Input PictureConverter::Describe(const AVFrame& frame) {
   return input;
 }
 
-bool PictureConverter::HasOwnCode(const Input& input) const {
-  const bool common = input.format == AV_PIX_FMT_YUV420P || input.format == AV_PIX_FMT_YUV422P ||
-                      input.format == AV_PIX_FMT_YUV444P;
-  return common && input.width == width_ && input.height == height_;
-}
-
-bool PictureConverter::SetUp(const Input& input) {
-  input_.reset();
-  planes_.reset();
-  scaler_.reset();
-  if (HasOwnCode(input)) {
-    weights_ = WeightsOf(input.matrix, input.full_range);
-    cb_.resize(static_cast<size_t>(width_));
-    cr_.resize(static_cast<size_t>(width_));
-  } else if (!SetUpScaler(input)) {
-    return false;
-  }
-  input_ = input;
-  return true;
+bool PictureConverter::NeedsScaler(const Input& input) const {
+  const bool same_size = input.width == width_ && input.height == height_;
+  return !same_size || !YuvPicture::IsOffered(input.format);
 }
 
 bool PictureConverter::SetUpScaler(const Input& input) {
+  scaler_input_.reset();
+  planes_.reset();
   scaler_.reset(sws_alloc_context());
   if (scaler_ == nullptr) return false;
   if (!IsRgb(input.format)) {
@@ -156,37 +143,11 @@ bool PictureConverter::SetUpScaler(const Input& input) {
   constexpr int kUnchanged = 1 << 16;
   sws_setColorspaceDetails(scaler, sws_getCoefficients(input.matrix), input.full_range ? 1 : 0,
                            sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, kUnchanged, kUnchanged);
+  scaler_input_ = input;
   return true;
 }
 
-// Chroma samples are taken to lie in the middle of their pixels.
-void PictureConverter::ConvertYuv(const AVFrame& frame, Picture& picture) {
-  const YuvKernels& kernels = ActiveYuvKernels();
-  const auto width = static_cast<size_t>(width_);
-  const int last_chroma_row = (height_ - 1) / 2;
-  const auto row = [&frame](int plane, int y) {
-    return frame.data[plane] + ptrdiff_t{y} * frame.linesize[plane];
-  };
-  for (int y = 0; y < height_; ++y) {
-    int near = y;
-    int far = y;
-    if (input_->format == AV_PIX_FMT_YUV420P) {
-      near = y / 2;
-      far = y % 2 == 0 ? std::max(near - 1, 0) : std::min(near + 1, last_chroma_row);
-    }
-    if (input_->format == AV_PIX_FMT_YUV444P) {
-      kernels.widen_full_chroma(row(1, y), width, cb_.data());
-      kernels.widen_full_chroma(row(2, y), width, cr_.data());
-    } else {
-      kernels.widen_halved_chroma(row(1, near), row(1, far), width, cb_.data());
-      kernels.widen_halved_chroma(row(2, near), row(2, far), width, cr_.data());
-    }
-    kernels.convert_row(row(0, y), cb_.data(), cr_.data(), width, weights_,
-                        picture.data() + static_cast<size_t>(y) * picture.pitch());
-  }
-}
-
-void PictureConverter::PackPlanes(Picture& picture) const {
+void PictureConverter::PackPlanes(PackedPicture& picture) const {
   const auto width = static_cast<size_t>(width_);
   for (int y = 0; y < height_; ++y) {
     const uint8_t* const green = planes_->data[0] + ptrdiff_t{y} * planes_->linesize[0];
@@ -225,13 +186,7 @@ bool PictureConverter::SameSamples(const AVFrame& a, const AVFrame& b) {
   return true;
 }
 
-bool PictureConverter::Convert(const AVFrame& frame, Picture& picture) {
-  const Input input = Describe(frame);
-  if (input_ != input && !SetUp(input)) return false;
-  if (scaler_ == nullptr) {
-    ConvertYuv(frame, picture);
-    return true;
-  }
+bool PictureConverter::Scale(const AVFrame& frame, PackedPicture& picture) {
   if (planes_ == nullptr) {
     uint8_t* const rows[4] = {picture.data(), nullptr, nullptr, nullptr};
     const int pitches[4] = {static_cast<int>(picture.pitch()), 0, 0, 0};
@@ -243,6 +198,20 @@ bool PictureConverter::Convert(const AVFrame& frame, Picture& picture) {
   }
   PackPlanes(picture);
   return true;
+}
+
+std::unique_ptr<Picture> PictureConverter::Convert(std::shared_ptr<const AVFrame> frame) {
+  const Input input = Describe(*frame);
+  auto picture = std::make_unique<Picture>();
+  if (!NeedsScaler(input)) {
+    picture->yuv.emplace(std::move(frame), input.format, WeightsOf(input.matrix, input.full_range));
+    return picture;
+  }
+  if (scaler_input_ != input && !SetUpScaler(input)) return nullptr;
+  const std::shared_ptr<PackedPicture> packed = pool_.Acquire();
+  if (!Scale(*frame, *packed)) return nullptr;
+  picture->packed = packed;
+  return picture;
 }
 
 }  // namespace qolm::media::ffmpeg

@@ -1,32 +1,30 @@
-// Any decoded picture to pixels B, G, R, X of one size, in the picture's own
-// colour matrix and range.
+// Any decoded picture to one that can be had as pixels, of one size, in the
+// picture's own colour matrix and range.
 #ifndef QOLM_MEDIA_FFMPEG_PICTURE_CONVERTER_H_
 #define QOLM_MEDIA_FFMPEG_PICTURE_CONVERTER_H_
 
-#include <cstdint>
+#include <memory>
 #include <optional>
-#include <vector>
 
 #include "media/ffmpeg/handles.h"
 #include "media/ffmpeg/picture.h"
-#include "media/ffmpeg/yuv_kernels.h"
 
 namespace qolm::media::ffmpeg {
 
 class PictureConverter {
  public:
   // Pictures of another size than this are scaled to it.
-  PictureConverter(int width, int height) : width_(width), height_(height) {}
+  PictureConverter(int width, int height) : width_(width), height_(height), pool_(width, height) {}
 
-  // False when the picture cannot be converted; `picture` may be partly written.
-  [[nodiscard]] bool Convert(const AVFrame& frame, Picture& picture);
+  // Without a number. Null when the picture cannot be converted.
+  [[nodiscard]] std::unique_ptr<Picture> Convert(std::shared_ptr<const AVFrame> frame);
 
   // True when both frames convert to the same pixels, as one can tell from
   // their samples alone.
   static bool SameSamples(const AVFrame& a, const AVFrame& b);
 
  private:
-  // What a conversion is set up for.
+  // What a conversion depends on.
   struct Input {
     int width = 0;
     int height = 0;
@@ -36,20 +34,16 @@ class PictureConverter {
     friend bool operator==(const Input&, const Input&) = default;
   };
   static Input Describe(const AVFrame& frame);
-  bool HasOwnCode(const Input& input) const;
-  bool SetUp(const Input& input);
+  bool NeedsScaler(const Input& input) const;
   bool SetUpScaler(const Input& input);
-  void ConvertYuv(const AVFrame& frame, Picture& picture);
-  void PackPlanes(Picture& picture) const;
+  bool Scale(const AVFrame& frame, PackedPicture& picture);
+  void PackPlanes(PackedPicture& picture) const;
 
   int width_;
   int height_;
-  std::optional<Input> input_;
-  // Of the common formats, which need no scaler.
-  YuvWeights weights_;
-  std::vector<uint16_t> cb_;  // a row, at every pixel
-  std::vector<uint16_t> cr_;
-  Scaler scaler_;  // null while it is not needed
+  PicturePool pool_;
+  std::optional<Input> scaler_input_;  // what the scaler is set up for
+  Scaler scaler_;
   // Where YUV goes on its way: the scaler has wide code for planes of G, B, R
   // and only scalar code for packed pixels. Null while the input is RGB.
   Frame planes_;

@@ -52,7 +52,6 @@ std::unique_ptr<PictureProducer> PictureProducer::Open(const std::filesystem::pa
   producer->width_ = producer->first_frame_->width;
   producer->height_ = producer->first_frame_->height;
   producer->converter_.emplace(producer->width_, producer->height_);
-  producer->pool_.emplace(producer->width_, producer->height_);
   producer->timeline_.emplace(producer->rate(), Ratio{stream.time_base.num, stream.time_base.den},
                               producer->timing_.longest_gap_seconds);
   return producer;
@@ -92,14 +91,14 @@ TimedPicture PictureProducer::Deliver(std::shared_ptr<const Picture> picture) {
 // The picture of a frame, which is that of the frame before where nothing
 // changed. Comparing is cheaper than converting and ends at the first sample that
 // differs. Null when it cannot be converted.
-std::shared_ptr<const Picture> PictureProducer::PictureOf(Frame frame) {
+std::shared_ptr<const Picture> PictureProducer::PictureOf(std::shared_ptr<const AVFrame> frame) {
   if (converted_frame_ != nullptr && PictureConverter::SameSamples(*frame, *converted_frame_)) {
     return converted_picture_;
   }
   converted_frame_.reset();
-  std::shared_ptr<Picture> picture = pool_->Acquire();
-  if (!converter_->Convert(*frame, *picture)) return nullptr;
-  picture->set_number(++pictures_made);
+  std::unique_ptr<Picture> picture = converter_->Convert(frame);
+  if (picture == nullptr) return nullptr;
+  picture->number = ++pictures_made;
   converted_frame_ = std::move(frame);
   converted_picture_ = std::move(picture);
   return converted_picture_;

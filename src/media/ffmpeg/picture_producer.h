@@ -46,7 +46,7 @@ class PictureProducer {
   PictureProducer() = default;
   Frame NextFrame();
   TimedPicture Deliver(std::shared_ptr<const Picture> picture);
-  std::shared_ptr<const Picture> PictureOf(Frame frame);
+  std::shared_ptr<const Picture> PictureOf(std::shared_ptr<const AVFrame> frame);
   Ratio rate() const;
 
   std::unique_ptr<Decoder> decoder_;
@@ -58,8 +58,7 @@ class PictureProducer {
   int height_ = 0;
   std::optional<FrameTimeline> timeline_;
   std::optional<PictureConverter> converter_;
-  std::optional<PicturePool> pool_;
-  Frame converted_frame_;  // the frame before, and what became of it
+  std::shared_ptr<const AVFrame> converted_frame_;  // the one before, and what became of it
   std::shared_ptr<const Picture> converted_picture_;
   std::shared_ptr<const Picture> last_picture_;
   int64_t last_duration_ = 0;  // of the last picture, in the stream's time base

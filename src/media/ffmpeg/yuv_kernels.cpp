@@ -43,18 +43,18 @@ void WidenFullChroma(const uint8_t* samples, size_t width, uint16_t* chroma) {
 }
 
 void ConvertRow(const uint8_t* luma, const uint16_t* cb, const uint16_t* cr, size_t width,
-                const YuvWeights& given_weights, uint8_t* bgrx) {
+                const YuvWeights& given_weights, uint8_t* rgba) {
   const YuvWeights weights = given_weights;  // no store of a byte can change it
   for (size_t x = 0; x < width; ++x) {
     const int light = RoundedProduct((luma[x] - weights.black) * 128, weights.luma);
     const int blue_difference = (cb[x] - kNeutralChroma) * 8;
     const int red_difference = (cr[x] - kNeutralChroma) * 8;
-    uint8_t* const pixel = bgrx + 4 * x;
-    pixel[0] = RoundedByte(light + RoundedProduct(blue_difference, weights.blue_from_cb));
+    uint8_t* const pixel = rgba + 4 * x;
+    pixel[0] = RoundedByte(light + RoundedProduct(red_difference, weights.red_from_cr));
     pixel[1] = RoundedByte(light - RoundedProduct(blue_difference, weights.green_from_cb) -
                            RoundedProduct(red_difference, weights.green_from_cr));
-    pixel[2] = RoundedByte(light + RoundedProduct(red_difference, weights.red_from_cr));
-    pixel[3] = 0;
+    pixel[2] = RoundedByte(light + RoundedProduct(blue_difference, weights.blue_from_cb));
+    pixel[3] = 255;
   }
 }
 

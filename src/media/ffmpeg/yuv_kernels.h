@@ -1,4 +1,4 @@
-// Rows of 8-bit YUV to pixels B, G, R, X, as one table of functions per
+// Rows of 8-bit YUV to pixels R, G, B, 255, as one table of functions per
 // processor level. The scalar functions are the definition; a variant gives the
 // same bits for every input.
 //
@@ -41,9 +41,9 @@ struct YuvKernels {
   // 16 times each of `width` samples.
   void (*widen_full_chroma)(const uint8_t* samples, size_t width, uint16_t* chroma);
 
-  // `width` pixels; X is 0.
+  // `width` pixels.
   void (*convert_row)(const uint8_t* luma, const uint16_t* cb, const uint16_t* cr, size_t width,
-                      const YuvWeights& weights, uint8_t* bgrx);
+                      const YuvWeights& weights, uint8_t* rgba);
 };
 
 const YuvKernels& ScalarYuvKernels();

@@ -77,9 +77,9 @@ __m256i Rounded(__m256i sums) {
 }
 
 void ConvertRow(const uint8_t* luma, const uint16_t* cb, const uint16_t* cr, size_t width,
-                const YuvWeights& weights, uint8_t* bgrx) {
+                const YuvWeights& weights, uint8_t* rgba) {
   if (width < kLanes) {
-    ScalarYuvKernels().convert_row(luma, cb, cr, width, weights, bgrx);
+    ScalarYuvKernels().convert_row(luma, cb, cr, width, weights, rgba);
     return;
   }
   const __m256i black = _mm256_set1_epi16(weights.black);
@@ -89,7 +89,7 @@ void ConvertRow(const uint8_t* luma, const uint16_t* cb, const uint16_t* cr, siz
   const __m256i green_from_cr = _mm256_set1_epi16(weights.green_from_cr);
   const __m256i blue_from_cb = _mm256_set1_epi16(weights.blue_from_cb);
   const __m256i neutral = _mm256_set1_epi16(128 * 16);
-  const __m256i zero = _mm256_setzero_si256();
+  const __m256i opaque = _mm256_set1_epi16(255);
 
   const auto convert = [&](size_t x) {
     const __m256i difference = _mm256_sub_epi16(LoadBytesAsWords(luma + x), black);
@@ -102,13 +102,13 @@ void ConvertRow(const uint8_t* luma, const uint16_t* cb, const uint16_t* cr, siz
                                  _mm256_mulhrs_epi16(v, green_from_cr)));
     const __m256i red = Rounded(_mm256_add_epi16(light, _mm256_mulhrs_epi16(v, red_from_cr)));
 
-    const __m256i blue_red = _mm256_packus_epi16(blue, red);   // b0..7 r0..7 | b8..15 r8..15
-    const __m256i green_x = _mm256_packus_epi16(green, zero);  // g0..7 x0..7 | g8..15 x8..15
-    const __m256i blue_green = _mm256_unpacklo_epi8(blue_red, green_x);
-    const __m256i red_x = _mm256_unpackhi_epi8(blue_red, green_x);
-    const __m256i low = _mm256_unpacklo_epi16(blue_green, red_x);   // pixels 0..3 | 8..11
-    const __m256i high = _mm256_unpackhi_epi16(blue_green, red_x);  // pixels 4..7 | 12..15
-    auto* const pixels = reinterpret_cast<__m256i*>(bgrx + 4 * x);
+    const __m256i red_blue = _mm256_packus_epi16(red, blue);         // r0..7 b0..7 | r8..15 b8..15
+    const __m256i green_alpha = _mm256_packus_epi16(green, opaque);  // g0..7 a0..7 | g8..15 a8..15
+    const __m256i red_green = _mm256_unpacklo_epi8(red_blue, green_alpha);
+    const __m256i blue_alpha = _mm256_unpackhi_epi8(red_blue, green_alpha);
+    const __m256i low = _mm256_unpacklo_epi16(red_green, blue_alpha);   // pixels 0..3 | 8..11
+    const __m256i high = _mm256_unpackhi_epi16(red_green, blue_alpha);  // pixels 4..7 | 12..15
+    auto* const pixels = reinterpret_cast<__m256i*>(rgba + 4 * x);
     _mm256_storeu_si256(pixels, _mm256_permute2x128_si256(low, high, 0x20));
     _mm256_storeu_si256(pixels + 1, _mm256_permute2x128_si256(low, high, 0x31));
   };
