@@ -1,6 +1,5 @@
 // Speed of the sound coders. The counter x_real_time is seconds of sound per
-// second of the calling thread's work; run with OMP_NUM_THREADS=1 and
-// OMP_THREAD_LIMIT=1 for what one core does.
+// second of the calling thread's work; run with `taskset -c 0` for what one core does.
 #include <benchmark/benchmark.h>
 
 #include <cmath>

@@ -39,7 +39,7 @@ void ConvertPicture(benchmark::State& state, AVPixelFormat format) {
     benchmark::ClobberMemory();
   }
   ForceSimdLevel(DetectedSimdLevel());
-  ForceTeamSize(kTeamSize);
+  ForceTeamSize(0);
   state.SetBytesProcessed(state.iterations() * int64_t{kBytes});
 }
 

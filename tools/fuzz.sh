@@ -41,8 +41,6 @@ export TMPDIR=$scratch
 export UBSAN_OPTIONS=print_stacktrace=1
 # Freed memory that is soon used again stays in the processor's caches.
 export ASAN_OPTIONS=quarantine_size_mb=8:malloc_context_size=6
-# One thread runs each input; more would only wait for each other.
-export OMP_NUM_THREADS=1 OMP_THREAD_LIMIT=1
 
 seeds=$scratch/seeds
 "$build/bin/fuzz_seeds" "$seeds"

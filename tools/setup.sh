@@ -15,7 +15,7 @@ test_packages=("${build_packages[@]}" ffmpeg python3 libgtest-dev libgmock-dev l
 bench_packages=("${demo_packages[@]}" libbenchmark-dev time
   python3-matplotlib fonts-dejavu-core)
 coverage_packages=("${test_packages[@]}" gcovr)
-fuzz_packages=("${build_packages[@]}" clang-14 libclang-rt-14-dev libomp-14-dev)
+fuzz_packages=("${build_packages[@]}" clang-14 libclang-rt-14-dev)
 # The programs for Windows, Wine to run them, and what its media need.
 windows_packages=(cmake ninja-build make ccache g++-mingw-w64-x86-64-posix libz-mingw-w64-dev
   libstb-dev googletest python3 zip unzip ffmpeg wine64
@@ -24,7 +24,7 @@ windows_packages=(cmake ninja-build make ccache g++-mingw-w64-x86-64-posix libz-
 foreign_packages=(cmake ninja-build ccache googletest python3 qemu-user-static
   g++-mips-linux-gnu g++-s390x-linux-gnu g++-arm-linux-gnueabihf g++-i686-linux-gnu)
 ci_packages=("${test_packages[@]}" "${windows_packages[@]}" git ccache libbenchmark-dev
-  clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev libomp-14-dev)
+  clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev)
 
 [ $# -gt 0 ] || set -- build
 wanted=()

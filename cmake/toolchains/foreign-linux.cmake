@@ -29,9 +29,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 # The compiler's own libraries go into each program: the emulator needs no system.
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
-execute_process(
-  COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libgomp.a
-  OUTPUT_VARIABLE static_libgomp OUTPUT_STRIP_TRAILING_WHITESPACE)
-set(OpenMP_gomp_LIBRARY ${static_libgomp} CACHE FILEPATH "The static OpenMP runtime")
 
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-${emulator}-static)

@@ -3,7 +3,7 @@
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
-# The variant with POSIX threads: std::thread and OpenMP need it.
+# The variant with POSIX threads: std::thread needs it.
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
@@ -17,15 +17,10 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_LIBDIR} /usr/x86_64-w64-mingw32/lib/pkgconfig)
 
 # The compiler's own libraries go into each program, so that it runs on a
-# system that has none of them. FindOpenMP would take the import library of
-# libgomp's DLL, whatever the linker flags say.
+# system that has none of them.
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
 set(CMAKE_SHARED_LINKER_FLAGS_INIT -static)
-execute_process(
-  COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libgomp.a
-  OUTPUT_VARIABLE static_libgomp OUTPUT_STRIP_TRAILING_WHITESPACE)
 set(ZLIB_USE_STATIC_LIBS ON)
-set(OpenMP_gomp_LIBRARY ${static_libgomp} CACHE FILEPATH "The static OpenMP runtime")
 
 set(CMAKE_CROSSCOMPILING_EMULATOR
   ${CMAKE_CURRENT_LIST_DIR}/../../tools/wine/run --prefix ${CMAKE_BINARY_DIR}/wine-prefix)

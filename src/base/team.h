@@ -6,13 +6,12 @@
 
 namespace qolm {
 
-// One size everywhere lets the OpenMP runtime keep its threads between loops;
-// with changing sizes it would end and start threads several times a picture.
-inline constexpr int kTeamSize = 4;
+// The members of a team, which are fewer only on a machine of fewer processors.
+inline constexpr size_t kTeamSize = 4;
 
-// Gives every team from here on `size` members, at least 1. For tests, which
-// show with it that results do not depend on the number; call it from one thread.
-void ForceTeamSize(int size);
+// Gives every team from here on `size` members, 0 the usual number again. For tests,
+// which show with it that results do not depend on the number.
+void ForceTeamSize(size_t size);
 
 // Below this many samples a team takes longer to start than one thread needs
 // for the work.
@@ -21,15 +20,18 @@ inline constexpr size_t kSamplesWorthATeam = 32768;
 // Does the calls `first` .. `end` - 1 of the loop body at `work`.
 using LoopPiece = void (*)(const void* work, size_t first, size_t end);
 
-// What ForEachInTeam does when a team pays.
+// What ForEachInTeam does when a team pays: the calling thread takes piece after piece
+// of the loop, and threads that are kept for it help. Who comes too late for a piece is
+// not waited for, and who has none sleeps at once, since decoding and other programs
+// want the processors too.
 void ShareLoop(size_t count, LoopPiece piece, const void* work);
 
 // Calls work(i) for every i from 0 to count - 1, and is back when all calls are.
 //
-// Without a team they come in ascending order on the calling thread, and the
-// OpenMP runtime, which would make even a team of one at some cost, never hears
-// of it. A team takes them in any order, a few at a time, so that fast members
-// take more. Inside a parallel region the team has one member.
+// Without a team they come in ascending order on the calling thread. A team takes
+// them in any order, a few at a time, so that fast members take more. The calling
+// thread is the only member inside another such loop, and while another thread's is
+// under way.
 //
 // An exception of `work` ends the loop: of the calls that have not begun, some or
 // all are left out, and once every member is done the first one caught is thrown.

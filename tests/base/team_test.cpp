@@ -2,9 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <mutex>
 #include <new>
@@ -143,13 +143,6 @@ TEST(Alone, NoCallFollowsAnException) {
   EXPECT_THAT(calls, ElementsAre(0, 1));
 }
 
-// Not even a region of one thread surrounds the calls.
-TEST(Alone, OpenMpIsNotInvolved) {
-  std::vector<int> levels;
-  ForEachInTeam(3, false, [&](size_t) { levels.push_back(omp_get_level()); });
-  EXPECT_THAT(levels, ElementsAre(0, 0, 0));
-}
-
 // The threads of a team. Every call waits for all members, so that none can do
 // the whole loop before the others have come.
 std::set<std::thread::id> TeamMembers(size_t expected) {
@@ -169,17 +162,43 @@ std::set<std::thread::id> TeamMembers(size_t expected) {
 }
 
 TEST(Team, HasItsSize) {
-  const std::set<std::thread::id> members = TeamMembers(kTeamSize);
-  EXPECT_EQ(members.size(), size_t{kTeamSize});
+  const size_t size = std::clamp<size_t>(std::thread::hardware_concurrency(), 1, kTeamSize);
+  const std::set<std::thread::id> members = TeamMembers(size);
+  EXPECT_EQ(members.size(), size);
   EXPECT_EQ(members.count(std::this_thread::get_id()), 1u);
 }
 
 TEST(Team, HasTheSizeThatATestWants) {
-  for (const int size : test::kTeamSizes) {
+  for (const size_t size : test::kTeamSizes) {
     const test::ScopedTeamSize forced(size);
-    EXPECT_EQ(TeamMembers(static_cast<size_t>(size)).size(), static_cast<size_t>(size));
+    EXPECT_EQ(TeamMembers(size).size(), size);
   }
-  EXPECT_EQ(TeamMembers(kTeamSize).size(), size_t{kTeamSize});
+}
+
+// Each loop's pieces are its own, however soon the next one follows.
+TEST(Team, ManyShortLoops) {
+  const test::ScopedTeamSize forced(3);
+  for (size_t round = 0; round < 20'000; ++round) {
+    std::array<std::atomic<size_t>, 5> calls{};
+    ForEachInTeam(calls.size(), true, [&](size_t i) { calls[i] += round + 1; });
+    for (const std::atomic<size_t>& call : calls) ASSERT_EQ(call, round + 1);
+  }
+}
+
+TEST(Team, LoopsOfSeveralThreadsAtOnce) {
+  const test::ScopedTeamSize forced(3);
+  std::atomic<size_t> sum = 0;
+  const auto many_loops = [&] {
+    for (int round = 0; round < 2'000; ++round) {
+      ForEachInTeam(10, true, [&](size_t i) { sum += i; });
+    }
+  };
+  std::thread other(many_loops);
+  std::thread third(many_loops);
+  many_loops();
+  other.join();
+  third.join();
+  EXPECT_EQ(sum, 3U * 2'000U * 45U);
 }
 
 }  // namespace

@@ -2,7 +2,14 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/team.h"
 #include "fuzz/targets.h"
+
+// Threads that run one small input would only wait for each other.
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+  qolm::ForceTeamSize(1);
+  return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   qolm::fuzz::QOLM_FUZZ_TARGET({data, size});

@@ -16,11 +16,11 @@ namespace qolm::golden {
 // a team, teams of any size do the same.
 template <typename Work>
 void AtEachLevel(bool with_each_team, const Work& work) {
-  std::vector<int> sizes(std::begin(test::kTeamSizes), std::end(test::kTeamSizes));
+  std::vector<size_t> sizes(std::begin(test::kTeamSizes), std::end(test::kTeamSizes));
   if (!with_each_team) sizes = {kTeamSize};
   for (const SimdLevel level : test::AvailableSimdLevels()) {
     const test::ScopedSimdLevel forced_level(level);
-    for (const int members : sizes) {
+    for (const size_t members : sizes) {
       const test::ScopedTeamSize forced_size(members);
       work("level " + std::to_string(static_cast<int>(level)) + ", team of " +
            std::to_string(members));
