@@ -17,8 +17,9 @@ bool TokenCount(std::span<const uint8_t> stream, uint64_t values, uint32_t& coun
 
 }  // namespace
 
-std::vector<uint8_t> EncodeCoefficients(std::span<const int16_t> values) {
-  return ContextRansEncode(EncodeCoefficientTokens(values));
+std::vector<uint8_t> EncodeCoefficients(std::span<const int16_t> values,
+                                        std::span<const uint8_t> coded) {
+  return ContextRansEncode(EncodeCoefficientTokens(values, coded));
 }
 
 bool DecodeCoefficients(std::span<const uint8_t> stream, std::span<int16_t> values) {

@@ -53,7 +53,8 @@ bool IsShortValue(uint8_t token) {
 
 }  // namespace
 
-std::vector<uint8_t> EncodeCoefficientTokens(std::span<const int16_t> values) {
+std::vector<uint8_t> EncodeCoefficientTokens(std::span<const int16_t> values,
+                                             std::span<const uint8_t> coded) {
   std::vector<uint8_t> tokens;
   if (values.empty()) return tokens;
   tokens.resize((values.size() >> 2) + 1024);
@@ -69,7 +70,7 @@ std::vector<uint8_t> EncodeCoefficientTokens(std::span<const int16_t> values) {
   size_t empty_blocks = 0;
   for (size_t b = 0; b < blocks; ++b) {
     const int16_t* block = values.data() + b * kTokenBlockValues;
-    const uint64_t mask = NonZeroMask64(block);
+    const uint64_t mask = coded.empty() || coded[b] != 0 ? NonZeroMask64(block) : 0;
     if (mask == 0) {
       ++empty_blocks;
       if (empty_blocks < kMaxRun && b + 1 < blocks) continue;

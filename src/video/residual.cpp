@@ -18,17 +18,17 @@ float WeightedEnergy(const LevelSelection& selection, const ResidualEnergy& ener
 
 void CodeResidualRow(const VideoKernels& kernels, const uint8_t* source, const BlockGrid& grid,
                      uint32_t block_row, const QuantTable& table, const LevelSelection& selection,
-                     bool reconstruct, int16_t* levels, uint8_t* plane) {
+                     bool reconstruct, uint8_t* coded, int16_t* levels, uint8_t* plane) {
   const StoringLimits limits = MakeStoringLimits(selection, table);
   const uint32_t y0 = 8 * block_row;
-  for (uint32_t x0 = 0; x0 < grid.width; x0 += 8, levels += 64) {
+  for (uint32_t x0 = 0; x0 < grid.width; x0 += 8, ++coded, levels += 64) {
     Block8x8 source_storage;
     Block8x8 prediction_storage;
     const BlockView source_block = ViewBlock(source, grid, x0, y0, source_storage);
     const BlockView prediction = ViewBlock(plane, grid, x0, y0, prediction_storage);
     const ResidualEnergy energy = kernels.residual_energy(source_block.samples, source_block.stride,
                                                           prediction.samples, prediction.stride);
-    std::fill_n(levels, 64, int16_t{0});
+    *coded = 0;
     if (WeightedEnergy(selection, energy) < limits.energy) continue;
 
     alignas(32) float coefficients[64];
@@ -37,8 +37,11 @@ void CodeResidualRow(const VideoKernels& kernels, const uint8_t* source, const B
     if (!kernels.may_store(coefficients, limits)) continue;
     int16_t nearest[64];
     const uint64_t nonzero = kernels.quantize(coefficients, table.step.data(), 0.5F, nearest);
+    std::fill_n(levels, 64, int16_t{0});
     SelectLevels(selection, table, coefficients, nearest, nonzero, levels);
-    if (reconstruct) ReconstructBlock(kernels, table, prediction, levels, grid, x0, y0, plane);
+    *coded = entropy::NonZeroMask64(levels) != 0 ? 1 : 0;
+    if (reconstruct && *coded != 0)
+      ReconstructBlock(kernels, table, prediction, levels, grid, x0, y0, plane);
   }
 }
 

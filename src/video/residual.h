@@ -11,12 +11,13 @@
 namespace qolm::video {
 
 // Codes block row `block_row` of a plane: transforms source - prediction,
-// stores 64 levels a block in zigzag order into the row's part of `levels`
-// and, with `reconstruct`, replaces the prediction in
-// `plane` by the reconstruction. Rows are independent of each other.
+// tells in the row's part of `coded` (0 or 1) which blocks store anything, puts 64
+// levels in zigzag order into the row's part of `levels` for each of these, and, with
+// `reconstruct`, replaces the prediction in `plane` by the reconstruction. Rows are
+// independent of each other.
 void CodeResidualRow(const VideoKernels& kernels, const uint8_t* source, const BlockGrid& grid,
                      uint32_t block_row, const QuantTable& table, const LevelSelection& selection,
-                     bool reconstruct, int16_t* levels, uint8_t* plane);
+                     bool reconstruct, uint8_t* coded, int16_t* levels, uint8_t* plane);
 
 // The decoder's half.
 void ReconstructResidualRow(const VideoKernels& kernels, const int16_t* levels,

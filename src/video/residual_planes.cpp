@@ -11,6 +11,7 @@ ResidualPlanes::Plane::Plane(const BlockGrid& blocks, const QuantTable& quant_ta
     : grid(blocks),
       table(&quant_table),
       samples(plane.data()),
+      coded(blocks.Count()),
       levels(std::make_unique_for_overwrite<int16_t[]>(64 * blocks.Count())) {}
 
 ResidualPlanes::ResidualPlanes(const InterTables& tables, YuvPlanes& picture)
@@ -45,7 +46,8 @@ void ResidualPlanes::Code(const YuvPlanes& source, const LevelSelection& selecti
   ForEachBlockRow([&](size_t number, uint32_t row) {
     Plane& plane = planes_[number];
     CodeResidualRow(kernels, sources[number], plane.grid, row, *plane.table, selection, reconstruct,
-                    plane.RowLevels(row), plane.samples);
+                    plane.coded.data() + size_t{plane.grid.Columns()} * row, plane.RowLevels(row),
+                    plane.samples);
   });
 }
 
@@ -62,7 +64,7 @@ void ResidualPlanes::Reconstruct() {
 // has one idle member more, and the same threads as the loops before it.
 void ResidualPlanes::EncodeLevels(std::span<std::vector<uint8_t>, 3> streams) const {
   ForEachInTeam(streams.size(), WorthATeam(), [&](size_t plane) {
-    streams[plane] = entropy::EncodeCoefficients(planes_[plane].Levels());
+    streams[plane] = entropy::EncodeCoefficients(planes_[plane].Levels(), planes_[plane].coded);
   });
 }
 

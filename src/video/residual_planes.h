@@ -49,7 +49,8 @@ class ResidualPlanes {
     BlockGrid grid;
     const QuantTable* table;
     uint8_t* samples;
-    std::unique_ptr<int16_t[]> levels;  // written by Code or DecodeLevels, whole
+    std::vector<uint8_t> coded;         // by Code: whether a block holds anything
+    std::unique_ptr<int16_t[]> levels;  // by Code for such blocks, by DecodeLevels whole
 
     std::span<int16_t> Levels() const { return {levels.get(), 64 * grid.Count()}; }
     int16_t* RowLevels(uint32_t block_row) const {

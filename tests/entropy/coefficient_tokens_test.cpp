@@ -41,6 +41,16 @@ TEST(EncodeCoefficientTokens, EmptyBlocksAreCounted) {
   EXPECT_THAT(EncodeCoefficientTokens(With(192, 64, 1)), ElementsAre(2, 1, 129, 1, 2, 1));
 }
 
+TEST(EncodeCoefficientTokens, BlocksThatAreSaidToBeEmptyAreNotRead) {
+  Values values(5 * 64 + 3, 77);
+  std::fill_n(values.begin() + 64, 64, int16_t{0});  // may hold something, and does not
+  std::fill_n(values.begin() + 3 * 64, 64, int16_t{0});
+  values[3 * 64] = 5;
+  const Bytes coded = {0, 1, 0, 1, 0};
+  EXPECT_THAT(EncodeCoefficientTokens(values, coded),
+              ElementsAre(2, 3, 133, 1, 2, 1, 205, 205, 205));
+}
+
 TEST(EncodeCoefficientTokens, BlockWithOneValue) {
   EXPECT_THAT(EncodeCoefficientTokens(With(64, 0, 5)), ElementsAre(133, 1));
   EXPECT_THAT(EncodeCoefficientTokens(With(64, 3, -5)), ElementsAre(0, 3, 123, 1));

@@ -17,14 +17,26 @@ namespace {
 struct CodedPlane {
   std::vector<int16_t> levels;
   std::vector<uint8_t> samples;
+  std::vector<uint8_t> blocks;  // whether they store anything
 };
+
+void ExpectBlocksTold(const CodedPlane& coded) {
+  for (size_t b = 0; b < coded.blocks.size(); ++b) {
+    const auto first = coded.levels.begin() + static_cast<ptrdiff_t>(64 * b);
+    const bool holds_any = std::any_of(first, first + 64, [](int16_t level) { return level != 0; });
+    ASSERT_EQ(coded.blocks[b], holds_any ? 1 : 0) << b;
+  }
+}
 
 CodedPlane Code(const std::vector<uint8_t>& source, const std::vector<uint8_t>& prediction,
                 const BlockGrid& grid, const QuantTable& table, const LevelSelection& selection) {
-  CodedPlane coded{std::vector<int16_t>(64 * grid.Count()), prediction};
+  CodedPlane coded{std::vector<int16_t>(64 * grid.Count()), prediction,
+                   std::vector<uint8_t>(grid.Count(), 9)};
   for (uint32_t row = 0; row < grid.Rows(); ++row) {
+    const size_t first = size_t{grid.Columns()} * row;
     CodeResidualRow(ActiveVideoKernels(), source.data(), grid, row, table, selection, true,
-                    coded.levels.data() + size_t{64} * grid.Columns() * row, coded.samples.data());
+                    coded.blocks.data() + first, coded.levels.data() + 64 * first,
+                    coded.samples.data());
   }
   return coded;
 }
@@ -38,7 +50,7 @@ CodedPlane Code(const std::vector<uint8_t>& source, const std::vector<uint8_t>& 
 // column and row as the source does.
 CodedPlane NaiveCode(const std::vector<uint8_t>& source, const std::vector<uint8_t>& prediction,
                      const BlockGrid& grid, const QuantTable& table) {
-  CodedPlane coded{{}, prediction};
+  CodedPlane coded{{}, prediction, {}};
   const auto width = static_cast<int>(grid.width);
   const auto height = static_cast<int>(grid.height);
   const test::NaivePlane plane{source.data(), width, height};
@@ -139,7 +151,9 @@ TEST(CodeResidualRow, WithTheRateRuleTheLevelsAreThoseOfEveryBlockTransformed) {
     }
     for (const SimdLevel level : test::AvailableSimdLevels()) {
       const test::ScopedSimdLevel forced(level);
-      ASSERT_EQ(Code(source, prediction, grid, table, selection).levels, expected);
+      const CodedPlane coded = Code(source, prediction, grid, table, selection);
+      ASSERT_EQ(coded.levels, expected);
+      ExpectBlocksTold(coded);
     }
   }
   EXPECT_GT(empty, 100);
