@@ -247,10 +247,10 @@ bool Synthesise(std::span<CodedChannel> coded, const LappedTransform& transform,
 }
 
 // What a sample value counts for against the bounds on a file's sound. A longer
-// frame makes it dearer, and above 96 kHz that tells.
+// frame makes it dearer, which tells from 384 kHz on.
 uint64_t WeightOfValue(uint32_t frame_length) {
-  constexpr uint32_t kLongestUsualFrame = 1920;
-  return std::max(1u, frame_length / kLongestUsualFrame);
+  constexpr uint32_t kUsualFrame = 3840;
+  return std::max(1u, frame_length / kUsualFrame);
 }
 
 // What decoding costs beyond the values that are kept: what frames hold beyond them

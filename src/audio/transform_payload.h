@@ -37,7 +37,7 @@ inline constexpr uint32_t kTransformTag = 0x5355504F;  // "OPUS", read as a numb
 
 // Both directions refuse higher rates, which no recording has: a sample costs N
 // products to decode however few bytes stand for it. For the same reason the bound
-// on a payload's values is so many times lower above 96 kHz as N is 1920 samples.
+// on a payload's values is lower from 384 kHz on, by the whole part of N / 3840.
 inline constexpr uint32_t kHighestTransformRate = 768000;  // Hz
 
 // N, before it is held against the 16 bits that it is stored in.

@@ -1,5 +1,5 @@
-// Carries an exception out of a parallel region, which it may not leave by
-// itself: Run inside the region, Rethrow behind it.
+// Carries an exception from any member of a team to the thread that began the loop:
+// Run around the calls, Rethrow behind the loop.
 #ifndef QOLM_BASE_EXCEPTION_TRAP_H_
 #define QOLM_BASE_EXCEPTION_TRAP_H_
 
@@ -21,7 +21,7 @@ class ExceptionTrap {
     }
   }
 
-  // Throws what was caught, if anything was. Only after the region has joined.
+  // Throws what was caught, if anything was. Only once all calls are done.
   void Rethrow() const {
     if (exception_) std::rethrow_exception(exception_);
   }

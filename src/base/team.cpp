@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
-#include <exception>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "base/exception_trap.h"
 
@@ -24,6 +25,9 @@ size_t TeamSize() {
   return forced != 0 ? forced : usual;
 }
 
+// Set while a thread is a member.
+thread_local bool in_a_loop = false;
+
 // A loop in pieces, of which every member takes the next until none is left.
 class SharedLoop {
  public:
@@ -34,11 +38,13 @@ class SharedLoop {
         work_(work) {}
 
   void TakePieces() noexcept {
+    const bool inside_another = std::exchange(in_a_loop, true);
     while (true) {
       const size_t first = length_ * next_.fetch_add(1, std::memory_order_relaxed);
-      if (first >= count_) return;
+      if (first >= count_) break;
       trap_.Run([&] { piece_(work_, first, std::min(first + length_, count_)); });
     }
+    in_a_loop = inside_another;
   }
 
   void Rethrow() const { trap_.Rethrow(); }
@@ -51,9 +57,6 @@ class SharedLoop {
   std::atomic<size_t> next_ = 0;
   ExceptionTrap trap_;
 };
-
-// Set while a thread is a member.
-thread_local bool in_a_loop = false;
 
 // The threads that help the one that calls ShareLoop, which sleep between loops.
 class Helpers {
@@ -73,17 +76,16 @@ class Helpers {
     loop_ = &loop;
     most_inside_.store(static_cast<uint32_t>(members - 1), std::memory_order_relaxed);
     gate_.store(kOpen, std::memory_order_release);
-    loops_.fetch_add(1, std::memory_order_release);
-    loops_.notify_all();
-    in_a_loop = true;
-    loop.TakePieces();
-    in_a_loop = false;
-    // Who has not come by now is not waited for.
-    gate_.fetch_and(~kOpen, std::memory_order_acq_rel);
-    for (uint32_t gate = gate_.load(std::memory_order_acquire); gate != 0;
-         gate = gate_.load(std::memory_order_acquire)) {
-      gate_.wait(gate, std::memory_order_acquire);
+    {
+      const std::lock_guard lock(mutex_);
+      ++loops_;
     }
+    work_.notify_all();
+    loop.TakePieces();
+    // Who has not come by now is not waited for.
+    if (gate_.fetch_and(~kOpen, std::memory_order_acq_rel) == kOpen) return true;
+    std::unique_lock lock(mutex_);
+    done_.wait(lock, [this] { return gate_.load(std::memory_order_acquire) == 0; });
     return true;
   }
 
@@ -95,19 +97,27 @@ class Helpers {
   void Start(size_t number) {
     try {
       for (; started_ < number; ++started_) std::thread([this] { Run(); }).detach();
-    } catch (const std::exception&) {
+    } catch (...) {
     }
   }
 
   [[noreturn]] void Run() {
-    in_a_loop = true;
-    for (uint32_t seen = 0;;) {
-      loops_.wait(seen, std::memory_order_acquire);
-      seen = loops_.load(std::memory_order_acquire);
+    for (uint64_t seen = 0;;) {
+      {
+        std::unique_lock lock(mutex_);
+        work_.wait(lock, [&] { return loops_ != seen; });
+        seen = loops_;
+      }
       if (!Enter()) continue;
       loop_->TakePieces();
-      if (gate_.fetch_sub(kOneInside, std::memory_order_acq_rel) == kOneInside) gate_.notify_one();
+      if (gate_.fetch_sub(kOneInside, std::memory_order_acq_rel) == kOneInside) Tell();
     }
+  }
+
+  // The one who waits has either not looked at the gate yet or sleeps.
+  void Tell() {
+    { const std::lock_guard lock(mutex_); }
+    done_.notify_one();
   }
 
   bool Enter() {
@@ -125,8 +135,13 @@ class Helpers {
   size_t started_ = 0;
   SharedLoop* loop_ = nullptr;  // valid for those inside
   std::atomic<uint32_t> most_inside_ = 0;
-  std::atomic<uint32_t> gate_ = 0;   // open or not, and how many helpers are inside
-  std::atomic<uint32_t> loops_ = 0;  // that were ever shared
+  std::atomic<uint32_t> gate_ = 0;  // open or not, and how many helpers are inside
+  // For sleeping. (std::atomic's own wait may miss what wakes it where GCC 12 has no
+  // futex for it, as on Windows.)
+  std::mutex mutex_;
+  std::condition_variable work_;
+  std::condition_variable done_;
+  uint64_t loops_ = 0;  // that were ever shared
 };
 
 }  // namespace

@@ -33,8 +33,8 @@ void ShareLoop(size_t count, LoopPiece piece, const void* work);
 // thread is the only member inside another such loop, and while another thread's is
 // under way.
 //
-// An exception of `work` ends the loop: of the calls that have not begun, some or
-// all are left out, and once every member is done the first one caught is thrown.
+// An exception of `work` leaves out the calls that would have followed in order, or, in
+// a team, a few of them; once every member is done the first one caught is thrown.
 template <typename Work>
 void ForEachInTeam(size_t count, bool worth_a_team, const Work& work) {
   const LoopPiece piece = [](const void* body, size_t first, size_t end) {

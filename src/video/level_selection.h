@@ -9,7 +9,6 @@
 #ifndef QOLM_VIDEO_LEVEL_SELECTION_H_
 #define QOLM_VIDEO_LEVEL_SELECTION_H_
 
-#include <array>
 #include <cstdint>
 
 #include "video/quant_table.h"
@@ -36,9 +35,9 @@ struct StoringLimits {
   // coefficient holds counts LevelSelection::dc_weight times, sum up to less.
   float energy = 0.0F;
   // For VideoKernels::may_store, in natural order.
-  alignas(32) std::array<float, 64> large{};
-  alignas(32) std::array<float, 64> gain_slope{};
-  alignas(32) std::array<float, 64> gain_offset{};
+  alignas(32) float large[64] = {};
+  alignas(32) float gain_slope[64] = {};
+  alignas(32) float gain_offset[64] = {};
   float gain = 0.0F;
 };
 

@@ -60,8 +60,7 @@ void ResidualPlanes::Reconstruct() {
   });
 }
 
-// The three coefficient streams, each on a thread of its own; a team of three
-// has one idle member more, and the same threads as the loops before it.
+// Each of the three coefficient streams is one member's work.
 void ResidualPlanes::EncodeLevels(std::span<std::vector<uint8_t>, 3> streams) const {
   ForEachInTeam(streams.size(), WorthATeam(), [&](size_t plane) {
     streams[plane] = entropy::EncodeCoefficients(planes_[plane].Levels(), planes_[plane].coded);

@@ -35,7 +35,7 @@ class ResidualPlanes {
   // reconstruction takes the prediction's place, before any filter.
   void Code(const YuvPlanes& source, const LevelSelection& selection, bool reconstruct);
 
-  // The streams of Y, Cb and Cr.
+  // The streams of Y, Cb and Cr after Code.
   void EncodeLevels(std::span<std::vector<uint8_t>, 3> streams) const;
   [[nodiscard]] bool DecodeLevels(std::span<const std::span<const uint8_t>, 3> streams);
 

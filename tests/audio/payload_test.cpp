@@ -265,18 +265,18 @@ TEST(DecodeAudio, TellsWhatARefusedPayloadCost) {
   EXPECT_EQ(track.samples, Samples(5, 7));
 }
 
-// A value of so long a frame counts as 8.
+// A value of so long a frame counts as 4.
 TEST(DecodeAudio, TellsWhatAPieceOfOneSampleCosts) {
   const Bytes payload = Encode(Samples(1, 9), 768000, 1);
   SoundExtent extent;
   TrackRoom room(extent);
   ASSERT_TRUE(DecodeAudio(payload, kNoLimit, room));
   EXPECT_EQ(extent.values, 1u);
-  EXPECT_EQ(room.values_in_vain(), 8 * 2 * 15360 - 1);
+  EXPECT_EQ(room.values_in_vain(), 4 * 2 * 15360 - 1);
 }
 
 TEST(DecodeAudio, CountsValuesOfLongFramesAsSeveral) {
-  for (const auto& [rate, weight] : {std::pair{96000U, 1U}, {191999U, 1U}, {192000U, 2U}}) {
+  for (const auto& [rate, weight] : {std::pair{192000U, 1U}, {383999U, 1U}, {384000U, 2U}}) {
     const Bytes payload = Encode(Samples(10, 9), rate, 1);
     SoundExtent extent{rate, 1, 100};
     TrackRoom too_small(extent);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <mutex>
 #include <new>
 #include <set>
@@ -183,6 +184,31 @@ TEST(Team, ManyShortLoops) {
     ForEachInTeam(calls.size(), true, [&](size_t i) { calls[i] += round + 1; });
     for (const std::atomic<size_t>& call : calls) ASSERT_EQ(call, round + 1);
   }
+}
+
+// The calling thread has done its part long before the others.
+TEST(Team, WaitsForItsSlowestMember) {
+  const test::ScopedTeamSize forced(2);
+  const std::thread::id caller = std::this_thread::get_id();
+  int helped = 0;
+  for (int round = 0; round < 1'000; ++round) {
+    std::atomic<int> done = 0;
+    std::atomic<bool> someone_helps = false;
+    ForEachInTeam(2, true, [&](size_t) {
+      if (std::this_thread::get_id() != caller) {
+        someone_helps = true;
+        std::this_thread::sleep_for(std::chrono::microseconds(round % 100));
+      } else {
+        for (int patience = 1000; patience > 0 && !someone_helps; --patience) {
+          std::this_thread::yield();
+        }
+      }
+      ++done;
+    });
+    ASSERT_EQ(done, 2);
+    if (someone_helps) ++helped;
+  }
+  EXPECT_GT(helped, 0);
 }
 
 TEST(Team, LoopsOfSeveralThreadsAtOnce) {

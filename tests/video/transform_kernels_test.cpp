@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -111,9 +112,9 @@ TEST(ResidualEnergy, IsTheSumAndTheSumOfSquaresAtEveryLevelAndStride) {
 
 TEST(MayStore, ComparesEverySumAndEveryMagnitude) {
   StoringLimits limits;
-  limits.large.fill(10.0F);
-  limits.gain_slope.fill(1.0F);
-  limits.gain_offset.fill(2.0F);
+  std::fill_n(limits.large, 64, 10.0F);
+  std::fill_n(limits.gain_slope, 64, 1.0F);
+  std::fill_n(limits.gain_offset, 64, 2.0F);
   limits.gain = 64.0F;
   for (const SimdLevel level : AvailableSimdLevels()) {
     const auto may_store = VideoKernelsFor(level).may_store;

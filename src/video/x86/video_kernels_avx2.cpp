@@ -92,10 +92,10 @@ bool MayStore(const float* coefficients, const StoringLimits& limits) {
   __m256 gains = _mm256_setzero_ps();
   for (size_t i = 0; i < 64; i += 8) {
     const __m256 magnitude = _mm256_andnot_ps(sign_bit, _mm256_load_ps(coefficients + i));
-    const __m256 limit = _mm256_load_ps(limits.large.data() + i);
+    const __m256 limit = _mm256_load_ps(limits.large + i);
     large = _mm256_or_ps(large, _mm256_cmp_ps(magnitude, limit, _CMP_GT_OQ));
-    const __m256 product = _mm256_mul_ps(_mm256_load_ps(limits.gain_slope.data() + i), magnitude);
-    const __m256 gain = _mm256_sub_ps(product, _mm256_load_ps(limits.gain_offset.data() + i));
+    const __m256 product = _mm256_mul_ps(_mm256_load_ps(limits.gain_slope + i), magnitude);
+    const __m256 gain = _mm256_sub_ps(product, _mm256_load_ps(limits.gain_offset + i));
     gains = _mm256_add_ps(gains, _mm256_max_ps(gain, _mm256_setzero_ps()));
   }
   if (_mm256_movemask_ps(large) != 0) return true;
