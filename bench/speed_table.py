@@ -168,7 +168,7 @@ def print_table(clips):
 def plot(clips, path):
     import matplotlib
     matplotlib.use("Agg")
-    from matplotlib import pyplot
+    from matplotlib import pyplot, ticker
 
     jobs = ["decode", "encode", *ENCODERS]
     labels = {"decode": "decoding alone", "encode": "qolm"}
@@ -176,16 +176,20 @@ def plot(clips, path):
     for place, job in enumerate(jobs):
         at = [number + 0.16 * (place - len(jobs) / 2) for number in range(len(clips))]
         color = f"C{place}"
-        speed.bar(at, [clip.cpu(job) / clip.cpu("decode") for clip in clips], 0.15,
-                  label=labels.get(job, job), color=color)
+        speed.bar(at, [clip.cpu(job) for clip in clips], 0.15, label=labels.get(job, job),
+                  color=color)
         if job != "decode":
             size.bar(at, [clip.bytes[job] / clip.bytes["encode"] for clip in clips], 0.15,
                      label=labels.get(job, job), color=color)
-    for axes, title in ((speed, "CPU time, decoding to RGBA = 1"),
+    size.axhline(1.0, color="grey", linewidth=0.8)
+    for axes, title in ((speed, "CPU milliseconds a frame"),
                         (size, "bytes at equal SSIM, qolm = 1")):
         axes.set_title(title)
+        axes.set_yscale("log")
+        axes.yaxis.set_major_locator(ticker.LogLocator(subs=(1, 2, 5)))
+        axes.yaxis.set_minor_locator(ticker.NullLocator())
+        axes.yaxis.set_major_formatter(ticker.StrMethodFormatter("{x:g}"))
         axes.set_xticks(range(len(clips)), [clip.name for clip in clips])
-        axes.axhline(1.0, color="grey", linewidth=0.8)
         axes.legend()
     figure.savefig(path, dpi=110)
 
