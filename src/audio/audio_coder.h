@@ -31,8 +31,8 @@ inline constexpr uint64_t kMaxPayloadValues = 0x7FFFFFFF;
 // Codes `sound` as one payload. False, and no payload, when the rate or the
 // channel count is 0 or there are no samples; in transform mode also for
 // channel counts other than 1 and 2, for rates above 768,000 Hz and for 2^31
-// values and more (fewer from 384 kHz on); in ADPCM mode also for channel counts from 65,536 on, 2^32
-// samples per channel, and the one rate that would read as the transform's tag.
+// values and more (fewer from 384 kHz on); in ADPCM mode also for channel counts from 65,536 on,
+// 2^32 samples per channel, and the one rate that would read as the transform's tag.
 [[nodiscard]] bool EncodeAudio(const PcmView& sound, AudioCodingMode mode,
                                std::vector<uint8_t>& payload);
 
