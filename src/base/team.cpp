@@ -7,6 +7,7 @@
 #include <mutex>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "base/exception_trap.h"
 
@@ -61,7 +62,7 @@ class SharedLoop {
 // The threads that help the one that calls ShareLoop, which sleep between loops.
 class Helpers {
  public:
-  // Never destroyed: the threads have no end but the program's.
+  // Never destroyed: a program may end while the threads sleep.
   static Helpers& Get() {
     static Helpers& helpers = *new Helpers;
     return helpers;
@@ -89,6 +90,18 @@ class Helpers {
     return true;
   }
 
+  void End() {
+    const std::lock_guard one_at_a_time(caller_);
+    {
+      const std::lock_guard lock(mutex_);
+      ending_ = true;
+    }
+    work_.notify_all();
+    for (std::thread& thread : threads_) thread.join();
+    threads_.clear();
+    ending_ = false;
+  }
+
  private:
   static constexpr uint32_t kOpen = 1;
   static constexpr uint32_t kOneInside = 2;
@@ -96,16 +109,17 @@ class Helpers {
   // Where the system has no more threads to give, fewer have to do.
   void Start(size_t number) {
     try {
-      for (; started_ < number; ++started_) std::thread([this] { Run(); }).detach();
+      while (threads_.size() < number) threads_.emplace_back([this] { Run(); });
     } catch (...) {
     }
   }
 
-  [[noreturn]] void Run() {
+  void Run() {
     for (uint64_t seen = 0;;) {
       {
         std::unique_lock lock(mutex_);
-        work_.wait(lock, [&] { return loops_ != seen; });
+        work_.wait(lock, [&] { return ending_ || loops_ != seen; });
+        if (ending_) return;
         seen = loops_;
       }
       if (!Enter()) continue;
@@ -132,7 +146,7 @@ class Helpers {
   }
 
   std::mutex caller_;
-  size_t started_ = 0;
+  std::vector<std::thread> threads_;
   SharedLoop* loop_ = nullptr;  // valid for those inside
   std::atomic<uint32_t> most_inside_ = 0;
   std::atomic<uint32_t> gate_ = 0;  // open or not, and how many helpers are inside
@@ -142,11 +156,14 @@ class Helpers {
   std::condition_variable work_;
   std::condition_variable done_;
   uint64_t loops_ = 0;  // that were ever shared
+  bool ending_ = false;
 };
 
 }  // namespace
 
 void ForceTeamSize(size_t size) { forced_size.store(size, std::memory_order_relaxed); }
+
+void EndTeamThreads() { Helpers::Get().End(); }
 
 void ShareLoop(size_t count, LoopPiece piece, const void* work) {
   const size_t members = in_a_loop ? 1 : TeamSize();

@@ -26,6 +26,10 @@ using LoopPiece = void (*)(const void* work, size_t first, size_t end);
 // want the processors too.
 void ShareLoop(size_t count, LoopPiece piece, const void* work);
 
+// Ends the threads that are kept, for the end of a program; a later loop has new ones.
+// Not while a loop is under way.
+void EndTeamThreads();
+
 // Calls work(i) for every i from 0 to count - 1, and is back when all calls are.
 //
 // Without a team they come in ascending order on the calling thread. A team takes

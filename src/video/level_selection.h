@@ -34,11 +34,11 @@ struct StoringLimits {
   // Such is a block whose squared differences, of which the part that the DC
   // coefficient holds counts LevelSelection::dc_weight times, sum up to less.
   float energy = 0.0F;
-  // For VideoKernels::may_store, in natural order.
+  // For VideoKernels::may_store; arrays in natural order.
+  float gain = 0.0F;
   alignas(32) float large[64] = {};
   alignas(32) float gain_slope[64] = {};
   alignas(32) float gain_offset[64] = {};
-  float gain = 0.0F;
 };
 
 StoringLimits MakeStoringLimits(const LevelSelection& selection, const QuantTable& table);

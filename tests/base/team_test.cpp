@@ -211,6 +211,15 @@ TEST(Team, WaitsForItsSlowestMember) {
   EXPECT_GT(helped, 0);
 }
 
+TEST(Team, ThreadsThatWereEndedAreStartedAgain) {
+  EndTeamThreads();
+  EndTeamThreads();
+  const test::ScopedTeamSize forced(3);
+  EXPECT_EQ(TeamMembers(3).size(), 3U);
+  EndTeamThreads();
+  EXPECT_EQ(TeamMembers(3).size(), 3U);
+}
+
 TEST(Team, LoopsOfSeveralThreadsAtOnce) {
   const test::ScopedTeamSize forced(3);
   std::atomic<size_t> sum = 0;
