@@ -155,6 +155,7 @@ class Conversion {
       return kFailure;
     }
 
+    ReportProblems(end);
     Statistics statistics;
     statistics.frames_processed = frames_;
     statistics.frames_skipped = session_->frames_skipped();
@@ -163,23 +164,31 @@ class Conversion {
     statistics.input_bytes = std::filesystem::file_size(input_);
     statistics.width = settings_.width;
     statistics.height = settings_.height;
-    out_ << StatisticsText(statistics);
+    out_ << StatisticsText(statistics) << std::flush;
     progress_line_open_ = false;  // the statistics begin with the newline it lacks
-    if (session_->index_too_large_for_front() && !index_notice_given_) {
-      out_ << texts::IndexAtEndNotice();
-    }
-    if (end == LoopEnd::kSourceEnded) {
-      if (!source_.failure_reason().empty()) {
-        out_ << texts::SourceReadNotice(source_.failure_reason(), frames_);
-      }
-      if (frames_ == 0) {
-        out_ << texts::NoFramesNotice();
-      } else if (EndedWellBefore(frames_, source_)) {
-        out_ << texts::EarlyEndNotice(frames_, source_.frame_count());
-      }
-    }
-    out_ << std::flush;
     return kSuccess;
+  }
+
+  // What the user should know about a file that is complete. The statistics
+  // follow, so that their last line stays the last of all.
+  void ReportProblems(LoopEnd end) {
+    if (session_->index_too_large_for_front() && !index_notice_given_) {
+      Notify(texts::IndexAtEndNotice());
+    }
+    if (end != LoopEnd::kSourceEnded) return;
+    if (!source_.failure_reason().empty()) {
+      Notify(texts::SourceReadNotice(source_.failure_reason(), frames_));
+    }
+    if (frames_ == 0) {
+      Notify(texts::NoFramesNotice());
+    } else if (EndedWellBefore(frames_, source_)) {
+      Notify(texts::EarlyEndNotice(frames_, source_.frame_count()));
+    }
+  }
+
+  void Notify(const std::string& notice) {
+    EndProgressLine();
+    out_ << notice;
   }
 
   void WriteProgress() {
