@@ -66,7 +66,10 @@ class Conversion {
  private:
   // Opens the source, reports it and completes the settings with its geometry.
   bool OpenInput() {
-    if (!source_.Open(input_)) {
+    const bool open = source_.Open(input_);
+    if (environment_.interrupted())
+      return Fail(texts::InterruptedWithNothing(request_.output_path));
+    if (!open) {
       const std::string& reason = source_.failure_reason();
       return Fail(
           texts::InputOpenError(reason.empty() ? "unknown format" : reason, request_.input_path));
@@ -123,7 +126,10 @@ class Conversion {
     VideoFrame frame;
     while (true) {
       if (environment_.interrupted()) return LoopEnd::kInterrupted;
-      if (!source_.ReadNextFrame(frame)) return LoopEnd::kSourceEnded;
+      if (!source_.ReadNextFrame(frame)) {
+        // An interrupt also ends what waits for the source.
+        return environment_.interrupted() ? LoopEnd::kInterrupted : LoopEnd::kSourceEnded;
+      }
       session_->encode_frame(frame);
       if (session_->stream_error()) return LoopEnd::kWriteFailed;
       ++frames_;

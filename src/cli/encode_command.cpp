@@ -12,7 +12,7 @@ namespace qolm::cli {
 int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostream& err) {
   output::IgnoreBrokenPipeSignal();
   const InterruptListener listener;
-  const media::Platform platform;
+  const media::Platform platform([&listener] { return listener.interrupted(); });
   EncodeEnvironment environment;
   environment.make_video_framework = [&platform] { return platform.MakeVideoFramework(); };
   environment.read_sound = [&](const std::filesystem::path& path,

@@ -2,6 +2,7 @@
 #ifndef QOLM_MEDIA_PLATFORM_H_
 #define QOLM_MEDIA_PLATFORM_H_
 
+#include <functional>
 #include <memory>
 
 #include "media/audio_framework.h"
@@ -13,7 +14,9 @@ namespace qolm::media {
 // source made from it must be gone by then.
 class Platform {
  public:
-  Platform();
+  // `interrupted` is asked on any thread, also while a file is opened. Once it says
+  // true, what waits for a file ends early where the framework lets it.
+  explicit Platform(std::function<bool()> interrupted = [] { return false; });
   ~Platform();
   Platform(const Platform&) = delete;
   Platform& operator=(const Platform&) = delete;
@@ -22,6 +25,7 @@ class Platform {
   std::unique_ptr<VideoFramework> MakeVideoFramework() const;
 
  private:
+  const std::function<bool()> interrupted_;
   struct Running;  // what has to be shut down
   std::unique_ptr<Running> running_;
 };

@@ -316,6 +316,32 @@ TEST_F(ConversionTest, AnInterruptBeforeTheFirstFrameLeavesNothing) {
   EXPECT_FALSE(fs::exists(output_));
 }
 
+TEST_F(ConversionTest, AnInterruptWhileTheInputIsOpenedLeavesNothing) {
+  for (const char* const failure : {"", "Immediate exit requested"}) {
+    script_.open_failure = failure;
+    script_.while_opening = [this] { interrupted_ = true; };
+    out_.str("");
+    err_.str("");
+    EXPECT_EQ(Run(), 1);
+    EXPECT_EQ(err_.str(), "[-] Error: Interrupted before the first frame; nothing was written: " +
+                              output_ + "\n");
+    EXPECT_EQ(out_.str(), "");
+    EXPECT_EQ(sound_reads_, 0);
+    EXPECT_FALSE(fs::exists(Part()));
+  }
+}
+
+// The source sees the interrupt too, and ends for it.
+TEST_F(ConversionTest, AnInterruptThatEndsTheSourceKeepsAPlayablePart) {
+  script_.frames = 7;
+  script_.before_end = [this] { interrupted_ = true; };
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(
+      err_.str(),
+      "[-] Error: Interrupted after 7 frames; these are kept in a playable file: " + Part() + "\n");
+  EXPECT_FALSE(fs::exists(output_));
+}
+
 TEST_F(ConversionTest, AnInterruptWhileTheSoundIsReadLeavesNothing) {
   for (const bool read : {false, true}) {
     script_.frames = 3;

@@ -26,6 +26,8 @@ struct VideoScript {
   std::optional<int> still_from;  // this frame and all behind it are the same
   std::string open_failure;       // when not empty, nothing opens
   std::function<void(int frame)> before_frame = [](int) {};  // called before each delivery
+  std::function<void()> while_opening = [] {};
+  std::function<void()> before_end = [] {};
 };
 
 class ScriptedBuffer : public media::VideoBuffer {
@@ -68,6 +70,7 @@ class ScriptedReader : public media::VideoReader {
     ReadResult result;
     result.succeeded = true;
     if (next_ >= script_.frames) {
+      script_.before_end();
       result.end_of_stream = true;
       return result;
     }
@@ -96,6 +99,7 @@ class ScriptedFramework : public media::VideoFramework {
   explicit ScriptedFramework(const VideoScript& script) : script_(script) {}
   std::unique_ptr<media::VideoReader> Open(const std::filesystem::path&,
                                            const std::optional<ReaderAttributes>&) override {
+    script_.while_opening();
     if (!script_.open_failure.empty()) return nullptr;
     return std::make_unique<ScriptedReader>(script_);
   }

@@ -175,11 +175,18 @@ TEST(DurationOfFrames, CountsBackToTheSameFrames) {
   for (const Ratio rate : {Ratio{24000, 1001}, Ratio{25, 1}, Ratio{30000, 1001}, Ratio{60, 1},
                            Ratio{25, 2}, Ratio{100, 3}, Ratio{1, 5}, Ratio{120000, 1001}}) {
     for (int64_t frames = 0; frames < 200'000; frames += frames < 3000 ? 1 : 997) {
-      const int64_t duration = DurationOfFrames(frames, rate);
-      EXPECT_EQ(static_cast<int64_t>(rate.value() * static_cast<double>(duration) * 1e-7), frames)
+      const auto duration = DurationOfFrames(frames, rate);
+      ASSERT_TRUE(duration);
+      EXPECT_EQ(static_cast<int64_t>(rate.value() * static_cast<double>(*duration) * 1e-7), frames)
           << rate.value();
     }
   }
+}
+
+TEST(DurationOfFrames, TellsNothingPastItsUnits) {
+  EXPECT_EQ(DurationOfFrames(INT64_MAX, {30, 1}), std::nullopt);
+  EXPECT_EQ(DurationOfFrames(INT32_MAX, {1, INT32_MAX}), std::nullopt);
+  EXPECT_EQ(DurationOfFrames(INT32_MAX, {3, 1}), 7158278823333334);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "media/ffmpeg/decoder.h"
+#include "media/ffmpeg/numbers.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -16,15 +17,17 @@ constexpr int kErrorsInARow = 100;
 constexpr int kLowestRate = 1000;
 constexpr double kLongestPacket = 10;  // seconds
 
-std::optional<double> ToSeconds(int64_t timestamp, double time_unit) {
-  if (timestamp == AV_NOPTS_VALUE) return std::nullopt;
-  return static_cast<double>(timestamp) * time_unit;
+std::optional<double> ToSeconds(int64_t stated, AVRational stated_base) {
+  const Ratio time_base = TimeBaseOf(stated_base);
+  const auto timestamp = TimestampOf(stated, time_base);
+  if (!timestamp) return std::nullopt;
+  return static_cast<double>(*timestamp) * time_base.value();
 }
 
 }  // namespace
 
 std::unique_ptr<AudioDecoder> AudioDecoder::Open(const std::filesystem::path& path,
-                                                 const std::atomic<bool>& stop,
+                                                 const StopSignal& stop,
                                                  std::string& failure_reason) {
   std::unique_ptr<AudioDecoder> decoder(new AudioDecoder);
   decoder->format_ = OpenContainer(path, &stop, failure_reason);
@@ -109,7 +112,7 @@ AudioPiece AudioDecoder::PieceOfFrame() {
   if (piece.frame == nullptr) throw std::bad_alloc();
   av_frame_move_ref(piece.frame.get(), frame_.get());
   const AVFrame& frame = *piece.frame;
-  piece.time = ToSeconds(frame.best_effort_timestamp, time_unit());
+  piece.time = ToSeconds(frame.best_effort_timestamp, stream_->time_base);
   piece.duration = static_cast<double>(frame.nb_samples) / frame.sample_rate;
   if (frame.pkt_duration > 0) {
     piece.excess = piece.duration - static_cast<double>(frame.pkt_duration) * time_unit();
@@ -121,7 +124,8 @@ AudioPiece AudioDecoder::PieceOfFrame() {
 
 AudioPiece AudioDecoder::PieceOfDamage() const {
   AudioPiece piece;
-  piece.time = ToSeconds(packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts, time_unit());
+  piece.time =
+      ToSeconds(packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts, stream_->time_base);
   double duration = static_cast<double>(packet_->duration) * time_unit();
   // The container's duration is rounded to its clock; the codec's is not.
   const bool is_rounded = std::abs(duration - last_frame_duration_) <= time_unit();

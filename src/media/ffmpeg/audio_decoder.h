@@ -4,13 +4,14 @@
 #ifndef QOLM_MEDIA_FFMPEG_AUDIO_DECODER_H_
 #define QOLM_MEDIA_FFMPEG_AUDIO_DECODER_H_
 
-#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "media/ffmpeg/handles.h"
+#include "media/ffmpeg/numbers.h"
+#include "media/ffmpeg/stop_signal.h"
 
 namespace qolm::media::ffmpeg {
 
@@ -26,8 +27,7 @@ class AudioDecoder {
   // Null with the reason when the file cannot be opened. While `stop` is set,
   // waiting for the file ends early.
   static std::unique_ptr<AudioDecoder> Open(const std::filesystem::path& path,
-                                            const std::atomic<bool>& stop,
-                                            std::string& failure_reason);
+                                            const StopSignal& stop, std::string& failure_reason);
 
   // False when there is no audio stream.
   [[nodiscard]] bool SelectFirstAudioStream();
@@ -40,7 +40,7 @@ class AudioDecoder {
 
   const AVCodecContext& codec() const { return *codec_; }
   const AVFormatContext& format() const { return *format_; }
-  double time_unit() const { return av_q2d(stream_->time_base); }  // seconds
+  double time_unit() const { return TimeBaseOf(stream_->time_base).value(); }  // seconds
 
  private:
   AudioDecoder() = default;

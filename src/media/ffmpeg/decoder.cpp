@@ -11,9 +11,7 @@ namespace {
 // What fails as often as this without any progress does not get past the damage.
 constexpr int kErrorsInARow = 100;
 
-int IsStopRequested(void* stop) {
-  return static_cast<const std::atomic<bool>*>(stop)->load(std::memory_order_relaxed) ? 1 : 0;
-}
+int IsStopRequested(void* stop) { return static_cast<const StopSignal*>(stop)->IsSet() ? 1 : 0; }
 
 bool IsVideo(const AVStream& stream) {
   constexpr int kNoVideo = AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS;
@@ -43,7 +41,7 @@ std::string DescribeError(int libav_error) {
   return text.data();
 }
 
-FormatContext OpenContainer(const std::filesystem::path& path, const std::atomic<bool>* stop,
+FormatContext OpenContainer(const std::filesystem::path& path, const StopSignal* stop,
                             std::string& failure_reason) {
   // Before what nobody owns yet, for there may be no memory for it.
   const std::string url = "file:" + path.string();
@@ -54,7 +52,7 @@ FormatContext OpenContainer(const std::filesystem::path& path, const std::atomic
   }
   if (stop != nullptr) {
     context->interrupt_callback.callback = IsStopRequested;
-    context->interrupt_callback.opaque = const_cast<std::atomic<bool>*>(stop);
+    context->interrupt_callback.opaque = const_cast<StopSignal*>(stop);
   }
   AVDictionary* options = nullptr;
   av_dict_set(&options, "protocol_whitelist", "file", 0);
@@ -97,8 +95,8 @@ bool HasPictures(const AVFormatContext& format) {
                      [](const AVStream* stream) { return IsVideo(*stream); });
 }
 
-std::unique_ptr<Decoder> Decoder::Open(const std::filesystem::path& path,
-                                       const std::atomic<bool>& stop, std::string& failure_reason) {
+std::unique_ptr<Decoder> Decoder::Open(const std::filesystem::path& path, const StopSignal& stop,
+                                       std::string& failure_reason) {
   failure_reason = DescribeUnreadablePath(path);
   if (!failure_reason.empty()) return nullptr;
 

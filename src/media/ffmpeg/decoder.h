@@ -2,7 +2,6 @@
 #ifndef QOLM_MEDIA_FFMPEG_DECODER_H_
 #define QOLM_MEDIA_FFMPEG_DECODER_H_
 
-#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -10,6 +9,7 @@
 #include <string>
 
 #include "media/ffmpeg/handles.h"
+#include "media/ffmpeg/stop_signal.h"
 
 namespace qolm::media::ffmpeg {
 
@@ -18,8 +18,8 @@ class Decoder {
   // Opens the file and the stream's decoder. Null when that is impossible;
   // `failure_reason` then says why. While `stop` is set, waiting for the file
   // ends early.
-  static std::unique_ptr<Decoder> Open(const std::filesystem::path& path,
-                                       const std::atomic<bool>& stop, std::string& failure_reason);
+  static std::unique_ptr<Decoder> Open(const std::filesystem::path& path, const StopSignal& stop,
+                                       std::string& failure_reason);
 
   // The next picture in presentation order, valid until the next call; null at
   // the end. What cannot be decoded is passed over.
@@ -44,7 +44,7 @@ class Decoder {
 
 // Opens a container for reading; null with the reason on failure. Only local
 // files are ever touched, whatever a playlist names.
-FormatContext OpenContainer(const std::filesystem::path& path, const std::atomic<bool>* stop,
+FormatContext OpenContainer(const std::filesystem::path& path, const StopSignal* stop,
                             std::string& failure_reason);
 
 // Why the system could not read some of an open container so far, in a few words;

@@ -1,8 +1,8 @@
 #include "media/ffmpeg/ffmpeg_audio_framework.h"
 
 #include <algorithm>
-#include <atomic>
 #include <exception>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -11,6 +11,7 @@
 #include "media/ffmpeg/audio_decoder.h"
 #include "media/ffmpeg/audio_producer.h"
 #include "media/ffmpeg/decoder.h"
+#include "media/ffmpeg/numbers.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -51,7 +52,7 @@ class PcmSample : public AudioSample {
 // file's clock. Only decoding it tells: edit lists and broken references drop
 // pictures. With a reason where the file, which shows that it has pictures, could
 // not be read that far.
-std::optional<double> PictureStart(const std::filesystem::path& path, const std::atomic<bool>& stop,
+std::optional<double> PictureStart(const std::filesystem::path& path, const StopSignal& stop,
                                    bool has_pictures, std::string& read_failure) {
   std::string reason;
   const std::unique_ptr<Decoder> decoder = Decoder::Open(path, stop, reason);
@@ -61,12 +62,17 @@ std::optional<double> PictureStart(const std::filesystem::path& path, const std:
   }
   const AVFrame* const frame = decoder->Next();
   read_failure = decoder->read_failure();
-  if (frame == nullptr || frame->best_effort_timestamp == AV_NOPTS_VALUE) return std::nullopt;
-  return static_cast<double>(frame->best_effort_timestamp) * av_q2d(decoder->stream().time_base);
+  if (frame == nullptr) return std::nullopt;
+  const Ratio time_base = TimeBaseOf(decoder->stream().time_base);
+  const auto timestamp = TimestampOf(frame->best_effort_timestamp, time_base);
+  if (!timestamp) return std::nullopt;
+  return static_cast<double>(*timestamp) * time_base.value();
 }
 
 class FfmpegAudioReader : public AudioReader {
  public:
+  explicit FfmpegAudioReader(std::function<bool()> interrupted) : stop_(std::move(interrupted)) {}
+
   bool Open(const std::filesystem::path& path) {
     path_ = path;
     std::string ignored_reason;
@@ -121,7 +127,7 @@ class FfmpegAudioReader : public AudioReader {
   std::string failure_reason() const override { return failure_reason_; }
 
  private:
-  std::atomic<bool> stop_ = false;
+  StopSignal stop_;
   std::string failure_reason_;
   std::filesystem::path path_;
   std::unique_ptr<AudioDecoder> decoder_;
@@ -137,7 +143,7 @@ std::unique_ptr<AudioReader> FfmpegAudioFramework::Open(const std::filesystem::p
   try {
     // A pipe can be read once only, and that is the picture's.
     if (!std::filesystem::is_regular_file(path)) return nullptr;
-    auto reader = std::make_unique<FfmpegAudioReader>();
+    auto reader = std::make_unique<FfmpegAudioReader>(interrupted_);
     if (reader->Open(path)) return reader;
   } catch (const std::exception&) {  // memory ran out
   }

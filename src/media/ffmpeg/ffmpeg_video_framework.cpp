@@ -1,7 +1,7 @@
 #include "media/ffmpeg/ffmpeg_video_framework.h"
 
-#include <atomic>
 #include <exception>
+#include <functional>
 #include <limits>
 #include <utility>
 
@@ -45,6 +45,8 @@ class PictureSample : public VideoSample {
 
 class FfmpegVideoReader : public VideoReader {
  public:
+  explicit FfmpegVideoReader(std::function<bool()> interrupted) : stop_(std::move(interrupted)) {}
+
   bool Open(const std::filesystem::path& path) {
     producer_ = PictureProducer::Open(path, stop_, failure_reason_);
     return producer_ != nullptr;
@@ -86,7 +88,7 @@ class FfmpegVideoReader : public VideoReader {
   std::string failure_reason() const override { return failure_reason_; }
 
  private:
-  std::atomic<bool> stop_ = false;
+  StopSignal stop_;
   std::string failure_reason_;
   std::unique_ptr<PictureProducer> producer_;
   std::optional<ReadAhead> read_ahead_;  // from the first read on; ends before the producer
@@ -98,7 +100,7 @@ std::unique_ptr<VideoReader> FfmpegVideoFramework::Open(const std::filesystem::p
                                                         const std::optional<ReaderAttributes>&) {
   failure_reason_.clear();
   try {
-    auto reader = std::make_unique<FfmpegVideoReader>();
+    auto reader = std::make_unique<FfmpegVideoReader>(interrupted_);
     if (reader->Open(path)) return reader;
     failure_reason_ = reader->failure_reason();
   } catch (const std::bad_alloc&) {

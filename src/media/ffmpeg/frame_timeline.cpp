@@ -197,11 +197,14 @@ std::optional<Ratio> ChooseConstantRate(const StreamTimes& times, double longest
   return chosen;
 }
 
-int64_t DurationOfFrames(int64_t frames, Ratio rate) {
+std::optional<int64_t> DurationOfFrames(int64_t frames, Ratio rate) {
   if (frames <= 0) return 0;
+  // Up to here doubles hold whole units, so that counting up ends.
+  constexpr double kMostUnits = int64_t{1} << 53;
   const double rate_value = rate.value();
-  int64_t duration =
-      static_cast<int64_t>(std::ceil(static_cast<double>(frames) / rate_value * 1e7 - 1e-3));
+  const double units = std::ceil(static_cast<double>(frames) / rate_value * 1e7 - 1e-3);
+  if (!(units < kMostUnits)) return std::nullopt;
+  auto duration = static_cast<int64_t>(units);
   while (static_cast<int64_t>(rate_value * static_cast<double>(duration) * 1e-7) < frames) {
     ++duration;
   }

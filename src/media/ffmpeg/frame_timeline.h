@@ -78,8 +78,9 @@ struct StreamTimes {
 std::optional<Ratio> ChooseConstantRate(const StreamTimes& times, double longest_gap_seconds);
 
 // The shortest duration in 100-nanosecond units whose frame count, computed as
-// truncate(rate x duration x 1e-7) in double precision, is `frames`.
-int64_t DurationOfFrames(int64_t frames, Ratio rate);
+// truncate(rate x duration x 1e-7) in double precision, is `frames`. Nothing when
+// these units cannot count so far.
+std::optional<int64_t> DurationOfFrames(int64_t frames, Ratio rate);
 
 }  // namespace qolm::media::ffmpeg
 

@@ -5,7 +5,10 @@ extern "C" {
 #include <libavutil/mathematics.h>
 }
 
+#include <atomic>
 #include <utility>
+
+#include "media/ffmpeg/numbers.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -36,7 +39,7 @@ std::string OrientationOf(const AVStream& stream, const AVFrame& frame) {
 }  // namespace
 
 std::unique_ptr<PictureProducer> PictureProducer::Open(const std::filesystem::path& path,
-                                                       const std::atomic<bool>& stop,
+                                                       const StopSignal& stop,
                                                        std::string& failure_reason) {
   std::unique_ptr<PictureProducer> producer(new PictureProducer);
   producer->decoder_ = Decoder::Open(path, stop, failure_reason);
@@ -52,7 +55,7 @@ std::unique_ptr<PictureProducer> PictureProducer::Open(const std::filesystem::pa
   producer->width_ = producer->first_frame_->width;
   producer->height_ = producer->first_frame_->height;
   producer->converter_.emplace(producer->width_, producer->height_);
-  producer->timeline_.emplace(producer->rate(), Ratio{stream.time_base.num, stream.time_base.den},
+  producer->timeline_.emplace(producer->rate(), TimeBaseOf(stream.time_base),
                               producer->timing_.longest_gap_seconds);
   return producer;
 }
@@ -123,7 +126,7 @@ std::optional<TimedPicture> PictureProducer::Next() {
       continue;
     }
     const int64_t duration = frame->pkt_duration;
-    const auto timestamp = frame->pts == AV_NOPTS_VALUE ? std::nullopt : std::optional(frame->pts);
+    const auto timestamp = TimestampOf(frame->pts, TimeBaseOf(decoder_->stream().time_base));
     std::shared_ptr<const Picture> picture = PictureOf(std::move(frame));
     if (picture == nullptr) continue;
     last_duration_ = duration;

@@ -2,7 +2,6 @@
 #ifndef QOLM_MEDIA_FFMPEG_PICTURE_PRODUCER_H_
 #define QOLM_MEDIA_FFMPEG_PICTURE_PRODUCER_H_
 
-#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -14,6 +13,7 @@
 #include "media/ffmpeg/frame_timeline.h"
 #include "media/ffmpeg/picture.h"
 #include "media/ffmpeg/picture_converter.h"
+#include "media/ffmpeg/stop_signal.h"
 #include "media/ffmpeg/stream_scan.h"
 
 namespace qolm::media::ffmpeg {
@@ -28,8 +28,7 @@ class PictureProducer {
   // Decodes as far as the first picture, which sets the size. Null with the
   // reason on failure. Once `stop` is set, calls end early.
   static std::unique_ptr<PictureProducer> Open(const std::filesystem::path& path,
-                                               const std::atomic<bool>& stop,
-                                               std::string& failure_reason);
+                                               const StopSignal& stop, std::string& failure_reason);
 
   // Nothing at the end of the stream.
   std::optional<TimedPicture> Next();

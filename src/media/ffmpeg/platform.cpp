@@ -4,6 +4,8 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
+#include <utility>
+
 #include "media/ffmpeg/ffmpeg_audio_framework.h"
 #include "media/ffmpeg/ffmpeg_video_framework.h"
 
@@ -12,16 +14,18 @@ namespace qolm::media {
 struct Platform::Running {};
 
 // The libraries print to standard error by themselves unless told not to.
-Platform::Platform() { av_log_set_level(AV_LOG_QUIET); }
+Platform::Platform(std::function<bool()> interrupted) : interrupted_(std::move(interrupted)) {
+  av_log_set_level(AV_LOG_QUIET);
+}
 
 Platform::~Platform() = default;
 
 std::unique_ptr<AudioFramework> Platform::MakeAudioFramework() const {
-  return std::make_unique<ffmpeg::FfmpegAudioFramework>();
+  return std::make_unique<ffmpeg::FfmpegAudioFramework>(interrupted_);
 }
 
 std::unique_ptr<VideoFramework> Platform::MakeVideoFramework() const {
-  return std::make_unique<ffmpeg::FfmpegVideoFramework>();
+  return std::make_unique<ffmpeg::FfmpegVideoFramework>(interrupted_);
 }
 
 }  // namespace qolm::media

@@ -17,7 +17,7 @@ size_t CapacityFor(const PictureProducer& producer) {
 
 }  // namespace
 
-ReadAhead::ReadAhead(PictureProducer& producer, std::atomic<bool>& stop)
+ReadAhead::ReadAhead(PictureProducer& producer, StopSignal& stop)
     : producer_(producer),
       stop_(stop),
       capacity_(CapacityFor(producer)),
@@ -26,7 +26,7 @@ ReadAhead::ReadAhead(PictureProducer& producer, std::atomic<bool>& stop)
 ReadAhead::~ReadAhead() {
   {
     const std::lock_guard lock(mutex_);
-    stop_ = true;
+    stop_.Set();
   }
   changed_.notify_all();
   thread_.join();
@@ -35,12 +35,12 @@ ReadAhead::~ReadAhead() {
 void ReadAhead::Run() {
   std::exception_ptr failure;
   try {
-    while (!stop_) {
+    while (!stop_.IsSet()) {
       std::optional<TimedPicture> picture = producer_.Next();
       if (!picture) break;
       std::unique_lock lock(mutex_);
-      changed_.wait(lock, [this] { return stop_ || pictures_.size() < capacity_; });
-      if (stop_) break;
+      changed_.wait(lock, [this] { return stop_.IsSet() || pictures_.size() < capacity_; });
+      if (stop_.IsSet()) break;
       pictures_.push_back(*std::move(picture));
       changed_.notify_all();
     }

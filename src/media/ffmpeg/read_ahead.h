@@ -2,7 +2,6 @@
 #ifndef QOLM_MEDIA_FFMPEG_READ_AHEAD_H_
 #define QOLM_MEDIA_FFMPEG_READ_AHEAD_H_
 
-#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -12,6 +11,7 @@
 #include <thread>
 
 #include "media/ffmpeg/picture_producer.h"
+#include "media/ffmpeg/stop_signal.h"
 
 namespace qolm::media::ffmpeg {
 
@@ -20,7 +20,7 @@ class ReadAhead {
   // `producer` and `stop` outlive this object; `stop` makes the producer's
   // calls end early and is set on destruction. Throws std::system_error when no
   // thread can be had.
-  ReadAhead(PictureProducer& producer, std::atomic<bool>& stop);
+  ReadAhead(PictureProducer& producer, StopSignal& stop);
   ~ReadAhead();
   ReadAhead(const ReadAhead&) = delete;
   ReadAhead& operator=(const ReadAhead&) = delete;
@@ -33,7 +33,7 @@ class ReadAhead {
   void Run();
 
   PictureProducer& producer_;
-  std::atomic<bool>& stop_;
+  StopSignal& stop_;
   const size_t capacity_;  // pictures
   std::mutex mutex_;
   std::condition_variable changed_;

@@ -5,13 +5,13 @@ extern "C" {
 }
 
 #include <algorithm>
-#include <cmath>
 #include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "media/ffmpeg/decoder.h"
+#include "media/ffmpeg/numbers.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -50,7 +50,7 @@ int64_t BytesRead(const AVFormatContext& format) {
   return format.pb != nullptr ? format.pb->bytes_read : 0;
 }
 
-PacketTimes ReadPacketTimes(const std::filesystem::path& path, const std::atomic<bool>& stop,
+PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal& stop,
                             int stream_index) {
   PacketTimes times;
   std::string ignored_reason;
@@ -70,7 +70,7 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const std::atomic
   Clock shown;
   Clock decoded;
   int64_t packet_bytes = 0;
-  while (times.packets < kScannedPackets &&
+  while (!stop.IsSet() && times.packets < kScannedPackets &&
          std::max(packet_bytes, BytesRead(*format)) < kScannedBytes) {
     const int result = av_read_frame(format.get(), packet.get());
     if (result < 0) {
@@ -94,33 +94,26 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const std::atomic
   return times;
 }
 
-Ratio ToRatio(AVRational rational) { return {rational.num, rational.den}; }
-
 // "HH:MM:SS.fraction", as Matroska's writers note the length of each track.
 std::optional<double> TaggedDuration(const AVStream& stream) {
   const AVDictionaryEntry* const entry = av_dict_get(stream.metadata, "DURATION", nullptr, 0);
   if (entry == nullptr) return std::nullopt;
   int64_t microseconds = 0;
   if (av_parse_time(&microseconds, entry->value, 1) < 0) return std::nullopt;
-  return static_cast<double>(microseconds) * 1e-6;
+  return DurationOf(static_cast<double>(microseconds) * 1e-6);
 }
 
 // In seconds; the stream's own length before the file's, which sound may
 // stretch.
 std::optional<double> DeclaredDuration(const AVFormatContext& format, const AVStream& stream) {
-  if (stream.duration != AV_NOPTS_VALUE && stream.duration > 0) {
-    return static_cast<double>(stream.duration) * av_q2d(stream.time_base);
-  }
-  if (const auto tagged = TaggedDuration(stream); tagged && *tagged > 0) return tagged;
-  if (format.duration != AV_NOPTS_VALUE && format.duration > 0) {
-    return static_cast<double>(format.duration) / AV_TIME_BASE;
-  }
-  return std::nullopt;
+  if (const auto own = DurationOf(stream.duration, TimeBaseOf(stream.time_base))) return own;
+  if (const auto tagged = TaggedDuration(stream)) return tagged;
+  return DurationOf(format.duration, {1, AV_TIME_BASE});
 }
 
 }  // namespace
 
-StreamTiming ScanTiming(const std::filesystem::path& path, const std::atomic<bool>& stop,
+StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& stop,
                         const AVFormatContext& format, const AVStream& stream) {
   std::error_code error;
   PacketTimes packets;
@@ -132,10 +125,10 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const std::atomic<boo
       packets.packets > 0 && packets.packets == static_cast<int64_t>(packets.timestamps.size());
 
   StreamTimes times;
-  times.time_base = ToRatio(stream.time_base);
+  times.time_base = TimeBaseOf(stream.time_base);
   times.timestamps = std::move(packets.timestamps);
-  times.average_rate = ToRatio(stream.avg_frame_rate);
-  times.lowest_exact_rate = ToRatio(stream.r_frame_rate);
+  times.average_rate = FrameRateOf(stream.avg_frame_rate);
+  times.lowest_exact_rate = FrameRateOf(stream.r_frame_rate);
 
   StreamTiming timing;
   timing.longest_gap_seconds =
@@ -153,7 +146,7 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const std::atomic<boo
   if (packets.complete && packets.packets > 0 && duration_is_a_guess) {
     timing.slots = packets.packets;
   } else if (const auto duration = DeclaredDuration(format, stream)) {
-    timing.slots = std::llround(*duration * timing.rate->value());
+    timing.slots = FramesIn(*duration, *timing.rate);
   }
   return timing;
 }

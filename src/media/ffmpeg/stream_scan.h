@@ -4,13 +4,13 @@
 #ifndef QOLM_MEDIA_FFMPEG_STREAM_SCAN_H_
 #define QOLM_MEDIA_FFMPEG_STREAM_SCAN_H_
 
-#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 
 #include "media/ffmpeg/frame_timeline.h"
 #include "media/ffmpeg/handles.h"
+#include "media/ffmpeg/stop_signal.h"
 
 namespace qolm::media::ffmpeg {
 
@@ -22,7 +22,7 @@ struct StreamTiming {
 
 // `format` and `stream` are open and probed; `path` is read a second time, and
 // no more than the first 64 MiB of it.
-StreamTiming ScanTiming(const std::filesystem::path& path, const std::atomic<bool>& stop,
+StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& stop,
                         const AVFormatContext& format, const AVStream& stream);
 
 }  // namespace qolm::media::ffmpeg

@@ -1,5 +1,7 @@
 #include "media/platform.h"
 
+#include <utility>
+
 #include "media/mediafoundation/com.h"
 #include "media/mediafoundation/mediafoundation_audio_framework.h"
 #include "media/mediafoundation/mediafoundation_video_framework.h"
@@ -25,7 +27,8 @@ struct Platform::Running {
   const HRESULT media_foundation;
 };
 
-Platform::Platform() : running_(std::make_unique<Running>()) {}
+Platform::Platform(std::function<bool()> interrupted)
+    : interrupted_(std::move(interrupted)), running_(std::make_unique<Running>()) {}
 
 Platform::~Platform() = default;
 
