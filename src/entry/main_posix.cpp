@@ -1,3 +1,8 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <iostream>
 #include <new>
 
@@ -19,9 +24,27 @@ void KeepFreedMemory() {
 #endif
 }
 
+// A program may be started with any of its standard descriptors closed. The first
+// file that it opens would then take that number, and what is printed would go into
+// the file. Each one that is missing is opened here in the direction that nobody
+// uses it for, so that reading it or printing to it fails as on a closed descriptor.
+bool OccupyStandardDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) >= 0 || errno != EBADF) continue;
+    const int unused_direction = descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+    if (open("/dev/null", unused_direction) != descriptor) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (!OccupyStandardDescriptors()) {
+    std::cerr << "[-] Error: a standard descriptor is closed and /dev/null cannot replace it ("
+              << std::strerror(errno) << ")\n";
+    return 1;
+  }
   KeepFreedMemory();
   try {
     return qolm::ProgramMain(std::vector<std::string>(argv, argv + argc));

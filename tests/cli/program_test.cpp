@@ -182,6 +182,25 @@ TEST_F(Program, AReportThatNobodyReadsDoesNotEndAConversion) {
   EXPECT_FALSE(fs::exists(Part()));
 }
 
+// The first file that a program opens takes the lowest descriptor that is free.
+TEST_F(Program, ClosedStandardDescriptorsDoNotReachTheFile) {
+  MakeInput(25);
+  Run({"encode", input_, output_});
+  const std::string whole = ReadFile(output_);
+  ASSERT_EQ(FramesIn(output_), 25U);
+  for (int closed = 1; closed < 8; ++closed) {
+    fs::remove(output_);
+    Run({"encode", input_, output_}, [closed] {
+      for (int descriptor = 0; descriptor < 3; ++descriptor) {
+        if ((closed >> descriptor & 1) != 0) close(descriptor);
+      }
+    });
+    EXPECT_EQ(exit_code_, 0) << closed;
+    EXPECT_EQ(ReadFile(output_), whole) << closed;
+    EXPECT_FALSE(fs::exists(Part())) << closed;
+  }
+}
+
 // ---- Input that cannot be converted ----
 
 TEST_F(Program, AMissingInput) { ExpectInputRefused("No such file or directory"); }

@@ -68,6 +68,14 @@ TEST_F(ExportProgramTest, ClosedPipeEndsQuietly) {
   EXPECT_EQ(run.errors, "");
 }
 
+TEST_F(ExportProgramTest, WithoutStandardStreamsTheOutputIsWhole) {
+  EXPECT_EQ(Run({Input(), Output("out.y4m")}, test::OutputEnd::kNoStreams).exit_code, 0);
+  EXPECT_EQ(test::ReadBytes(Output("out.y4m")), ExpectedY4m(8));
+  // Nothing takes the pictures.
+  EXPECT_EQ(Run({Input(), "-", "--y4m"}, test::OutputEnd::kNoStreams).exit_code, 1);
+  EXPECT_THAT(Files(), testing::ElementsAre("in.qolm", "out.y4m"));
+}
+
 TEST_F(ExportProgramTest, PngOfEveryFrameEqualsThePackedFrame) {
   for (size_t number = 0; number < planes_.size(); ++number) {
     const ProgramRun run = Run({Input(), Output("out.png"), "--frame", std::to_string(number)});

@@ -12,9 +12,9 @@
 namespace qolm::test {
 
 // Where the program's standard output leads: to out(), to a pipe that nobody
-// reads, or to a terminal, which only POSIX systems have. out() stays empty for
-// the last two.
-enum class OutputEnd { kCaptured, kClosedPipe, kTerminal };
+// reads, or to a terminal, which only POSIX systems have; or the program has none
+// of its three standard streams. out() stays empty for all but the first.
+enum class OutputEnd { kCaptured, kClosedPipe, kTerminal, kNoStreams };
 
 class ProgramRun {
  public:

@@ -62,6 +62,9 @@ ProgramRun::ProgramRun(const std::string& program, const std::vector<std::string
     for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGXFSZ, SIGPIPE}) {
       signal(signal_number, SIG_DFL);
     }
+    if (output_end == OutputEnd::kNoStreams) {
+      for (const int descriptor : {0, 1, 2}) close(descriptor);
+    }
     in_child();
     execv(pointers[0], pointers.data());
     _exit(127);

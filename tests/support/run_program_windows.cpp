@@ -49,17 +49,19 @@ ProgramRun::ProgramRun(const std::string& program, const std::vector<std::string
   for (const std::string& argument : arguments) command += L" " + Quoted(argument);
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
-  startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdInput = OpenInheritable("NUL", GENERIC_READ, OPEN_EXISTING);
-  startup.hStdOutput = output_end == OutputEnd::kClosedPipe
-                           ? ClosedPipe()
-                           : OpenInheritable(folder_ / "out", GENERIC_WRITE, CREATE_ALWAYS);
-  startup.hStdError = OpenInheritable(folder_ / "err", GENERIC_WRITE, CREATE_ALWAYS);
+  startup.dwFlags = STARTF_USESTDHANDLES;  // null handles where none are set below
+  if (output_end != OutputEnd::kNoStreams) {
+    startup.hStdInput = OpenInheritable("NUL", GENERIC_READ, OPEN_EXISTING);
+    startup.hStdOutput = output_end == OutputEnd::kClosedPipe
+                             ? ClosedPipe()
+                             : OpenInheritable(folder_ / "out", GENERIC_WRITE, CREATE_ALWAYS);
+    startup.hStdError = OpenInheritable(folder_ / "err", GENERIC_WRITE, CREATE_ALWAYS);
+  }
   PROCESS_INFORMATION started = {};
   const BOOL success = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr,
                                       nullptr, &startup, &started);
   for (const HANDLE handle : {startup.hStdInput, startup.hStdOutput, startup.hStdError}) {
-    CloseHandle(handle);
+    if (handle != nullptr) CloseHandle(handle);
   }
   if (success == FALSE) throw std::runtime_error("the program does not start");
   CloseHandle(started.hThread);
