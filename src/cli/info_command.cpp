@@ -65,11 +65,11 @@ int RunInfoCommand(const std::string& path_bytes, std::ostream& out, std::ostrea
     err << texts::ContainerOpenError(reader.failure_reason(), path_bytes) << std::flush;
     return 1;
   }
-  out << HeaderText(reader.header()) << std::flush;
+  if (!(out << HeaderText(reader.header()) << std::flush)) return 0;
 
   // Nothing seeks here, so nothing need be kept.
   decoder::FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);
-  out << SoundText(decoder.measure_audio()) << std::flush;
+  if (!(out << SoundText(decoder.measure_audio()) << std::flush)) return 0;
 
   decoder::OutputFrame frame;
   uint64_t frames = 0;

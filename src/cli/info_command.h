@@ -13,7 +13,8 @@ namespace qolm::cli {
 using MonotonicClock = std::function<std::chrono::nanoseconds()>;
 
 // `path` is UTF-8, as given by the user. The exit code: 0 when the file opened
-// as version 2, however many of its frames decode, else 1.
+// as version 2, however many of its frames decode, else 1. A report that `out`
+// does not take ends the command early, which `out` shows.
 int RunInfoCommand(const std::string& path, std::ostream& out, std::ostream& err,
                    const MonotonicClock& now);
 

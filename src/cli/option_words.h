@@ -9,6 +9,10 @@ namespace qolm::cli::words {
 
 inline constexpr std::string_view kEncodeCommand = "encode";
 inline constexpr std::string_view kInfoCommand = "info";
+inline constexpr std::string_view kHelpCommand = "help";
+inline constexpr std::string_view kHelp = "--help";
+inline constexpr std::string_view kHelpShort = "-h";
+inline constexpr std::string_view kVersion = "--version";
 
 inline constexpr std::string_view kQuality = "--quality";
 inline constexpr std::string_view kGop = "--gop";

@@ -1,5 +1,6 @@
 #include "cli/options.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <stdexcept>
@@ -93,7 +94,27 @@ constexpr std::array kOptions = {
     Switch(words::kPreAnalysisOff, [](EncodeOptions& o) { o.settings.coder_flag = false; }),
 };
 
+// What is thrown names the option and its value.
+void TakeValue(const Option& option, const std::string& value, EncodeOptions& options) {
+  const auto named = [&](const std::exception& error) {
+    return std::string(option.word) + " " + value + ": " + error.what();
+  };
+  try {
+    option.take(options, value);
+  } catch (const std::invalid_argument& error) {
+    throw std::invalid_argument(named(error));
+  } catch (const std::out_of_range& error) {
+    throw std::out_of_range(named(error));
+  }
+}
+
 }  // namespace
+
+bool IsOptionWord(std::string_view argument) {
+  return argument == words::kHelp || argument == words::kHelpShort || argument == words::kVersion ||
+         std::any_of(kOptions.begin(), kOptions.end(),
+                     [argument](const Option& option) { return option.word == argument; });
+}
 
 int32_t ParseInteger(std::string_view text) {
   size_t at = 0;
@@ -127,7 +148,7 @@ EncodeOptions ParseEncodeOptions(const std::vector<std::string>& arguments, size
         break;
       }
       if (i + 1 < arguments.size()) {
-        option.take(options, arguments[++i]);
+        TakeValue(option, arguments[++i], options);
         break;
       }
     }

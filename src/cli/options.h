@@ -1,8 +1,8 @@
 // The encode command's options.
 //
-// What surprises: nothing on the command line is refused. A word that no
-// option has, a preset or mode word that is unknown, and an option whose value
-// is missing are all passed over; only a number that is none ends the run.
+// What surprises: no option is refused. A word that no option has, a preset or
+// mode word that is unknown, and an option whose value is missing are all passed
+// over; only a number that is none ends the run.
 #ifndef QOLM_CLI_OPTIONS_H_
 #define QOLM_CLI_OPTIONS_H_
 
@@ -24,8 +24,13 @@ struct EncodeOptions {
 };
 
 // Reads the options in `arguments` from index `first` on, left to right; later
-// ones override earlier ones. Throws what ParseInteger throws.
+// ones override earlier ones. Throws what ParseInteger throws, with the option
+// and its value before the text.
 EncodeOptions ParseEncodeOptions(const std::vector<std::string>& arguments, size_t first);
+
+// Whether `argument` is exactly a word of the command line that begins with a
+// dash, so that it was hardly meant as the name of a file.
+bool IsOptionWord(std::string_view argument);
 
 // The decimal number at the start of `text`: leading white space and one sign
 // are accepted, whatever follows the digits is ignored. Throws

@@ -3,11 +3,14 @@
 #include <exception>
 #include <new>
 #include <ostream>
+#include <string>
+#include <system_error>
 
 #include "cli/encode_command.h"
 #include "cli/info_command.h"
 #include "cli/option_words.h"
 #include "cli/options.h"
+#include "cli/report_buffer.h"
 #include "cli/texts.h"
 
 namespace qolm::cli {
@@ -22,11 +25,23 @@ int Dispatch(const std::vector<std::string>& arguments, std::ostream& out, std::
     out << texts::Usage(program);
     return 0;
   }
-  if (arguments[1] == words::kEncodeCommand && arguments.size() >= 4) {
+  const std::string& command = arguments[1];
+  if (command == words::kVersion) return 0;  // the banner names it
+  if (command == words::kHelp || command == words::kHelpShort || command == words::kHelpCommand) {
+    out << texts::Usage(program);
+    return 0;
+  }
+  if (command == words::kEncodeCommand && arguments.size() >= 4) {
+    for (const std::string& path : {arguments[2], arguments[3]}) {
+      if (!IsOptionWord(path)) continue;
+      out << std::flush;
+      err << texts::OptionAsPathError(path) << std::flush;
+      return 1;
+    }
     return RunEncodeCommand(
         {arguments[2], arguments[3], ParseEncodeOptions(arguments, kFirstOption)}, out, err);
   }
-  if (arguments[1] == words::kInfoCommand && arguments.size() >= 3) {
+  if (command == words::kInfoCommand && arguments.size() >= 3) {
     return RunInfoCommand(arguments[2], out, err);
   }
   out << texts::Usage(program);
@@ -39,9 +54,7 @@ int FailWith(const std::string& message, std::ostream& out, std::ostream& err) {
   return 1;
 }
 
-}  // namespace
-
-int RunProgram(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
+int RunGuarded(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
   try {
     return Dispatch(arguments, out, err);
   } catch (const std::bad_alloc&) {
@@ -49,6 +62,34 @@ int RunProgram(const std::vector<std::string>& arguments, std::ostream& out, std
   } catch (const std::exception& error) {
     return FailWith(error.what(), out, err);
   }
+}
+
+// The exit code after a success whose report may have been lost. A report is all
+// that most commands make, but a conversion has made its file.
+int JudgeReport(const std::vector<std::string>& arguments, std::error_code failure,
+                std::ostream& err) {
+  if (!failure) return 0;
+  const std::string reason =
+      failure == std::errc::bad_file_descriptor ? "it is closed" : failure.message();
+  if (arguments.size() < 2 || arguments[1] != words::kEncodeCommand) {
+    err << texts::ReportWriteError(reason) << std::flush;
+    return 1;
+  }
+  // Who closes a pipe has read enough.
+  if (failure != std::errc::broken_pipe) {
+    err << texts::ReportLostNotice(reason, arguments[3]) << std::flush;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int RunProgram(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
+  ReportBuffer buffer(*out.rdbuf());
+  std::ostream report(&buffer);
+  const int exit_code = RunGuarded(arguments, report, err);
+  report << std::flush;
+  return exit_code == 0 ? JudgeReport(arguments, buffer.failure(), err) : exit_code;
 }
 
 }  // namespace qolm::cli

@@ -47,6 +47,7 @@ std::string Usage(std::string_view program) {
   std::string text = "Usage:\n";
   text += Concat({"  ", program, " ", words::kEncodeCommand, " <input> <output.qolm> [options]\n"});
   text += Concat({"  ", program, " ", words::kInfoCommand, " <file.qolm>\n"});
+  text += Concat({"  ", program, " ", words::kHelp, " | ", words::kVersion, "\n"});
   text += "\nOptions of encode:\n";
   text += UsageRow(Joined(words::kQuality, " ", "N"), "picture quality, 1 to 100 (default 45)");
   text +=
@@ -100,6 +101,12 @@ std::string Usage(std::string_view program) {
 
 std::string Error(std::string_view message) { return Concat({"[-] Error: ", message, "\n"}); }
 
+std::string OptionAsPathError(std::string_view option) {
+  return Error(
+      Concat({"An option stands where the name of a file belongs (a file of that name is ./",
+              option, "): ", option}));
+}
+
 std::string InputOpenError(std::string_view reason, std::string_view input_path) {
   return Error(Concat({"Cannot open input video (", reason, "): ", input_path}));
 }
@@ -136,6 +143,15 @@ std::string LegacyFormatError() {
          "    QOLM v1 is deprecated and no longer supported in QOLM v2 players/decoders.\n"
          "    Please re-encode your source video using: "
          "qolm2_converter encode <input> <output.qolm>\n";
+}
+
+std::string ReportWriteError(std::string_view reason) {
+  return Error(Concat({"Cannot write the report to standard output (", reason, ")"}));
+}
+
+std::string ReportLostNotice(std::string_view reason, std::string_view output_path) {
+  return Concat({"[+] Note: the report could not be written to standard output (", reason,
+                 "); the file is complete: ", output_path, "\n"});
 }
 
 std::string SoundNotReadNotice() {

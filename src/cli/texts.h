@@ -18,6 +18,8 @@ std::string Usage(std::string_view program);
 // "[-] Error: " and `message`.
 std::string Error(std::string_view message);
 
+// An option stands where the name of a file belongs.
+std::string OptionAsPathError(std::string_view option);
 std::string InputOpenError(std::string_view reason, std::string_view input_path);
 std::string OutputOpenError(std::string_view reason, std::string_view output_path);
 std::string WriteError(std::string_view reason, std::string_view output_path);
@@ -28,6 +30,9 @@ std::string InterruptedWithPart(uint32_t frames, std::string_view part_path);
 std::string InterruptedWithNothing(std::string_view output_path);
 std::string ContainerOpenError(std::string_view reason, std::string_view path);
 std::string LegacyFormatError();
+std::string ReportWriteError(std::string_view reason);
+// For standard error, beside a conversion that succeeded.
+std::string ReportLostNotice(std::string_view reason, std::string_view output_path);
 
 std::string SoundNotReadNotice();
 // Goes behind the line that tells how much sound there is.

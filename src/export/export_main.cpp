@@ -1,18 +1,22 @@
 // qolm2_export: shows what a container file holds, in forms that other
 // programs read. All of its messages but the help go to standard error, since
 // standard output may carry the pictures.
+#include <cerrno>
 #include <exception>
 #include <iostream>
 #include <new>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "base/path_bytes.h"
 #include "entry/program_main.h"
 #include "export/export_file.h"
 #include "export/export_options.h"
+#include "output/stream_error.h"
 #include "output/write_signals.h"
 
 namespace {
@@ -20,6 +24,16 @@ namespace {
 using qolm::exporter::ExportOptions;
 using qolm::exporter::ExportResult;
 using qolm::exporter::OptionsProblem;
+
+// The exit code.
+int Print(std::string_view text) {
+  errno = 0;
+  if (std::cout << text << std::flush) return 0;
+  const int reason = qolm::output::StreamError();
+  std::cerr << "[-] Error: standard output: "
+            << std::generic_category().message(reason != 0 ? reason : EIO) << "\n";
+  return 1;
+}
 
 int Run(std::span<const std::string> arguments) {
   OptionsProblem problem;
@@ -30,10 +44,8 @@ int Run(std::span<const std::string> arguments) {
     if (problem.needs_usage) std::cerr << "\n" << qolm::exporter::UsageText();
     return 1;
   }
-  if (options->help) {
-    std::cout << qolm::exporter::UsageText();
-    return 0;
-  }
+  if (options->help) return Print(qolm::exporter::UsageText());
+  if (options->version) return Print(qolm::exporter::VersionText());
   const ExportResult result = qolm::exporter::ExportFile(*options);
   if (!result.summary.empty() && !options->to_standard_output) {
     // Made before any of it is printed, for there may be no memory to make it.

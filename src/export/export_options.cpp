@@ -86,7 +86,8 @@ constexpr std::string_view kUsage =
     "  --sheet COLSxROWS   with .png: scaled-down frames, evenly spaced (each side\n"
     "                      1 to 100)\n"
     "\n"
-    "  --help              print this text\n";
+    "  --help              print this text\n"
+    "  --version           print the program's version\n";
 
 constexpr std::string_view kUsageWithoutMedia =
     "Usage: qolm2_export IN.qolm OUT [options]\n"
@@ -106,15 +107,21 @@ constexpr std::string_view kUsageWithoutMedia =
     "  --sheet COLSxROWS   with .png: scaled-down frames, evenly spaced (each side\n"
     "                      1 to 100)\n"
     "\n"
-    "  --help              print this text\n";
+    "  --help              print this text\n"
+    "  --version           print the program's version\n";
 
 // Splits the arguments into options and the two paths.
 bool TakeArguments(std::span<const std::string> arguments, ExportOptions& options, bool& wants_y4m,
                    std::vector<std::string>& paths, OptionsProblem& problem) {
   for (size_t i = 0; i < arguments.size(); ++i) {
     const std::string& argument = arguments[i];
-    if (argument == "--help" || argument == "-h") {
+    // A file may be called "help", but never stands alone.
+    if (argument == "--help" || argument == "-h" || (argument == "help" && arguments.size() == 1)) {
       options.help = true;
+      return true;
+    }
+    if (argument == "--version") {
+      options.version = true;
       return true;
     }
     if (argument == "--y4m") {
@@ -143,13 +150,15 @@ bool TakeArguments(std::span<const std::string> arguments, ExportOptions& option
 
 std::string_view UsageText() { return MediaFormsAvailable() ? kUsage : kUsageWithoutMedia; }
 
+std::string_view VersionText() { return "qolm2_export " QOLM_VERSION "\n"; }
+
 std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arguments,
                                                 OptionsProblem& problem) {
   ExportOptions options;
   std::vector<std::string> paths;
   bool wants_y4m = false;
   if (!TakeArguments(arguments, options, wants_y4m, paths, problem)) return std::nullopt;
-  if (options.help) return options;
+  if (options.help || options.version) return options;
   if (paths.size() != 2) {
     problem.text =
         paths.size() < 2 ? "an input and an output are needed" : "unexpected argument " + paths[2];

@@ -21,7 +21,8 @@ struct SheetLayout {
 inline constexpr uint32_t kMaxSheetSide = 100;
 
 struct ExportOptions {
-  bool help = false;  // the other members are then unset
+  bool help = false;     // the other members are then unset
+  bool version = false;  // likewise
   std::filesystem::path input;
   std::filesystem::path output;
   bool to_standard_output = false;
@@ -34,6 +35,9 @@ struct ExportOptions {
 
 // Tells which forms this build leaves out, too.
 std::string_view UsageText();
+
+// The program's name and version.
+std::string_view VersionText();
 
 struct OptionsProblem {
   std::string text;         // a phrase without a full stop

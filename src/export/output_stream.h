@@ -15,9 +15,6 @@ std::FILE* OpenStream(const std::filesystem::path& path);
 // 0, or -1 and errno.
 int SeekStream(std::FILE* stream, uint64_t position);
 
-// errno of a failed operation; EPIPE where the reader of a pipe has gone.
-int StreamError();
-
 // Standard output for bytes that nothing may translate.
 std::FILE* BinaryStandardOutput();
 

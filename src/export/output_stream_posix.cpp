@@ -1,7 +1,5 @@
 #include <unistd.h>
 
-#include <cerrno>
-
 #include "export/output_stream.h"
 
 namespace qolm::exporter {
@@ -11,8 +9,6 @@ std::FILE* OpenStream(const std::filesystem::path& path) { return std::fopen(pat
 int SeekStream(std::FILE* stream, uint64_t position) {
   return fseeko(stream, static_cast<off_t>(position), SEEK_SET);
 }
-
-int StreamError() { return errno; }
 
 std::FILE* BinaryStandardOutput() { return stdout; }
 

@@ -2,9 +2,6 @@
 #include <io.h>
 #include <windows.h>
 
-#include <cerrno>
-#include <cstdlib>
-
 #include "base/windows_file.h"
 #include "export/output_stream.h"
 
@@ -20,11 +17,6 @@ std::FILE* OpenStream(const std::filesystem::path& path) {
 
 int SeekStream(std::FILE* stream, uint64_t position) {
   return _fseeki64(stream, static_cast<int64_t>(position), SEEK_SET);
-}
-
-int StreamError() {
-  // The C library takes a pipe that closes for an invalid argument.
-  return errno == EINVAL && _doserrno == ERROR_NO_DATA ? EPIPE : errno;
 }
 
 std::FILE* BinaryStandardOutput() {

@@ -4,6 +4,7 @@
 
 #include "export/output_stream.h"
 #include "output/part_cleanup.h"
+#include "output/stream_error.h"
 
 namespace qolm::exporter {
 namespace {
@@ -75,7 +76,7 @@ bool OutputTarget::fail(std::error_code error) {
 }
 
 bool OutputTarget::fail_with_errno() {
-  const int reason = StreamError();
+  const int reason = output::StreamError();
   return fail(std::error_code(reason != 0 ? reason : EIO, std::generic_category()));
 }
 

@@ -171,6 +171,32 @@ TEST(Options, AudioModes) {
   EXPECT_EQ(Parse({"--audio-mode", "adpcm", "--audio-mode", "1"}).settings.audio_coding_mode, 1);
 }
 
+TEST(Options, ABadNumberIsThrownWithItsOptionAndValue) {
+  try {
+    Parse({"--quality", "80", "--gop", "x7"});
+    ADD_FAILURE();
+  } catch (const std::invalid_argument& error) {
+    EXPECT_STREQ(error.what(), "--gop x7: invalid stoi argument");
+  }
+  try {
+    Parse({"--frames", "-9999999999 "});
+    ADD_FAILURE();
+  } catch (const std::out_of_range& error) {
+    EXPECT_STREQ(error.what(), "--frames -9999999999 : stoi argument out of range");
+  }
+}
+
+TEST(Options, EveryWordWithADashIsOne) {
+  for (const char* word :
+       {"--quality", "--frames", "--no-pre-analysis", "--help", "-h", "--version"}) {
+    EXPECT_TRUE(IsOptionWord(word)) << word;
+  }
+  for (const char* word :
+       {"", "-", "--", "help", "quality", "./--quality", "--quality ", "--qual", "32k"}) {
+    EXPECT_FALSE(IsOptionWord(word)) << word;
+  }
+}
+
 TEST(ParseInteger, AcceptsWhiteSpaceSignAndTrailingCharacters) {
   EXPECT_EQ(ParseInteger("50"), 50);
   EXPECT_EQ(ParseInteger("50abc"), 50);

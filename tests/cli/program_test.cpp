@@ -93,9 +93,11 @@ TEST_F(Program, WithoutACommandPrintsItsUsage) {
 
 TEST_F(Program, AnUnknownCommandOrTooFewArgumentsPrintTheUsageAndFail) {
   const std::vector<std::vector<std::string>> commands = {
-      {"nonsense"}, {"Encode", "a", "b"}, {"--help"},
-      {""},         {"encode"},           {"encode", "a"},
-      {"info"},     {"encode "},          {"nonsense", "a", "b", "c"}};
+      {"nonsense"},     {"Encode", "a", "b"},
+      {"--Help"},       {""},
+      {"encode"},       {"info"},
+      {"encode ", "a"}, {"encode", "a"},
+      {"version"},      {"nonsense", "a", "b", "c"}};
   for (const auto& command : commands) {
     Run(command);
     EXPECT_EQ(exit_code_, 1);
@@ -104,17 +106,59 @@ TEST_F(Program, AnUnknownCommandOrTooFewArgumentsPrintTheUsageAndFail) {
   }
 }
 
+TEST_F(Program, HelpIsACommandOfItsOwn) {
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"--help"}, {"-h"}, {"help"}, {"--help", "encode"}}) {
+    Run(command);
+    EXPECT_EQ(exit_code_, 0);
+    EXPECT_EQ(out_, texts::Banner() + texts::Usage(kProgram));
+    EXPECT_EQ(err_, "");
+  }
+  Run({"--version"});
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_EQ(out_, texts::Banner());
+  EXPECT_EQ(err_, "");
+}
+
+TEST_F(Program, AnOptionIsNoNameOfAFile) {
+  MakeInput(3);
+  const fs::path here = fs::current_path();
+  fs::current_path(directory_ / "");
+  for (const std::string word :
+       {"--quality", "--no-vfr", "--pre-analysis", "--help", "-h", "--version"}) {
+    Run({"encode", input_, word, "80", "out.qolm"});
+    EXPECT_EQ(exit_code_, 1);
+    EXPECT_EQ(out_, texts::Banner());
+    EXPECT_EQ(err_,
+              "[-] Error: An option stands where the name of a file belongs (a file of that name "
+              "is ./" +
+                  word + "): " + word + "\n");
+    EXPECT_FALSE(fs::exists(word));
+    Run({"encode", word, "out.qolm"});
+    EXPECT_EQ(exit_code_, 1);
+    EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
+    EXPECT_FALSE(fs::exists("out.qolm"));
+  }
+  Run({"encode", input_, "./--quality"});
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_EQ(FramesIn("--quality"), 3U);
+  Run({"encode", input_, "--Quality"});  // no word of ours
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_EQ(FramesIn("--Quality"), 3U);
+  fs::current_path(here);
+}
+
 TEST_F(Program, ABadNumberEndsTheRunBeforeAnythingIsOpened) {
-  for (const char* option : {"--quality", "--gop", "--frames"}) {
+  for (const std::string option : {"--quality", "--gop", "--frames"}) {
     Run({"encode", input_, output_, option, "many"});
     EXPECT_EQ(exit_code_, 1);
     EXPECT_EQ(out_, texts::Banner());
-    EXPECT_EQ(err_, "[-] Error: invalid stoi argument\n");
+    EXPECT_EQ(err_, "[-] Error: " + option + " many: invalid stoi argument\n");
 
     Run({"encode", input_, output_, option, "2147483648"});
     EXPECT_EQ(exit_code_, 1);
     EXPECT_EQ(out_, texts::Banner());
-    EXPECT_EQ(err_, "[-] Error: stoi argument out of range\n");
+    EXPECT_EQ(err_, "[-] Error: " + option + " 2147483648: stoi argument out of range\n");
   }
 }
 
@@ -199,6 +243,41 @@ TEST_F(Program, ClosedStandardDescriptorsDoNotReachTheFile) {
     EXPECT_EQ(ReadFile(output_), whole) << closed;
     EXPECT_FALSE(fs::exists(Part())) << closed;
   }
+}
+
+void PrintToFullDevice() { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); }
+void PrintNowhere() { close(STDOUT_FILENO); }
+
+TEST_F(Program, AReportOfInfoThatIsLostIsAFailure) {
+  MakeInput(3);
+  Run({"encode", input_, output_});
+  ASSERT_EQ(exit_code_, 0);
+  Run({"info", output_}, PrintToFullDevice);
+  EXPECT_EQ(exit_code_, 1);
+  EXPECT_EQ(err_,
+            "[-] Error: Cannot write the report to standard output (No space left on device)\n");
+  Run({"info", output_}, PrintNowhere);
+  EXPECT_EQ(exit_code_, 1);
+  EXPECT_EQ(err_, "[-] Error: Cannot write the report to standard output (it is closed)\n");
+}
+
+TEST_F(Program, AReportOfEncodeThatIsLostIsToldBesideTheFile) {
+  MakeInput(25);
+  Run({"encode", input_, output_}, PrintToFullDevice);
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_EQ(err_,
+            "[+] Note: the report could not be written to standard output (No space left on "
+            "device); the file is complete: " +
+                output_ + "\n");
+  EXPECT_EQ(FramesIn(output_), 25U);
+  Run({"encode", input_, output_}, PrintNowhere);
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_EQ(err_,
+            "[+] Note: the report could not be written to standard output (it is closed); "
+            "the file is complete: " +
+                output_ + "\n");
+  Run({"encode", input_, directory_ / "missing/out.qolm"}, PrintToFullDevice);
+  ExpectError(directory_ / "missing/out.qolm");
 }
 
 // ---- Input that cannot be converted ----

@@ -16,7 +16,9 @@ TEST(Usage, NamesTheProgramAsGivenOnEveryCommandLine) {
   EXPECT_THAT(texts::Usage("./some where/prog"),
               StartsWith("Usage:\n"
                          "  ./some where/prog encode <input> <output.qolm> [options]\n"
-                         "  ./some where/prog info <file.qolm>\n"));
+                         "  ./some where/prog info <file.qolm>\n"
+                         "  ./some where/prog --help | --version\n"
+                         "\nOptions of encode:\n"));
 }
 
 TEST(Usage, ListsEveryOptionWithItsDefault) {

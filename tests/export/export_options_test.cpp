@@ -60,6 +60,8 @@ TEST(ExportOptionsTest, OptionsMayStandAnywhere) {
   EXPECT_EQ(sheet->columns, 4U);
   EXPECT_EQ(sheet->rows, 3U);
   EXPECT_TRUE(Parse({"a.qolm", "--help"})->help);
+  EXPECT_TRUE(Parse({"a.qolm", "--version"})->version);
+  EXPECT_FALSE(Parse({"help", "b.png"})->help);
 }
 
 TEST(ExportOptionsTest, BadValuesAreNamed) {

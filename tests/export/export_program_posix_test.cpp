@@ -1,6 +1,8 @@
 // Links, devices, terminals and signals as POSIX systems have them.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include "export/export_program_fixture.h"
 #include "export/output_target.h"
@@ -51,6 +53,14 @@ TEST_F(ExportProgramTest, ReplacedOutputKeepsItsPermissions) {
   EXPECT_EQ(Run({Input(), Output("x.png")}).exit_code, 0);
   EXPECT_EQ(ReadPng(Output("x.png")).pixels, ExpectedPixels(0));
   EXPECT_EQ(std::filesystem::status(Output("x.png")).permissions(), std::filesystem::perms(0640));
+}
+
+TEST_F(ExportProgramTest, AUsageThatIsLostIsAFailure) {
+  test::ProgramRun run(QOLM_EXPORT_PROGRAM, {"--help"},
+                       [] { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); });
+  run.Wait();
+  EXPECT_EQ(run.exit_code(), 1);
+  EXPECT_EQ(run.err(), "[-] Error: standard output: No space left on device\n");
 }
 
 TEST_F(ExportProgramTest, TerminalTakesNoPictures) {

@@ -269,11 +269,14 @@ TEST_F(ExportProgramTest, PictureThatChangesItsSizeEndsTheY4m) {
 }
 
 TEST_F(ExportProgramTest, UsageOnRequestAndOnMisuse) {
-  const ProgramRun help = Run({"--help"});
-  EXPECT_EQ(help.exit_code, 0);
-  EXPECT_EQ(help.errors, "");
-  const std::string usage(help.output.begin(), help.output.end());
-  EXPECT_EQ(usage, UsageText());
+  for (const std::string word : {"--help", "-h", "help", "--version"}) {
+    const ProgramRun run = Run({word});
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_EQ(run.errors, "");
+    const std::string text(run.output.begin(), run.output.end());
+    EXPECT_EQ(text, word == "--version" ? VersionText() : UsageText());
+  }
+  EXPECT_EQ(Run({"--help"}, test::OutputEnd::kNoStreams).exit_code, 1);
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{}, {"a"}, {"a", "b.png", "--what"}}) {
     const ProgramRun run = Run(arguments);

@@ -106,7 +106,7 @@ void ExportOptions(Input input) {
     QOLM_REQUIRE(!problem.text.empty());
     return;
   }
-  if (options->help) return;
+  if (options->help || options->version) return;
   QOLM_REQUIRE(options->to_standard_output == (options->output == "-"));
   const bool picks_frames = options->frame || options->seconds || options->sheet;
   QOLM_REQUIRE(!picks_frames || options->form == exporter::Form::kPng);

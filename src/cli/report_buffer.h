@@ -1,0 +1,33 @@
+// Passes a command's report on to standard output and remembers why that first
+// failed, which a stream alone does not tell.
+#ifndef QOLM_CLI_REPORT_BUFFER_H_
+#define QOLM_CLI_REPORT_BUFFER_H_
+
+#include <streambuf>
+#include <system_error>
+
+namespace qolm::cli {
+
+class ReportBuffer : public std::streambuf {
+ public:
+  // `target` must outlive the buffer.
+  explicit ReportBuffer(std::streambuf& target) : target_(target) {}
+
+  // No error while everything was taken.
+  std::error_code failure() const { return failure_; }
+
+ protected:
+  int_type overflow(int_type character) override;
+  std::streamsize xsputn(const char* text, std::streamsize length) override;
+  int sync() override;
+
+ private:
+  void NoteFailure();
+
+  std::streambuf& target_;
+  std::error_code failure_;
+};
+
+}  // namespace qolm::cli
+
+#endif  // QOLM_CLI_REPORT_BUFFER_H_
