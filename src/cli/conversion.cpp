@@ -7,11 +7,14 @@
 
 #include "base/path_bytes.h"
 #include "cli/encode_report.h"
+#include "cli/option_words.h"
 #include "cli/progress_line.h"
 #include "cli/texts.h"
 #include "container/layout.h"
 #include "encoder/encoder_session.h"
+#include "media/source_copy.h"
 #include "media/video_source.h"
+#include "output/output_path.h"
 #include "output/part_file.h"
 
 namespace qolm::cli {
@@ -40,7 +43,6 @@ class Conversion {
         environment_(environment),
         out_(out),
         err_(err),
-        input_(PathFromBytes(request.input_path)),
         output_(PathFromBytes(request.output_path)),
         settings_(request.options.settings),
         source_(environment.make_video_framework()) {}
@@ -51,7 +53,7 @@ class Conversion {
   Conversion& operator=(const Conversion&) = delete;
 
   int Run() {
-    if (!OpenInput()) return kFailure;
+    if (!TakeInput() || !OpenInput()) return kFailure;
     session_.emplace(settings_);
     TakeSound();
     // Coding the sound may take as long as reading it did.
@@ -64,6 +66,44 @@ class Conversion {
   }
 
  private:
+  // Finds the file to read, which is a copy of a source that can be read only once:
+  // picture and sound are read one after the other, and more than once.
+  bool TakeInput() {
+    const bool is_standard_input = request_.input_path == words::kStandardInput;
+    std::optional<std::filesystem::path> input;
+    if (!is_standard_input) input = PathFromBytes(request_.input_path);
+    const auto file = input ? input : media::SourceCopy::FileOfStandardInput();
+    if (file && !media::SourceCopy::IsNeeded(*file)) {
+      input_ = *file;
+      return true;
+    }
+
+    // What comes through a pipe cannot be had again once the output is refused.
+    output::OutputPath place;
+    std::error_code refusal =
+        output::JudgeOutputPath(output_, input.value_or(std::filesystem::path()), place);
+    if (!refusal && place.special) refusal = output::OutputRefusal::kNotRegular;
+    if (refusal) return Fail(texts::OutputOpenError(refusal.message(), request_.output_path));
+
+    using Status = media::SourceCopy::Status;
+    const media::SourceCopy::Result copied =
+        source_copy_.Make(input, place.target.parent_path(), environment_.interrupted);
+    input_ = source_copy_.path();
+    switch (copied.status) {
+      case Status::kDone:
+        return true;
+      case Status::kStopped:
+        return Fail(texts::InterruptedWithNothing(request_.output_path));
+      case Status::kSourceUnreadable:
+        return Fail(texts::InputOpenError(copied.reason, request_.input_path));
+      case Status::kFolderRefused:
+        return Fail(texts::OutputOpenError(copied.reason, request_.output_path));
+      case Status::kWriteFailed:
+        break;
+    }
+    return Fail(texts::WriteError(copied.reason, request_.output_path));
+  }
+
   // Opens the source, reports it and completes the settings with its geometry.
   bool OpenInput() {
     const bool open = source_.Open(input_);
@@ -167,12 +207,23 @@ class Conversion {
     statistics.frames_skipped = session_->frames_skipped();
     statistics.encoding_time_ms = static_cast<double>((stop - start_).count()) * 1e-6;
     statistics.output_bytes = std::filesystem::file_size(output_);
-    statistics.input_bytes = std::filesystem::file_size(input_);
+    statistics.input_bytes = InputSize();
     statistics.width = settings_.width;
     statistics.height = settings_.height;
     out_ << StatisticsText(statistics) << std::flush;
     progress_line_open_ = false;  // the statistics begin with the newline it lacks
     return kSuccess;
+  }
+
+  // The output has its place by now, which the error shall not leave in doubt.
+  uintmax_t InputSize() const {
+    std::error_code error;
+    const uintmax_t size = std::filesystem::file_size(input_, error);
+    if (error) {
+      throw std::filesystem::filesystem_error(texts::InputSizeUnknown(request_.output_path),
+                                              PathFromBytes(request_.input_path), error);
+    }
+    return size;
   }
 
   // What the user should know about a file that is complete. The statistics
@@ -221,12 +272,14 @@ class Conversion {
   const EncodeEnvironment& environment_;
   std::ostream& out_;
   std::ostream& err_;
-  const std::filesystem::path input_;
+  std::filesystem::path input_;  // the file that is read
   const std::filesystem::path output_;
   encoder::EncodeSettings settings_;
 
   // Destroyed from the last to the first: the session closes the part file
-  // before part_file_ may remove it, and the source goes after both.
+  // before part_file_ may remove it, the source goes after both, and the copy that
+  // it reads last.
+  media::SourceCopy source_copy_;
   media::VideoSource source_;
   output::PartFile part_file_;
   std::optional<encoder::EncoderSession> session_;

@@ -14,6 +14,8 @@ inline constexpr std::string_view kHelp = "--help";
 inline constexpr std::string_view kHelpShort = "-h";
 inline constexpr std::string_view kVersion = "--version";
 
+inline constexpr std::string_view kStandardInput = "-";  // in place of an input's path
+
 inline constexpr std::string_view kQuality = "--quality";
 inline constexpr std::string_view kGop = "--gop";
 inline constexpr std::string_view kVfrOn = "--vfr";

@@ -48,6 +48,8 @@ std::string Usage(std::string_view program) {
   text += Concat({"  ", program, " ", words::kEncodeCommand, " <input> <output.qolm> [options]\n"});
   text += Concat({"  ", program, " ", words::kInfoCommand, " <file.qolm>\n"});
   text += Concat({"  ", program, " ", words::kHelp, " | ", words::kVersion, "\n"});
+  text += Concat(
+      {"\nThe input may be a pipe or a device; ", words::kStandardInput, " is standard input.\n"});
   text += "\nOptions of encode:\n";
   text += UsageRow(Joined(words::kQuality, " ", "N"), "picture quality, 1 to 100 (default 45)");
   text +=
@@ -132,6 +134,11 @@ std::string InterruptedWithPart(uint32_t frames, std::string_view part_path) {
 
 std::string InterruptedWithNothing(std::string_view output_path) {
   return Error(Concat({"Interrupted before the first frame; nothing was written: ", output_path}));
+}
+
+std::string InputSizeUnknown(std::string_view output_path) {
+  return Concat(
+      {"The output is complete (", output_path, "), but cannot get the input's file size"});
 }
 
 std::string ContainerOpenError(std::string_view reason, std::string_view path) {

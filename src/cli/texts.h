@@ -28,6 +28,8 @@ std::string RenameError(std::string_view reason, std::string_view part_path,
                         std::string_view output_path);
 std::string InterruptedWithPart(uint32_t frames, std::string_view part_path);
 std::string InterruptedWithNothing(std::string_view output_path);
+// What a file-system error says before its reason and the input's path.
+std::string InputSizeUnknown(std::string_view output_path);
 std::string ContainerOpenError(std::string_view reason, std::string_view path);
 std::string LegacyFormatError();
 std::string ReportWriteError(std::string_view reason);

@@ -376,7 +376,15 @@ TEST_F(ConversionTest, AnInputThatVanishesRaisesTheFileSystemError) {
   script_.before_frame = [this](int frame) {
     if (frame == 11) fs::remove(input_);
   };
-  EXPECT_THROW(Run(), fs::filesystem_error);
+  try {
+    Run();
+    ADD_FAILURE() << "nothing thrown";
+  } catch (const fs::filesystem_error& error) {
+    EXPECT_EQ(error.path1(), input_);
+    EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory);
+    EXPECT_THAT(error.what(), HasSubstr("The output is complete (" + output_ +
+                                        "), but cannot get the input's file size"));
+  }
   EXPECT_EQ(FramesIn(output_), 12U);  // finished and in place before the sizes are asked for
   EXPECT_THAT(out_.str(), EndsWith("(VFR Skip: 0)\n"));  // the progress line is ended
 }

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <thread>
 
 #include "cli/texts.h"
@@ -391,64 +392,69 @@ TEST_F(Program, AFailedWriteOfTheHead) {
 
 // ---- Interruption ----
 
-// Feeds an endless clip through a pipe, so that no test depends on how fast
-// the program is.
-class EndlessClip {
+// A conversion that stands still once its report has filled a pipe, so that no test
+// depends on how fast the program is.
+class StalledConversion {
  public:
-  EndlessClip(const std::string& path, const Y4mClip& clip) : clip_(clip) {
-    signal(SIGPIPE, SIG_IGN);
-    mkfifo(path.c_str(), 0600);
-    // Opened for both directions, so that opening waits for nobody.
-    keep_open_ = open(path.c_str(), O_RDWR | O_CLOEXEC);
-    writer_ = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    pending_ = clip_.Header();
+  StalledConversion(const std::string& input, const std::string& output) {
+    EXPECT_EQ(pipe2(ends_, O_CLOEXEC), 0);
+    EXPECT_EQ(fcntl(ends_[1], F_SETPIPE_SZ, kPipeBytes), kPipeBytes);
+    run_.emplace(kProgram, std::vector<std::string>{"encode", input, output},
+                 [this] { dup2(ends_[1], STDOUT_FILENO); });
+    close(ends_[1]);
   }
-  ~EndlessClip() {
-    close(writer_);
-    close(keep_open_);
-  }
+  ~StalledConversion() { close(ends_[0]); }
 
-  // Writes what the pipe takes at the moment.
-  void Feed() {
-    if (pending_.empty()) pending_ = clip_.Frame(next_++);
-    const ssize_t written = write(writer_, pending_.data(), pending_.size());
-    if (written > 0) {
-      pending_.erase(0, static_cast<size_t>(written));
-    } else {
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  // Reads the report as far as the first progress line and no further.
+  void WaitForProgress() {
+    while (out_.find("Processed frames: 10") == std::string::npos && ReadByte()) {
     }
   }
 
+  void Finish() {
+    while (ReadByte()) {
+    }
+    run_->Wait();
+  }
+
+  ProgramRun& run() { return *run_; }
+  const std::string& out() const { return out_; }
+
  private:
-  Y4mClip clip_;
-  int keep_open_ = -1;
-  int writer_ = -1;
-  int next_ = 0;
-  std::string pending_;
+  bool ReadByte() {
+    char byte = 0;
+    if (read(ends_[0], &byte, 1) != 1) return false;
+    out_ += byte;
+    return true;
+  }
+
+  static constexpr int kPipeBytes = 4096;
+  int ends_[2] = {-1, -1};
+  std::optional<ProgramRun> run_;
+  std::string out_;
 };
 
 class Interrupted : public Program {
  protected:
-  void FeedUntilProgress(ProgramRun& run, EndlessClip& clip) {
-    while (run.IsRunning() && run.out().find("Processed frames: 10") == std::string::npos) {
-      clip.Feed();
-    }
-    ASSERT_TRUE(run.IsRunning()) << run.out() << run.err();
+  // Long enough for a report that the pipe does not hold.
+  Interrupted() {
+    MakeInput(1500);
+    WriteFile(output_, "the old file");
   }
 
   void ExpectPartKeptAfter(int signal_number) {
-    WriteFile(output_, "the old file");
-    EndlessClip endless(input_, clip_);
-    ProgramRun run(kProgram, {"encode", input_, output_});
-    FeedUntilProgress(run, endless);
-    run.Signal(signal_number);
-    while (run.IsRunning()) endless.Feed();
+    StalledConversion conversion(input_, output_);
+    conversion.WaitForProgress();
+    conversion.run().Signal(signal_number);
+    conversion.Finish();
 
-    EXPECT_EQ(run.exit_code(), 1);
-    EXPECT_THAT(run.out(), EndsWith(" FPS (VFR Skip: 0)\n"));
-    EXPECT_EQ(run.err(), "[-] Error: Interrupted after " + std::to_string(FramesIn(Part())) +
-                             " frames; these are kept in a playable file: " + Part() + "\n");
+    EXPECT_EQ(conversion.run().exit_code(), 1);
+    EXPECT_THAT(conversion.out(), EndsWith(" FPS (VFR Skip: 0)\n"));
+    EXPECT_EQ(conversion.run().err(),
+              "[-] Error: Interrupted after " + std::to_string(FramesIn(Part())) +
+                  " frames; these are kept in a playable file: " + Part() + "\n");
     EXPECT_GE(FramesIn(Part()), 10U);
+    EXPECT_LT(FramesIn(Part()), 1500U);
     EXPECT_EQ(ReadFile(output_), "the old file");
 
     Run({"info", Part()});
@@ -464,16 +470,24 @@ TEST_F(Interrupted, ByTheEndOfTheTerminal) { ExpectPartKeptAfter(SIGHUP); }
 
 TEST_F(Interrupted, BySigterm) { ExpectPartKeptAfter(SIGTERM); }
 
-TEST_F(Interrupted, ASecondSignalEndsAProgramThatWaitsForItsSource) {
-  WriteFile(output_, "the old file");
-  const EndlessClip starved(input_, clip_);  // holds not even the head of a clip
-  ProgramRun run(kProgram, {"encode", input_, output_});
+TEST_F(Interrupted, ASecondSignalEndsAProgramThatHangs) {
+  int ends[2] = {-1, -1};  // of a pipe that takes nothing more
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+  while (write(ends[1], "x", 1) == 1) {
+  }
+  ASSERT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
+  ProgramRun run(kProgram, {"encode", input_, output_}, [&ends] { dup2(ends[1], STDOUT_FILENO); });
+  while (run.IsRunning() && !test::Catches(run, SIGHUP)) {  // the last one that is set up
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
   while (run.IsRunning()) {
     run.Signal(SIGINT);
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
   EXPECT_EQ(run.exit_code(), -SIGINT);
   EXPECT_EQ(ReadFile(output_), "the old file");
+  close(ends[0]);
+  close(ends[1]);
 }
 
 }  // namespace

@@ -18,6 +18,7 @@ TEST(Usage, NamesTheProgramAsGivenOnEveryCommandLine) {
                          "  ./some where/prog encode <input> <output.qolm> [options]\n"
                          "  ./some where/prog info <file.qolm>\n"
                          "  ./some where/prog --help | --version\n"
+                         "\nThe input may be a pipe or a device; - is standard input.\n"
                          "\nOptions of encode:\n"));
 }
 

@@ -28,7 +28,8 @@ class ProgramRun {
   ProgramRun(const ProgramRun&) = delete;
   ProgramRun& operator=(const ProgramRun&) = delete;
 
-  void Signal(int signal_number) const;  // only on POSIX systems
+  void Signal(int signal_number) const;          // only on POSIX systems
+  intptr_t process() const { return process_; }  // as the system names it
   bool IsRunning();
   void Wait();
 
@@ -54,6 +55,9 @@ class ProgramRun {
   int exit_code_ = 0;
   uint64_t peak_bytes_ = 0;
 };
+
+// Only on Linux: whether a handler of the program waits for this signal.
+bool Catches(const ProgramRun& run, int signal_number);
 
 // Only on POSIX systems: for a fork that shall not write everywhere, as root may: goes on as a user
 // without rights, or ends with exit code 126.

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <stdexcept>
+#include <string_view>
 
 #include "support/run_program.h"
 #include "support/text_file.h"
@@ -101,6 +102,15 @@ std::string ProgramRun::err() const { return ReadFile(folder_ / "err"); }
 void ProgramRun::Take(int status) {
   running_ = false;
   exit_code_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+bool Catches(const ProgramRun& run, int signal_number) {
+  constexpr std::string_view kField = "SigCgt:";  // a bit for each signal
+  const std::string status = ReadFile("/proc/" + std::to_string(run.process()) + "/status");
+  const size_t field = status.find(kField);
+  if (field == std::string::npos) return false;
+  const uint64_t caught = std::stoull(status.substr(field + kField.size()), nullptr, 16);
+  return (caught >> (signal_number - 1) & 1) != 0;
 }
 
 void DropRoot() {
