@@ -26,3 +26,12 @@ function(qolm_register_tests folder)
     gtest_discover_tests(${folder}_tests TEST_PREFIX ${folder}. DISCOVERY_TIMEOUT 60)
   endif()
 endfunction()
+
+# qolm_repeat_under_nohup(<folder> <filter>)
+# runs a folder's tests of signals once more as nohup and services start programs:
+# with signals ignored. Only on POSIX systems.
+function(qolm_repeat_under_nohup folder filter)
+  add_test(NAME ${folder}.ignored_signals
+    COMMAND sh -c "trap '' HUP INT TERM PIPE XFSZ; exec \"$0\" \"$1\""
+      $<TARGET_FILE:${folder}_tests> --gtest_filter=${filter})
+endfunction()

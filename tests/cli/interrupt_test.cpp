@@ -6,12 +6,19 @@
 
 #include <cstdlib>
 
+#include "support/default_signals.h"
+
 namespace qolm::cli {
 namespace {
 
 // Every case runs in a process of its own; exit code 7 says that it got
 // through to its end.
 constexpr int kThrough = 7;
+
+class InterruptListenerDeathTest : public testing::Test {
+ protected:
+  const test::DefaultSignals signals_;
+};
 
 [[noreturn]] void RaiseTwice(int first, int second) {
   const InterruptListener listener;
@@ -22,7 +29,7 @@ constexpr int kThrough = 7;
   _exit(3);
 }
 
-TEST(InterruptListenerDeathTest, TheFirstSignalIsOnlyNoted) {
+TEST_F(InterruptListenerDeathTest, TheFirstSignalIsOnlyNoted) {
   for (const int signal_number : {SIGINT, SIGTERM}) {
     EXPECT_EXIT(
         {
@@ -34,13 +41,13 @@ TEST(InterruptListenerDeathTest, TheFirstSignalIsOnlyNoted) {
   }
 }
 
-TEST(InterruptListenerDeathTest, TheSecondSignalEndsTheProgram) {
+TEST_F(InterruptListenerDeathTest, TheSecondSignalEndsTheProgram) {
   EXPECT_EXIT(RaiseTwice(SIGINT, SIGINT), testing::KilledBySignal(SIGINT), "");
   EXPECT_EXIT(RaiseTwice(SIGTERM, SIGTERM), testing::KilledBySignal(SIGTERM), "");
   EXPECT_EXIT(RaiseTwice(SIGINT, SIGTERM), testing::KilledBySignal(SIGTERM), "");
 }
 
-TEST(InterruptListenerDeathTest, AClosingTerminalIsNoSecondRequest) {
+TEST_F(InterruptListenerDeathTest, AClosingTerminalIsNoSecondRequest) {
   EXPECT_EXIT(
       {
         const InterruptListener listener;
@@ -53,7 +60,7 @@ TEST(InterruptListenerDeathTest, AClosingTerminalIsNoSecondRequest) {
   EXPECT_EXIT(RaiseTwice(SIGHUP, SIGTERM), testing::KilledBySignal(SIGTERM), "");
 }
 
-TEST(InterruptListenerDeathTest, ANewListenerHasHeardNothing) {
+TEST_F(InterruptListenerDeathTest, ANewListenerHasHeardNothing) {
   EXPECT_EXIT(
       {
         {
@@ -66,7 +73,7 @@ TEST(InterruptListenerDeathTest, ANewListenerHasHeardNothing) {
       testing::ExitedWithCode(kThrough), "");
 }
 
-TEST(InterruptListenerDeathTest, WithoutAListenerTheSignalsActAsEver) {
+TEST_F(InterruptListenerDeathTest, WithoutAListenerTheSignalsActAsEver) {
   for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
     EXPECT_EXIT(
         {
@@ -78,7 +85,7 @@ TEST(InterruptListenerDeathTest, WithoutAListenerTheSignalsActAsEver) {
   }
 }
 
-TEST(InterruptListenerDeathTest, AnIgnoredSignalStaysIgnored) {
+TEST_F(InterruptListenerDeathTest, AnIgnoredSignalStaysIgnored) {
   EXPECT_EXIT(
       {
         signal(SIGINT, SIG_IGN);

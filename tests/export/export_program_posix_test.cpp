@@ -7,6 +7,7 @@
 #include "export/export_program_fixture.h"
 #include "export/output_target.h"
 #include "support/decoded_png.h"
+#include "support/default_signals.h"
 
 namespace qolm::exporter {
 namespace {
@@ -70,6 +71,7 @@ TEST_F(ExportProgramTest, TerminalTakesNoPictures) {
 }
 
 TEST_F(ExportProgramTest, SignalLeavesNoPartFile) {
+  const test::DefaultSignals signals;
   for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
     test::WriteBytes(Output("x.y4m"), std::vector<uint8_t>(1, 'x'));
     EXPECT_EXIT(

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "part_file_fixture.h"
+#include "support/default_signals.h"
 #include "support/run_program.h"
 
 namespace qolm::output {
@@ -77,6 +78,7 @@ TEST_F(PartFileTest, RefusesAnotherRunsOutputByAnotherName) {
 }
 
 TEST_F(PartFileTest, ASignalRemovesItOnRequest) {
+  const test::DefaultSignals signals;
   WriteFile(output_, "the old file");
   for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
     EXPECT_EXIT(
@@ -92,6 +94,7 @@ TEST_F(PartFileTest, ASignalRemovesItOnRequest) {
 }
 
 TEST_F(PartFileTest, ASignalAfterTheEndRemovesNothing) {
+  const test::DefaultSignals signals;
   EXPECT_EXIT(
       {
         const bool prepared = Prepare().empty();

@@ -8,15 +8,21 @@
 
 #include "output/end_signals.h"
 #include "output/write_signals.h"
+#include "support/default_signals.h"
 
 namespace qolm::output {
 namespace {
 
 constexpr int kThrough = 7;
 
+class SignalsDeathTest : public testing::Test {
+ protected:
+  const test::DefaultSignals signals_;
+};
+
 extern "C" void ExitThrough(int) { _exit(kThrough); }
 
-TEST(SignalsDeathTest, AHandlerIsCalledUntilItIsTakenBack) {
+TEST_F(SignalsDeathTest, AHandlerIsCalledUntilItIsTakenBack) {
   for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
     EXPECT_EXIT(
         {
@@ -34,7 +40,7 @@ TEST(SignalsDeathTest, AHandlerIsCalledUntilItIsTakenBack) {
   }
 }
 
-TEST(SignalsDeathTest, AnIgnoredSignalStaysIgnored) {
+TEST_F(SignalsDeathTest, AnIgnoredSignalStaysIgnored) {
   EXPECT_EXIT(
       {
         signal(SIGHUP, SIG_IGN);  // as nohup does
@@ -47,7 +53,7 @@ TEST(SignalsDeathTest, AnIgnoredSignalStaysIgnored) {
       testing::ExitedWithCode(1), "");
 }
 
-TEST(SignalsDeathTest, NobodyElsesHandlerIsReplaced) {
+TEST_F(SignalsDeathTest, NobodyElsesHandlerIsReplaced) {
   EXPECT_EXIT(
       {
         signal(SIGTERM, ExitThrough);
@@ -57,7 +63,7 @@ TEST(SignalsDeathTest, NobodyElsesHandlerIsReplaced) {
       testing::ExitedWithCode(kThrough), "");
 }
 
-TEST(SignalsDeathTest, AHandlerMayEndTheProgramAsEver) {
+TEST_F(SignalsDeathTest, AHandlerMayEndTheProgramAsEver) {
   EXPECT_EXIT(
       {
         HandleEndSignal(SIGINT, EndBySignal);
@@ -82,7 +88,7 @@ TEST(SignalsDeathTest, AHandlerMayEndTheProgramAsEver) {
   _exit(failed ? kThrough : 2);
 }
 
-TEST(SignalsDeathTest, FailedWritesEndTheProgramUnlessTheirSignalsAreIgnored) {
+TEST_F(SignalsDeathTest, FailedWritesEndTheProgramUnlessTheirSignalsAreIgnored) {
   EXPECT_EXIT(WriteIntoAClosedPipe(), testing::KilledBySignal(SIGPIPE), "");
   EXPECT_EXIT(WriteBeyondTheLimit(), testing::KilledBySignal(SIGXFSZ), "");
   EXPECT_EXIT(

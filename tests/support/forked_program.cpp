@@ -1,6 +1,5 @@
 #include "support/forked_program.h"
 
-#include <signal.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,6 +8,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "support/default_signals.h"
 #include "support/text_file.h"
 
 namespace {
@@ -66,9 +66,7 @@ ForkedRun RunForked(CalledProgram program, const std::vector<std::string>& argum
       is_fork = true;
       out.Take(STDOUT_FILENO);
       err.Take(STDERR_FILENO);
-      for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGXFSZ, SIGPIPE}) {
-        signal(signal_number, SIG_DFL);
-      }
+      const DefaultSignals signals;
       in_child();
       std::exit(MainArguments(arguments).Pass(program));
     }();

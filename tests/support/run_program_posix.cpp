@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "support/default_signals.h"
 #include "support/run_program.h"
 #include "support/text_file.h"
 
@@ -60,9 +61,7 @@ ProgramRun::ProgramRun(const std::string& program, const std::vector<std::string
         dup2(open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2) < 0) {
       _exit(126);
     }
-    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGXFSZ, SIGPIPE}) {
-      signal(signal_number, SIG_DFL);
-    }
+    const DefaultSignals signals;
     if (output_end == OutputEnd::kNoStreams) {
       for (const int descriptor : {0, 1, 2}) close(descriptor);
     }
