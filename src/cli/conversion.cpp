@@ -133,7 +133,7 @@ class Conversion {
     PcmTrack sound;
     std::string failure_reason;
     if (!environment_.read_sound(input_, request_.options.audio, sound, failure_reason)) {
-      if (!environment_.interrupted()) out_ << texts::SoundNotReadNotice();
+      if (!environment_.interrupted()) out_ << texts::SoundNotReadNotice(failure_reason);
       return;
     }
     out_ << AudioStreamLine(sound.sample_rate, sound.channels, sound.samples.size());

@@ -29,8 +29,8 @@ struct EncodeRequest {
 struct EncodeEnvironment {
   std::function<std::unique_ptr<media::VideoFramework>()> make_video_framework;
   // Reads the whole sound of a file; false when it has none that can be read, or
-  // when interrupted() ended the reading. A reason comes with what could not be read
-  // to its end.
+  // when interrupted() ended the reading. A reason, where one is known, comes with
+  // a failure and with what could not be read to its end.
   std::function<bool(const std::filesystem::path&, const media::AudioOptions&, PcmTrack&,
                      std::string& failure_reason)>
       read_sound;

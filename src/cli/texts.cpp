@@ -161,8 +161,9 @@ std::string ReportLostNotice(std::string_view reason, std::string_view output_pa
                  "); the file is complete: ", output_path, "\n"});
 }
 
-std::string SoundNotReadNotice() {
-  return "[+] Note: no sound could be read; converting without it.\n";
+std::string SoundNotReadNotice(std::string_view reason) {
+  if (reason.empty()) return "[+] Note: no sound could be read; converting without it.\n";
+  return Concat({"[+] Note: no sound could be read (", reason, "); converting without it.\n"});
 }
 
 std::string SoundCutShortNotice(std::string_view reason) {

@@ -36,7 +36,8 @@ std::string ReportWriteError(std::string_view reason);
 // For standard error, beside a conversion that succeeded.
 std::string ReportLostNotice(std::string_view reason, std::string_view output_path);
 
-std::string SoundNotReadNotice();
+// Without a reason when it is empty.
+std::string SoundNotReadNotice(std::string_view reason);
 // Goes behind the line that tells how much sound there is.
 std::string SoundCutShortNotice(std::string_view reason);
 std::string SoundOffNotice();

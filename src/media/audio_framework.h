@@ -70,7 +70,7 @@ class AudioReader {
   // Samples hold native-endian values, channels interleaved.
   [[nodiscard]] virtual ReadResult ReadSample() = 0;
 
-  // Why the last ReadSample failed, in a few words; may be empty.
+  // Why the last call that failed did so, in a few words; may be empty.
   virtual std::string failure_reason() const { return {}; }
 };
 

@@ -18,6 +18,7 @@
 namespace qolm::media {
 namespace {
 
+constexpr const char* kOutOfMemory = "out of memory";
 constexpr uint32_t kRateWhenUnasked = 44100;  // Hz
 constexpr int32_t kHighestRate = 768000;      // Hz; what exists, and a bound on memory
 // Blocks of 64 MiB go back to the system one by one, where allocators keep smaller ones.
@@ -185,7 +186,10 @@ bool AudioSource::ReadAll(const std::filesystem::path& path, const AudioOptions&
     std::unique_ptr<AudioReader> reader = framework_->Open(absolute_path, attributes);
     if (reader == nullptr || !reader->SelectFirstAudioStream()) return false;
     const auto delivered = Negotiate(*reader, channels, rate);
-    if (!delivered) return false;
+    if (!delivered) {
+      failure_reason_ = reader->failure_reason();
+      return false;
+    }
     std::vector<int16_t> samples = ReadSamples(*reader, stop, failure_reason_);
     reader.reset();
     ConvertChannels(delivered->channels, channels, samples);
@@ -198,10 +202,11 @@ bool AudioSource::ReadAll(const std::filesystem::path& path, const AudioOptions&
     track.samples = std::move(samples);
     return true;
   } catch (const std::bad_alloc&) {  // more sound than memory
-    return false;
+    failure_reason_ = kOutOfMemory;
   } catch (const std::length_error&) {
-    return false;
+    failure_reason_ = kOutOfMemory;
   }
+  return false;
 }
 
 }  // namespace qolm::media

@@ -35,8 +35,8 @@ class AudioSource {
       const std::filesystem::path& path, const AudioOptions& options, PcmTrack& track,
       const std::function<bool()>& stop = [] { return false; });
 
-  // Why the last ReadAll met the track's end before all of it was read, in a few
-  // words; empty when nothing tells so.
+  // Why the last ReadAll failed, or met the track's end before all of it was read, in
+  // a few words; empty when nothing tells so.
   const std::string& failure_reason() const { return failure_reason_; }
 
  private:

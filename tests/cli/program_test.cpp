@@ -174,7 +174,7 @@ TEST_F(Program, ConvertsAndReadsBack) {
   EXPECT_THAT(out_, StartsWith(texts::Banner() + "[+] Input Video: " + input_ +
                                "\n    Resolution : 64x48\n    Framerate  : 25 fps\n"
                                "    Duration   : 1 s (25 frames)\n" +
-                               texts::SoundNotReadNotice() +
+                               texts::SoundNotReadNotice("") +
                                "[+] Encoding video (Quality: 45, GOP: 60, VFR: ON, Gabor: ON, "
                                "CCLC: ON, Stream: FAST-START)...\n\r"));
   EXPECT_THAT(out_.substr(out_.find('\r')),

@@ -73,13 +73,13 @@ TEST(Texts, ErrorLinesEndWithThePathInQuestion) {
 
 TEST(Texts, InformationIsMarkedAndOneLineLong) {
   for (const std::string& line :
-       {texts::SoundNotReadNotice(), texts::SoundCutShortNotice("r"), texts::SoundOffNotice(),
+       {texts::SoundNotReadNotice("r"), texts::SoundCutShortNotice("r"), texts::SoundOffNotice(),
         texts::IndexAtEndNotice(), texts::EarlyEndNotice(10, 300),
         texts::FewerFramesDecodedNotice(10, 300)}) {
     EXPECT_THAT(line, StartsWith("[+] "));
     EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
   }
-  EXPECT_NE(texts::SoundNotReadNotice(), texts::SoundOffNotice());
+  EXPECT_NE(texts::SoundNotReadNotice(""), texts::SoundOffNotice());
 }
 
 TEST(Texts, TheEarlyEndNoticeNamesBothCounts) {

@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kOld = "the old file";
-constexpr const char* kWithoutSound = "[+] Note: no sound could be read; converting without it.\n";
+constexpr const char* kWithoutSound = "[+] Note: no sound could be read";
 constexpr const char* kOutOfMemory = "[-] Error: out of memory\n";
 
 class ConverterMemory : public testing::Test {

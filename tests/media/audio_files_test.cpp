@@ -244,6 +244,21 @@ TEST_F(AudioFilesTest, FullScaleSurroundDoesNotClip) {
   EXPECT_NEAR(Read(path, 2).samples.at(5000), 32767, 1);
 }
 
+TEST_F(AudioFilesTest, MoreChannelsThanCanBeMixedAreNoSound) {
+  SoundClip clip;
+  clip.samples = 3000;
+  clip.layout = "32C";
+  EXPECT_EQ(Read(Write("most.wav", clip)).samples.size(), 3000u);
+  clip.layout = "33C";
+  const auto path = Write("more.wav", clip);
+  AudioSource source(platform_.MakeAudioFramework());
+  PcmTrack track;
+  EXPECT_FALSE(source.ReadAll(path, AudioOptions{}, track));
+  EXPECT_EQ(source.failure_reason(), "it has 33 channels, and no more than 32 can be mixed");
+  EXPECT_TRUE(source.ReadAll(folder_ / "most.wav", AudioOptions{}, track));
+  EXPECT_EQ(source.failure_reason(), "");
+}
+
 TEST_F(AudioFilesTest, MonoAndStereoTurnIntoEachOther) {
   SoundClip clip;
   clip.samples = 3000;

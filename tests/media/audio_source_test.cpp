@@ -123,6 +123,34 @@ TEST_F(AudioSourceTest, FailsWhenAllThreeAreRefused) {
   EXPECT_EQ(script_.calls.size(), 5u);
 }
 
+TEST_F(AudioSourceTest, ARefusalKeepsItsReason) {
+  Deliver(2, 48000, {1, 2});
+  script_.requests_refused = 3;
+  script_.failure_reason = "a reason";
+  EXPECT_FALSE(Read());
+  EXPECT_EQ(source_.failure_reason(), "a reason");
+}
+
+TEST_F(AudioSourceTest, NothingOfAFailureIsLeftForTheNextTrack) {
+  script_.failure_reason = "a reason";
+  Deliver(1, 32000, {1, 2});
+  script_.sounds.emplace_back().succeeded = false;
+  EXPECT_TRUE(Read());  // cut short
+  EXPECT_EQ(source_.failure_reason(), "a reason");
+  script_.sounds.clear();
+  Deliver(1, 32000, {3, 4, 5});
+  script_.sounds.emplace_back().end_of_stream = true;
+  EXPECT_THAT(ReadSamples(), ElementsAre(3, 4, 5));
+  EXPECT_EQ(source_.failure_reason(), "");
+
+  script_.requests_refused = 3;
+  EXPECT_FALSE(Read());
+  EXPECT_EQ(source_.failure_reason(), "a reason");
+  options_.enabled = 0;
+  EXPECT_FALSE(Read());
+  EXPECT_EQ(source_.failure_reason(), "");
+}
+
 TEST_F(AudioSourceTest, FailsWhenTheFileCannotBeOpened) {
   script_.open_succeeds = false;
   EXPECT_FALSE(Read());

@@ -15,7 +15,6 @@ extern "C" {
 namespace qolm::media::ffmpeg {
 namespace {
 
-constexpr int kMostChannels = 32;  // of the input
 // 90 dB of rejection from the lower of the two Nyquist frequencies on, flat up
 // to nine tenths of it.
 constexpr int kFilterTaps = 128;
@@ -82,7 +81,7 @@ bool AudioConverter::Accepts(const AVFrame& frame) const {
 bool AudioConverter::Open(const AVFrame& frame) {
   resampler_.reset();
   const int inputs = frame.ch_layout.nb_channels;
-  if (inputs < 1 || inputs > kMostChannels) return false;
+  if (!CanMix(inputs)) return false;
   AVChannelLayout meaning{};  // what the channels stand for
   if (frame.ch_layout.order == AV_CHANNEL_ORDER_NATIVE) {
     av_channel_layout_from_mask(&meaning, frame.ch_layout.u.mask);

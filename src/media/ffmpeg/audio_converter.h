@@ -17,6 +17,9 @@ namespace qolm::media::ffmpeg {
 
 class AudioConverter {
  public:
+  static constexpr int kMostChannels = 32;  // of the input
+  static bool CanMix(int channels) { return channels >= 1 && channels <= kMostChannels; }
+
   // 1 or 2 channels; the rate is in Hz.
   AudioConverter(int channels, int rate);
   ~AudioConverter();

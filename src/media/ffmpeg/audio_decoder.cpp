@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "media/ffmpeg/decoder.h"
+#include "media/ffmpeg/container_file.h"
 #include "media/ffmpeg/numbers.h"
 
 namespace qolm::media::ffmpeg {
@@ -54,10 +54,13 @@ bool AudioDecoder::SelectFirstAudioStream() {
   return stream_ != nullptr;
 }
 
-bool AudioDecoder::OpenCodec() {
+bool AudioDecoder::OpenCodec(std::string& failure_reason) {
   if (stream_ == nullptr) return false;
   const AVCodec* const decoder = avcodec_find_decoder(stream_->codecpar->codec_id);
-  if (decoder == nullptr) return false;
+  if (decoder == nullptr) {
+    failure_reason = std::string("no decoder for ") + avcodec_get_name(stream_->codecpar->codec_id);
+    return false;
+  }
   CodecContext codec(avcodec_alloc_context3(decoder));
   if (codec == nullptr) throw std::bad_alloc();
   if (avcodec_parameters_to_context(codec.get(), stream_->codecpar) < 0) return false;

@@ -31,8 +31,9 @@ class AudioDecoder {
 
   // False when there is no audio stream.
   [[nodiscard]] bool SelectFirstAudioStream();
-  // False when the selected stream has no working decoder.
-  [[nodiscard]] bool OpenCodec();
+  // False when the selected stream has no working decoder, with the reason where it
+  // is known.
+  [[nodiscard]] bool OpenCodec(std::string& failure_reason);
 
   // In stream order; nothing at the end. A packet that cannot be decoded gives
   // a piece of its duration without a frame.

@@ -57,7 +57,8 @@ void AudioProducer::FillQueue() {
   while (!decoder_ended_ && (queue_.size() < AudioTimeline::kLookAhead || !heard_)) {
     std::optional<AudioPiece> piece = decoder_.Next();
     if (piece) {
-      heard_ = heard_ || piece->frame != nullptr;
+      heard_ = heard_ || (piece->frame != nullptr &&
+                          AudioConverter::CanMix(piece->frame->ch_layout.nb_channels));
       queue_.push_back(*std::move(piece));
       continue;
     }

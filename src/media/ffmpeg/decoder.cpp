@@ -1,17 +1,15 @@
 #include "media/ffmpeg/decoder.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <system_error>
+
+#include "media/ffmpeg/container_file.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
 
 // What fails as often as this without any progress does not get past the damage.
 constexpr int kErrorsInARow = 100;
-
-int IsStopRequested(void* stop) { return static_cast<const StopSignal*>(stop)->IsSet() ? 1 : 0; }
 
 bool IsVideo(const AVStream& stream) {
   constexpr int kNoVideo = AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS;
@@ -33,49 +31,6 @@ std::string DescribeUnreadablePath(const std::filesystem::path& path) {
 }
 
 }  // namespace
-
-std::string DescribeError(int libav_error) {
-  if (libav_error == AVERROR_INVALIDDATA) return "not a video file, or damaged";
-  std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-  av_strerror(libav_error, text.data(), text.size());
-  return text.data();
-}
-
-FormatContext OpenContainer(const std::filesystem::path& path, const StopSignal* stop,
-                            std::string& failure_reason) {
-  // Before what nobody owns yet, for there may be no memory for it.
-  const std::string url = "file:" + path.string();
-  AVFormatContext* context = avformat_alloc_context();
-  if (context == nullptr) {
-    failure_reason = DescribeError(AVERROR(ENOMEM));
-    return nullptr;
-  }
-  if (stop != nullptr) {
-    context->interrupt_callback.callback = IsStopRequested;
-    context->interrupt_callback.opaque = const_cast<StopSignal*>(stop);
-  }
-  AVDictionary* options = nullptr;
-  av_dict_set(&options, "protocol_whitelist", "file", 0);
-  const int result = avformat_open_input(&context, url.c_str(), nullptr, &options);
-  av_dict_free(&options);
-  if (result < 0) {  // the context is freed by then
-    failure_reason = DescribeError(result);
-    return nullptr;
-  }
-  FormatContext format(context);
-  // This one would show any text file as a picture of its characters.
-  if (std::strcmp(format->iformat->name, "tty") == 0) {
-    failure_reason = DescribeError(AVERROR_INVALIDDATA);
-    return nullptr;
-  }
-  return format;
-}
-
-std::string ReadFailure(const AVFormatContext& format) {
-  // A container's own parser may take what it cannot read for the end.
-  const int error = format.pb != nullptr ? format.pb->error : 0;
-  return error < 0 && error != AVERROR_EOF && error != AVERROR_EXIT ? DescribeError(error) : "";
-}
 
 AVStream* SelectFirstVideoStream(AVFormatContext& format) {
   AVStream* selected = nullptr;

@@ -42,23 +42,12 @@ class Decoder {
   bool draining_ = false;
 };
 
-// Opens a container for reading; null with the reason on failure. Only local
-// files are ever touched, whatever a playlist names.
-FormatContext OpenContainer(const std::filesystem::path& path, const StopSignal* stop,
-                            std::string& failure_reason);
-
-// Why the system could not read some of an open container so far, in a few words;
-// else empty.
-std::string ReadFailure(const AVFormatContext& format);
-
 // The first video stream that is no cover art or thumbnail, all other streams
 // switched off; null when there is none.
 AVStream* SelectFirstVideoStream(AVFormatContext& format);
 
 // Whether there is such a stream.
 bool HasPictures(const AVFormatContext& format);
-
-std::string DescribeError(int libav_error);
 
 }  // namespace qolm::media::ffmpeg
 

@@ -8,8 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "media/ffmpeg/audio_converter.h"
 #include "media/ffmpeg/audio_decoder.h"
 #include "media/ffmpeg/audio_producer.h"
+#include "media/ffmpeg/container_file.h"
 #include "media/ffmpeg/decoder.h"
 #include "media/ffmpeg/numbers.h"
 
@@ -84,10 +86,16 @@ class FfmpegAudioReader : public AudioReader {
 
   bool SetOutputPcm(const PcmType& request) override {
     try {
-      if (!codec_is_open_) codec_is_open_ = decoder_->OpenCodec();
+      if (!codec_is_open_) codec_is_open_ = decoder_->OpenCodec(failure_reason_);
       if (!codec_is_open_) return false;
       const AVCodecContext& codec = decoder_->codec();
-      const uint32_t own_channels = codec.ch_layout.nb_channels == 1 ? 1 : 2;
+      const int own = codec.ch_layout.nb_channels;
+      if (own > AudioConverter::kMostChannels) {
+        failure_reason_ = "it has " + std::to_string(own) + " channels, and no more than " +
+                          std::to_string(AudioConverter::kMostChannels) + " can be mixed";
+        return false;
+      }
+      const uint32_t own_channels = own == 1 ? 1 : 2;
       const uint32_t channels = request.channels.value_or(own_channels);
       const uint32_t rate =
           request.sample_rate.value_or(static_cast<uint32_t>(std::max(codec.sample_rate, 0)));

@@ -10,7 +10,7 @@ extern "C" {
 #include <utility>
 #include <vector>
 
-#include "media/ffmpeg/decoder.h"
+#include "media/ffmpeg/container_file.h"
 #include "media/ffmpeg/numbers.h"
 
 namespace qolm::media::ffmpeg {

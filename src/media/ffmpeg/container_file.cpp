@@ -1,0 +1,121 @@
+#include "media/ffmpeg/container_file.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+constexpr const char* kDamaged = "not a video file, or damaged";
+
+// Formats that hold no media but name other files, or run as a script.
+constexpr std::array<std::string_view, 10> kPlaylists = {
+    "avisynth", "concat", "dash", "hls", "imf", "rtsp", "sap", "sdp", "vapoursynth", "vobsub"};
+// This one would show any text file as a picture of its characters.
+constexpr std::string_view kTextAsPicture = "tty";
+// No protocol has this name, so that what opens files by itself opens none.
+constexpr const char* kNoProtocol = "none";
+
+struct Opening {
+  bool is_playlist = false;
+};
+
+int IsStopRequested(void* stop) { return static_cast<const StopSignal*>(stop)->IsSet() ? 1 : 0; }
+
+// Stands between the library and the file system. A playlist is known by its first
+// bytes, before any of what it names is looked for.
+int OpenThisFileOnly(AVFormatContext* format, AVIOContext** file, const char* url, int flags,
+                     AVDictionary** options) {
+  if (std::string_view(url) != format->url) return AVERROR(EPERM);
+  const int result = avio_open2(file, url, flags, &format->interrupt_callback, options);
+  auto* const opening = static_cast<Opening*>(format->opaque);
+  if (result < 0 || opening == nullptr) return result;
+  const AVInputFormat* kind = nullptr;
+  const int probed = av_probe_input_buffer2(
+      *file, &kind, url, nullptr, 0, static_cast<unsigned>(std::max(format->format_probesize, 0)));
+  if (probed < 0 || kind == nullptr) return result;  // opening will tell why
+  opening->is_playlist =
+      std::find(kPlaylists.begin(), kPlaylists.end(), kind->name) != kPlaylists.end();
+  if (!opening->is_playlist) return result;
+  avio_closep(file);
+  return AVERROR(EPERM);
+}
+
+}  // namespace
+
+std::string DescribeError(int libav_error) {
+  switch (libav_error) {
+    case AVERROR_EOF:
+      return "it ends before any video";
+    case AVERROR_EXIT:
+      return "interrupted";
+    case AVERROR_INVALIDDATA:
+    case AVERROR(EINVAL):
+    case AVERROR(EAGAIN):
+    case AVERROR(EDOM):
+    case AVERROR(ERANGE):
+      return kDamaged;
+    case AVERROR_BSF_NOT_FOUND:
+    case AVERROR_DECODER_NOT_FOUND:
+    case AVERROR_DEMUXER_NOT_FOUND:
+    case AVERROR_EXPERIMENTAL:
+    case AVERROR_PATCHWELCOME:
+    case AVERROR(ENOSYS):
+      return "of a kind that cannot be decoded";
+    case AVERROR_BUG:
+    case AVERROR_BUG2:
+    case AVERROR_EXTERNAL:
+    case AVERROR_UNKNOWN:
+      return "its decoder failed";
+    default:
+      break;
+  }
+  std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
+  av_strerror(libav_error, text.data(), text.size());
+  return text.data();
+}
+
+FormatContext OpenContainer(const std::filesystem::path& path, const StopSignal* stop,
+                            std::string& failure_reason) {
+  // Before what nobody owns yet, for there may be no memory for it.
+  const std::string url = "file:" + path.string();
+  AVFormatContext* context = avformat_alloc_context();
+  if (context == nullptr) {
+    failure_reason = DescribeError(AVERROR(ENOMEM));
+    return nullptr;
+  }
+  if (stop != nullptr) {
+    context->interrupt_callback.callback = IsStopRequested;
+    context->interrupt_callback.opaque = const_cast<StopSignal*>(stop);
+  }
+  Opening opening;
+  context->opaque = &opening;
+  context->io_open = OpenThisFileOnly;
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "protocol_whitelist", kNoProtocol, 0);
+  av_dict_set(&options, "pattern_type", "none", 0);  // a name of digits is no sequence of files
+  const int result = avformat_open_input(&context, url.c_str(), nullptr, &options);
+  av_dict_free(&options);
+  if (opening.is_playlist) {
+    failure_reason = "a playlist, not the video itself";
+  } else if (result < 0) {
+    failure_reason = DescribeError(result);
+  }
+  if (result < 0) return nullptr;  // the context is freed by then
+  context->opaque = nullptr;
+  FormatContext format(context);
+  if (format->iformat->name == kTextAsPicture) {
+    failure_reason = kDamaged;
+    return nullptr;
+  }
+  return format;
+}
+
+std::string ReadFailure(const AVFormatContext& format) {
+  // A container's own parser may take what it cannot read for the end.
+  const int error = format.pb != nullptr ? format.pb->error : 0;
+  return error < 0 && error != AVERROR_EOF && error != AVERROR_EXIT ? DescribeError(error) : "";
+}
+
+}  // namespace qolm::media::ffmpeg
