@@ -44,6 +44,7 @@ class Conversion {
         out_(out),
         err_(err),
         output_(PathFromBytes(request.output_path)),
+        replace_policy_{container::BeginsAsQolm, request.options.overwrite},
         settings_(request.options.settings),
         source_(environment.make_video_framework()) {}
 
@@ -80,8 +81,8 @@ class Conversion {
 
     // What comes through a pipe cannot be had again once the output is refused.
     output::OutputPath place;
-    std::error_code refusal =
-        output::JudgeOutputPath(output_, input.value_or(std::filesystem::path()), place);
+    std::error_code refusal = output::JudgeOutputPath(
+        output_, input.value_or(std::filesystem::path()), replace_policy_, place);
     if (!refusal && place.special) refusal = output::OutputRefusal::kNotRegular;
     if (refusal) return Fail(texts::OutputOpenError(refusal.message(), request_.output_path));
 
@@ -147,7 +148,8 @@ class Conversion {
     if (settings_.width > most || settings_.height > most) {
       reason = "pictures larger than " + std::to_string(most) + "x" + std::to_string(most) +
                " cannot be stored";
-    } else if (const std::error_code refusal = part_file_.Prepare(output_, input_)) {
+    } else if (const std::error_code refusal =
+                   part_file_.Prepare(output_, input_, replace_policy_)) {
       reason = refusal.message();
     } else if (!session_->open_output(part_file_.path())) {
       reason = session_->stream_error().message();
@@ -274,6 +276,7 @@ class Conversion {
   std::ostream& err_;
   std::filesystem::path input_;  // the file that is read
   const std::filesystem::path output_;
+  const output::ReplacePolicy replace_policy_;
   encoder::EncodeSettings settings_;
 
   // Destroyed from the last to the first: the session closes the part file

@@ -29,6 +29,7 @@ inline constexpr std::string_view kCclcOff = "--no-cclc";
 inline constexpr std::string_view kFrameLimit = "--frames";
 inline constexpr std::string_view kAudioPreset = "--audio";
 inline constexpr std::string_view kAudioMode = "--audio-mode";
+inline constexpr std::string_view kOverwrite = "--overwrite";
 inline constexpr std::string_view kNoAudio = "--no-audio";
 inline constexpr std::string_view kInterleaveOn = "--interleave";
 inline constexpr std::string_view kInterleaveOff = "--no-interleave";

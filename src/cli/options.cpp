@@ -72,6 +72,7 @@ constexpr std::array kOptions = {
           [](EncodeOptions& o, std::string_view v) { ApplyAudioPreset(v, o.audio); }),
     Value(words::kAudioMode,
           [](EncodeOptions& o, std::string_view v) { ApplyAudioMode(v, o.settings); }),
+    Switch(words::kOverwrite, [](EncodeOptions& o) { o.overwrite = true; }),
     Switch(words::kNoAudio, [](EncodeOptions& o) { o.audio.enabled = 0; }),
     Switch(words::kInterleaveOn, [](EncodeOptions& o) { o.settings.audio_interleave = true; }),
     Switch(words::kInterleaveOff, [](EncodeOptions& o) { o.settings.audio_interleave = false; }),

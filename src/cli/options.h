@@ -21,6 +21,7 @@ struct EncodeOptions {
   encoder::EncodeSettings settings;  // geometry stays 0; the encode command fills it
   media::AudioOptions audio;
   int32_t frame_limit = 0;  // frames; below 1 means no limit
+  bool overwrite = false;   // replaces even an output that is no QOLM file
 };
 
 // Reads the options in `arguments` from index `first` on, left to right; later

@@ -69,6 +69,8 @@ std::string Usage(std::string_view program) {
   text += UsageRow(Joined(words::kAudioMode, " ", "MODE"),
                    "sound coder, see below (default transform)");
   text += UsageRow(words::kNoAudio, "leave the sound out (default: it is kept)");
+  text +=
+      UsageRow(words::kOverwrite, "replace an output that is not a QOLM file (default: refuse)");
   text += "\nFurther options of encode:\n";
   text += UsageRow(OnOrOff(words::kInterleaveOn),
                    "sound between the pictures instead of in one block (default off)");

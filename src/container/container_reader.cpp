@@ -63,7 +63,7 @@ bool ContainerReader::read_header() {
   }
   if (header.width == 0 || header.width > kMaxDimension || header.height == 0 ||
       header.height > kMaxDimension) {
-    return fail("the picture size " + std::to_string(header.width) + "x" +
+    return fail("the picture size " + std::to_string(header.width) + " x " +
                 std::to_string(header.height) + " is outside 1..16384");
   }
   header_ = header;

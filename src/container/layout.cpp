@@ -7,6 +7,12 @@
 
 namespace qolm::container {
 
+bool BeginsAsQolm(std::span<const uint8_t> bytes) {
+  if (bytes.size() < sizeof(kMagic)) return false;
+  const uint32_t magic = LoadLe32(bytes.data());
+  return magic == kMagic || magic == kLegacyMagic;
+}
+
 FileHeaderBytes EncodeFileHeader(const FileHeader& header) {
   FileHeaderBytes bytes{};
   StoreLe32(&bytes[0], header.magic);

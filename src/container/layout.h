@@ -86,6 +86,10 @@ enum class RecordType : uint8_t {
   kAudio = 8,
 };
 
+// Whether a file that begins with these bytes is one of this format, version 1
+// included: who converts its source again shall be able to replace it.
+bool BeginsAsQolm(std::span<const uint8_t> bytes);
+
 struct FileHeader {
   uint32_t magic = kMagic;
   uint32_t version = kVersion;

@@ -10,6 +10,7 @@
 #include "decoder/frame_decoder.h"
 #include "export/contact_sheet.h"
 #include "export/export_report.h"
+#include "export/form_signature.h"
 #include "export/media_export.h"
 #include "export/output_stream.h"
 #include "export/output_target.h"
@@ -53,8 +54,9 @@ ExportResult ExportY4m(const ExportOptions& options, const container::ContainerR
   const uint32_t height = decoder.planes().height;
 
   OutputTarget target;
-  const bool opened = options.to_standard_output ? target.open_standard_output()
-                                                 : target.open(options.output, options.input);
+  const bool opened = options.to_standard_output
+                          ? target.open_standard_output()
+                          : target.open(options.output, options.input, ReplacePolicyOf(options));
   if (!opened ||
       !WriteY4mHeader(width, height, reader.header().fps_num, reader.header().fps_den, target)) {
     return OutputFailure(options, target);
@@ -86,7 +88,8 @@ ExportResult WritePicture(const ExportOptions& options, const PackedPicture& pic
   std::string problem;
   if (!EncodePng(picture, png, problem)) return Failure(options.output, problem);
   OutputTarget target;
-  if (!target.open(options.output, options.input) || !target.write(png) || !target.commit()) {
+  if (!target.open(options.output, options.input, ReplacePolicyOf(options)) || !target.write(png) ||
+      !target.commit()) {
     return OutputFailure(options, target);
   }
   return {true, std::move(summary) + ", " + SizeText(picture.width, picture.height), {}};
@@ -168,8 +171,8 @@ ExportResult ExportFile(const ExportOptions& options) {
   if (!options.to_standard_output) {
     // A long export shall not end at what could be seen before it.
     output::OutputPath judged;
-    if (const std::error_code refusal =
-            output::JudgeOutputPath(options.output, options.input, judged)) {
+    if (const std::error_code refusal = output::JudgeOutputPath(options.output, options.input,
+                                                                ReplacePolicyOf(options), judged)) {
       return Failure(options.output, refusal == output::OutputRefusal::kIsInput
                                          ? "is the input file"
                                          : refusal.message());

@@ -40,20 +40,24 @@ int Run(std::span<const std::string> arguments) {
   const std::optional<ExportOptions> options =
       qolm::exporter::ParseExportOptions(arguments, problem);
   if (!options) {
-    std::cerr << "[-] Error: " << problem.text << "\n";
-    if (problem.needs_usage) std::cerr << "\n" << qolm::exporter::UsageText();
+    const char* const hint = problem.needs_usage ? "; see qolm2_export --help" : "";
+    std::cerr << "[-] Error: " << problem.text << hint << "\n";
     return 1;
   }
   if (options->help) return Print(qolm::exporter::UsageText());
   if (options->version) return Print(qolm::exporter::VersionText());
   const ExportResult result = qolm::exporter::ExportFile(*options);
+  // One line, which is made before any of it is printed: there may be no memory to
+  // make it.
+  std::string report;
   if (!result.summary.empty() && !options->to_standard_output) {
-    // Made before any of it is printed, for there may be no memory to make it.
-    const std::string report =
-        "[+] Wrote " + qolm::BytesFromPath(options->output) + ": " + result.summary + "\n";
-    std::cerr << report;
+    report = qolm::BytesFromPath(options->output) + ": " + result.summary + "\n";
+    report.insert(0, result.problem.empty() ? "[+] Wrote " : "; saved in ");
+  } else if (!result.problem.empty()) {
+    report = "\n";
   }
-  if (!result.problem.empty()) std::cerr << "[-] Error: " << result.problem << "\n";
+  if (!result.problem.empty()) report.insert(0, "[-] Error: " + result.problem);
+  std::cerr << report;
   return result.succeeded ? 0 : 1;
 }
 

@@ -31,19 +31,32 @@ std::optional<SheetLayout> ParseSheet(std::string_view text) {
   return SheetLayout{*columns, *rows};
 }
 
-// Takes the value of one option; false when the value is none for it.
-bool TakeValue(std::string_view option, const std::string& value, ExportOptions& options) {
-  if (option == "--frame") {
-    options.frame = ParseWhole<int32_t>(value);
-    return options.frame && *options.frame >= 0;
-  }
-  if (option == "--time") {
-    options.seconds = ParseWhole<double>(value);
-    return options.seconds && std::isfinite(*options.seconds) && *options.seconds >= 0;
-  }
+bool TakeFrame(const std::string& value, ExportOptions& options) {
+  options.frame = ParseWhole<int32_t>(value);
+  return options.frame && *options.frame >= 0;
+}
+
+bool TakeTime(const std::string& value, ExportOptions& options) {
+  options.seconds = ParseWhole<double>(value);
+  return options.seconds && std::isfinite(*options.seconds) && *options.seconds >= 0;
+}
+
+bool TakeSheet(const std::string& value, ExportOptions& options) {
   options.sheet = ParseSheet(value);
   return options.sheet.has_value();
 }
+
+struct ValueOption {
+  std::string_view word;
+  std::string_view wanted;
+  bool (*take)(const std::string& value, ExportOptions& options);  // false when it is invalid
+};
+
+constexpr ValueOption kValueOptions[] = {
+    {"--frame", "a frame number, counted from 0", TakeFrame},
+    {"--time", "seconds, such as 1.5", TakeTime},
+    {"--sheet", "columns and rows, each 1 to 100, such as 4x3", TakeSheet},
+};
 
 std::optional<Form> FormOf(const std::filesystem::path& output) {
   std::string ending = BytesFromPath(output.extension());
@@ -85,6 +98,8 @@ constexpr std::string_view kUsage =
     "  --time S            with .png: the frame shown S seconds after the start\n"
     "  --sheet COLSxROWS   with .png: scaled-down frames, evenly spaced (each side\n"
     "                      1 to 100)\n"
+    "  --overwrite         replace an existing OUT that is of another kind\n"
+    "  --                  what follows are no options\n"
     "\n"
     "  --help              print this text\n"
     "  --version           print the program's version\n";
@@ -106,6 +121,8 @@ constexpr std::string_view kUsageWithoutMedia =
     "  --time S            with .png: the frame shown S seconds after the start\n"
     "  --sheet COLSxROWS   with .png: scaled-down frames, evenly spaced (each side\n"
     "                      1 to 100)\n"
+    "  --overwrite         replace an existing OUT that is of another kind\n"
+    "  --                  what follows are no options\n"
     "\n"
     "  --help              print this text\n"
     "  --version           print the program's version\n";
@@ -113,10 +130,23 @@ constexpr std::string_view kUsageWithoutMedia =
 // Splits the arguments into options and the two paths.
 bool TakeArguments(std::span<const std::string> arguments, ExportOptions& options, bool& wants_y4m,
                    std::vector<std::string>& paths, OptionsProblem& problem) {
+  // A file may be called "help", but never stands alone.
+  if (arguments.size() == 1 && arguments[0] == "help") {
+    options.help = true;
+    return true;
+  }
+  bool options_ended = false;
   for (size_t i = 0; i < arguments.size(); ++i) {
     const std::string& argument = arguments[i];
-    // A file may be called "help", but never stands alone.
-    if (argument == "--help" || argument == "-h" || (argument == "help" && arguments.size() == 1)) {
+    if (options_ended || argument.size() < 2 || argument[0] != '-') {
+      paths.push_back(argument);
+      continue;
+    }
+    if (argument == "--") {
+      options_ended = true;
+      continue;
+    }
+    if (argument == "--help" || argument == "-h") {
       options.help = true;
       return true;
     }
@@ -126,21 +156,27 @@ bool TakeArguments(std::span<const std::string> arguments, ExportOptions& option
     }
     if (argument == "--y4m") {
       wants_y4m = true;
-    } else if (argument == "--frame" || argument == "--time" || argument == "--sheet") {
+    } else if (argument == "--overwrite") {
+      options.overwrite = true;
+    } else {
+      const auto* const option =
+          std::find_if(std::begin(kValueOptions), std::end(kValueOptions),
+                       [&](const ValueOption& known) { return known.word == argument; });
+      if (option == std::end(kValueOptions)) {
+        problem.text = "unknown option " + argument;
+        return false;
+      }
       if (i + 1 == arguments.size()) {
         problem.text = argument + " needs a value";
         return false;
       }
       const std::string& value = arguments[++i];
-      if (!TakeValue(argument, value, options)) {
-        problem.text = "\"" + value + "\" is no value for " + argument;
+      if (!option->take(value, options)) {
+        problem.text = "invalid value for " + argument + ": \"" + value + "\" (";
+        problem.text += option->wanted;
+        problem.text += ")";
         return false;
       }
-    } else if (argument.size() > 1 && argument[0] == '-') {
-      problem.text = "unknown option " + argument;
-      return false;
-    } else {
-      paths.push_back(argument);
     }
   }
   return true;

@@ -27,6 +27,7 @@ struct ExportOptions {
   std::filesystem::path output;
   bool to_standard_output = false;
   Form form = Form::kY4m;
+  bool overwrite = false;  // replaces even a file that is not of the form
   // At most one of the three; a PNG without any shows frame 0.
   std::optional<int32_t> frame;
   std::optional<double> seconds;
@@ -41,7 +42,7 @@ std::string_view VersionText();
 
 struct OptionsProblem {
   std::string text;         // a phrase without a full stop
-  bool needs_usage = true;  // the command line is not of the program's form
+  bool needs_usage = true;  // so that the usage would help
 };
 
 // `arguments` do not hold the program's name. Nothing when they are wrong, with

@@ -9,6 +9,7 @@
 #include "base/path_bytes.h"
 #include "container/layout.h"
 #include "export/export_report.h"
+#include "export/form_signature.h"
 #include "export/media_muxer.h"
 #include "export/output_target.h"
 #include "export/timeline.h"
@@ -100,7 +101,8 @@ ExportResult ExportWav(const ExportOptions& options, const container::ContainerR
                    SoundIsDamaged(track, reader) ? kSoundDamaged : "the file holds no sound");
   }
   OutputTarget target;
-  if (!target.open(options.output, options.input) || !WriteWav(track, target) || !target.commit()) {
+  if (!target.open(options.output, options.input, ReplacePolicyOf(options)) ||
+      !WriteWav(track, target) || !target.commit()) {
     return OutputFailure(options, target);
   }
   const size_t frames = track.samples.size() / track.channels;
@@ -129,8 +131,9 @@ ExportResult ExportMedia(const ExportOptions& options, const container::Containe
   }
 
   OutputTarget target;
-  const bool opened = options.to_standard_output ? target.open_standard_output()
-                                                 : target.open(options.output, options.input);
+  const bool opened = options.to_standard_output
+                          ? target.open_standard_output()
+                          : target.open(options.output, options.input, ReplacePolicyOf(options));
   if (!opened) return OutputFailure(options, target);
   std::string problem;
   const std::unique_ptr<MediaMuxer> muxer = StartMedia(description, target, problem);

@@ -17,8 +17,9 @@ OutputTarget::~OutputTarget() {
   if (owns_stream_ && stream_ != nullptr) std::fclose(stream_);
 }
 
-bool OutputTarget::open(const std::filesystem::path& path, const std::filesystem::path& input) {
-  if (const std::error_code refusal = prepare_part(path, input);
+bool OutputTarget::open(const std::filesystem::path& path, const std::filesystem::path& input,
+                        const output::ReplacePolicy& policy) {
+  if (const std::error_code refusal = prepare_part(path, input, policy);
       refusal && refusal != output::OutputRefusal::kNotRegular) {
     return fail(refusal);
   }
@@ -31,9 +32,10 @@ bool OutputTarget::open(const std::filesystem::path& path, const std::filesystem
 }
 
 std::error_code OutputTarget::prepare_part(const std::filesystem::path& path,
-                                           const std::filesystem::path& input) {
+                                           const std::filesystem::path& input,
+                                           const output::ReplacePolicy& policy) {
   const output::EndSignalsWait until_it_is_removed_on_them;
-  const std::error_code refusal = part_.Prepare(path, input);
+  const std::error_code refusal = part_.Prepare(path, input, policy);
   commits_part_ = !refusal;
   if (commits_part_) part_.RemoveOnSignal();
   return refusal;

@@ -10,6 +10,7 @@
 #include <system_error>
 #include <vector>
 
+#include "output/output_path.h"
 #include "output/part_file.h"
 
 namespace qolm::exporter {
@@ -26,7 +27,8 @@ class OutputTarget {
   // A regular file is written as a part file, of which a signal that ends the
   // program leaves nothing either; pipes and devices directly. `input` is never
   // written, by whatever name.
-  [[nodiscard]] bool open(const std::filesystem::path& path, const std::filesystem::path& input);
+  [[nodiscard]] bool open(const std::filesystem::path& path, const std::filesystem::path& input,
+                          const output::ReplacePolicy& policy);
   [[nodiscard]] bool open_standard_output();
 
   [[nodiscard]] bool write(std::span<const uint8_t> bytes);
@@ -45,7 +47,8 @@ class OutputTarget {
 
  private:
   std::error_code prepare_part(const std::filesystem::path& path,
-                               const std::filesystem::path& input);
+                               const std::filesystem::path& input,
+                               const output::ReplacePolicy& policy);
   bool fail(std::error_code error);
   bool fail_with_errno();
 

@@ -3,7 +3,10 @@
 #ifndef QOLM_OUTPUT_FILE_SYSTEM_H_
 #define QOLM_OUTPUT_FILE_SYSTEM_H_
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <span>
 #include <system_error>
 
 namespace qolm::output {
@@ -21,6 +24,11 @@ bool IsSpecialFile(const std::filesystem::path& path, const std::filesystem::fil
 // Why this user may not write the existing file `path`: a rename would replace
 // even a file that its owner has write-protected.
 std::error_code CheckWritable(const std::filesystem::path& path);
+
+// Reads the beginning of the regular file `path` into `bytes`; `count` says how
+// many there were.
+[[nodiscard]] std::error_code ReadBeginning(const std::filesystem::path& path,
+                                            std::span<uint8_t> bytes, size_t& count);
 
 // Gives `to` the owner and the permissions of `from`, as far as the system lets
 // this user do so; a file that keeps other rights is still a finished one.

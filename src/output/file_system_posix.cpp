@@ -40,6 +40,26 @@ std::error_code CheckWritable(const fs::path& path) {
   return {errno, std::generic_category()};
 }
 
+std::error_code ReadBeginning(const fs::path& path, std::span<uint8_t> bytes, size_t& count) {
+  count = 0;
+  // Never waits, should a pipe have taken the file's place.
+  int descriptor = -1;
+  do {
+    descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  } while (descriptor < 0 && errno == EINTR);
+  if (descriptor < 0) return {errno, std::generic_category()};
+  std::error_code error;
+  while (count < bytes.size()) {
+    const ssize_t got = read(descriptor, bytes.data() + count, bytes.size() - count);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) error.assign(errno, std::generic_category());
+    if (got <= 0) break;
+    count += static_cast<size_t>(got);
+  }
+  close(descriptor);
+  return error;
+}
+
 void CopyOwnerAndPermissions(const fs::path& from, const fs::path& to) {
   struct stat original = {};
   if (stat(from.c_str(), &original) != 0) return;

@@ -83,6 +83,23 @@ std::error_code CheckWritable(const fs::path& path) {
   return file.valid() ? std::error_code() : LastWindowsError();
 }
 
+std::error_code ReadBeginning(const fs::path& path, std::span<uint8_t> bytes, size_t& count) {
+  count = 0;
+  const WindowsHandle file(
+      CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
+  if (!file.valid()) return LastWindowsError();
+  while (count < bytes.size()) {
+    DWORD got = 0;
+    if (ReadFile(file.get(), bytes.data() + count, static_cast<DWORD>(bytes.size() - count), &got,
+                 nullptr) == FALSE) {
+      return LastWindowsError();
+    }
+    if (got == 0) break;
+    count += got;
+  }
+  return {};
+}
+
 // The part file was made with the output's rights.
 void CopyOwnerAndPermissions(const fs::path&, const fs::path&) {}
 

@@ -1,8 +1,10 @@
 #include "output/output_path.h"
 
+#include <array>
 #include <string>
 
 #include "output/file_system.h"
+#include "output/part_name.h"
 
 namespace qolm::output {
 namespace {
@@ -24,6 +26,8 @@ class RefusalCategory : public std::error_category {
         return "its part file is not a regular file";
       case OutputRefusal::kOwnedByAnotherRun:
         return "another run is writing its part file";
+      case OutputRefusal::kOtherKind:
+        return "an existing file of another kind is not replaced without --overwrite";
     }
     return "it cannot be written";
   }
@@ -47,7 +51,21 @@ const std::error_category& OutputRefusalCategory() {
   return category;
 }
 
-std::error_code JudgeOutputPath(const fs::path& output, const fs::path& input, OutputPath& judged) {
+std::error_code JudgeReplacement(const fs::path& path, const ReplacePolicy& policy) {
+  std::error_code ignored;
+  if (policy.overwrite || !fs::is_regular_file(path, ignored)) return {};
+  std::array<uint8_t, 32> bytes{};
+  size_t count = 0;
+  const std::error_code error = ReadBeginning(path, bytes, count);
+  if (error == std::errc::no_such_file_or_directory) return {};
+  if (error) return error;
+  if (count == 0) return {};
+  if (policy.is_own_kind && policy.is_own_kind(std::span(bytes).first(count))) return {};
+  return OutputRefusal::kOtherKind;
+}
+
+std::error_code JudgeOutputPath(const fs::path& output, const fs::path& input,
+                                const ReplacePolicy& policy, OutputPath& judged) {
   judged = {};
   if (output.empty()) return std::make_error_code(std::errc::no_such_file_or_directory);
   std::error_code error;
@@ -66,9 +84,9 @@ std::error_code JudgeOutputPath(const fs::path& output, const fs::path& input, O
   if (error) return error;
   if (judged.special) return {};
   if (judged.exists) error = CheckWritable(output);
+  if (!error && judged.exists) error = JudgeReplacement(judged.target, policy);
   if (error) return error;
-  judged.part = judged.target;
-  judged.part += ".part";
+  judged.part = PartNameOf(judged.target);
   return JudgePart(judged.part, input);
 }
 

@@ -2,7 +2,10 @@
 #ifndef QOLM_OUTPUT_OUTPUT_PATH_H_
 #define QOLM_OUTPUT_OUTPUT_PATH_H_
 
+#include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <span>
 #include <system_error>
 
 namespace qolm::output {
@@ -15,6 +18,7 @@ enum class OutputRefusal {
   kPartIsInput,
   kPartNotRegular,
   kOwnedByAnotherRun,
+  kOtherKind,
 };
 
 const std::error_category& OutputRefusalCategory();
@@ -24,9 +28,21 @@ inline std::error_code make_error_code(OutputRefusal refusal) {
   return {static_cast<int>(refusal), OutputRefusalCategory()};
 }
 
+// Which files an output may replace. Empty ones always.
+struct ReplacePolicy {
+  // Whether a file that begins with these bytes, the first 32 or all that it
+  // has, is of the kind that the program writes there.
+  std::function<bool(std::span<const uint8_t>)> is_own_kind;
+  bool overwrite = false;  // any file, so that none is looked into
+};
+
+// Why the regular file at `path`, if there is one, may not be replaced.
+[[nodiscard]] std::error_code JudgeReplacement(const std::filesystem::path& path,
+                                               const ReplacePolicy& policy);
+
 struct OutputPath {
   std::filesystem::path target;  // the output with symbolic links followed
-  std::filesystem::path part;    // `<target>.part`, where it is written
+  std::filesystem::path part;    // where it is written, see part_name.h
   bool exists = false;
   // A pipe, a device …, which only takes bytes as it stands; then `part` is
   // empty.
@@ -34,13 +50,14 @@ struct OutputPath {
 };
 
 // Fills `judged`, or tells why `output` cannot be written: it is empty, a
-// directory, the input by any name, not writable, or its part file's place is
-// taken by the input or by no regular file. Nothing is opened or changed, so a
-// directory that is missing or takes no files shows only when the part file is
-// made. A link whose target does not exist is as good as its target.
+// directory, the input by any name, not writable, a file that `policy` protects,
+// or its part file's place is taken by the input or by no regular file. Nothing
+// is changed, so a directory that is missing or takes no files shows only when
+// the part file is made. A link whose target does not exist is as good as its
+// target.
 [[nodiscard]] std::error_code JudgeOutputPath(const std::filesystem::path& output,
                                               const std::filesystem::path& input,
-                                              OutputPath& judged);
+                                              const ReplacePolicy& policy, OutputPath& judged);
 
 }  // namespace qolm::output
 

@@ -13,8 +13,12 @@ PartFile::~PartFile() {
   Keep();
 }
 
-std::error_code PartFile::Prepare(const fs::path& output, const fs::path& input) {
-  if (const std::error_code refusal = JudgeOutputPath(output, input, place_)) return refusal;
+std::error_code PartFile::Prepare(const fs::path& output, const fs::path& input,
+                                  const ReplacePolicy& policy) {
+  policy_ = policy;
+  if (const std::error_code refusal = JudgeOutputPath(output, input, policy, place_)) {
+    return refusal;
+  }
   if (place_.special) return OutputRefusal::kNotRegular;
   const std::error_code error = lock_.Create(place_);
   owned_ = !error;
@@ -31,6 +35,8 @@ std::error_code PartFile::Commit() {
     return std::make_error_code(std::errc::no_such_file_or_directory);
   }
   std::error_code error = lock_.Sync();
+  // A conversion takes its time, and the name was free when it began.
+  if (!error) error = JudgeReplacement(place_.target, policy_);
   if (error) return error;
   if (place_.exists) CopyOwnerAndPermissions(place_.target, place_.part);
   error = RenameOver(place_.part, place_.target);

@@ -26,7 +26,8 @@ class PartFile {
   // Judges `output` and makes its part file, empty; call it once. An error says
   // why path() may not be written; special files are refused too.
   [[nodiscard]] std::error_code Prepare(const std::filesystem::path& output,
-                                        const std::filesystem::path& input);
+                                        const std::filesystem::path& input,
+                                        const ReplacePolicy& policy);
 
   const std::filesystem::path& path() const { return place_.part; }
 
@@ -35,7 +36,8 @@ class PartFile {
   void RemoveOnSignal();
 
   // Waits for the disk and renames the part file, which must be closed, over
-  // the output. When that fails the part file is as before.
+  // the output, unless a file that the policy protects has come there since
+  // Prepare. When that fails the part file is as before.
   [[nodiscard]] std::error_code Commit();
 
   // Leaves the part file where it is.
@@ -43,6 +45,7 @@ class PartFile {
 
  private:
   OutputPath place_;
+  ReplacePolicy policy_;
   PartLock lock_;
   bool owned_ = false;              // the part file is ours to remove
   bool removed_on_signal_ = false;  // by part_cleanup.h

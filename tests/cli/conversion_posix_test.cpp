@@ -13,7 +13,7 @@ using testing::HasSubstr;
 
 TEST_F(ConversionTest, AnExistingOutputIsReplacedAndKeepsItsPermissions) {
   script_.frames = 2;
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "QLM2: the old file");
   WriteFile(Part(), "left by an earlier run");
   ASSERT_EQ(chmod(output_.c_str(), 0640), 0);
   EXPECT_EQ(Run(), 0);
@@ -69,7 +69,7 @@ TEST_F(ConversionTest, APipeIsRefusedWithoutOpeningIt) {
 
 // Elsewhere nobody can remove the file while the session writes it.
 TEST_F(ConversionTest, APartFileThatIsNoLongerOursNeverBecomesTheOutput) {
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "QLM2: the old file");
   script_.frames = 3;
   script_.before_frame = [this](int frame) {
     if (frame != 1) return;
@@ -77,7 +77,7 @@ TEST_F(ConversionTest, APartFileThatIsNoLongerOursNeverBecomesTheOutput) {
     WriteFile(Part(), "somebody else's");
   };
   EXPECT_EQ(Run(), 1);
-  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(output_), "QLM2: the old file");
   EXPECT_EQ(ReadFile(Part()), "somebody else's");
 }
 

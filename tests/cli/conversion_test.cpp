@@ -293,7 +293,7 @@ TEST_F(ConversionTest, APictureTooLargeForTheFormat) {
 }
 
 TEST_F(ConversionTest, AnInterruptKeepsAPlayablePart) {
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "QLM2: the old file");
   script_.frames = 100;
   script_.before_frame = [this](int frame) { interrupted_ = frame == 14; };
   EXPECT_EQ(Run(), 1);
@@ -303,7 +303,7 @@ TEST_F(ConversionTest, AnInterruptKeepsAPlayablePart) {
                 Part() + "\n");
   EXPECT_THAT(out_.str(), EndsWith(" \xE2\x80\xA2 10000 FPS (VFR Skip: 0)\n"));
   EXPECT_EQ(FramesIn(Part()), 15U);
-  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(output_), "QLM2: the old file");
 }
 
 TEST_F(ConversionTest, AnInterruptBeforeTheFirstFrameLeavesNothing) {
@@ -407,9 +407,45 @@ TEST_F(ConversionTest, TheInputByAnyNameIsRefused) {
   EXPECT_EQ(ReadFile(input_), content);
 }
 
+TEST_F(ConversionTest, AFileThatIsNoQolmFileIsReplacedOnRequestOnly) {
+  WriteFile(output_, "somebody's film");
+  ExpectRefused("an existing file of another kind is not replaced without --overwrite");
+  EXPECT_EQ(ReadFile(output_), "somebody's film");
+  EXPECT_FALSE(fs::exists(Part()));
+  options_ = ParseEncodeOptions({"--overwrite"}, 0);
+  script_.before_frame = [](int) {};
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(FramesIn(output_), 3U);
+}
+
+TEST_F(ConversionTest, QolmFilesOfBothVersionsAndEmptyFilesAreReplaced) {
+  script_.frames = 2;
+  for (const char* content : {"", "QLM2", "QLM2 and more", "QOLM"}) {
+    WriteFile(output_, content);
+    EXPECT_EQ(Run(), 0) << content;
+    EXPECT_EQ(FramesIn(output_), 2U);
+  }
+}
+
+// The conversion takes long, and what comes to its name meanwhile may be precious.
+TEST_F(ConversionTest, AFileThatComesMeanwhileIsNotReplaced) {
+  script_.frames = 3;
+  script_.before_frame = [this](int frame) {
+    if (frame == 1) WriteFile(output_, "somebody's film");
+  };
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(err_.str(),
+            "[-] Error: The file is finished as " + Part() +
+                " but cannot be renamed (an existing file of another kind is not replaced "
+                "without --overwrite): " +
+                output_ + "\n");
+  EXPECT_EQ(ReadFile(output_), "somebody's film");
+  EXPECT_EQ(FramesIn(Part()), 3U);
+}
+
 TEST_F(ConversionTest, AnOutputThatAnotherRunIsWritingIsRefused) {
   output::PartFile other;
-  ASSERT_FALSE(other.Prepare(output_, directory_ / "other input"));
+  ASSERT_FALSE(other.Prepare(output_, directory_ / "other input", {container::BeginsAsQolm}));
   WriteFile(Part(), "the other run's bytes");
   ExpectRefused("another run is writing its part file");
   EXPECT_EQ(ReadFile(Part()), "the other run's bytes");
@@ -420,7 +456,7 @@ TEST_F(ConversionTest, AnOutputThatAnotherRunIsWritingIsRefused) {
 TEST_F(ConversionTest, APartFileOfAnEndedRunIsFree) {
   {
     output::PartFile other;
-    ASSERT_FALSE(other.Prepare(output_, directory_ / "other input"));
+    ASSERT_FALSE(other.Prepare(output_, directory_ / "other input", {container::BeginsAsQolm}));
     other.Keep();
   }
   ASSERT_TRUE(fs::exists(Part()));

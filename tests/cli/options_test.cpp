@@ -40,6 +40,13 @@ TEST(Options, DefaultsWhenNoneIsGiven) {
   EXPECT_EQ(options.audio.sample_rate, 32000);
   EXPECT_EQ(options.audio.channels, 1);
   EXPECT_EQ(options.frame_limit, 0);
+  EXPECT_FALSE(options.overwrite);
+}
+
+TEST(Options, OverwriteIsASwitchOfItsOwn) {
+  const EncodeOptions options = Parse({"--overwrite"});
+  EXPECT_TRUE(options.overwrite);
+  EXPECT_EQ(options.audio.enabled, 1);
 }
 
 TEST(Options, NumbersGoToTheirFields) {

@@ -58,13 +58,13 @@ class Program : public testing::Test {
   }
 
   void ExpectInputRefused(const std::string& reason_pattern) {
-    WriteFile(output_, "the old file");
+    WriteFile(output_, "QLM2: the old file");
     Run({"encode", input_, output_});
     ExpectError(input_);
     EXPECT_EQ(out_, texts::Banner());
     EXPECT_THAT(err_, MatchesRegex("\\[-\\] Error: Cannot open input video \\(" + reason_pattern +
                                    "\\): [^\n]*\n"));
-    EXPECT_EQ(ReadFile(output_), "the old file");
+    EXPECT_EQ(ReadFile(output_), "QLM2: the old file");
     EXPECT_FALSE(fs::exists(Part()));
   }
 
@@ -341,20 +341,20 @@ TEST_F(Program, AnOutputThatIsADirectory) {
 
 TEST_F(Program, AnOutputThatIsReadOnly) {
   MakeInput(3);
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "QLM2: the old file");
   ASSERT_EQ(chmod((directory_ / "").c_str(), 0777), 0);
   ASSERT_EQ(chmod(output_.c_str(), 0444), 0);
   Run({"encode", input_, output_}, DropRoot);
   if (exit_code_ >= 126) GTEST_SKIP() << "the program cannot be run as another user here";
   ExpectError(output_);
   EXPECT_THAT(err_, HasSubstr("Cannot open output file (Permission denied)"));
-  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(output_), "QLM2: the old file");
   EXPECT_FALSE(fs::exists(Part()));
 }
 
 TEST_F(Program, AnOutputInAReadOnlyDirectory) {
   MakeInput(3);
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "QLM2: the old file");
   ASSERT_EQ(chmod(output_.c_str(), 0666), 0);
   ASSERT_EQ(chmod((directory_ / "").c_str(), 0555), 0);
   Run({"encode", input_, output_}, DropRoot);
@@ -362,7 +362,7 @@ TEST_F(Program, AnOutputInAReadOnlyDirectory) {
   if (exit_code_ >= 126) GTEST_SKIP() << "the program cannot be run as another user here";
   ExpectError(output_);
   EXPECT_THAT(err_, HasSubstr("Cannot open output file (Permission denied)"));
-  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(output_), "QLM2: the old file");
 }
 
 void LimitFileSize(rlim_t bytes) {
@@ -372,12 +372,12 @@ void LimitFileSize(rlim_t bytes) {
 
 TEST_F(Program, AFailedWriteEndsTheLoop) {
   MakeInput(200);
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "QLM2: the old file");
   Run({"encode", input_, output_}, [] { LimitFileSize(150000); });
   ExpectError(output_);
   EXPECT_EQ(err_, "[-] Error: Cannot write output file (File too large): " + output_ + "\n");
   EXPECT_THAT(out_, EndsWith(")\n"));  // the progress line is ended and nothing follows it
-  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(output_), "QLM2: the old file");
   EXPECT_FALSE(fs::exists(Part()));
 }
 
@@ -439,7 +439,7 @@ class Interrupted : public Program {
   // Long enough for a report that the pipe does not hold.
   Interrupted() {
     MakeInput(1500);
-    WriteFile(output_, "the old file");
+    WriteFile(output_, "QLM2: the old file");
   }
 
   void ExpectPartKeptAfter(int signal_number) {
@@ -455,7 +455,7 @@ class Interrupted : public Program {
                   " frames; these are kept in a playable file: " + Part() + "\n");
     EXPECT_GE(FramesIn(Part()), 10U);
     EXPECT_LT(FramesIn(Part()), 1500U);
-    EXPECT_EQ(ReadFile(output_), "the old file");
+    EXPECT_EQ(ReadFile(output_), "QLM2: the old file");
 
     Run({"info", Part()});
     EXPECT_EQ(exit_code_, 0);
@@ -485,7 +485,7 @@ TEST_F(Interrupted, ASecondSignalEndsAProgramThatHangs) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
   EXPECT_EQ(run.exit_code(), -SIGINT);
-  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(output_), "QLM2: the old file");
   close(ends[0]);
   close(ends[1]);
 }

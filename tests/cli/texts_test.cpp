@@ -36,6 +36,7 @@ TEST(Usage, ListsEveryOptionWithItsDefault) {
       "  --audio PRESET                  sound preset, see below (default 32k)\n"
       "  --audio-mode MODE               sound coder, see below (default transform)\n"
       "  --no-audio                      leave the sound out (default: it is kept)\n"
+      "  --overwrite                     replace an output that is not a QOLM file (default: refuse)\n"
       "\nFurther options of encode:\n"
       "  --[no-]interleave               sound between the pictures instead of in one block (default off)\n"
       "  --[no-]bidirectional            code every other frame between its neighbours (default off)\n"

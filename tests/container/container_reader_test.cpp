@@ -211,10 +211,10 @@ TEST_F(ContainerReaderTest, RefusesWhatIsNoVersion2FileAndSaysWhy) {
   };
   EXPECT_EQ(reason_with(0, {'Q', 'O', 'L', 'M'}), "the file does not begin with \"QLM2\"");
   EXPECT_EQ(reason_with(4, {3}), "the file's version is 3, not 2");
-  EXPECT_EQ(reason_with(10, {0, 0}), "the picture size 0x16 is outside 1..16384");
-  EXPECT_EQ(reason_with(12, {0, 0}), "the picture size 32x0 is outside 1..16384");
-  EXPECT_EQ(reason_with(10, {0x01, 0x40}), "the picture size 16385x16 is outside 1..16384");
-  EXPECT_EQ(reason_with(12, {0x01, 0x40}), "the picture size 32x16385 is outside 1..16384");
+  EXPECT_EQ(reason_with(10, {0, 0}), "the picture size 0 x 16 is outside 1..16384");
+  EXPECT_EQ(reason_with(12, {0, 0}), "the picture size 32 x 0 is outside 1..16384");
+  EXPECT_EQ(reason_with(10, {0x01, 0x40}), "the picture size 16385 x 16 is outside 1..16384");
+  EXPECT_EQ(reason_with(12, {0x01, 0x40}), "the picture size 32 x 16385 is outside 1..16384");
 
   bytes_ = good;
   bytes_.resize(47);

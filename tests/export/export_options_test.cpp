@@ -62,20 +62,43 @@ TEST(ExportOptionsTest, OptionsMayStandAnywhere) {
   EXPECT_TRUE(Parse({"a.qolm", "--help"})->help);
   EXPECT_TRUE(Parse({"a.qolm", "--version"})->version);
   EXPECT_FALSE(Parse({"help", "b.png"})->help);
+  EXPECT_FALSE(Parse({"a.qolm", "b.png"})->overwrite);
+  EXPECT_TRUE(Parse({"--overwrite", "a.qolm", "b.png"})->overwrite);
+}
+
+TEST(ExportOptionsTest, WhatFollowsTwoDashesAreFiles) {
+  const auto dashes = Parse({"--frame", "3", "--", "--frame", "-b.png"});
+  ASSERT_TRUE(dashes.has_value());
+  EXPECT_EQ(dashes->frame, 3);
+  EXPECT_EQ(dashes->input, "--frame");
+  EXPECT_EQ(dashes->output, "-b.png");
+  EXPECT_EQ(Parse({"a", "--", "--.png"})->output, "--.png");
+  EXPECT_EQ(Parse({"--", "--", "b.png"})->input, "--");
+  EXPECT_TRUE(Parse({"--", "a", "-"})->to_standard_output);
+  EXPECT_EQ(ProblemOf({"a", "b.png", "--", "--frame"}), "unexpected argument --frame");
+}
+
+TEST(ExportOptionsTest, AnOptionIsNeverTakenForAFile) {
+  EXPECT_EQ(ProblemOf({"a.qolm", "--frame"}), "--frame needs a value");
+  EXPECT_THAT(ProblemOf({"a.qolm", "--overwrite"}), HasSubstr("an input and an output"));
+  EXPECT_THAT(ProblemOf({"--y4m", "b.png"}), HasSubstr("an input and an output"));
+  EXPECT_EQ(Parse({"./--frame", "b.png"})->input, "./--frame");
 }
 
 TEST(ExportOptionsTest, BadValuesAreNamed) {
   for (const char* value : {"", "-1", "1.5", "7x", " 7", "99999999999"}) {
     EXPECT_EQ(ProblemOf({"a", "b.png", "--frame", value}),
-              "\"" + std::string(value) + "\" is no value for --frame");
+              "invalid value for --frame: \"" + std::string(value) +
+                  "\" (a frame number, counted from 0)");
   }
-  for (const char* value : {"", "-0.1", "nan", "inf", "1s"}) {
+  for (const char* value : {"", "-0.1", "nan", "inf", "1s", "0,5"}) {
     EXPECT_EQ(ProblemOf({"a", "b.png", "--time", value}),
-              "\"" + std::string(value) + "\" is no value for --time");
+              "invalid value for --time: \"" + std::string(value) + "\" (seconds, such as 1.5)");
   }
   for (const char* value : {"", "4", "x", "4x", "x3", "0x3", "4x0", "101x1", "1x101", "-4x3"}) {
     EXPECT_EQ(ProblemOf({"a", "b.png", "--sheet", value}),
-              "\"" + std::string(value) + "\" is no value for --sheet");
+              "invalid value for --sheet: \"" + std::string(value) +
+                  "\" (columns and rows, each 1 to 100, such as 4x3)");
   }
   EXPECT_EQ(ProblemOf({"a", "b.png", "--sheet"}), "--sheet needs a value");
 }

@@ -93,6 +93,18 @@ class ExportProgramTest : public testing::Test {
     return pixels;
   }
 
+  // What an export to Y4M or PNG may replace.
+  static std::vector<uint8_t> OldY4m() {
+    std::vector<uint8_t> bytes;
+    Append(bytes, "YUV4MPEG2 old");
+    return bytes;
+  }
+  static std::vector<uint8_t> OldPng() {
+    std::vector<uint8_t> bytes;
+    Append(bytes, "\x89PNG\r\n\x1A\n old");
+    return bytes;
+  }
+
   void ExpectFailure(const std::vector<std::string>& arguments, const std::string& error_line) {
     const ProgramRun run = Run(arguments);
     EXPECT_EQ(run.exit_code, 1);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "export/export_program_fixture.h"
+#include "export/form_signature.h"
 #include "export/output_target.h"
 #include "support/decoded_png.h"
 #include "support/default_signals.h"
@@ -25,7 +26,7 @@ TEST_F(ExportProgramTest, InputUnderTheNameOfALinkTargetsPartFileIsNeverOverwrit
   const std::string input = Output("movie.y4m.part");
   std::filesystem::copy_file(Input(), input);
   const std::vector<uint8_t> before = test::ReadBytes(input);
-  test::WriteBytes(Output("movie.y4m"), std::vector<uint8_t>(1, 'x'));
+  test::WriteBytes(Output("movie.y4m"), OldY4m());
   std::filesystem::create_symlink("movie.y4m", Output("link.y4m"));
   ExpectFailure({input, Output("link.y4m")},
                 Output("link.y4m") + ": its part file is the input file");
@@ -33,7 +34,7 @@ TEST_F(ExportProgramTest, InputUnderTheNameOfALinkTargetsPartFileIsNeverOverwrit
 }
 
 TEST_F(ExportProgramTest, OutputThatIsALinkStaysOne) {
-  test::WriteBytes(Output("real.y4m"), std::vector<uint8_t>(1, 'x'));
+  test::WriteBytes(Output("real.y4m"), OldY4m());
   std::filesystem::create_symlink("real.y4m", Output("link.y4m"));
   EXPECT_EQ(Run({Input(), Output("link.y4m")}).exit_code, 0);
   EXPECT_TRUE(std::filesystem::is_symlink(Output("link.y4m")));
@@ -49,7 +50,7 @@ TEST_F(ExportProgramTest, OutputThatIsALinkToNothingFillsItsTarget) {
 }
 
 TEST_F(ExportProgramTest, ReplacedOutputKeepsItsPermissions) {
-  test::WriteBytes(Output("x.png"), std::vector<uint8_t>(1, 'x'));
+  test::WriteBytes(Output("x.png"), OldPng());
   std::filesystem::permissions(Output("x.png"), std::filesystem::perms(0640));
   EXPECT_EQ(Run({Input(), Output("x.png")}).exit_code, 0);
   EXPECT_EQ(ReadPng(Output("x.png")).pixels, ExpectedPixels(0));
@@ -73,16 +74,16 @@ TEST_F(ExportProgramTest, TerminalTakesNoPictures) {
 TEST_F(ExportProgramTest, SignalLeavesNoPartFile) {
   const test::DefaultSignals signals;
   for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
-    test::WriteBytes(Output("x.y4m"), std::vector<uint8_t>(1, 'x'));
+    test::WriteBytes(Output("x.y4m"), OldY4m());
     EXPECT_EXIT(
         {
           OutputTarget target;
-          const bool opened = target.open(Output("x.y4m"), Input());
+          const bool opened = target.open(Output("x.y4m"), Input(), ReplacePolicyOf({}));
           if (opened && std::filesystem::exists(Output("x.y4m.part"))) raise(signal_number);
         },
         testing::KilledBySignal(signal_number), "");
     EXPECT_THAT(Files(), testing::ElementsAre("in.qolm", "x.y4m"));
-    EXPECT_EQ(test::ReadBytes(Output("x.y4m")), std::vector<uint8_t>(1, 'x'));
+    EXPECT_EQ(test::ReadBytes(Output("x.y4m")), OldY4m());
   }
 }
 

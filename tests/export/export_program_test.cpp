@@ -178,6 +178,33 @@ TEST_F(ExportProgramTest, InputUnderThePartFilesNameIsNeverOverwritten) {
   EXPECT_EQ(test::ReadBytes(input), before);
 }
 
+TEST_F(ExportProgramTest, AFileOfAnotherFormIsReplacedOnRequestOnly) {
+  const std::vector<uint8_t> film(100, 'f');
+  for (const std::string name : {"x.y4m", "x.png"}) {
+    test::WriteBytes(Output(name), film);
+    ExpectFailure(
+        {Input(), Output(name)},
+        Output(name) + ": an existing file of another kind is not replaced without --overwrite");
+    EXPECT_EQ(test::ReadBytes(Output(name)), film);
+    EXPECT_FALSE(std::filesystem::exists(Output(name + ".part")));
+    EXPECT_EQ(Run({Input(), Output(name), "--overwrite"}).exit_code, 0);
+    const std::vector<uint8_t> written = test::ReadBytes(Output(name));
+    EXPECT_NE(written, film);
+    EXPECT_EQ(Run({Input(), Output(name)}).exit_code, 0);  // now it is of the form
+    EXPECT_EQ(test::ReadBytes(Output(name)), written);
+  }
+}
+
+TEST_F(ExportProgramTest, OutputsWithTheLongestNames) {
+  for (const size_t length : {250U, 251U, 255U}) {
+    const std::string name = std::string(length - 4, 'n') + ".y4m";
+    EXPECT_EQ(Run({Input(), Output(name)}).exit_code, 0) << length;
+    EXPECT_EQ(test::ReadBytes(Output(name)), ExpectedY4m(8));
+    std::filesystem::remove(Output(name));
+  }
+  EXPECT_THAT(Files(), testing::ElementsAre("in.qolm"));
+}
+
 TEST_F(ExportProgramTest, LeftPartFileIsReplacedNotWrittenThrough) {
   std::filesystem::create_hard_link(Input(), Output("x.y4m.part"));
   const std::vector<uint8_t> before = test::ReadBytes(Input());
@@ -191,7 +218,7 @@ TEST_F(ExportProgramTest, LeftPartFileIsReplacedNotWrittenThrough) {
 
 TEST_F(ExportProgramTest, OutputThatAnotherRunIsWritingIsLeftToIt) {
   OutputTarget other;
-  ASSERT_TRUE(other.open(Output("x.y4m"), Input()));
+  ASSERT_TRUE(other.open(Output("x.y4m"), Input(), {}));
   ASSERT_TRUE(other.write(std::vector<uint8_t>(3, 'o')));
   ExpectFailure({Input(), Output("x.y4m")},
                 Output("x.y4m") + ": another run is writing its part file");
@@ -205,8 +232,9 @@ TEST_F(ExportProgramTest, DamagedRecordKeepsTheFramesBeforeIt) {
   Write(header_);
   const ProgramRun run = Run({Input(), Output("out.y4m")});
   EXPECT_EQ(run.exit_code, 1);
-  EXPECT_EQ(run.errors, "[+] Wrote " + Output("out.y4m") + ": 6 frames, 21x14\n[-] Error: " +
-                            Input() + ": damaged record behind 6 frames of 8\n");
+  EXPECT_EQ(run.errors, "[-] Error: " + Input() +
+                            ": damaged record behind 6 frames of 8; saved in " + Output("out.y4m") +
+                            ": 6 frames, 21x14\n");
   EXPECT_EQ(test::ReadBytes(Output("out.y4m")), ExpectedY4m(6));
   ExpectFailure({Input(), Output("x.png"), "--frame", "6"},
                 Input() + ": frame 6 cannot be decoded: damaged record behind 6 frames of 8");
@@ -217,8 +245,9 @@ TEST_F(ExportProgramTest, DamagedSheetShowsWhatDecodes) {
   Write(header_);
   const ProgramRun run = Run({Input(), Output("sheet.png"), "--sheet", "8x1"});
   EXPECT_EQ(run.exit_code, 1);
-  EXPECT_THAT(run.errors, StartsWith("[+] Wrote " + Output("sheet.png") + ": sheet of 3 frames"));
-  EXPECT_THAT(run.errors, HasSubstr("[-] Error: " + Input() + ": damaged record behind 1 frame"));
+  EXPECT_THAT(run.errors, testing::MatchesRegex("\\[-\\] Error: .*in.qolm: damaged record behind 1 "
+                                                "frame of 8; saved in .*sheet.png: sheet of 3 "
+                                                "frames, [0-9]+x[0-9]+\n"));
 }
 
 TEST_F(ExportProgramTest, CutFileSaysSo) {
@@ -277,12 +306,15 @@ TEST_F(ExportProgramTest, UsageOnRequestAndOnMisuse) {
     EXPECT_EQ(text, word == "--version" ? VersionText() : UsageText());
   }
   EXPECT_EQ(Run({"--help"}, test::OutputEnd::kNoStreams).exit_code, 1);
-  for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{}, {"a"}, {"a", "b.png", "--what"}}) {
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
+                                                    {"a"},
+                                                    {"a", "b.png", "--what"},
+                                                    {"a", "b.png", "--frame", "-1"},
+                                                    {"a", "b.png", "--time", "0,5"}}) {
     const ProgramRun run = Run(arguments);
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_THAT(run.errors, StartsWith("[-] Error: "));
-    EXPECT_THAT(run.errors, HasSubstr("Usage: qolm2_export IN.qolm OUT [options]"));
+    EXPECT_THAT(run.errors, testing::MatchesRegex("\\[-\\] Error: .*; see qolm2_export --help\n"));
+    EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1);
     EXPECT_TRUE(run.output.empty());
   }
 }

@@ -292,9 +292,8 @@ TEST_F(MediaProgramTest, DamagedRecordKeepsTheFramesBeforeItAndTheSound) {
   records_[6].payload.resize(9);
   Write();
   ExpectFailure({Input(), Output("out.mkv")},
-                "[+] Wrote " + Output("out.mkv") +
-                    ": 25 frames, 46x34, 48000 Hz stereo\n[-] Error: " + Input() +
-                    ": damaged record behind 25 frames of 30\n");
+                "[-] Error: " + Input() + ": damaged record behind 25 frames of 30; saved in " +
+                    Output("out.mkv") + ": 25 frames, 46x34, 48000 Hz stereo\n");
   const DecodedMedia media = DecodeMedia(Output("out.mkv"));
   ExpectSamePictures(media, 25);
   ExpectSameSound(media);
@@ -305,9 +304,9 @@ TEST_F(MediaProgramTest, SoundThatDoesNotDecodeLeavesThePicture) {
   MakeSound(48000, 2, kSamples);
   options_.audio_block.resize(options_.audio_block.size() / 2);
   Write();
-  ExpectFailure({Input(), Output("out.mkv")}, "[+] Wrote " + Output("out.mkv") +
-                                                  ": 30 frames, 46x34, no sound\n[-] Error: " +
-                                                  Input() + ": the sound cannot be decoded\n");
+  ExpectFailure({Input(), Output("out.mkv")},
+                "[-] Error: " + Input() + ": the sound cannot be decoded; saved in " +
+                    Output("out.mkv") + ": 30 frames, 46x34, no sound\n");
   ExpectSamePictures(DecodeMedia(Output("out.mkv")), kFrames);
 }
 
@@ -321,7 +320,8 @@ TEST_F(MediaProgramTest, PictureThatChangesItsSizeEndsTheExport) {
   EXPECT_EQ(run.exit_code(), 1);
   EXPECT_THAT(run.err(), HasSubstr("[-] Error: " + Input() +
                                    ": the picture size changes at frame 25, which this form "
-                                   "cannot show\n"));
+                                   "cannot show; saved in " +
+                                   Output("out.mkv") + ": 25 frames, 46x34, no sound\n"));
   ExpectSamePictures(DecodeMedia(Output("out.mkv")), 25);
 }
 

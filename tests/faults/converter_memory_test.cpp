@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kOld = "the old file";
+constexpr const char* kOld = "QLM2: the old file";
 constexpr const char* kWithoutSound = "[+] Note: no sound could be read";
 constexpr const char* kOutOfMemory = "[-] Error: out of memory\n";
 

@@ -28,7 +28,7 @@ class DiskFull : public ProgramCaseTest {
     for (uint64_t i = 0; i < kSizes && !HasFailure(); ++i) {
       const uint64_t bytes = kSmallest + i * (largest - kSmallest) / (kSizes - 1);
       SCOPED_TRACE(std::to_string(bytes) + " bytes");
-      WriteFile(output_, kOld);
+      WriteFile(output_, old_);
       const FaultedRun run = run_on_disk(bytes);
       if (run.exit_code == 0) {
         ExpectSuccess(run);

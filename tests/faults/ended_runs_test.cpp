@@ -60,14 +60,14 @@ class EndedRuns : public ProgramCaseTest {
     for (uint64_t moment = 0; moment < count && !HasFailure(); ++moment) {
       const uint64_t at = 1 + moment * (calls_ - 1) / (count - 1);
       SCOPED_TRACE("call " + std::to_string(at) + " of " + std::to_string(calls_));
-      WriteFile(output_, kOld);
+      WriteFile(output_, old_);
       judge(moment, at);
     }
   }
 
   void ExpectOldOrWhole() const {
     const std::string output = ReadFile(output_);
-    EXPECT_TRUE(output == kOld || (output == whole_ && !fs::exists(Part())));
+    EXPECT_TRUE(output == old_ || (output == whole_ && !fs::exists(Part())));
   }
 
   std::vector<std::string> options_;
@@ -127,7 +127,7 @@ TEST_P(KilledRuns, LeaveTheOldFileOrTheWholeNewOne) {
 TEST_P(KilledRuns, AtAnyTime) {
   std::mt19937 chance(20);
   for (int round = 0; round < 5; ++round) {
-    WriteFile(output_, kOld);
+    WriteFile(output_, old_);
     ProgramRun run(QOLM_CONVERTER, Words(output_));
     std::this_thread::sleep_for(std::chrono::milliseconds(chance() % 300));
     run.Signal(SIGKILL);
@@ -163,7 +163,7 @@ class InterruptedRuns : public EndedRuns {
     }
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_TRUE(IsOneErrorLine(run.err)) << run.err;
-    EXPECT_TRUE(ReadFile(output_) == kOld);
+    EXPECT_TRUE(ReadFile(output_) == old_);
     if (run.err ==
         "[-] Error: Interrupted before the first frame; nothing was written: " + output_ + "\n") {
       EXPECT_FALSE(fs::exists(Part()));

@@ -53,8 +53,6 @@ inline bool IsOneErrorLine(const std::string& text) {
 
 class ProgramCaseTest : public testing::TestWithParam<ProgramCase> {
  protected:
-  static constexpr const char* kOld = "the old file";
-
   void MakeSource(const Clip& clip) {
     clip.Write(source_);
     if (GetParam().exports) {
@@ -64,7 +62,9 @@ class ProgramCaseTest : public testing::TestWithParam<ProgramCase> {
     const FaultedRun undisturbed = Run({});
     ASSERT_EQ(undisturbed.exit_code, 0) << undisturbed.err;
     whole_ = ReadFile(output_);
-    WriteFile(output_, kOld);
+    // Of the output's kind, as it may be replaced.
+    old_ = whole_.substr(0, 32) + "the old file";
+    WriteFile(output_, old_);
   }
 
   std::string Input() const { return GetParam().exports ? qolm_ : source_; }
@@ -109,7 +109,7 @@ class ProgramCaseTest : public testing::TestWithParam<ProgramCase> {
     EXPECT_TRUE(IsOneErrorLine(run.err)) << run.err;
     EXPECT_NE(run.err.find(output_), std::string::npos) << run.err;
     EXPECT_NE(run.err.find(reason), std::string::npos) << run.err;
-    EXPECT_TRUE(ReadFile(output_) == kOld);
+    EXPECT_TRUE(ReadFile(output_) == old_);
     // Where only the new name was refused, the finished file is left under the old one.
     if (run.err.find("The file is finished as " + Part() + " ") != std::string::npos) {
       EXPECT_TRUE(ReadFile(Part()) == whole_);
@@ -123,6 +123,7 @@ class ProgramCaseTest : public testing::TestWithParam<ProgramCase> {
   const std::string qolm_ = (folder_ / "source.qolm").string();
   std::string output_ = (folder_ / GetParam().output).string();
   std::string whole_;  // the output of an undisturbed run
+  std::string old_;    // what stands in its place before the runs that are disturbed
 };
 
 }  // namespace qolm::test

@@ -33,7 +33,7 @@ class WriteFaults : public ProgramCaseTest {
   void Sweep(Fault fault, const Judge& judge) {
     for (fault.at = 1; !HasFailure(); ++fault.at) {
       SCOPED_TRACE(fault.call + " " + std::to_string(fault.at) + ", " + fault.action);
-      WriteFile(output_, kOld);
+      WriteFile(output_, old_);
       const FaultedRun run = Run(fault);
       if (run.faults == 0) {
         ExpectSuccess(run);

@@ -65,7 +65,7 @@ bool Same(const cli::EncodeOptions& a, const cli::EncodeOptions& b) {
          s.coder_flag == t.coder_flag && s.audio_interleave == t.audio_interleave &&
          s.audio_coding_mode == t.audio_coding_mode && a.audio.enabled == b.audio.enabled &&
          a.audio.sample_rate == b.audio.sample_rate && a.audio.channels == b.audio.channels &&
-         a.frame_limit == b.frame_limit;
+         a.frame_limit == b.frame_limit && a.overwrite == b.overwrite;
 }
 
 }  // namespace

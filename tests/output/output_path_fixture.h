@@ -8,6 +8,7 @@
 #include <string>
 
 #include "output/output_path.h"
+#include "own_kind.h"
 #include "support/temporary_folder.h"
 #include "support/text_file.h"
 
@@ -22,9 +23,10 @@ class OutputPathTest : public testing::Test {
     WriteFile(input_, "the input");
   }
 
-  std::string Refusal() { return JudgeOutputPath(output_, input_, judged_).message(); }
+  std::error_code Judge() { return JudgeOutputPath(output_, input_, policy_, judged_); }
+  std::string Refusal() { return Judge().message(); }
   void ExpectAccepted() {
-    const std::error_code refusal = JudgeOutputPath(output_, input_, judged_);
+    const std::error_code refusal = Judge();
     EXPECT_FALSE(refusal) << refusal.message();
   }
   fs::path Part() const { return output_.string() + ".part"; }
@@ -32,6 +34,7 @@ class OutputPathTest : public testing::Test {
   const test::TemporaryFolder folder_;
   const fs::path input_;
   fs::path output_;
+  ReplacePolicy policy_ = {BeginsAsOwn};
   OutputPath judged_;
 };
 

@@ -14,7 +14,7 @@ TEST_F(OutputPathTest, ALinkNamesItsTarget) {
   fs::create_symlink("link", output_);
   fs::create_symlink("elsewhere/target", folder_ / "link");
   for (const bool exists : {false, true}) {
-    if (exists) WriteFile(target, "old");
+    if (exists) WriteFile(target, "own: old");
     ExpectAccepted();
     EXPECT_EQ(judged_.target, target);
     EXPECT_EQ(judged_.part, target.string() + ".part");
@@ -58,8 +58,31 @@ TEST_F(OutputPathTest, SpecialFilesAreToldApart) {
   EXPECT_TRUE(judged_.special);
 }
 
+TEST_F(OutputPathTest, OfAnotherKindBehindALink) {
+  WriteFile(folder_ / "film", "somebody's film");
+  fs::create_symlink("film", output_);
+  EXPECT_EQ(Refusal(), "an existing file of another kind is not replaced without --overwrite");
+}
+
+TEST_F(OutputPathTest, WhatCannotBeReadMayBeOfAnyKind) {
+  WriteFile(output_, "own: old");
+  ASSERT_EQ(chmod(folder_.path().c_str(), 0777), 0);
+  ASSERT_EQ(chmod(output_.c_str(), 0222), 0);
+  EXPECT_EXIT(
+      {
+        test::DropRoot();
+        const bool refused = Refusal() == "Permission denied";
+        policy_.overwrite = true;
+        _exit(refused && !Judge() ? 0 : 1);
+      },
+      [](int status) {
+        return WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 126);
+      },
+      "");
+}
+
 TEST_F(OutputPathTest, AWriteProtectedFile) {
-  WriteFile(output_, "old");
+  WriteFile(output_, "own: old");
   ASSERT_EQ(chmod(folder_.path().c_str(), 0777), 0);
   ASSERT_EQ(chmod(output_.c_str(), 0444), 0);
   EXPECT_EXIT(

@@ -15,15 +15,46 @@ TEST_F(OutputPathTest, ANewFile) {
 }
 
 TEST_F(OutputPathTest, AnExistingFile) {
-  WriteFile(output_, "old");
+  WriteFile(output_, "own: old");
   ExpectAccepted();
   EXPECT_TRUE(judged_.exists);
   EXPECT_FALSE(judged_.special);
 }
 
+TEST_F(OutputPathTest, OfTheOwnKindOrEmptyMayBeReplaced) {
+  for (const std::string content :
+       {"", "own", "own and more", "own and much more than is looked at"}) {
+    WriteFile(output_, content);
+    ExpectAccepted();
+  }
+}
+
+TEST_F(OutputPathTest, OfAnotherKindIsReplacedOnRequestOnly) {
+  for (const std::string content : {"o", "ow", "not our own", "a film of somebody's own"}) {
+    WriteFile(output_, content);
+    policy_.overwrite = false;
+    EXPECT_EQ(Refusal(), "an existing file of another kind is not replaced without --overwrite");
+    policy_.overwrite = true;
+    ExpectAccepted();
+  }
+}
+
+TEST_F(OutputPathTest, AtMost32BytesAreLookedAt) {
+  size_t seen = 0;
+  policy_.is_own_kind = [&seen](std::span<const uint8_t> bytes) {
+    seen = bytes.size();
+    return true;
+  };
+  for (const size_t size : {31U, 32U, 33U}) {
+    WriteFile(output_, std::string(size, 'x'));
+    ExpectAccepted();
+    EXPECT_EQ(seen, std::min<size_t>(size, 32));
+  }
+}
+
 TEST_F(OutputPathTest, AMissingInputIsNotTheOutput) {
   fs::remove(input_);
-  WriteFile(output_, "old");
+  WriteFile(output_, "own: old");
   ExpectAccepted();
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "output/part_file.h"
+#include "own_kind.h"
 #include "support/temporary_folder.h"
 #include "support/text_file.h"
 
@@ -31,7 +32,7 @@ class PartFileTest : public testing::Test {
 
   std::string Prepare() { return Prepare(*part_file_); }
   std::string Prepare(PartFile& part_file) {
-    const std::error_code error = part_file.Prepare(output_, input_);
+    const std::error_code error = part_file.Prepare(output_, input_, policy_);
     return error ? error.message() : "";
   }
   void ExpectRefused(const std::string& reason) {
@@ -53,6 +54,7 @@ class PartFileTest : public testing::Test {
   const test::TemporaryFolder folder_;
   const fs::path input_;
   fs::path output_;
+  ReplacePolicy policy_ = {BeginsAsOwn};
   std::optional<PartFile> part_file_;
 };
 

@@ -20,7 +20,7 @@ TEST_F(PartFileTest, ANewFileHasTheUsersOrdinaryPermissions) {
 }
 
 TEST_F(PartFileTest, AnExistingOutputKeepsItsPermissions) {
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "own: the old file");
   for (const mode_t mode : {0600U, 0666U, 0751U, 0200U}) {
     ASSERT_EQ(chmod(output_.c_str(), mode), 0);
     part_file_.emplace();
@@ -31,7 +31,7 @@ TEST_F(PartFileTest, AnExistingOutputKeepsItsPermissions) {
 }
 
 TEST_F(PartFileTest, APrivateOutputIsPrivateFromTheStart) {
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "own: the old file");
   ASSERT_EQ(chmod(output_.c_str(), 0600), 0);
   ASSERT_EQ(Prepare(), "");
   EXPECT_EQ(fs::status(Part()).permissions(), fs::perms(0600));
@@ -41,7 +41,8 @@ TEST_F(PartFileTest, ALinkKeepsBeingOne) {
   fs::create_directory(folder_ / "elsewhere");
   const fs::path target = folder_ / "elsewhere/target";
   fs::create_symlink("elsewhere/target", output_);
-  for (const std::string content : {"first", "second"}) {  // a link to nothing, then to a file
+  for (const std::string content :
+       {"own: first", "own: second"}) {  // a link to nothing, then to a file
     part_file_.emplace();
     ASSERT_EQ(Prepare(), "");
     EXPECT_EQ(part_file_->path(), target.string() + ".part");
@@ -79,7 +80,7 @@ TEST_F(PartFileTest, RefusesAnotherRunsOutputByAnotherName) {
 
 TEST_F(PartFileTest, ASignalRemovesItOnRequest) {
   const test::DefaultSignals signals;
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "own: the old file");
   for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
     EXPECT_EXIT(
         {
@@ -89,7 +90,7 @@ TEST_F(PartFileTest, ASignalRemovesItOnRequest) {
         },
         testing::KilledBySignal(signal_number), "");
     EXPECT_THAT(Files(), ElementsAre("input", "output"));
-    EXPECT_EQ(ReadFile(output_), "the old file");
+    EXPECT_EQ(ReadFile(output_), "own: the old file");
   }
 }
 
@@ -108,7 +109,7 @@ TEST_F(PartFileTest, ASignalAfterTheEndRemovesNothing) {
 }
 
 TEST_F(PartFileTest, AReadOnlyDirectory) {
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "own: the old file");
   ASSERT_EQ(chmod(output_.c_str(), 0666), 0);
   ASSERT_EQ(chmod(folder_.path().c_str(), 0555), 0);
   EXPECT_EXIT(
@@ -122,7 +123,7 @@ TEST_F(PartFileTest, AReadOnlyDirectory) {
       },
       "");
   chmod(folder_.path().c_str(), 0700);
-  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(output_), "own: the old file");
 }
 
 }  // namespace

@@ -6,12 +6,12 @@ namespace qolm::output {
 namespace {
 
 TEST_F(PartFileTest, TakesTheOutputsPlaceOnlyAtTheCommit) {
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "own: the old file");
   ASSERT_EQ(Prepare(), "");
   EXPECT_EQ(part_file_->path(), Part());
   EXPECT_EQ(fs::file_size(Part()), 0U);
   WriteFile(Part(), "the new file");
-  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(output_), "own: the old file");
   EXPECT_FALSE(part_file_->Commit());
   part_file_.reset();
   EXPECT_EQ(ReadFile(output_), "the new file");
@@ -19,10 +19,10 @@ TEST_F(PartFileTest, TakesTheOutputsPlaceOnlyAtTheCommit) {
 }
 
 TEST_F(PartFileTest, IsRemovedWithoutACommit) {
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "own: the old file");
   ASSERT_EQ(Prepare(), "");
   part_file_.reset();
-  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(output_), "own: the old file");
   EXPECT_THAT(Files(), ElementsAre("input", "output"));
 }
 
@@ -38,6 +38,37 @@ TEST_F(PartFileTest, RefusesWhatTheJudgeRefuses) {
   fs::create_hard_link(input_, Part());
   ExpectRefused("its part file is the input file");
   EXPECT_EQ(ReadFile(Part()), "the input");
+}
+
+TEST_F(PartFileTest, RefusesAFileOfAnotherKindBeforeAnythingIsMade) {
+  WriteFile(output_, "somebody's film");
+  ExpectRefused("an existing file of another kind is not replaced without --overwrite");
+  EXPECT_EQ(ReadFile(output_), "somebody's film");
+  EXPECT_THAT(Files(), ElementsAre("input", "output"));
+}
+
+TEST_F(PartFileTest, ReplacesAFileOfAnotherKindOnRequest) {
+  WriteFile(output_, "somebody's film");
+  policy_.overwrite = true;
+  ASSERT_EQ(Prepare(), "");
+  WriteFile(Part(), "the new file");
+  EXPECT_FALSE(part_file_->Commit());
+  EXPECT_EQ(ReadFile(output_), "the new file");
+}
+
+TEST_F(PartFileTest, AFileOfAnotherKindThatCameMeanwhileIsNotReplaced) {
+  for (const bool overwrite : {false, true}) {
+    policy_.overwrite = overwrite;
+    fs::remove(output_);
+    part_file_.emplace();
+    ASSERT_EQ(Prepare(), "");
+    WriteFile(Part(), "the new file");
+    WriteFile(output_, "somebody's film");
+    EXPECT_EQ(part_file_->Commit() == OutputRefusal::kOtherKind, !overwrite);
+    EXPECT_EQ(ReadFile(output_), overwrite ? "the new file" : "somebody's film");
+    EXPECT_EQ(fs::exists(Part()), !overwrite);
+    part_file_.reset();
+  }
 }
 
 TEST_F(PartFileTest, RefusesAMissingDirectory) {
@@ -76,13 +107,13 @@ TEST_F(PartFileTest, ReplacesThePartFileOfAnEndedRunNeverWritingThroughIt) {
 }
 
 TEST_F(PartFileTest, AFileThatIsNoLongerOursNeverBecomesTheOutputNorGoes) {
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "own: the old file");
   ASSERT_EQ(Prepare(), "");
   fs::rename(Part(), folder_ / "moved");
   WriteFile(Part(), "somebody else's");
   EXPECT_EQ(part_file_->Commit(), std::errc::no_such_file_or_directory);
   part_file_.reset();
-  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(output_), "own: the old file");
   EXPECT_EQ(ReadFile(Part()), "somebody else's");
 }
 

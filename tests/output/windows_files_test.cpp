@@ -23,7 +23,7 @@ class OpenElsewhere {
 };
 
 TEST_F(OutputPathTest, AReadOnlyFile) {
-  WriteFile(output_, "old");
+  WriteFile(output_, "own: old");
   fs::permissions(output_, fs::perms::owner_read);
   EXPECT_EQ(Refusal(), "Permission denied");
   fs::permissions(output_, fs::perms::owner_all);
@@ -43,14 +43,14 @@ TEST_F(OutputPathTest, TheInputInOtherLetters) {
 }
 
 TEST_F(PartFileTest, AnOutputThatIsOpenElsewhereStaysAsItIs) {
-  WriteFile(output_, "the old file");
+  WriteFile(output_, "own: the old file");
   ASSERT_EQ(Prepare(), "");
   WriteFile(Part(), "the new file");
   {
     const OpenElsewhere reader(output_);
     EXPECT_EQ(part_file_->Commit(), std::errc::permission_denied);
   }
-  EXPECT_EQ(ReadFile(output_), "the old file");
+  EXPECT_EQ(ReadFile(output_), "own: the old file");
   EXPECT_EQ(ReadFile(Part()), "the new file");
   EXPECT_FALSE(part_file_->Commit());
   EXPECT_EQ(ReadFile(output_), "the new file");

@@ -1,0 +1,45 @@
+#include "export/form_signature.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace qolm::exporter {
+namespace {
+
+using namespace std::string_view_literals;
+
+bool HasAt(std::span<const uint8_t> bytes, size_t position, std::string_view text) {
+  if (bytes.size() < position + text.size()) return false;
+  return std::equal(text.begin(), text.end(), bytes.begin() + static_cast<ptrdiff_t>(position),
+                    [](char c, uint8_t byte) { return static_cast<uint8_t>(c) == byte; });
+}
+
+}  // namespace
+
+bool BeginsAs(Form form, std::span<const uint8_t> bytes) {
+  switch (form) {
+    case Form::kY4m:
+      return HasAt(bytes, 0, "YUV4MPEG2");
+    case Form::kPng:
+      return HasAt(bytes, 0, "\x89PNG\r\n\x1A\n");
+    case Form::kWav:  // videos may be RIFF files, too
+      return (HasAt(bytes, 0, "RIFF") || HasAt(bytes, 0, "RF64")) && HasAt(bytes, 8, "WAVE");
+    case Form::kMatroska:
+      return HasAt(bytes, 0, "\x1A\x45\xDF\xA3");
+    case Form::kMp4:
+      return HasAt(bytes, 4, "ftyp");
+    case Form::kNut:
+      return HasAt(bytes, 0, "nut/multimedia container\0"sv);
+    case Form::kPipe:
+      break;
+  }
+  return false;
+}
+
+output::ReplacePolicy ReplacePolicyOf(const ExportOptions& options) {
+  const Form form = options.form;
+  return {[form](std::span<const uint8_t> bytes) { return BeginsAs(form, bytes); },
+          options.overwrite};
+}
+
+}  // namespace qolm::exporter
