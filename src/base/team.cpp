@@ -102,6 +102,11 @@ class Helpers {
     ending_ = false;
   }
 
+  size_t Kept() {
+    const std::lock_guard one_at_a_time(caller_);
+    return threads_.size();
+  }
+
  private:
   static constexpr uint32_t kOpen = 1;
   static constexpr uint32_t kOneInside = 2;
@@ -164,6 +169,8 @@ class Helpers {
 void ForceTeamSize(size_t size) { forced_size.store(size, std::memory_order_relaxed); }
 
 void EndTeamThreads() { Helpers::Get().End(); }
+
+size_t KeptTeamThreads() { return Helpers::Get().Kept(); }
 
 void ShareLoop(size_t count, LoopPiece piece, const void* work) {
   const size_t members = in_a_loop ? 1 : TeamSize();

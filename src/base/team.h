@@ -30,6 +30,10 @@ void ShareLoop(size_t count, LoopPiece piece, const void* work);
 // Not while a loop is under way.
 void EndTeamThreads();
 
+// How many threads are kept. For tests, which show with it that loops start no more
+// than their teams have members. Not while a loop is under way.
+size_t KeptTeamThreads();
+
 // Calls work(i) for every i from 0 to count - 1, and is back when all calls are.
 //
 // Without a team they come in ascending order on the calling thread. A team takes

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <string>
+
 namespace qolm {
 namespace {
 
@@ -13,6 +16,23 @@ class SimdLevelTest : public ::testing::Test {
 TEST_F(SimdLevelTest, StartsAtTheDetectedLevel) {
   EXPECT_EQ(ActiveSimdLevel(), DetectedSimdLevel());
 }
+
+#if defined(__linux__) && (defined(__x86_64__) || defined(__i386__))
+// Slower kernels give the same bits, so nothing else notices an overlooked processor.
+TEST_F(SimdLevelTest, IsTheHighestThatTheSystemLists) {
+  std::ifstream list("/proc/cpuinfo");
+  std::string line;
+  while (std::getline(list, line) && !line.starts_with("flags")) {
+  }
+  if (line.empty()) GTEST_SKIP() << "the system lists no flags: nothing was compared";
+  line += ' ';
+  const auto has = [&line](const char* flag) { return line.find(flag) != std::string::npos; };
+  const SimdLevel expected = has(" avx2 ")    ? SimdLevel::kAvx2
+                             : has(" ssse3 ") ? SimdLevel::kSsse3
+                                              : SimdLevel::kScalar;
+  EXPECT_EQ(DetectedSimdLevel(), expected);
+}
+#endif
 
 TEST_F(SimdLevelTest, CanBeLoweredAndRestored) {
   ForceSimdLevel(SimdLevel::kScalar);

@@ -145,8 +145,8 @@ TEST(Alone, NoCallFollowsAnException) {
 }
 
 // The threads of a team. Every call waits for all members, so that none can do
-// the whole loop before the others have come.
-std::set<std::thread::id> TeamMembers(size_t expected) {
+// the whole loop before the others have come, and for so many looks at most.
+std::set<std::thread::id> TeamMembers(size_t expected, int most_looks = 100000) {
   std::mutex mutex;
   std::set<std::thread::id> members;
   const auto is_complete = [&] {
@@ -155,7 +155,7 @@ std::set<std::thread::id> TeamMembers(size_t expected) {
     return members.size() >= expected;
   };
   ForEachInTeam(32, true, [&](size_t) {
-    for (int patience = 100000; patience > 0 && !is_complete(); --patience) {
+    for (int patience = most_looks; patience > 0 && !is_complete(); --patience) {
       std::this_thread::yield();
     }
   });
@@ -174,6 +174,64 @@ TEST(Team, HasTheSizeThatATestWants) {
     const test::ScopedTeamSize forced(size);
     EXPECT_EQ(TeamMembers(size).size(), size);
   }
+}
+
+// A team of the usual size has a thread for each member but the calling one.
+TEST(Team, StartsAThreadForEachMemberButTheCaller) {
+  EndTeamThreads();
+  EXPECT_EQ(KeptTeamThreads(), 0U);
+  ForEachInTeam(2, true, [](size_t) {});
+  const size_t usual = std::clamp<size_t>(std::thread::hardware_concurrency(), 1, kTeamSize);
+  EXPECT_EQ(KeptTeamThreads(), usual - 1);
+  EndTeamThreads();
+  for (const size_t size : {1U, 2U, 3U, 8U}) {
+    const test::ScopedTeamSize forced(size);
+    for (int round = 0; round < 5; ++round) ForEachInTeam(100, true, [](size_t) {});
+    EXPECT_EQ(KeptTeamThreads(), size - 1);
+  }
+  EndTeamThreads();
+}
+
+TEST(Team, LoopsThatNeedNoHelpStartNoThread) {
+  EndTeamThreads();
+  const test::ScopedTeamSize forced(4);
+  ForEachInTeam(1000, false, [](size_t) {});
+  ForEachInTeam(1, true, [](size_t) {});
+  ForEachInTeam(0, true, [](size_t) {});
+  EXPECT_EQ(KeptTeamThreads(), 0U);
+}
+
+// More threads are kept than a smaller team wants, and all of them are woken.
+TEST(Team, ASmallerTeamLeavesTheOtherThreadsAlone) {
+  {
+    const test::ScopedTeamSize forced(8);
+    ForEachInTeam(100, true, [](size_t) {});
+  }
+  for (const size_t size : {2U, 3U}) {
+    const test::ScopedTeamSize forced(size);
+    EXPECT_EQ(TeamMembers(size + 1, 3000).size(), size);
+  }
+  EXPECT_EQ(KeptTeamThreads(), 7U);
+  EndTeamThreads();
+}
+
+TEST(Team, AnInnerLoopStaysOnTheThreadOfItsMember) {
+  const test::ScopedTeamSize forced(3);
+  std::mutex mutex;
+  size_t strangers = 0;
+  size_t calls = 0;
+  const auto inner_loop = [&](size_t) {
+    const std::thread::id member = std::this_thread::get_id();
+    ForEachInTeam(50, true, [&](size_t) {
+      std::this_thread::yield();
+      const std::lock_guard lock(mutex);
+      ++calls;
+      if (std::this_thread::get_id() != member) ++strangers;
+    });
+  };
+  ForEachInTeam(12, true, inner_loop);
+  EXPECT_EQ(calls, 600U);
+  EXPECT_EQ(strangers, 0U);
 }
 
 // Each loop's pieces are its own, however soon the next one follows.

@@ -4,6 +4,7 @@
 #define QOLM_TESTS_ENTROPY_NAIVE_CODERS_H_
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace qolm::entropy::naive {
@@ -99,6 +100,22 @@ inline Bytes RansDecode(const Bytes& stream) {
   return out;
 }
 
+// Whether a stream of `n` values, at least 1, has a well-formed head.
+inline bool RansOpens(const Bytes& stream, uint64_t n) {
+  if (stream.size() < 6 || Read32(stream, 0) != n) return false;
+  const size_t k = stream[4] + size_t{256} * stream[5];
+  if (k < 1 || k > 256 || stream.size() < 6 + 3 * k + 4) return false;
+  uint32_t sum = 0;
+  int last = -1;
+  for (size_t at = 6; at < 6 + 3 * k; at += 3) {
+    const uint32_t freq = stream[at + 1] + 256u * stream[at + 2];
+    if (stream[at] <= last || freq == 0) return false;
+    last = stream[at];
+    sum += freq;
+  }
+  return sum == 4096;
+}
+
 inline int NextContext(int context, uint8_t byte) {
   if (context == 0) return byte == 0 ? 1 : byte == 2 ? 2 : byte == 255 ? 3 : 0;
   return context == 3 ? 4 : 0;
@@ -130,6 +147,51 @@ inline Bytes ContextEncode(const Bytes& input) {
     Append32(out, split[c].size());
     Append32(out, coded[c].size());
     out.insert(out.end(), coded[c].begin(), coded[c].end());
+  }
+  return out;
+}
+
+// Nothing where the stream is malformed.
+inline std::optional<Bytes> ContextDecode(const Bytes& stream, size_t n) {
+  if (n == 0 || stream.size() < 5 || Read32(stream, 0) != n || stream[4] > 1) return {};
+  const auto piece = [&stream](size_t from, size_t size) {
+    const auto begin = stream.begin() + static_cast<ptrdiff_t>(from);
+    return Bytes(begin, begin + static_cast<ptrdiff_t>(size));
+  };
+  if (stream[4] == 0) {
+    const Bytes whole = piece(5, stream.size() - 5);
+    if (!RansOpens(whole, n)) return {};
+    return RansDecode(whole);
+  }
+  std::vector<Bytes> coded(5);
+  std::vector<uint64_t> counts(5);
+  uint64_t sum = 0;
+  size_t at = 5;
+  for (size_t c = 0; c < 5; ++c) {
+    if (stream.size() - at < 8) return {};
+    counts[c] = Read32(stream, at);
+    const size_t size = Read32(stream, at + 4);
+    at += 8;
+    if (size > stream.size() - at || (counts[c] == 0 && size > 0)) return {};
+    coded[c] = piece(at, size);
+    at += size;
+    sum += counts[c];
+  }
+  if (sum != n) return {};
+  std::vector<Bytes> split(5);
+  for (size_t c = 0; c < 5; ++c) {
+    if (counts[c] == 0) continue;
+    if (!RansOpens(coded[c], counts[c])) return {};
+    split[c] = RansDecode(coded[c]);
+  }
+  Bytes out;
+  std::vector<size_t> next(5, 0);
+  int context = 0;
+  while (out.size() < n) {
+    const auto c = static_cast<size_t>(context);
+    if (next[c] == split[c].size()) return {};
+    out.push_back(split[c][next[c]++]);
+    context = NextContext(context, out.back());
   }
   return out;
 }
@@ -185,6 +247,56 @@ inline Bytes EncodeTokens(const std::vector<int16_t>& values) {
   }
   PutRange(out, values, blocks * 64, values.size());
   return out;
+}
+
+// Nothing where the tokens do not stand for `count` values.
+inline std::optional<std::vector<int16_t>> DecodeTokens(const Bytes& tokens, size_t count) {
+  const size_t tail = count - count % 64;
+  std::vector<int16_t> values;
+  const auto put_zeros = [&values](size_t zeros) { values.resize(values.size() + zeros, 0); };
+  size_t at = 0;
+  while (at < tokens.size()) {
+    const uint8_t token = tokens[at++];
+    const size_t position = values.size();
+    if (position >= count) return {};
+    const size_t left = position >= tail ? count - position : 64 - position % 64;
+    const size_t arguments = token == 255 ? 2 : token == 0 || token == 2 ? 1 : 0;
+    if (tokens.size() - at < arguments) return {};
+    if (token == 0) {
+      const size_t run = tokens[at++];
+      if (run == 0 || run > left) return {};
+      put_zeros(run);
+    } else if (token == 1) {
+      if (position >= tail) return {};
+      put_zeros(left);
+    } else if (token == 2) {
+      const size_t blocks = tokens[at++];
+      if (blocks == 0 || position % 64 != 0 || position + 64 * blocks > tail) return {};
+      put_zeros(64 * blocks);
+    } else if (token == 255) {
+      values.push_back(static_cast<int16_t>(tokens[at] + 256 * tokens[at + 1]));
+      at += 2;
+    } else if (token >= 8 && token <= 248 && token != 128) {
+      values.push_back(static_cast<int16_t>(token - 128));
+    } else {
+      return {};
+    }
+  }
+  if (values.size() != count) return {};
+  return values;
+}
+
+// Nothing where the stream is malformed.
+inline std::optional<std::vector<int16_t>> DecodeCoefficients(const Bytes& stream, size_t count) {
+  if (stream.empty() || count == 0) {
+    if (stream.empty() && count == 0) return std::vector<int16_t>{};
+    return {};
+  }
+  if (stream.size() < 5) return {};
+  const uint32_t tokens = Read32(stream, 0);
+  if (tokens > 3 * count) return {};
+  const std::optional<Bytes> decoded = ContextDecode(stream, tokens);
+  return decoded ? DecodeTokens(*decoded, count) : std::nullopt;
 }
 
 }  // namespace qolm::entropy::naive
