@@ -33,6 +33,17 @@ void WithEachThreadCount(const Work& work) {
   });
 }
 
+// How many threads help in work() when teams have three members.
+template <typename Work>
+size_t StartedThreads(const Work& work) {
+  EndTeamThreads();
+  const ScopedTeamSize forced(3);
+  work();
+  const size_t started = KeptTeamThreads();
+  EndTeamThreads();
+  return started;
+}
+
 }  // namespace qolm::test
 
 #endif  // QOLM_TESTS_SUPPORT_THREAD_COUNTS_H_

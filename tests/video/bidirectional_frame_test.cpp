@@ -14,6 +14,7 @@
 #include "base/byte_order.h"
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
+#include "support/fenced_bytes.h"
 #include "support/moving_picture.h"
 #include "support/thread_counts.h"
 #include "video/bidirectional_field.h"
@@ -277,7 +278,9 @@ TEST(BidirectionalFrame, TheDecodedPictureFollowsTheSource) {
   }
 }
 
-TEST(BidirectionalFrame, LevelsAndThreadsDoNotChangeAnything) {
+// Coded and decoded once more under what `over` gives its argument, with the same result.
+template <typename Over>
+void ExpectSameResult(const Over& over) {
   const YuvPlanes past = test::TexturedPicture(330, 202, 3, 2);
   YuvPlanes source = past;
   source.y = test::TexturePlane(330, 202, 5, -2, 3);
@@ -286,17 +289,73 @@ TEST(BidirectionalFrame, LevelsAndThreadsDoNotChangeAnything) {
   const Bytes first = EncodeBidirectionalFrame(source, {}, past, future);
   YuvPlanes first_picture;
   ASSERT_TRUE(DecodeBidirectionalFrame(first, true, true, past, future, first_picture));
-  const auto expect_same = [&] {
+  over([&] {
     EXPECT_EQ(EncodeBidirectionalFrame(source, {}, past, future), first);
     YuvPlanes picture;
     EXPECT_TRUE(DecodeBidirectionalFrame(first, true, true, past, future, picture));
     EXPECT_TRUE(SamePicture(picture, first_picture));
-  };
-  for (const SimdLevel level : test::AvailableSimdLevels()) {
-    const test::ScopedSimdLevel forced(level);
-    expect_same();
+  });
+}
+
+TEST(BidirectionalFrame, LevelsDoNotChangeAnything) {
+  if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
+  ExpectSameResult([](const auto& expect_same) {
+    for (const SimdLevel level : test::AvailableSimdLevels()) {
+      const test::ScopedSimdLevel forced(level);
+      expect_same();
+    }
+  });
+}
+
+TEST(BidirectionalFrame, ThreadsDoNotChangeAnything) {
+  ExpectSameResult([](const auto& expect_same) { test::WithEachThreadCount(expect_same); });
+}
+
+// 11 at the corner is a level of 1 at coefficient (1, 1), which is not worth its bits.
+TEST(BidirectionalFrame, WeakLevelsAreStoredOnlyWithoutTheRateRule) {
+  const YuvPlanes anchor = test::FlatPicture(8, 8, 100, 128, 128);
+  YuvPlanes source = anchor;
+  source.y[0] = 111;
+  for (const bool sparse_levels : {false, true}) {
+    const Bytes payload = EncodeBidirectionalFrame(
+        source, {.quality = 104, .sparse_levels = sparse_levels}, anchor, anchor);
+    ASSERT_EQ(payload[4], 100);
+    EXPECT_EQ(test::PlaneLevels(test::PayloadStreams(payload)[2], 8, 8)[kScanPosition[9]],
+              sparse_levels ? 0 : 1);
   }
-  test::WithEachThreadCount(expect_same);
+}
+
+// The same difference at the same step: it would stay in the pictures that refer to a
+// predicted one, and ends with a bidirectional one.
+TEST(BidirectionalFrame, LevelsAreWorthLessWhereNoPictureRefersToThem) {
+  const YuvPlanes anchor = test::FlatPicture(8, 8, 100, 128, 128);
+  const YuvPlanes source = test::FlatPicture(8, 8, 103, 128, 128);
+  const auto dc_level = [](const Bytes& payload) {
+    EXPECT_EQ(payload[4], 45);
+    return test::PlaneLevels(test::PayloadStreams(payload)[2], 8, 8)[0];
+  };
+  YuvPlanes reference = anchor;
+  EXPECT_EQ(dc_level(EncodeInterFrame(source, {.quality = 45}, reference)), 1);
+  EXPECT_EQ(dc_level(EncodeBidirectionalFrame(source, {.quality = 49}, anchor, anchor)), 0);
+}
+
+TEST(BidirectionalFrame, AnchorsAreTakenInTheirOrder) {
+  const YuvPlanes scene = test::TexturedPicture(48, 32, 3, 0);
+  const YuvPlanes other = test::TexturedPicture(48, 32, 9, 0);
+  for (const bool scene_is_past : {false, true}) {
+    const YuvPlanes& past = scene_is_past ? scene : other;
+    const YuvPlanes& future = scene_is_past ? other : scene;
+    const Bytes payload = EncodeBidirectionalFrame(scene, {.deblocking = false}, past, future);
+    const BidirectionalMode expected =
+        scene_is_past ? BidirectionalMode::kPast : BidirectionalMode::kFuture;
+    EXPECT_EQ(FieldOf(payload, past, true).modes, std::vector<BidirectionalMode>(6, expected));
+    // Only what stands in the named anchor needs no residual.
+    const std::vector<Bytes> streams = test::PayloadStreams(payload);
+    EXPECT_EQ(test::PlaneLevels(streams[2], 48, 32), std::vector<int16_t>(64 * 24));
+    YuvPlanes picture;
+    ASSERT_TRUE(DecodeBidirectionalFrame(payload, true, false, past, future, picture));
+    EXPECT_TRUE(SamePicture(picture, scene));
+  }
 }
 
 TEST(BidirectionalFrameDamage, EveryTruncationIsRefused) {
@@ -313,26 +372,37 @@ TEST(BidirectionalFrameDamage, EveryTruncationIsRefused) {
   EXPECT_FALSE(DecodeBidirectionalFrame(payload, true, true, past, future, picture));
 }
 
+// Refused or decoded to a picture of its anchors' size; nothing behind the payload is
+// read.
 TEST(BidirectionalFrameDamage, EverySingleBitFlipIsSurvived) {
+  int refused = 0;
+  int survived = 0;
   for (const FrameSize& size : {FrameSize{1, 1}, {9, 7}, {33, 17}}) {
     const YuvPlanes past = MovingPicture(size.width, size.height, 0);
     const YuvPlanes future = test::RandomPicture(size.width, size.height, 2);
     const Bytes payload =
         EncodeBidirectionalFrame(MovingPicture(size.width, size.height, 3), {}, past, future);
+    test::Fenced<uint8_t> damaged(payload);
     for (size_t bit = 0; bit < 8 * payload.size(); ++bit) {
-      Bytes damaged = payload;
-      damaged[bit / 8] = static_cast<uint8_t>(damaged[bit / 8] ^ (1U << (bit % 8)));
+      uint8_t& byte = damaged.span()[bit / 8];
+      byte = static_cast<uint8_t>(byte ^ (1U << (bit % 8)));
       YuvPlanes picture;
-      const bool decoded = DecodeBidirectionalFrame(damaged, true, true, past, future, picture);
+      const bool decoded =
+          DecodeBidirectionalFrame(damaged.span(), true, true, past, future, picture);
+      byte = payload[bit / 8];
+      ++(decoded ? survived : refused);
       // Size, macroblock counts and stream sizes leave no freedom.
       if (bit / 8 < 29 && bit / 8 != 4) {
         ASSERT_FALSE(decoded) << bit;
       }
       if (decoded) {
         ASSERT_TRUE(picture.SameSize(past)) << bit;
+        ASSERT_EQ(picture.y.size(), past.y.size()) << bit;
       }
     }
   }
+  EXPECT_GT(refused, 500);
+  EXPECT_GT(survived, 300);
 }
 
 TEST(BidirectionalFrameDamage, StreamsThatDoNotFitTheModesAreRefused) {

@@ -100,7 +100,110 @@ TEST(SearchBothWays, StoredVectorsStayWithin31AndInsideTheAnchor) {
 TEST(SearchBothWays, WithoutADifferenceEverythingIsDirect) {
   const YuvPlanes picture = test::MovingPicture(130, 70, 0);
   const BidirectionalField field = SearchBothWays(picture, picture, picture, {}, 35.0F);
-  for (const BidirectionalMode mode : field.modes) EXPECT_EQ(mode, BidirectionalMode::kDirect);
+  ASSERT_EQ(field.modes.size(), 45U);
+  ASSERT_EQ(field.past.size(), 45U);
+  ASSERT_EQ(field.future.size(), 45U);
+  for (size_t i = 0; i < 45; ++i) {
+    EXPECT_EQ(field.modes[i], BidirectionalMode::kDirect);
+    EXPECT_EQ(field.past[i].vectors[0], MotionVector{});
+    EXPECT_EQ(field.future[i].vectors[0], MotionVector{});
+  }
+}
+
+// Pictures of one macroblock, which cannot move: costs are plain sums, and bits those
+// of the modes alone. With a DC step of 10 a bit is worth 6.
+constexpr float kStepOf6ABit = 10.0F;
+
+// Grey 100 but for the first or the last `count` samples, which are `value`.
+YuvPlanes Speckled(size_t count, uint8_t value, bool last) {
+  YuvPlanes picture = test::FlatPicture(16, 16, 100, 128, 128);
+  std::fill_n(last ? picture.y.end() - static_cast<ptrdiff_t>(count) : picture.y.begin(), count,
+              value);
+  return picture;
+}
+
+BidirectionalMode ModeOf(const YuvPlanes& past, const YuvPlanes& future) {
+  const YuvPlanes source = test::FlatPicture(16, 16, 100, 128, 128);
+  const BidirectionalField field = SearchBothWays(source, past, future, {}, kStepOf6ABit);
+  EXPECT_EQ(field.modes.size(), 1U);
+  return field.modes[0];
+}
+
+// One anchor is exact, the other differs by 2 in `count` samples, and so does the mean
+// by 1. Naming the anchor costs 4 bits.
+TEST(SearchBothWays, AnAnchorIsNamedWhereThatSavesMoreThanFourBits) {
+  const YuvPlanes exact = Speckled(0, 0, false);
+  for (const size_t count : {23U, 24U}) {
+    EXPECT_EQ(ModeOf(exact, Speckled(count, 102, false)), BidirectionalMode::kDirect) << count;
+    EXPECT_EQ(ModeOf(Speckled(count, 102, false), exact), BidirectionalMode::kDirect) << count;
+  }
+  EXPECT_EQ(ModeOf(exact, Speckled(25, 102, false)), BidirectionalMode::kPast);
+  EXPECT_EQ(ModeOf(Speckled(25, 102, false), exact), BidirectionalMode::kFuture);
+}
+
+// Each anchor is off by 1 in samples of its own, and the mean in all of them.
+TEST(SearchBothWays, OfEquallyGoodAnchorsThePastIsTaken) {
+  const YuvPlanes first = Speckled(25, 101, false);
+  const YuvPlanes last = Speckled(25, 101, true);
+  EXPECT_EQ(ModeOf(first, last), BidirectionalMode::kPast);
+  EXPECT_EQ(ModeOf(last, first), BidirectionalMode::kPast);
+  EXPECT_EQ(ModeOf(Speckled(26, 101, false), last), BidirectionalMode::kFuture);
+  EXPECT_EQ(ModeOf(Speckled(24, 101, false), Speckled(24, 101, true)), BidirectionalMode::kDirect);
+}
+
+// Two macroblocks that moved by (3, 0) since the past and will by (5, 0) to the
+// future, and whose anchors are `past_errors` and `future_errors` samples too dark by
+// 1, which the mean rounds away.
+BidirectionalMode ModeOfMoved(size_t past_errors, size_t future_errors) {
+  const auto moved = [](int offset, size_t errors, bool last) {
+    YuvPlanes picture = test::FlatPicture(48, 16, 0, 128, 128);
+    picture.y = test::TexturePlane(48, 16, -offset, 0, 3);
+    for (uint8_t& sample : picture.y) sample = std::max<uint8_t>(sample, 1);
+    // Within the first macroblock, in rows of its own.
+    for (size_t i = 0; i < errors; ++i) {
+      const size_t row = last ? 15 - i / 16 : i / 16;
+      --picture.y[48 * row + static_cast<size_t>(offset) + i % 16];
+    }
+    return picture;
+  };
+  const BidirectionalField field = SearchBothWays(
+      moved(0, 0, false), moved(3, past_errors, false), moved(5, future_errors, true),
+      {.pre_analysis = false, .prediction = false}, kStepOf6ABit);
+  EXPECT_EQ(field.modes.size(), 3U);
+  if (field.modes[0] != BidirectionalMode::kFuture) {
+    EXPECT_EQ(field.past[0].vectors[0], (MotionVector{3, 0}));
+  }
+  if (field.modes[0] != BidirectionalMode::kPast) {
+    EXPECT_EQ(field.future[0].vectors[0], (MotionVector{5, 0}));
+  }
+  return field.modes[0];
+}
+
+// Both: 2 bits of its mode and 4 + 6 of the vectors, 72 in all. The past alone: 4 + 4
+// bits, 48, and its errors; the future alone: 4 + 6 bits, 60, and its errors.
+TEST(SearchBothWays, BothAreNamedWhereThatSavesMoreThanItsBits) {
+  EXPECT_EQ(ModeOfMoved(25, 13), BidirectionalMode::kBoth);
+  EXPECT_EQ(ModeOfMoved(24, 13), BidirectionalMode::kBoth) << "the first of equals";
+  EXPECT_EQ(ModeOfMoved(23, 13), BidirectionalMode::kPast);
+  EXPECT_EQ(ModeOfMoved(25, 12), BidirectionalMode::kBoth) << "the first of equals";
+  EXPECT_EQ(ModeOfMoved(25, 11), BidirectionalMode::kFuture);
+}
+
+// A ramp of 4 a row, of which both anchors are 2 too bright: a row further up they are
+// 2 too dark, which is no better alone. Together with the other one it is exact.
+TEST(SearchBothWays, TheFutureMovesFirstWhereEitherWouldDo) {
+  const auto ramp = [](int brightness) {
+    YuvPlanes picture = test::FlatPicture(16, 48, 0, 128, 128);
+    for (size_t i = 0; i < picture.y.size(); ++i) {
+      picture.y[i] = static_cast<uint8_t>(20 + 4 * static_cast<int>(i / 16) + brightness);
+    }
+    return picture;
+  };
+  const BidirectionalField field = SearchBothWays(ramp(0), ramp(2), ramp(2), {}, kStepOf6ABit);
+  ASSERT_EQ(field.modes.size(), 3U);
+  EXPECT_EQ(field.modes[1], BidirectionalMode::kBoth);
+  EXPECT_EQ(field.past[1].vectors[0], (MotionVector{0, 0}));
+  EXPECT_EQ(field.future[1].vectors[0], (MotionVector{0, -1}));
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <vector>
 
@@ -34,6 +36,53 @@ TEST(BlockMatcher, CostIsThePlainSumForBlocksOfEverySize) {
           }
         }
         ASSERT_EQ(matcher.Cost(block, vector), sum) << width << "x" << height;
+      }
+    }
+  }
+}
+
+// Every vector of the range keeps the block inside, and none beyond 31 belongs to it.
+TEST(BlockMatcher, VectorsReachFrom31To31AndToTheEdges) {
+  const std::vector<uint8_t> plane(200 * 150);
+  const BlockMatcher matcher(plane.data(), plane.data(), 200, 150);
+  const auto expect_range = [&](const LumaBlock& block, const VectorRange& expected) {
+    const VectorRange range = matcher.RangeOf(block);
+    EXPECT_EQ(range.dx_low, expected.dx_low);
+    EXPECT_EQ(range.dx_high, expected.dx_high);
+    EXPECT_EQ(range.dy_low, expected.dy_low);
+    EXPECT_EQ(range.dy_high, expected.dy_high);
+    EXPECT_TRUE(range.Contains(expected.dx_low, expected.dy_high));
+    EXPECT_FALSE(range.Contains(expected.dx_low - 1, 0));
+    EXPECT_FALSE(range.Contains(0, expected.dy_high + 1));
+  };
+  expect_range({80, 64, 16, 16}, {-31, 31, -31, 31});
+  expect_range({32, 32, 16, 16}, {-31, 31, -31, 31});
+  expect_range({31, 30, 16, 16}, {-31, 31, -30, 31});
+  expect_range({0, 0, 16, 16}, {0, 31, 0, 31});
+  expect_range({192, 144, 8, 6}, {-31, 0, -31, 0});
+  expect_range({153, 104, 16, 16}, {-31, 31, -31, 30});
+}
+
+// Places side by side, up to the last byte of the reference.
+TEST(BlockMatcher, CostsAcrossAreThoseOfEachPlace) {
+  const std::vector<uint8_t> source = test::RandomBytes(24 * 16, 1);
+  const std::vector<uint8_t> reference = test::RandomBytes(24 * 16, 2);
+  for (const SimdLevel level : test::AvailableSimdLevels()) {
+    const test::ScopedSimdLevel forced(level);
+    const BlockMatcher matcher(source.data(), reference.data(), 24, 16);
+    for (const LumaBlock& block : {LumaBlock{8, 4, 8, 8}, LumaBlock{8, 4, 5, 8}}) {
+      for (int dy = -4; dy <= 4; ++dy) {
+        for (int dx = -8; dx <= 8; ++dx) {
+          const int count = std::min(5, 8 - dx + 1);  // as far as the block stays inside
+          std::array<uint16_t, 8> costs;
+          matcher.CostsAcross(block, {static_cast<int8_t>(dx), static_cast<int8_t>(dy)}, count,
+                              costs.data());
+          for (int i = 0; i < count; ++i) {
+            const MotionVector vector{static_cast<int8_t>(dx + i), static_cast<int8_t>(dy)};
+            ASSERT_EQ(costs[static_cast<size_t>(i)], matcher.Cost(block, vector))
+                << dx << ',' << dy;
+          }
+        }
       }
     }
   }

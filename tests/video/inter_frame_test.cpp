@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "base/byte_order.h"
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
+#include "support/fenced_bytes.h"
 #include "support/moving_picture.h"
 #include "support/thread_counts.h"
 #include "video/deblock.h"
@@ -192,25 +194,49 @@ TEST(InterFrame, MotionCostsLessThanNewContent) {
   EXPECT_LT(2 * moved, cut);
 }
 
-TEST(InterFrame, LevelsAndThreadsDoNotChangeThePayload) {
+// Coded once more under what `work` gives its argument, with the same result.
+template <typename Over>
+void ExpectSamePayload(const Over& over) {
   const YuvPlanes before = test::TexturedPicture(330, 202, 3, 2);
   YuvPlanes source = before;
   source.y = test::TexturePlane(330, 202, 5, -2, 3);
   YuvPlanes first_reference = before;
   const Bytes first = EncodeInterFrame(source, {}, first_reference);
-  const auto expect_same = [&] {
+  over([&] {
     YuvPlanes reference = before;
     EXPECT_EQ(EncodeInterFrame(source, {}, reference), first);
     EXPECT_TRUE(SamePicture(reference, first_reference));
     YuvPlanes decoded;
     EXPECT_TRUE(DecodeInterFrame(first, true, true, before, decoded));
     EXPECT_TRUE(SamePicture(decoded, first_reference));
-  };
-  for (const SimdLevel level : test::AvailableSimdLevels()) {
-    const test::ScopedSimdLevel forced(level);
-    expect_same();
+  });
+}
+
+TEST(InterFrame, LevelsDoNotChangeThePayload) {
+  if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
+  ExpectSamePayload([](const auto& expect_same) {
+    for (const SimdLevel level : test::AvailableSimdLevels()) {
+      const test::ScopedSimdLevel forced(level);
+      expect_same();
+    }
+  });
+}
+
+TEST(InterFrame, ThreadsDoNotChangeThePayload) {
+  ExpectSamePayload([](const auto& expect_same) { test::WithEachThreadCount(expect_same); });
+}
+
+// 11 at the corner is a level of 1 at coefficient (1, 1), which is not worth its bits.
+TEST(InterFrame, WeakLevelsAreStoredOnlyWithoutTheRateRule) {
+  const YuvPlanes before = test::FlatPicture(8, 8, 100, 128, 128);
+  YuvPlanes source = before;
+  source.y[0] = 111;
+  for (const bool sparse_levels : {false, true}) {
+    YuvPlanes reference = before;
+    const Bytes payload =
+        EncodeInterFrame(source, {.quality = 100, .sparse_levels = sparse_levels}, reference);
+    EXPECT_EQ(TakeApart(payload, before).levels[0][kScanPosition[9]], sparse_levels ? 0 : 1);
   }
-  test::WithEachThreadCount(expect_same);
 }
 
 TEST(InterFrame, WhatThePictureHeldBeforeDoesNotMatter) {
@@ -239,17 +265,24 @@ TEST(InterFrameDamage, EveryTruncationIsRefused) {
   EXPECT_FALSE(DecodeInterFrame(longer, true, true, before, picture));
 }
 
+// Refused or decoded to a picture of its reference's size; nothing behind the payload
+// is read.
 TEST(InterFrameDamage, EverySingleBitFlipIsSurvived) {
+  int refused = 0;
+  int survived = 0;
   for (const FrameSize& size : {FrameSize{1, 1}, {9, 7}, {33, 17}}) {
     const YuvPlanes before = MovingPicture(size.width, size.height, 0);
     YuvPlanes reference = before;
     const Bytes payload =
         EncodeInterFrame(MovingPicture(size.width, size.height, 3), {}, reference);
+    test::Fenced<uint8_t> damaged(payload);
     for (size_t bit = 0; bit < 8 * payload.size(); ++bit) {
-      Bytes damaged = payload;
-      damaged[bit / 8] = static_cast<uint8_t>(damaged[bit / 8] ^ (1U << (bit % 8)));
+      uint8_t& byte = damaged.span()[bit / 8];
+      byte = static_cast<uint8_t>(byte ^ (1U << (bit % 8)));
       YuvPlanes picture;
-      const bool decoded = DecodeInterFrame(damaged, true, true, before, picture);
+      const bool decoded = DecodeInterFrame(damaged.span(), true, true, before, picture);
+      byte = payload[bit / 8];
+      ++(decoded ? survived : refused);
       // Size, macroblock counts and stream sizes leave no freedom.
       if (bit / 8 < 29 && bit / 8 != 4) {
         ASSERT_FALSE(decoded) << bit;
@@ -260,6 +293,34 @@ TEST(InterFrameDamage, EverySingleBitFlipIsSurvived) {
         ASSERT_EQ(picture.cb.size(), before.cb.size()) << bit;
         ASSERT_EQ(picture.cr.size(), before.cr.size()) << bit;
       }
+    }
+  }
+  EXPECT_GT(refused, 500);
+  EXPECT_GT(survived, 500);
+}
+
+// Each stream replaced by one for another picture, or by none.
+TEST(InterFrameDamage, EveryStreamMustFitThePicture) {
+  const YuvPlanes before = MovingPicture(160, 32, 0);
+  YuvPlanes reference = before;
+  const std::vector<Bytes> coded =
+      test::PayloadStreams(EncodeInterFrame(MovingPicture(160, 32, 1), {}, reference));
+  reference = MovingPicture(16, 16, 0);
+  const std::vector<Bytes> other =
+      test::PayloadStreams(EncodeInterFrame(MovingPicture(16, 16, 1), {}, reference));
+  std::array<Bytes, 5> streams;
+  std::copy(coded.begin(), coded.end(), streams.begin());
+  const auto decodes = [&before](const std::array<Bytes, 5>& changed) {
+    YuvPlanes picture;
+    return DecodeInterFrame(test::MakeInterPayload(before, 45, changed), true, true, before,
+                            picture);
+  };
+  ASSERT_TRUE(decodes(streams));
+  for (size_t replaced = 0; replaced < 5; ++replaced) {
+    for (const Bytes& stream : {other[replaced], Bytes{}}) {
+      std::array<Bytes, 5> changed = streams;
+      changed[replaced] = stream;
+      EXPECT_FALSE(decodes(changed)) << replaced;
     }
   }
 }

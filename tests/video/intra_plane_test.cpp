@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <numeric>
+#include <random>
 #include <vector>
 
 #include "video/kernel_levels.h"
@@ -204,6 +205,35 @@ TEST(CodeIntraPlane, EqualsTheFormulasAtEverySizeRuleAndLevel) {
   }
 }
 
+// Block by block from the formulas.
+std::vector<uint8_t> NaiveReconstruction(const std::vector<uint8_t>& modes,
+                                         const std::vector<int16_t>& levels, const PlaneSize& size,
+                                         const QuantTable& table) {
+  std::vector<uint8_t> samples(size_t{size.width} * size.height);
+  const test::NaivePlane plane{samples.data(), static_cast<int>(size.width),
+                               static_cast<int>(size.height)};
+  size_t block = 0;
+  for (int y0 = 0; y0 < plane.height; y0 += 8) {
+    for (int x0 = 0; x0 < plane.width; x0 += 8, ++block) {
+      const test::NaiveBlock prediction = test::NaivePrediction(modes[block], plane, x0, y0);
+      test::Matrix8x8 coefficients{};
+      for (size_t k = 0; k < 64; ++k) {
+        const size_t n = kZigzag[k];
+        coefficients[n / 8][n % 8] = static_cast<float>(levels[64 * block + k]) * table.step[n];
+      }
+      const test::Matrix8x8 inverse = test::NaiveInverse(coefficients);
+      for (int i = 0; i < 64; ++i) {
+        const auto r = static_cast<size_t>(i / 8);
+        const auto c = static_cast<size_t>(i % 8);
+        if (x0 + i % 8 >= plane.width || y0 + i / 8 >= plane.height) continue;
+        samples[static_cast<size_t>((y0 + i / 8) * plane.width + x0 + i % 8)] =
+            test::NaiveSample(static_cast<uint8_t>(prediction[r][c]), inverse[r][c]);
+      }
+    }
+  }
+  return samples;
+}
+
 TEST(ReconstructIntraPlane, TakesAnyModeAndAnyLevel) {
   // What a damaged file may hold: modes where their neighbours are missing and
   // levels beyond the encoder's range.
@@ -212,16 +242,21 @@ TEST(ReconstructIntraPlane, TakesAnyModeAndAnyLevel) {
   for (uint8_t& mode : modes) mode = mode % 4;
   modes[0] = 3;
   std::vector<int16_t> levels(6 * 64);
-  for (size_t i = 0; i < levels.size(); ++i)
-    levels[i] = i % 2 == 0 ? int16_t{32767} : int16_t{-32768};
-  std::vector<uint8_t> first(size_t{size.width} * size.height);
-  for (const SimdLevel level : test::AvailableSimdLevels()) {
-    const test::ScopedSimdLevel forced(level);
-    std::vector<uint8_t> samples(first.size());
-    ReconstructIntraPlane(modes, levels, size.width, size.height, UniformTable(255.0F),
-                          samples.data());
-    if (level == SimdLevel::kScalar) first = samples;
-    EXPECT_EQ(samples, first);
+  std::mt19937 random(2);
+  for (const int kind : {0, 1, 2}) {
+    for (size_t i = 0; i < levels.size(); ++i) {
+      const auto any = static_cast<int16_t>(random() % 65536);
+      levels[i] = kind == 0 ? any : i % 2 == 0 ? int16_t{32767} : int16_t{-32768};
+      if (kind == 2 && i % 64 > 2) levels[i] = 0;
+    }
+    const QuantTable table = UniformTable(kind == 2 ? 1.0F : 255.0F);
+    const std::vector<uint8_t> expected = NaiveReconstruction(modes, levels, size, table);
+    for (const SimdLevel level : test::AvailableSimdLevels()) {
+      const test::ScopedSimdLevel forced(level);
+      std::vector<uint8_t> samples(expected.size());
+      ReconstructIntraPlane(modes, levels, size.width, size.height, table, samples.data());
+      EXPECT_EQ(samples, expected) << kind;
+    }
   }
 }
 

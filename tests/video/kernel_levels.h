@@ -8,6 +8,13 @@
 
 namespace qolm::test {
 
+// Whether levels differ here at all: below AVX2 every level runs the scalar kernels.
+inline bool HasVectorKernels() { return DetectedSimdLevel() >= SimdLevel::kAvx2; }
+
+// What a test that only compares levels says where they do not.
+inline constexpr const char* kNothingCompared =
+    "this processor runs the scalar kernels alone: nothing was compared";
+
 inline std::vector<SimdLevel> AvailableSimdLevels() {
   std::vector<SimdLevel> levels;
   for (const SimdLevel level : {SimdLevel::kScalar, SimdLevel::kSsse3, SimdLevel::kAvx2}) {

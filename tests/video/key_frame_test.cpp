@@ -9,6 +9,7 @@
 #include "base/byte_order.h"
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
+#include "support/fenced_bytes.h"
 #include "support/moving_picture.h"
 #include "video/deblock.h"
 #include "video/frame_sizes.h"
@@ -157,6 +158,30 @@ TEST(KeyFrame, StreamsAndReferenceEqualTheFormulas) {
   }
 }
 
+TEST(KeyFrame, EachRuleFollowsItsOwnOption) {
+  // Texture, which is not flat, and beside it faint noise, which is.
+  YuvPlanes source = test::TexturedPicture(96, 64, 5, 3);
+  for (size_t i = 0; i < source.y.size(); ++i) {
+    if (i % 96 < 48) source.y[i] = static_cast<uint8_t>(100 + source.y[i] % 7);
+  }
+  std::vector<Bytes> payloads;
+  for (const bool flat_blocks : {false, true}) {
+    for (const bool sparse_levels : {false, true}) {
+      const KeyFrameOptions options{.quality = 95,
+                                    .cclc = false,
+                                    .flat_blocks = flat_blocks,
+                                    .sparse_levels = sparse_levels,
+                                    .deblocking = false};
+      ExpectFormulas(source, options);
+      YuvPlanes reference;
+      payloads.push_back(EncodeKeyFrame(source, options, reference));
+    }
+  }
+  for (size_t i = 0; i < payloads.size(); ++i) {
+    for (size_t k = 0; k < i; ++k) EXPECT_NE(payloads[i], payloads[k]) << i << " and " << k;
+  }
+}
+
 TEST(KeyFrame, DecoderEqualsReferenceAtEverySizeQualityAndFlag) {
   for (const FrameSize& size : test::kFrameSizes) {
     const YuvPlanes pictures[] = {test::MovingPicture(size.width, size.height, 2),
@@ -246,6 +271,7 @@ TEST(KeyFrame, ANewSizeResizesTheReferenceAndTheDecodersPlanes) {
 }
 
 TEST(KeyFrame, EveryLevelGivesTheSamePayload) {
+  if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   for (const bool cclc : {false, true}) {
     const YuvPlanes source = test::TexturedPicture(130, 70, 4, 6);
     YuvPlanes first_reference;
@@ -288,23 +314,36 @@ TEST(KeyFrameDamage, EveryTruncationIsRefused) {
   }
 }
 
+// Refused or decoded to a picture of the stated size; nothing behind the payload is read.
 TEST(KeyFrameDamage, EverySingleBitFlipIsSurvived) {
+  int refused = 0;
+  int decoded = 0;
   for (const FrameSize& size : {FrameSize{1, 1}, {9, 7}}) {
     for (const bool cclc : {false, true}) {
       YuvPlanes reference;
       const Bytes payload = EncodeKeyFrame(test::MovingPicture(size.width, size.height, 0),
                                            {.cclc = cclc}, reference);
+      test::Fenced<uint8_t> damaged(payload);
       for (size_t bit = 0; bit < 8 * payload.size(); ++bit) {
-        Bytes damaged = payload;
-        damaged[bit / 8] = static_cast<uint8_t>(damaged[bit / 8] ^ (1U << (bit % 8)));
+        uint8_t& byte = damaged.span()[bit / 8];
+        byte = static_cast<uint8_t>(byte ^ (1U << (bit % 8)));
         YuvPlanes current;
-        if (DecodeKeyFrame(damaged, cclc, true, current)) {
-          ASSERT_TRUE(current.width > 0 && current.height > 0);
+        if (DecodeKeyFrame(damaged.span(), cclc, true, current)) {
+          ++decoded;
+          ASSERT_EQ(current.width, LoadLe16(damaged.span().data())) << bit;
+          ASSERT_EQ(current.height, LoadLe16(damaged.span().data() + 2)) << bit;
+          // The sizes of the streams leave no freedom.
+          ASSERT_TRUE(bit / 8 < 5 || bit / 8 >= (cclc ? 25U : 21U)) << bit;
+        } else {
+          ++refused;
         }
         ASSERT_TRUE(IsConsistent(current)) << bit;
+        byte = payload[bit / 8];
       }
     }
   }
+  EXPECT_GT(refused, 500);
+  EXPECT_GT(decoded, 500);
 }
 
 TEST(KeyFrameDamage, ASizeThatTheStreamsDoNotFitTakesNoMemory) {
@@ -319,23 +358,67 @@ TEST(KeyFrameDamage, ASizeThatTheStreamsDoNotFitTakesNoMemory) {
   }
 }
 
-TEST(KeyFrameDamage, SizesOutsideTheLimitsAreRefused) {
+TEST(KeyFrameDamage, TheLargestSizesAreTakenAndNoLargerOnes) {
   YuvPlanes reference;
-  const Bytes payload = EncodeKeyFrame(test::FlatPicture(16384, 1, 9, 9, 9), {}, reference);
   YuvPlanes current;
-  EXPECT_TRUE(DecodeKeyFrame(payload, true, true, current));
-  EXPECT_TRUE(SamePicture(current, reference));
-  for (const uint16_t size : std::vector<uint16_t>{0, 16385, 65535}) {
-    Bytes wide = payload;
-    StoreLe16(wide.data(), size);
-    EXPECT_FALSE(DecodeKeyFrame(wide, true, true, current));
-    Bytes high = payload;
-    StoreLe16(high.data() + 2, size);
-    EXPECT_FALSE(DecodeKeyFrame(high, true, true, current));
+  for (const bool cclc : {false, true}) {
+    for (const FrameSize& size : {FrameSize{16384, 1}, {1, 16384}}) {
+      const Bytes payload = EncodeKeyFrame(test::FlatPicture(size.width, size.height, 9, 9, 9),
+                                           {.cclc = cclc}, reference);
+      ASSERT_TRUE(DecodeKeyFrame(payload, cclc, true, current));
+      EXPECT_TRUE(SamePicture(current, reference));
+    }
+    // Streams that fit a size do not make it legal.
+    for (const FrameSize& size : {FrameSize{16385, 1}, {1, 16385}, {65535, 1}, {1, 65535}}) {
+      const Bytes payload = EncodeKeyFrame(test::FlatPicture(size.width, size.height, 9, 9, 9),
+                                           {.cclc = cclc}, reference);
+      EXPECT_FALSE(DecodeKeyFrame(payload, cclc, true, current)) << size.width;
+    }
   }
-  // Even streams that fit the size do not make it legal.
-  const Bytes too_wide = EncodeKeyFrame(test::FlatPicture(16385, 1, 9, 9, 9), {}, reference);
-  EXPECT_FALSE(DecodeKeyFrame(too_wide, true, true, current));
+}
+
+// With streams that a picture without samples would have: a count of 0 and no levels.
+TEST(KeyFrameDamage, ASizeOfNothingIsRefused) {
+  for (const bool cclc : {false, true}) {
+    for (const FrameSize& size : {FrameSize{0, 0}, {0, 1}, {1, 0}, {0, 16384}}) {
+      Bytes payload;
+      AppendLe16(payload, static_cast<uint16_t>(size.width));
+      AppendLe16(payload, static_cast<uint16_t>(size.height));
+      payload.push_back(45);
+      const size_t counted_streams = cclc ? 2 : 1;
+      for (size_t i = 0; i < counted_streams + 3; ++i) {
+        AppendLe32(payload, i < counted_streams ? 6 : 0);
+      }
+      payload.resize(payload.size() + 6 * counted_streams);
+      YuvPlanes current;
+      EXPECT_FALSE(DecodeKeyFrame(payload, cclc, true, current)) << size.width;
+    }
+  }
+}
+
+// Each stream replaced by one of the right kind for another picture, or by none.
+TEST(KeyFrameDamage, EveryStreamMustFitThePicture) {
+  for (const bool cclc : {false, true}) {
+    YuvPlanes reference;
+    const Bytes payload = EncodeKeyFrame(test::MovingPicture(40, 24, 0), {.cclc = cclc}, reference);
+    const Bytes other = EncodeKeyFrame(test::MovingPicture(8, 8, 0), {.cclc = cclc}, reference);
+    const size_t count = cclc ? 5 : 4;
+    for (size_t replaced = 0; replaced < count; ++replaced) {
+      for (const bool empty : {false, true}) {
+        std::vector<Bytes> streams = Streams(payload, count);
+        streams[replaced] = empty ? Bytes{} : Streams(other, count)[replaced];
+        Bytes changed(payload.begin(), payload.begin() + 5);
+        for (const Bytes& stream : streams) {
+          AppendLe32(changed, static_cast<uint32_t>(stream.size()));
+        }
+        for (const Bytes& stream : streams) {
+          changed.insert(changed.end(), stream.begin(), stream.end());
+        }
+        YuvPlanes current;
+        EXPECT_FALSE(DecodeKeyFrame(changed, cclc, true, current)) << replaced;
+      }
+    }
+  }
 }
 
 TEST(KeyFrameDamage, TheOtherLayoutIsRefusedOrSurvived) {

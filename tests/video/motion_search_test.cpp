@@ -107,7 +107,9 @@ TEST(MotionSearch, AStillPictureDoesNotMove) {
     for (const Plane& plane :
          {test::RandomBytes(size_t{width} * height, 3), Plane(size_t{width} * height, 90),
           test::TexturePlane(width, height, 0, 0, 3)}) {
-      for (const MacroblockMotion& motion : Search(plane, plane, width, height)) {
+      const Field field = Search(plane, plane, width, height);
+      ASSERT_EQ(field.size(), MacroblockGrid(width, height).Count());
+      for (const MacroblockMotion& motion : field) {
         EXPECT_EQ(motion.split, 0);
         EXPECT_EQ(motion.vectors[0], MotionVector{});
       }
@@ -255,9 +257,113 @@ TEST(MotionSearch, OneVectorWhereFourSaveLessThanAQuarter) {
   // Unrelated noise: four vectors save thousands, yet far less than a quarter.
   const Plane source = test::RandomBytes(160 * 96, 1);
   const Plane reference = test::RandomBytes(160 * 96, 2);
-  for (const MacroblockMotion& motion : Search(source, reference, 160, 96)) {
-    EXPECT_EQ(motion.split, 0);
+  const Field field = Search(source, reference, 160, 96);
+  ASSERT_EQ(field.size(), 60U);
+  for (const MacroblockMotion& motion : field) EXPECT_EQ(motion.split, 0);
+}
+
+// Stripes two samples wide that moved by one to either side: each of two vectors, and
+// whatever of them goes up or down, is off by one everywhere.
+TEST(MotionSearch, TheFirstOfEquallyGoodVectorsIsTaken) {
+  Plane source(48 * 48);
+  Plane reference(48 * 48);
+  for (size_t i = 0; i < source.size(); ++i) {
+    reference[i] = i % 2 == 0 ? 20 : 200;
+    source[i] = i % 2 == 0 ? 201 : 21;
   }
+  const Field field = Search(source, reference, 48, 48);
+  // From left to right and then down; macroblocks on the right follow their left one.
+  EXPECT_EQ(field[0].vectors[0], (MotionVector{1, 0}));
+  EXPECT_EQ(field[1].vectors[0], (MotionVector{1, 0}));
+  EXPECT_EQ(field[2].vectors[0], (MotionVector{-1, 0}));
+  EXPECT_EQ(field[3].vectors[0], (MotionVector{1, -1}));
+  EXPECT_EQ(field[4].vectors[0], (MotionVector{1, -1}));
+}
+
+// A picture of 8x8 macroblocks, of which those at (2, 2), (6, 2), (2, 6) and (6, 6)
+// vote on the global motion. Each shows what stands elsewhere in the reference, in
+// strong contrast. The uppermost row is faint: standing still is good enough for the
+// rings, and only a candidate from elsewhere shows the way that it moved, kOne on its
+// left and kOther on its right side.
+constexpr MotionVector kOne{12, 8};
+constexpr MotionVector kOther{-10, 6};
+
+struct ElectionScene {
+  static constexpr int kSize = 128;
+  Plane source = Plane(kSize * kSize);
+  Plane reference = Plane(kSize * kSize);
+};
+
+ElectionScene MakeElection(const std::array<MotionVector, 4>& votes) {
+  constexpr int kVoters[4][2] = {{32, 32}, {96, 32}, {32, 96}, {96, 96}};
+  ElectionScene scene;
+  const auto at = [](int x, int y) { return static_cast<size_t>(y * ElectionScene::kSize + x); };
+  for (int y = 0; y < ElectionScene::kSize; ++y) {
+    for (int x = 0; x < ElectionScene::kSize; ++x) {
+      int contrast = 2;
+      for (size_t v = 0; v < 4; ++v) {
+        const int dx = x - kVoters[v][0] - votes[v].dx;
+        const int dy = y - kVoters[v][1] - votes[v].dy;
+        if (0 <= dx && dx < 16 && 0 <= dy && dy < 16) contrast = 64;
+      }
+      const int texture = test::TextureSample(x, y, 4, 6) - 128;
+      scene.reference[at(x, y)] = static_cast<uint8_t>(128 + texture * contrast / 64);
+    }
+  }
+  const auto move = [&](int x0, int y0, const MotionVector& vector) {
+    for (int i = 0; i < 256; ++i) {
+      const int x = x0 + i % 16;
+      const int y = y0 + i / 16;
+      scene.source[at(x, y)] = scene.reference[at(x + vector.dx, y + vector.dy)];
+    }
+  };
+  scene.source = scene.reference;
+  for (size_t v = 0; v < 4; ++v) move(kVoters[v][0], kVoters[v][1], votes[v]);
+  for (const int column : {1, 2, 3}) move(16 * column, 0, kOne);
+  for (const int column : {4, 5, 6}) move(16 * column, 0, kOther);
+  return scene;
+}
+
+struct Election {
+  int ones = 0;    // faint macroblocks that found kOne
+  int others = 0;  // and kOther
+};
+
+Election Elect(const std::array<MotionVector, 4>& votes, bool pre_analysis = true) {
+  const ElectionScene scene = MakeElection(votes);
+  constexpr auto kSize = static_cast<uint32_t>(ElectionScene::kSize);
+  const Field field = Search(scene.source, scene.reference, kSize, kSize, pre_analysis);
+  Election election;
+  for (size_t column = 0; column < 8; ++column) {
+    election.ones += field[column].vectors[0] == kOne ? 1 : 0;
+    election.others += field[column].vectors[0] == kOther ? 1 : 0;
+  }
+  return election;
+}
+
+void ExpectElected(const std::array<MotionVector, 4>& votes, const MotionVector& winner) {
+  const Election election = Elect(votes);
+  EXPECT_EQ(election.ones, winner == kOne ? 3 : 0);
+  EXPECT_EQ(election.others, winner == kOther ? 3 : 0);
+}
+
+TEST(GlobalMotion, TheVectorWithMostVotesIsACandidateEverywhere) {
+  ExpectElected({kOne, kOne, kOne, kOther}, kOne);
+  ExpectElected({kOther, kOther, kOne, kOther}, kOther);
+  const Election none = Elect({kOne, kOne, kOne, kOne}, /*pre_analysis=*/false);
+  EXPECT_EQ(none.ones, 0) << "nothing else finds it";
+}
+
+TEST(GlobalMotion, OfEquallyManyVotesThoseThatWereCompleteFirstCount) {
+  ExpectElected({kOne, kOther, kOther, kOne}, kOther);
+  ExpectElected({kOne, kOther, kOne, kOther}, kOne);
+  ExpectElected({kOther, kOne, {}, {}}, kOther);
+}
+
+TEST(GlobalMotion, StandingStillIsNoVote) {
+  ExpectElected({MotionVector{}, {}, {}, kOne}, kOne);
+  ExpectElected({kOther, MotionVector{}, {}, {}}, kOther);
+  ExpectElected({MotionVector{}, {}, {}, {}}, {});
 }
 
 // A scene that pans, with an object that moves against it and noise on top.
@@ -289,6 +395,7 @@ TEST(MotionSearch, ThreadsDoNotChangeTheResult) {
 }
 
 TEST(MotionSearch, EveryLevelGivesTheSameResult) {
+  if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   for (const auto& [width, height] : {std::pair{650U, 370U}, {131U, 71U}, {33U, 200U}}) {
     const Scene scene = MakeScene(width, height);
     const Field first = Search(scene.source, scene.reference, width, height);
