@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "audio/audio_coder.h"
 #include "audio/sounds.h"
 
@@ -71,6 +73,28 @@ TEST(AdpcmEncodeSample, AFullScaleStepSaturatesWithoutWrapping) {
     saturated = saturated || state.predictor == 32767;
   }
   EXPECT_TRUE(saturated);
+}
+
+TEST(AdpcmDecodeSample, StateStaysWithinItsLimitsAtEveryCode) {
+  for (const int32_t predictor : {-32768, -32767, 0, 32766, 32767}) {
+    for (const int32_t step_index : {0, 1, 80, 81, 87, 88}) {
+      for (int code = 0; code < 16; ++code) {
+        AdpcmState state{predictor, step_index};
+        const int32_t step = kAdpcmSteps[static_cast<size_t>(step_index)];
+        // Halves of steps truncate each by themselves.
+        int64_t delta = step / 8;
+        if (code % 8 >= 4) delta += step;
+        if (code % 4 >= 2) delta += step / 2;
+        if (code % 2 >= 1) delta += step / 4;
+        const int64_t moved = predictor + (code >= 8 ? -delta : delta);
+        const auto expected = static_cast<int32_t>(std::clamp<int64_t>(moved, -32768, 32767));
+        const int32_t change = code % 8 < 4 ? -1 : 2 * (code % 8 - 3);
+        EXPECT_EQ(AdpcmDecodeSample(static_cast<uint8_t>(code), state), expected) << code;
+        EXPECT_EQ(state.predictor, expected) << code;
+        EXPECT_EQ(state.step_index, std::clamp(step_index + change, 0, 88)) << code;
+      }
+    }
+  }
 }
 
 TEST(AdpcmEncodeSample, TheIndexStaysInRangeAndTheDecoderFollows) {
@@ -146,9 +170,13 @@ TEST(AdpcmPayload, RefusesWhatItCannotStore) {
   EXPECT_TRUE(payload.empty());
   EXPECT_FALSE(EncodeAudio({8000, 0, samples}, AudioCodingMode::kAdpcm, payload));
   EXPECT_FALSE(EncodeAudio({8000, 65536, samples}, AudioCodingMode::kAdpcm, payload));
+  EXPECT_TRUE(EncodeAudio({8000, 65535, Samples(65535, 1)}, AudioCodingMode::kAdpcm, payload));
+  payload.clear();
   EXPECT_FALSE(EncodeAudio({8000, 1, {}}, AudioCodingMode::kAdpcm, payload));
-  // "OPUS" as a rate.
+  // "OPUS" as a rate, and its neighbours.
   EXPECT_FALSE(EncodeAudio({0x5355504F, 1, samples}, AudioCodingMode::kAdpcm, payload));
+  EXPECT_TRUE(EncodeAudio({0x5355504E, 1, samples}, AudioCodingMode::kAdpcm, payload));
+  EXPECT_TRUE(EncodeAudio({0xFFFFFFFF, 1, samples}, AudioCodingMode::kAdpcm, payload));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "base/byte_order.h"
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
+#include "support/fenced_bytes.h"
 
 namespace qolm::audio {
 namespace {
@@ -51,14 +52,31 @@ TEST_P(HostilePayload, SurplusBytesAreRefused) {
   EXPECT_FALSE(Decodes(payload_));
 }
 
+// Refused, or decoded to as many samples as the header then says; nothing behind the
+// payload is read.
 TEST_P(HostilePayload, SingleBitFlipsAreSurvived) {
-  size_t refused = 0;
+  const uint32_t channels = std::get<0>(GetParam());
+  int refused = 0;
+  int decoded = 0;
+  test::Fenced<uint8_t> flipped(payload_);
   for (size_t bit = 0; bit < 8 * payload_.size(); ++bit) {
-    Bytes flipped = payload_;
-    flipped[bit / 8] = static_cast<uint8_t>(flipped[bit / 8] ^ (1u << (bit % 8)));
-    if (!Decodes(flipped)) ++refused;
+    uint8_t& byte = flipped.span()[bit / 8];
+    byte = static_cast<uint8_t>(byte ^ (1u << (bit % 8)));
+    PcmTrack track;
+    if (DecodeAudio(flipped.span(), kMaxValues, track)) {
+      ++decoded;
+      const uint64_t claimed = ClaimedValues(flipped.span());
+      ASSERT_EQ(track.samples.size(), claimed - claimed % channels) << bit;
+      ASSERT_EQ(track.channels, channels) << bit;
+    } else {
+      ++refused;
+      ASSERT_TRUE(track.samples.empty()) << bit;
+      ASSERT_EQ(track.sample_rate, 0u) << bit;
+    }
+    byte = payload_[bit / 8];
   }
-  EXPECT_GT(refused, 0u);
+  EXPECT_GT(refused, 100);
+  EXPECT_GT(decoded, 100);
 }
 
 INSTANTIATE_TEST_SUITE_P(Coders, HostilePayload,
@@ -66,37 +84,94 @@ INSTANTIATE_TEST_SUITE_P(Coders, HostilePayload,
                                             ::testing::Values(AudioCodingMode::kAdpcm,
                                                               AudioCodingMode::kTransform)));
 
-// A payload of two frames of N, for fewer than N samples, with streams of one's own.
-Bytes TransformPayload(const Bytes& scales, const Samples& levels, uint32_t rate = 3200) {
+// What a mono payload says of itself; two frames of N = 64 for fewer than 64 samples
+// unless told otherwise.
+struct Claims {
+  uint32_t rate = 3200;
+  uint16_t channels = 1;
+  uint16_t frame_length = 64;
+  uint32_t frames = 2;
+  uint32_t samples = 60;
+  uint32_t fourth_size = 0;
+};
+
+// With streams of one's own.
+Bytes TransformPayload(const Bytes& scales, const Samples& levels, const Claims& claims) {
   const Bytes first = entropy::RansEncodeBytes(scales);
   const Bytes second = entropy::EncodeCoefficients(levels);
   Bytes payload = {'O', 'P', 'U', 'S'};
-  AppendLe32(payload, rate);
-  AppendLe16(payload, 1);
-  AppendLe16(payload, static_cast<uint16_t>(rate / 50));
-  AppendLe32(payload, 2);
-  AppendLe32(payload, 60);
+  AppendLe32(payload, claims.rate);
+  AppendLe16(payload, claims.channels);
+  AppendLe16(payload, claims.frame_length);
+  AppendLe32(payload, claims.frames);
+  AppendLe32(payload, claims.samples);
   AppendLe16(payload, static_cast<uint16_t>(first.size()));
   AppendLe32(payload, static_cast<uint32_t>(second.size()));
   AppendLe16(payload, 0);
-  AppendLe32(payload, 0);
+  AppendLe32(payload, claims.fourth_size);
   payload.insert(payload.end(), first.begin(), first.end());
   payload.insert(payload.end(), second.begin(), second.end());
+  payload.resize(payload.size() + claims.fourth_size);
   return payload;
 }
 
+Bytes TransformPayload(const Bytes& scales, const Samples& levels, uint32_t rate = 3200) {
+  return TransformPayload(scales, levels,
+                          {.rate = rate, .frame_length = static_cast<uint16_t>(rate / 50)});
+}
+
+// With streams that fit the claims, so that only their own disagreement is a fault.
+Bytes PayloadThatClaims(const Claims& claims) {
+  const size_t frames = claims.frames;
+  return TransformPayload(Bytes(16 * frames, 30), Samples(frames * claims.frame_length, 3), claims);
+}
+
 TEST(HostileTransform, HeaderFieldsMustAgree) {
-  const Bytes good = TransformPayload(Bytes(32, 30), Samples(128, 3));
-  ASSERT_TRUE(Decodes(good));
-  // Rate, channels, N, frames, samples, the one channel's third and fourth size.
-  for (const size_t offset : {4u, 8u, 10u, 12u, 20u, 22u, 26u, 28u}) {
-    Bytes bad = good;
-    bad[offset] = static_cast<uint8_t>(bad[offset] + 100);
-    EXPECT_FALSE(Decodes(bad)) << offset;
+  ASSERT_TRUE(Decodes(PayloadThatClaims({})));
+  EXPECT_TRUE(Decodes(PayloadThatClaims({.rate = 3249}))) << "N is rounded down";
+  EXPECT_FALSE(Decodes(PayloadThatClaims({.rate = 3250}))) << "N is 65";
+  EXPECT_FALSE(Decodes(PayloadThatClaims({.frame_length = 65}))) << "N is 64";
+  EXPECT_FALSE(Decodes(PayloadThatClaims({.rate = 0})));
+  EXPECT_FALSE(Decodes(PayloadThatClaims({.channels = 0})));
+  EXPECT_FALSE(Decodes(PayloadThatClaims({.channels = 3})));
+  EXPECT_FALSE(Decodes(PayloadThatClaims({.frames = 1})));
+  EXPECT_FALSE(Decodes(PayloadThatClaims({.frames = 3})));
+  EXPECT_TRUE(Decodes(PayloadThatClaims({.samples = 1})));
+  EXPECT_TRUE(Decodes(PayloadThatClaims({.samples = 64})));
+  EXPECT_FALSE(Decodes(PayloadThatClaims({.samples = 65}))) << "three frames";
+  EXPECT_FALSE(Decodes(PayloadThatClaims({.frames = 1, .samples = 0})));
+  EXPECT_FALSE(Decodes(PayloadThatClaims({.fourth_size = 5}))) << "one channel has two streams";
+}
+
+TEST(HostileTransform, StreamSizesMustFillThePayload) {
+  const Bytes good = PayloadThatClaims({});
+  // The first size's low bits, the second one in full, the third one's low bits.
+  for (const size_t offset : {20u, 22u, 26u}) {
+    for (const int change : {-1, 1}) {
+      Bytes bad = good;
+      bad[offset] = static_cast<uint8_t>(bad[offset] + change);
+      EXPECT_FALSE(Decodes(bad)) << offset;
+    }
   }
-  Bytes none = good;
-  none[16] = 0;
-  EXPECT_FALSE(Decodes(none));
+  Bytes beyond = good;
+  StoreLe32(&beyond[22], static_cast<uint32_t>(good.size() - 31));
+  EXPECT_FALSE(Decodes(beyond)) << "the second stream is longer than all that follows";
+}
+
+// A payload that is refused for what its header says costs nothing; one whose streams
+// are looked at does.
+TEST(HostileTransform, TheMostSamplesAreThoseOf31Bits) {
+  const auto cost_of = [](uint32_t samples) {
+    Bytes payload = PayloadThatClaims({});
+    StoreLe32(&payload[12], static_cast<uint32_t>((uint64_t{samples} + 63) / 64 + 1));
+    StoreLe32(&payload[16], samples);
+    SoundExtent extent;
+    TrackRoom room(extent);
+    EXPECT_FALSE(DecodeAudio(payload, uint64_t{1} << 40, room));
+    return room.values_in_vain();
+  };
+  EXPECT_GT(cost_of(0x7FFFFFFF), 0u);
+  EXPECT_EQ(cost_of(0x80000000), 0u);
 }
 
 TEST(HostileTransform, ScalesAndLevelsMustBeInRange) {
@@ -122,17 +197,42 @@ TEST(HostileTransform, TheLoudestLevelsAreClamped) {
   EXPECT_EQ(*std::min_element(track.samples.begin(), track.samples.end()), -32768);
 }
 
+// What an ADPCM payload says of itself, around a stream of `codes` bytes.
+Bytes AdpcmPayload(uint32_t rate, uint16_t channels, uint32_t frames, uint32_t stated_codes,
+                   uint32_t codes) {
+  const Bytes stream = entropy::RansEncodeBytes(Bytes(codes, 0x31));
+  Bytes payload;
+  AppendLe32(payload, rate);
+  AppendLe16(payload, channels);
+  AppendLe32(payload, frames);
+  AppendLe32(payload, stated_codes);
+  AppendLe32(payload, static_cast<uint32_t>(stream.size()));
+  payload.insert(payload.end(), stream.begin(), stream.end());
+  return payload;
+}
+
 TEST(HostileAdpcm, HeaderFieldsMustAgree) {
-  const Bytes good = Encode(2, AudioCodingMode::kAdpcm);
-  // Channels, samples, ADPCM bytes, stream size.
-  for (const size_t offset : {4u, 6u, 10u, 14u}) {
-    Bytes bad = good;
-    bad[offset] = static_cast<uint8_t>(bad[offset] ^ 3u);
-    EXPECT_FALSE(Decodes(bad)) << offset;
+  ASSERT_TRUE(Decodes(AdpcmPayload(8000, 2, 50, 50, 50)));
+  ASSERT_TRUE(Decodes(AdpcmPayload(8000, 1, 99, 50, 50)));
+  ASSERT_TRUE(Decodes(AdpcmPayload(8000, 1, 100, 50, 50)));
+  EXPECT_FALSE(Decodes(AdpcmPayload(0, 1, 100, 50, 50)));
+  EXPECT_FALSE(Decodes(AdpcmPayload(8000, 0, 100, 50, 50)));
+  EXPECT_FALSE(Decodes(AdpcmPayload(8000, 3, 100, 50, 50)));
+  EXPECT_FALSE(Decodes(AdpcmPayload(8000, 1, 98, 50, 50))) << "49 bytes of codes";
+  EXPECT_FALSE(Decodes(AdpcmPayload(8000, 1, 101, 50, 50))) << "51 bytes of codes";
+  EXPECT_FALSE(Decodes(AdpcmPayload(8000, 2, 49, 50, 50)));
+  EXPECT_FALSE(Decodes(AdpcmPayload(8000, 2, 50, 50, 49))) << "the stream's own count";
+  EXPECT_FALSE(Decodes(AdpcmPayload(8000, 2, 50, 50, 51))) << "the stream's own count";
+  for (const int change : {-1, 1}) {
+    Bytes bad = AdpcmPayload(8000, 2, 50, 50, 50);
+    bad[14] = static_cast<uint8_t>(bad[14] + change);
+    EXPECT_FALSE(Decodes(bad)) << "the stream's size";
   }
-  Bytes no_rate = good;
-  no_rate[0] = no_rate[1] = no_rate[2] = no_rate[3] = 0;
-  EXPECT_FALSE(Decodes(no_rate));
+}
+
+TEST(HostileAdpcm, NoSamplesHaveNoStream) {
+  EXPECT_TRUE(Decodes(AdpcmPayload(8000, 1, 0, 0, 0)));
+  EXPECT_FALSE(Decodes(AdpcmPayload(8000, 1, 0, 0, 1)));
 }
 
 }  // namespace

@@ -7,8 +7,10 @@
 #include "audio/band_quantizer.h"
 #include "audio/cosine_table.h"
 #include "audio/sounds.h"
+#include "audio/transform_kernels.h"
 #include "base/simd_level.h"
 #include "support/thread_counts.h"
+#include "video/kernel_levels.h"
 
 namespace qolm::audio {
 namespace {
@@ -114,7 +116,25 @@ TEST(LappedTransform, InverseGivesTheSignalBack) {
   }
 }
 
-TEST(LappedTransform, SameBitsForEveryLevelAndBatch) {
+TEST(LappedTransform, SameBitsForEveryBatch) {
+  for (const uint32_t n : {64u, 67u, 441u, 960u}) {
+    const LappedTransform transform(n);
+    for (const size_t count : {1u, 5u, 6u, 7u, 13u}) {
+      const Samples samples = test::Noise((count + 1) * n, 30000, n);
+      const std::vector<double> together = Forward(transform, samples);
+      for (size_t b = 0; b < count; ++b) {
+        const auto first = samples.begin() + static_cast<ptrdiff_t>(b * n);
+        const std::vector<double> alone =
+            Forward(transform, Samples(first, first + static_cast<ptrdiff_t>(2 * n)));
+        ASSERT_TRUE(std::equal(alone.begin(), alone.end(),
+                               together.begin() + static_cast<ptrdiff_t>(b * n)));
+      }
+    }
+  }
+}
+
+TEST(LappedTransform, SameBitsForEveryLevel) {
+  if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   for (const uint32_t n : {64u, 67u, 441u, 960u}) {
     const LappedTransform transform(n);
     for (const size_t count : {1u, 5u, 6u, 7u, 13u}) {
@@ -129,16 +149,28 @@ TEST(LappedTransform, SameBitsForEveryLevelAndBatch) {
       transform.Inverse(best, best_blocks);
       ASSERT_EQ(scalar, best);
       ASSERT_EQ(scalar_blocks, best_blocks);
-      // One block at a time.
-      for (size_t b = 0; b < count; ++b) {
-        const auto first = samples.begin() + static_cast<ptrdiff_t>(b * n);
-        const std::vector<double> alone =
-            Forward(transform, Samples(first, first + static_cast<ptrdiff_t>(2 * n)));
-        ASSERT_TRUE(
-            std::equal(alone.begin(), alone.end(), best.begin() + static_cast<ptrdiff_t>(b * n)));
-      }
     }
   }
+}
+
+// A slower kernel gives the same bits, so that nothing but the choice itself tells.
+TEST(LappedTransform, ItsKernelHasAnAvx2Variant) {
+  EXPECT_EQ(AddTileProductsFor(SimdLevel::kScalar), AddTileProductsScalar);
+  EXPECT_EQ(AddTileProductsFor(SimdLevel::kSsse3), AddTileProductsScalar);
+  if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
+  EXPECT_NE(AddTileProductsFor(SimdLevel::kAvx2), AddTileProductsScalar);
+}
+
+// 2^20 products pay for a team: two blocks of 960 by 960 are more, 192 of 64 by 64 fewer.
+TEST(LappedTransform, HasATeamWhereThereIsEnoughToDo) {
+  const LappedTransform transform(64);
+  for (const auto& [blocks, threads] : {std::pair{192u, 0u}, {8u, 0u}}) {
+    const Samples samples = test::Noise((blocks + 1) * 64, 30000);
+    EXPECT_EQ(test::StartedThreads([&] { Forward(transform, samples); }), threads) << blocks;
+  }
+  const LappedTransform longer(960);
+  const Samples samples = test::Noise(3 * 960, 30000);
+  EXPECT_EQ(test::StartedThreads([&] { Forward(longer, samples); }), 2u);
 }
 
 TEST(LappedTransform, SameBitsForEveryTeam) {

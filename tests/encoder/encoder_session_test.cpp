@@ -88,8 +88,15 @@ TEST_F(Session, SizesOutsideTheFormatAreRefusedBeforeAFileIsMade) {
     EXPECT_EQ(session.stream_error(), std::errc::invalid_argument);
     EXPECT_FALSE(std::filesystem::exists(path()));
   }
-  EncoderSession largest(SettingsFor(16384, 1));
-  EXPECT_TRUE(largest.open_output(path()));
+  for (const auto& [width, height] :
+       std::vector<std::pair<int32_t, int32_t>>{{16384, 1}, {1, 16384}}) {
+    EncoderSession largest(SettingsFor(width, height));
+    EXPECT_TRUE(largest.open_output(path()));
+    EXPECT_TRUE(largest.encode_frame(GreyFrame(width, height, 100)));
+    EXPECT_TRUE(largest.encode_frame(GreyFrame(height, width, 100)));
+    EXPECT_FALSE(largest.encode_frame(GreyFrame(16385, 1, 100)));
+    EXPECT_FALSE(largest.encode_frame(GreyFrame(1, 16385, 100)));
+  }
 }
 
 TEST_F(Session, SecondFinishDoesNothing) {

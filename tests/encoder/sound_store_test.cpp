@@ -194,6 +194,40 @@ TEST(SoundStore, PiecesAreDividedUntilTheyFit) {
   EXPECT_EQ(decoded.samples.size(), 30002U);
 }
 
+// Readers pass over a piece of exactly the largest size.
+TEST(SoundStore, APieceStaysBelowTheLargestSize) {
+  EncodeSettings settings = AtRate(10, 1);
+  settings.audio_interleave = true;
+  settings.audio_coding_mode = 1;
+  const PcmTrack track = Ramp(8000, 2, 3200);
+  const auto first_piece = [&](size_t limit) {
+    SoundStore store(limit);
+    store.set_track(track);
+    EXPECT_THAT(store.start(settings), IsEmpty());
+    return store.next_chunk(0, true, settings);
+  };
+  const std::vector<uint8_t> whole = first_piece(1 << 20);
+  EXPECT_EQ(first_piece(whole.size() + 1), whole);
+  PcmTrack decoded;
+  ASSERT_TRUE(audio::DecodeAudio(first_piece(whole.size()), 1 << 20, decoded));
+  EXPECT_EQ(decoded.samples.size(), 1600U);
+}
+
+// Not divided any further, as nothing would be left to store.
+TEST(SoundStore, OneSampleOfEachChannelIsTheSmallestPiece) {
+  EncodeSettings settings = AtRate(10, 1);
+  settings.audio_interleave = true;
+  settings.audio_coding_mode = 1;
+  SoundStore store(1);
+  store.set_track(Ramp(8000, 2, 4));
+  EXPECT_THAT(store.start(settings), IsEmpty());
+  for (int piece = 0; piece < 2; ++piece) {
+    EXPECT_TRUE(store.has_frames_left());
+    EXPECT_FALSE(store.next_chunk(1, true, settings).empty());
+  }
+  EXPECT_FALSE(store.has_frames_left());
+}
+
 class SessionSound : public SessionRun {
  protected:
   // 31 frames of which none is static.

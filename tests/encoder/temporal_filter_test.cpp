@@ -5,8 +5,10 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
+#include "support/thread_counts.h"
 #include "video/kernel_levels.h"
 
 namespace qolm::encoder {
@@ -64,6 +66,23 @@ TEST(TemporalFilter, EveryLengthUpToAFewVectors) {
       EXPECT_EQ(std::vector(filtered.begin(), filtered.end() - 1), previous);
       EXPECT_EQ(filtered.back(), 7);
     }
+  }
+}
+
+// Pieces that members take, and what is left of the last one.
+TEST(TemporalFilter, PlanesOfManyPiecesAreFilteredWhole) {
+  for (const size_t length : {16'384U, 16'385U, 32'768U, 70'001U}) {
+    const Plane previous(length, 50);
+    Plane filtered(length, 7);
+    FilterLuma(Plane(length, 52), previous, filtered);
+    EXPECT_EQ(filtered, previous) << length;
+  }
+}
+
+TEST(TemporalFilter, LargePlanesHaveATeamAndSmallOnesNone) {
+  for (const auto& [length, threads] : {std::pair{32'767U, 0U}, {32'768U, 2U}}) {
+    Plane plane(length, 50);
+    EXPECT_EQ(test::StartedThreads([&plane = plane] { FilterLuma(plane, plane, plane); }), threads);
   }
 }
 
