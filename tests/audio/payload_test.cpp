@@ -82,6 +82,33 @@ TEST(TransformPayload, HeaderAndStreamsOfStereo) {
   }
 }
 
+// A sound that repeats with every frame: all its frames but those at its ends are
+// alike, also where a batch of them ends.
+TEST(TransformPayload, FramesAreCodedAndDecodedAlikeInEveryBatch) {
+  constexpr size_t kFrames = 450;
+  const Samples period = test::Noise(64, 9000, 3);
+  Samples samples;
+  for (size_t f = 0; f < kFrames; ++f) samples.insert(samples.end(), period.begin(), period.end());
+  const Bytes payload = Encode(samples, 3200, 1);
+  ASSERT_EQ(LoadLe32(&payload[12]), kFrames + 1);
+
+  const size_t scale_bytes = LoadLe16(&payload[20]);
+  Bytes scales(16 * (kFrames + 1));
+  Samples levels(64 * (kFrames + 1));
+  const std::span<const uint8_t> streams = std::span(payload).subspan(32);
+  ASSERT_TRUE(entropy::RansDecodeBytes(streams.first(scale_bytes), scales));
+  ASSERT_TRUE(entropy::DecodeCoefficients(streams.subspan(scale_bytes), levels));
+  const Samples decoded = Decode(payload).samples;
+  ASSERT_EQ(decoded.size(), samples.size());
+  for (size_t f = 2; f < kFrames; ++f) {
+    EXPECT_TRUE(std::equal(&scales[16], &scales[32], &scales[16 * f])) << f;
+    EXPECT_TRUE(std::equal(&levels[64], &levels[128], &levels[64 * f])) << f;
+    if (f + 1 < kFrames) {
+      EXPECT_TRUE(std::equal(&decoded[64], &decoded[128], &decoded[64 * f])) << f;
+    }
+  }
+}
+
 TEST(TransformPayload, StereoIsCodedAsMidAndSide) {
   // Equal sides: mid is the one channel, side is silent. Streams 1 and 2 are those
   // of the mono track, the size of the count field apart.
@@ -233,6 +260,7 @@ TEST(DecodeAudio, CountsWithoutKeeping) {
       Bytes payload;
       ASSERT_TRUE(EncodeAudio({8000, channels, samples}, mode, payload));
       EXPECT_EQ(ClaimedValues(payload), 3000u);
+      EXPECT_EQ(ClaimedValues(std::span(payload).first(kClaimBytes)), 3000u);
       EXPECT_EQ(ClaimedValues(std::span(payload).first(kClaimBytes - 1)), 0u);
       if (mode == AudioCodingMode::kAdpcm) {
         Bytes surround = payload;
@@ -294,6 +322,21 @@ TEST(DecodeAudio, CountsValuesOfLongFramesAsSeveral) {
     TrackRoom room(extent);
     EXPECT_TRUE(DecodeAudio(payload, 100 + 10 * weight, room)) << rate;
     EXPECT_EQ(extent.values, 110u);
+  }
+}
+
+TEST(DecodeAudio, OneSampleMakesATracksKind) {
+  const Samples samples(300, 7);
+  Bytes payload;
+  ASSERT_TRUE(EncodeAudio({8000, 1, samples}, AudioCodingMode::kAdpcm, payload));
+  for (const auto& [rate, channels] : {std::pair{8001U, uint16_t{1}}, {8000U, uint16_t{2}}}) {
+    PcmTrack one{rate, channels, Samples(1, 5)};
+    EXPECT_FALSE(DecodeAudio(payload, kNoLimit, one));
+    EXPECT_EQ(one.samples, Samples(1, 5));
+    PcmTrack none{rate, channels, {}};
+    EXPECT_TRUE(DecodeAudio(payload, kNoLimit, none));
+    EXPECT_EQ(none.sample_rate, 8000U);
+    EXPECT_EQ(none.channels, 1);
   }
 }
 

@@ -107,6 +107,13 @@ TEST(FileHeaderFields, SoundIsNamedOnlyWhenTheFileCarriesIt) {
   EXPECT_EQ(without.audio_channels, 0);
   EXPECT_EQ(without.audio_param, 0);
 
+  for (const StoredSound& half : {StoredSound{.sample_rate = 8000}, StoredSound{.channels = 2}}) {
+    const container::FileHeader header = MakeFileHeader(settings, half);
+    EXPECT_EQ(header.audio_rate, 0);
+    EXPECT_EQ(header.audio_channels, 0);
+    EXPECT_EQ(header.audio_param, 0);
+  }
+
   const container::FileHeader with =
       MakeFileHeader(settings, {.sample_rate = 96000, .channels = 2, .interleaved = true});
   EXPECT_EQ(with.audio_rate, 30464);  // the field holds 16 bits

@@ -56,6 +56,26 @@ TEST(CoefficientStream, PiecesGiveWhatTheWholeGives) {
   EXPECT_TRUE(ReadInPieces(EncodeCoefficients(escapes), 5000, 3) == escapes);
 }
 
+// A reader that stopped inside a token, or failed, begins anew with its next stream.
+TEST(CoefficientStream, AReaderThatIsOpenedAgainKeepsNothing) {
+  // Five streams, whose first token needs two more bytes.
+  Bytes long_tokens;
+  for (int i = 0; i < 3000; ++i) long_tokens.insert(long_tokens.end(), {255, 1, 1});
+  const Bytes stream = ContextRansEncode(long_tokens);
+  ASSERT_EQ(stream[4], 1);
+  ContextRansReader reader;
+  for (const size_t taken : {1u, 2u, 3u, 4u}) {
+    ASSERT_TRUE(reader.open(stream, 9000));
+    Bytes first(taken);
+    ASSERT_TRUE(reader.read(first));
+    Bytes whole(9000);
+    ASSERT_TRUE(reader.open(stream, 9000));
+    ASSERT_TRUE(reader.read(whole));
+    EXPECT_TRUE(whole == long_tokens) << taken;
+    EXPECT_FALSE(reader.open(stream, 8999));
+  }
+}
+
 TEST(CoefficientStream, PiecesRefuseWhatTheWholeRefuses) {
   const Bytes tokens[] = {{129, 1}, {129}, {129, 1, 1}, {129, 3}, {129, 2, 1}, {129, 0, 63}};
   for (const Bytes& spelling : tokens) {

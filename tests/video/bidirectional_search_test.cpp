@@ -189,21 +189,41 @@ TEST(SearchBothWays, BothAreNamedWhereThatSavesMoreThanItsBits) {
   EXPECT_EQ(ModeOfMoved(25, 11), BidirectionalMode::kFuture);
 }
 
-// A ramp of 4 a row, of which both anchors are 2 too bright: a row further up they are
-// 2 too dark, which is no better alone. Together with the other one it is exact.
+// A ramp of 4 a row.
+YuvPlanes Ramp(int brightness) {
+  YuvPlanes picture = test::FlatPicture(16, 48, 0, 128, 128);
+  for (size_t i = 0; i < picture.y.size(); ++i) {
+    picture.y[i] = static_cast<uint8_t>(20 + 4 * static_cast<int>(i / 16) + brightness);
+  }
+  return picture;
+}
+
+// Both anchors are 2 too bright: a row further up they are 2 too dark, which is no
+// better alone. Together with the other one it is exact.
 TEST(SearchBothWays, TheFutureMovesFirstWhereEitherWouldDo) {
-  const auto ramp = [](int brightness) {
-    YuvPlanes picture = test::FlatPicture(16, 48, 0, 128, 128);
-    for (size_t i = 0; i < picture.y.size(); ++i) {
-      picture.y[i] = static_cast<uint8_t>(20 + 4 * static_cast<int>(i / 16) + brightness);
-    }
-    return picture;
-  };
-  const BidirectionalField field = SearchBothWays(ramp(0), ramp(2), ramp(2), {}, kStepOf6ABit);
+  const BidirectionalField field = SearchBothWays(Ramp(0), Ramp(2), Ramp(2), {}, kStepOf6ABit);
   ASSERT_EQ(field.modes.size(), 3U);
   EXPECT_EQ(field.modes[1], BidirectionalMode::kBoth);
   EXPECT_EQ(field.past[1].vectors[0], (MotionVector{0, 0}));
   EXPECT_EQ(field.future[1].vectors[0], (MotionVector{0, -1}));
+}
+
+// As above, but the rows around the middle macroblock are wrong in one anchor, which
+// therefore stays.
+TEST(SearchBothWays, TheOtherAnchorMovesWhereOneCannot) {
+  const auto fenced = [] {
+    YuvPlanes picture = Ramp(2);
+    for (const size_t row : {15U, 32U}) std::fill_n(&picture.y[16 * row], 16, uint8_t{255});
+    return picture;
+  };
+  const BidirectionalField past = SearchBothWays(Ramp(0), Ramp(2), fenced(), {}, kStepOf6ABit);
+  EXPECT_EQ(past.modes.at(1), BidirectionalMode::kBoth);
+  EXPECT_EQ(past.past[1].vectors[0], (MotionVector{0, -1}));
+  EXPECT_EQ(past.future[1].vectors[0], (MotionVector{0, 0}));
+  const BidirectionalField future = SearchBothWays(Ramp(0), fenced(), Ramp(2), {}, kStepOf6ABit);
+  EXPECT_EQ(future.modes.at(1), BidirectionalMode::kBoth);
+  EXPECT_EQ(future.past[1].vectors[0], (MotionVector{0, 0}));
+  EXPECT_EQ(future.future[1].vectors[0], (MotionVector{0, -1}));
 }
 
 }  // namespace

@@ -58,6 +58,11 @@ TEST(CoarseSearch, OfEqualsTheFirstAllowedOneOfTheRingIsTaken) {
   EXPECT_EQ(first_of({-24, 24, -1, 1}), (MotionVector{-2, 0}));
   EXPECT_EQ(first_of({-1, 24, -1, 1}), (MotionVector{2, 0}));
   EXPECT_EQ(first_of({-1, 1, -1, 1}), MotionVector{}) << "no candidate is allowed";
+  // At either end of a range that holds one candidate alone.
+  EXPECT_EQ(first_of({1, 2, -24, -1}), (MotionVector{2, -2}));
+  EXPECT_EQ(first_of({-2, -1, 1, 24}), (MotionVector{-2, 2}));
+  EXPECT_EQ(first_of({-2, -1, -1, 0}), (MotionVector{-2, 0}));
+  EXPECT_EQ(first_of({3, 4, 2, 2}), (MotionVector{4, 2}));
 }
 
 // One bright sample spoils the upper left candidate alone. The lower left one is its

@@ -17,6 +17,7 @@
 #include "video/frame_sizes.h"
 #include "video/kernel_levels.h"
 #include "video/motion_field.h"
+#include "video/motion_search.h"
 #include "video/naive_decoding.h"
 #include "video/naive_motion.h"
 #include "video/quant_table.h"
@@ -237,6 +238,31 @@ TEST(InterFrame, WeakLevelsAreStoredOnlyWithoutTheRateRule) {
         EncodeInterFrame(source, {.quality = 100, .sparse_levels = sparse_levels}, reference);
     EXPECT_EQ(TakeApart(payload, before).levels[0][kScanPosition[9]], sparse_levels ? 0 : 1);
   }
+}
+
+// A bit of a vector is worth 0.6 of the luma's DC step.
+TEST(InterFrame, VectorsAreThoseOfTheSearchAtTheirPrice) {
+  const YuvPlanes before = test::TexturedPicture(130, 70, 3, 4);
+  YuvPlanes source = test::TexturedPicture(130, 70, 3, 9);
+  source.y = test::TexturePlane(130, 70, 2, -1, 3);
+  const MacroblockGrid grid(130, 70);
+  std::vector<Bytes> streams;
+  for (const int quality : {5, 45, 100}) {
+    for (const bool pre_analysis : {false, true}) {
+      MotionSearchOptions search;
+      search.pre_analysis = pre_analysis;
+      search.vector_cost = 0.6F * BuildInterQuantTable(quality, false).step[0];
+      const std::vector<MacroblockMotion> field =
+          SearchMotion(source.y.data(), before.y.data(), 130, 70, search);
+      YuvPlanes reference = before;
+      const Bytes payload =
+          EncodeInterFrame(source, {.quality = quality, .pre_analysis = pre_analysis}, reference);
+      EXPECT_EQ(TakeApart(payload, before).motion, CodeMotionBytes(grid, field, true)) << quality;
+      EXPECT_EQ(TakeApart(payload, before).split_map, PackSplitMap(field)) << quality;
+      streams.push_back(TakeApart(payload, before).motion);
+    }
+  }
+  EXPECT_NE(streams.front(), streams.back());
 }
 
 TEST(InterFrame, WhatThePictureHeldBeforeDoesNotMatter) {

@@ -94,6 +94,23 @@ TEST(SelectLevels, AnIsolatedWeakHighFrequencyIsDropped) {
   }
 }
 
+// In a table of equal steps, where only the estimated bits tell positions apart.
+TEST(SelectLevels, OnlyTheLastPositionNeedsNoEndOfItsBlock) {
+  QuantTable table;
+  table.step.fill(20.0F);
+  // A level of 1 gains 2 * steps - 1 squared steps. Behind its zeros it costs 16.6
+  // bits of a tenth each, and 2.3 more where the block goes on.
+  const auto is_stored = [&table](size_t k, float steps) {
+    Block block;
+    block.Set(k, steps, table);
+    return Select(block, table, true)[k] != 0;
+  };
+  EXPECT_TRUE(is_stored(63, 1.40F));
+  EXPECT_FALSE(is_stored(62, 1.40F));
+  EXPECT_FALSE(is_stored(63, 1.30F));
+  EXPECT_TRUE(is_stored(62, 1.46F));
+}
+
 TEST(SelectLevels, StrongLevelsStay) {
   const QuantTable table = BuildInterQuantTable(45, false);
   for (const size_t k : {0U, 1U, 20U, 63U}) {

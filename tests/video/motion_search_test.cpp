@@ -280,6 +280,31 @@ TEST(MotionSearch, TheFirstOfEquallyGoodVectorsIsTaken) {
   EXPECT_EQ(field[4].vectors[0], (MotionVector{1, -1}));
 }
 
+// Everything moves by (5, 0), and nothing shows it in the middle, which is grey.
+TEST(MotionSearch, AVectorCostsItsDifferenceFromTheOneOnTheLeft) {
+  constexpr uint32_t kWidth = 80;
+  constexpr uint32_t kHeight = 48;
+  Plane reference = test::TexturePlane(kWidth, kHeight, 0, 0, 3);
+  for (uint32_t y = 0; y < kHeight; ++y) {
+    for (uint32_t x = 16; x < 38 && y >= 16 && y < 32; ++x) reference[y * kWidth + x] = 100;
+  }
+  Plane source(reference.size(), 0);
+  for (size_t i = 0; i < source.size(); ++i) {
+    source[i] = reference[i - i % kWidth + std::min<size_t>(i % kWidth + 5, kWidth - 1)];
+  }
+  for (uint32_t y = 16; y < 32; ++y) std::fill_n(&source[y * kWidth + 16], 16, uint8_t{100});
+  for (const float cost : {0.0F, 10.0F}) {
+    MotionSearchOptions options;
+    options.vector_cost = cost;
+    const Field field = SearchMotion(source.data(), reference.data(), kWidth, kHeight, options);
+    for (const size_t neighbour : {1U, 2U, 5U}) {
+      ASSERT_EQ(field[neighbour].vectors[0], (MotionVector{5, 0})) << neighbour;
+    }
+    // For nothing the first candidate wins, which is standing still.
+    EXPECT_EQ(field[6].vectors[0], (cost > 0.0F ? MotionVector{5, 0} : MotionVector{0, 0}));
+  }
+}
+
 // A picture of 8x8 macroblocks, of which those at (2, 2), (6, 2), (2, 6) and (6, 6)
 // vote on the global motion. Each shows what stands elsewhere in the reference, in
 // strong contrast. The uppermost row is faint: standing still is good enough for the
