@@ -209,7 +209,13 @@ TEST(Team, ASmallerTeamLeavesTheOtherThreadsAlone) {
   }
   for (const size_t size : {2U, 3U}) {
     const test::ScopedTeamSize forced(size);
-    EXPECT_EQ(TeamMembers(size + 1, 3000).size(), size);
+    size_t most = 0;
+    // On a busy machine a member may come too late for a whole loop, but none too many
+    // may ever come.
+    for (int round = 0; round < 50 && most != size; ++round) {
+      most = std::max(most, TeamMembers(size + 1, 3000).size());
+    }
+    EXPECT_EQ(most, size);
   }
   EXPECT_EQ(KeptTeamThreads(), 7U);
   EndTeamThreads();

@@ -267,7 +267,9 @@ TEST_F(SessionSound, BlockStandsInTheHead) {
   const std::vector<uint8_t> block(reader_.audio_block().begin(), reader_.audio_block().end());
   ASSERT_TRUE(audio::DecodeAudio(block, 1 << 20, decoded));
   EXPECT_EQ(decoded.samples.size(), 40000U);
-  for (const container::RecordHeader& record : Records()) {
+  const std::vector<container::RecordHeader> records = Records();
+  ASSERT_EQ(records.size(), 31U);
+  for (const container::RecordHeader& record : records) {
     EXPECT_NE(record.type, RecordType::kAudio);
   }
 }
