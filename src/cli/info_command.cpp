@@ -50,6 +50,14 @@ std::string SpeedText(uint64_t frames, double elapsed_ms) {
          "    Decode Speed   : " + FixedNumber(frames_per_second, 1) + " FPS\n";
 }
 
+// Whether the export program would find a picture in a file that was never finished.
+bool HoldsFramesToSave(const std::filesystem::path& path) {
+  container::ContainerReader reader;
+  if (!reader.open(path, container::UnfinishedFiles::kYieldRecords)) return false;
+  decoder::FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);
+  return decoder.next_planes();
+}
+
 }  // namespace
 
 int RunInfoCommand(const std::string& path_bytes, std::ostream& out, std::ostream& err,
@@ -77,7 +85,9 @@ int RunInfoCommand(const std::string& path_bytes, std::ostream& out, std::ostrea
   while (decoder.next_frame(frame)) ++frames;
   const std::chrono::nanoseconds stop = now();
   out << SpeedText(frames, static_cast<double>((stop - start).count()) * 1e-6);
-  if (frames < reader.header().frame_count) {
+  if (reader.never_finished()) {
+    out << texts::NeverFinishedNotice(HoldsFramesToSave(path));
+  } else if (frames < reader.header().frame_count) {
     out << texts::FewerFramesDecodedNotice(frames, reader.header().frame_count);
   }
   out << std::flush;

@@ -194,6 +194,12 @@ std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames) {
                  std::to_string(expected_frames), " expected frames.\n"});
 }
 
+std::string NeverFinishedNotice(bool saveable) {
+  return Concat({"[+] Note: the file was never finished, or is still being written; ",
+                 saveable ? "qolm2_export can save what it holds so far.\n"
+                          : "it holds no whole frame yet.\n"});
+}
+
 std::string FewerFramesDecodedNotice(uint64_t frames, uint32_t frames_in_header) {
   return Concat({"[+] Note: the file is damaged or incomplete; only ", std::to_string(frames),
                  " of ", std::to_string(frames_in_header), " frames could be decoded.\n"});

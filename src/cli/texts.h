@@ -45,6 +45,8 @@ std::string IndexAtEndNotice();
 std::string NoFramesNotice();
 std::string SourceReadNotice(std::string_view reason, uint32_t frames);
 std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames);
+// A file that its writer left; `saveable` when some of its records are whole.
+std::string NeverFinishedNotice(bool saveable);
 std::string FewerFramesDecodedNotice(uint64_t frames, uint32_t frames_in_header);
 
 }  // namespace qolm::cli::texts

@@ -6,12 +6,12 @@
 
 namespace qolm::container {
 
-bool ContainerReader::open(const std::filesystem::path& path) {
+bool ContainerReader::open(const std::filesystem::path& path, UnfinishedFiles unfinished) {
   reset();
   if (!file_.open(path)) return fail({});
   if (!read_header()) return false;
   read_audio_block();
-  load_index();
+  load_index(unfinished);
   list_keyframes();
   is_open_ = true;
   return true;
@@ -20,6 +20,7 @@ bool ContainerReader::open(const std::filesystem::path& path) {
 void ContainerReader::reset() {
   file_.close();
   is_open_ = false;
+  never_finished_ = false;
   failure_reason_.clear();
   system_error_.clear();
   header_ = FileHeader{};
@@ -83,9 +84,23 @@ void ContainerReader::read_audio_block() {
   head_end_ = payload_position + record.size;
 }
 
-void ContainerReader::load_index() {
-  if (load_front_index() || load_trailing_index() || load_by_scan(head_end_)) return;
-  salvage_index();
+void ContainerReader::load_index(UnfinishedFiles unfinished) {
+  if (load_front_index() || load_trailing_index()) return;
+  uint64_t first_record = head_end_;
+  if (!load_by_scan(first_record)) {
+    // A finished fast-start file may lose its end, or have its index damaged or
+    // outgrown by more than a million records; the scan then stops at the index
+    // record right after the head. The records behind that one are whole.
+    if (const std::optional<ReservedIndex> reserved = find_reserved_index()) {
+      first_record = reserved->end;
+      if (reserved->filled || unfinished == UnfinishedFiles::kYieldRecords) {
+        load_by_scan(first_record);
+      }
+    }
+  }
+  // A finished file without any record may still end in the count of its index.
+  never_finished_ =
+      header_.frame_count == 0 && file_.size() > first_record + uint64_t{kIndexCountBytes};
 }
 
 bool ContainerReader::load_front_index() {
@@ -152,18 +167,14 @@ bool ContainerReader::load_by_scan(uint64_t first_record) {
   return !index_.empty();
 }
 
-// A finished fast-start file may lose its end, or have its index damaged or
-// outgrown by more than a million records; the scan above then stops at the
-// index record right after the head. The records behind that one are whole. A
-// file that was never finished (flag set, index still zero) stays empty.
-bool ContainerReader::salvage_index() {
+std::optional<ContainerReader::ReservedIndex> ContainerReader::find_reserved_index() const {
   RecordHeader record;
-  if (!read_record_header(head_end_, record) || record.type != RecordType::kIndex) return false;
+  if (!read_record_header(head_end_, record) || record.type != RecordType::kIndex) return {};
   const uint64_t payload_position = head_end_ + kRecordHeaderBytes;
   std::array<uint8_t, kIndexCountBytes> count_bytes;
-  if (!file_.read_at(payload_position, count_bytes)) return false;
-  const bool finished = (header_.flags & kFlagFastStart) == 0 || LoadLe32(count_bytes.data()) != 0;
-  return finished && load_by_scan(payload_position + record.size);
+  if (!file_.read_at(payload_position, count_bytes)) return {};
+  const bool filled = (header_.flags & kFlagFastStart) == 0 || LoadLe32(count_bytes.data()) != 0;
+  return ReservedIndex{payload_position + record.size, filled};
 }
 
 void ContainerReader::list_keyframes() {

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
 #include <system_error>
@@ -28,6 +29,13 @@ struct KeyFrameEntry {
   bool operator==(const KeyFrameEntry&) const = default;
 };
 
+// What to make of a file that was never finished and whose index record, right
+// behind the head, is still empty.
+enum class UnfinishedFiles {
+  kYieldNothing,  // no index, so no frames: what the format lays down for readers
+  kYieldRecords,  // the whole records behind the empty one, for whoever saves them
+};
+
 class ContainerReader {
  public:
   // Resets, then opens `path` and reads header, audio block, index and key
@@ -35,7 +43,8 @@ class ContainerReader {
   // failure_reason() then says why and the reader is closed and empty. A file
   // whose index cannot be found, or whose audio block is damaged, still opens
   // (with an empty index or no audio block).
-  [[nodiscard]] bool open(const std::filesystem::path& path);
+  [[nodiscard]] bool open(const std::filesystem::path& path,
+                          UnfinishedFiles unfinished = UnfinishedFiles::kYieldNothing);
 
   // Closes the file and forgets everything.
   void reset();
@@ -47,6 +56,10 @@ class ContainerReader {
   const std::string& failure_reason() const { return failure_reason_; }
   // The system's reason when that is why open() failed, else no error.
   std::error_code system_error() const { return system_error_; }
+
+  // Whether the file holds more than its head but neither a frame count nor an
+  // index: its writer was ended, or is still at work.
+  bool never_finished() const { return never_finished_; }
 
   const FileHeader& header() const { return header_; }
   uint64_t file_size() const { return file_.size(); }  // bytes
@@ -75,12 +88,18 @@ class ContainerReader {
  private:
   [[nodiscard]] bool read_header();
   void read_audio_block();
-  void load_index();
+  void load_index(UnfinishedFiles unfinished);
   bool load_front_index();
   bool load_trailing_index();
   // Appends every whole record from `first_record` on.
   bool load_by_scan(uint64_t first_record);
-  bool salvage_index();
+  // Where the first record behind an index record right after the head would
+  // stand, and whether that index was filled in. Nothing without such a record.
+  struct ReservedIndex {
+    uint64_t end = 0;
+    bool filled = false;
+  };
+  std::optional<ReservedIndex> find_reserved_index() const;
   void list_keyframes();
 
   // Takes `count` offsets at `position` as the index when all of them ascend
@@ -92,6 +111,7 @@ class ContainerReader {
 
   InputFile file_;
   bool is_open_ = false;
+  bool never_finished_ = false;
   std::string failure_reason_;
   std::error_code system_error_;
   FileHeader header_;

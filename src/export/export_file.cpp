@@ -164,7 +164,9 @@ ExportResult ExportSheet(const ExportOptions& options, const container::Containe
 
 ExportResult ExportFile(const ExportOptions& options) {
   container::ContainerReader reader;
-  if (!reader.open(options.input)) return Failure(options.input, reader.failure_reason());
+  if (!reader.open(options.input, container::UnfinishedFiles::kYieldRecords)) {
+    return Failure(options.input, reader.failure_reason());
+  }
   if (options.to_standard_output && StandardOutputIsTerminal()) {
     return {false, {}, "standard output is a terminal, it takes no pictures"};
   }

@@ -82,6 +82,25 @@ TEST_F(Info, AFileWithoutFrames) {
                                             "    Decode Speed   : 0.0 FPS\n"));
 }
 
+TEST_F(Info, SaysThatAFileWasNeverFinished) {
+  AddRepeats(3);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(), testing::HasSubstr("    Frames    : 0\n"));
+  EXPECT_THAT(out_.str(), testing::HasSubstr("[+] Decoded Frames : 3\n"));
+  EXPECT_THAT(out_.str(),
+              testing::EndsWith(" FPS\n[+] Note: the file was never finished, or is still being "
+                                "written; qolm2_export can save what it holds so far.\n"));
+}
+
+TEST_F(Info, SaysThatAnUnfinishedFileHoldsNothingWhole) {
+  AddRepeats(3);
+  records_.back() = '\1';  // the record is longer than the file
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(),
+              testing::EndsWith(" FPS\n[+] Note: the file was never finished, or is still being "
+                                "written; it holds no whole frame yet.\n"));
+}
+
 TEST_F(Info, CountsFramesThatAreStoredBeforeEarlierOnes) {
   header_.flags |= container::kFlagBidirectional;
   header_.frame_count = 7;

@@ -139,6 +139,26 @@ TEST_F(ContainerReaderTest, UnfinishedFastStartFileYieldsNothing) {
   ASSERT_TRUE(reader_.open(path_));
   EXPECT_THAT(reader_.index(), IsEmpty());
   EXPECT_THAT(reader_.keyframes(), ElementsAre(KeyFrameEntry{0, 0}));
+  EXPECT_TRUE(reader_.never_finished());
+
+  ASSERT_TRUE(reader_.open(path_, UnfinishedFiles::kYieldRecords));
+  EXPECT_THAT(reader_.index(), ElementsAre(48 + kFrontIndexBytes));
+  EXPECT_TRUE(reader_.never_finished());
+}
+
+TEST_F(ContainerReaderTest, FinishedFilesAreNotTakenForUnfinishedOnes) {
+  for (const bool fast_start : {false, true}) {
+    Write({.fast_start = fast_start, .audio_block = {}});
+    ASSERT_TRUE(Open());
+    EXPECT_FALSE(reader_.never_finished());
+    // Without any frame, too.
+    for (const bool with_sound : {false, true}) {
+      const std::vector<test::Record> sound(with_sound ? 1 : 0, test::Sound(Bytes(9)));
+      ASSERT_TRUE(test::WriteContainerFile(path_, header_, sound, {fast_start, Bytes(7)}));
+      ASSERT_TRUE(reader_.open(path_));
+      EXPECT_FALSE(reader_.never_finished()) << fast_start << with_sound;
+    }
+  }
 }
 
 TEST_F(ContainerReaderTest, CutFastStartFileYieldsTheCompleteRecordsBeforeTheCut) {
