@@ -118,6 +118,7 @@ class Conversion {
     out_ << InputReportText({request_.input_path, source_.width(), source_.height(),
                              source_.fps_numerator(), source_.fps_denominator(),
                              source_.frame_count(), source_.duration_ms()});
+    for (const std::string& phrase : source_.notices()) out_ << texts::SourceNotice(phrase);
     settings_.width = source_.width();
     settings_.height = source_.height();
     settings_.fps_numerator = source_.fps_numerator();

@@ -173,6 +173,8 @@ std::string SoundCutShortNotice(std::string_view reason) {
                  "); the file holds what came before.\n"});
 }
 
+std::string SourceNotice(std::string_view phrase) { return Concat({"[+] Note: ", phrase, ".\n"}); }
+
 std::string SoundOffNotice() { return "[+] Sound is switched off; converting the picture only.\n"; }
 
 std::string IndexAtEndNotice() {

@@ -41,6 +41,8 @@ std::string SoundNotReadNotice(std::string_view reason);
 // Goes behind the line that tells how much sound there is.
 std::string SoundCutShortNotice(std::string_view reason);
 std::string SoundOffNotice();
+// A phrase of the source.
+std::string SourceNotice(std::string_view phrase);
 std::string IndexAtEndNotice();
 std::string NoFramesNotice();
 std::string SourceReadNotice(std::string_view reason, uint32_t frames);

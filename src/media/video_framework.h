@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace qolm::media {
 
@@ -93,6 +94,9 @@ class VideoReader {
   [[nodiscard]] virtual std::optional<int64_t> PresentationDuration() = 0;  // 100-ns units
 
   [[nodiscard]] virtual ReadResult ReadSample() = 0;
+
+  // What the user should know about how the stream is converted, one phrase each.
+  virtual std::vector<std::string> notices() const { return {}; }
 
   // Why the last call that failed did so, in a few words; may be empty.
   virtual std::string failure_reason() const = 0;

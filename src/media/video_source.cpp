@@ -136,6 +136,10 @@ size_t VideoSource::RowStride(size_t length) const {
       .stride;
 }
 
+std::vector<std::string> VideoSource::notices() const {
+  return reader_ != nullptr ? reader_->notices() : std::vector<std::string>();
+}
+
 bool VideoSource::ReadNextFrame(VideoFrame& frame) {
   if (reader_ == nullptr) return false;
   VideoReader::ReadResult result = reader_->ReadSample();

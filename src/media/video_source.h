@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "media/video_framework.h"
 #include "video/video_frame.h"
@@ -43,6 +44,9 @@ class VideoSource {
   int32_t fps_denominator() const { return fps_denominator_; }  // 1 when unknown
   int32_t frame_count() const { return frame_count_; }          // expected; 0 when unknown
   int32_t duration_ms() const { return duration_ms_; }          // 0 when unknown
+
+  // What the user should know about how the open source is converted, one phrase each.
+  std::vector<std::string> notices() const;
 
   // Why the last Open failed, or why reading ended, for the command layer's
   // message, e.g. "No such file or directory" or "no video stream"; empty when

@@ -668,6 +668,14 @@ TEST_F(FfmpegVideoTest, CoverArtIsNotTheVideo) {
   EXPECT_EQ(source_.width(), 16);
 }
 
+TEST_F(FfmpegVideoTest, TheFirstOfSeveralVideosIsTaken) {
+  ClipOptions options;
+  options.frames = 6;
+  options.second_video = true;
+  EXPECT_EQ(ReadNumbers(Write("a.mkv", options), false), NumbersUpTo(6));
+  EXPECT_EQ(source_.width(), 16);
+}
+
 TEST_F(FfmpegVideoTest, AFileWithoutVideoIsRefused) {
   // A tenth of a second of silence.
   std::ofstream file(folder_ / "sound.wav", std::ios::binary);
@@ -725,6 +733,22 @@ TEST_F(FfmpegVideoTest, PicturesThatStayKeepTheirNumber) {
           << i;
     }
   }
+}
+
+TEST_F(FfmpegVideoTest, APaletteThatChangesMakesAnotherPicture) {
+  ClipOptions options;
+  options.codec = "png";
+  options.format = AV_PIX_FMT_PAL8;
+  options.frames = 2;
+  const auto path = Write("palettes.mov", options, [](AVFrame& frame, int index) {
+    FillPlanes(frame, {5});
+    reinterpret_cast<uint32_t*>(frame.data[1])[5] = index == 0 ? 0xff204080u : 0xff804020u;
+  });
+  const std::vector<VideoFrame> frames = ReadAll(path);
+  ASSERT_EQ(frames.size(), 2u);
+  ExpectColour(frames[0], 3, 3, {0x20, 0x40, 0x80}, 0, "first");
+  ExpectColour(frames[1], 3, 3, {0x80, 0x40, 0x20}, 0, "second");
+  EXPECT_NE(frames[0].picture_number, frames[1].picture_number);
 }
 
 TEST_F(FfmpegVideoTest, ASampleThatChangesMakesAnotherPicture) {

@@ -41,6 +41,9 @@ Codec OpenEncoder(const AVFormatContext& muxer, const ClipOptions& options) {
   codec->time_base = options.time_base.num != 0 ? options.time_base : av_inv_q(options.rate);
   codec->colorspace = options.matrix;
   codec->color_range = options.range;
+  codec->color_primaries = options.primaries;
+  codec->color_trc = options.transfer;
+  codec->sample_aspect_ratio = options.pixel_shape;
   codec->gop_size = 10;
   codec->max_b_frames = 0;
   codec->bit_rate = 4'000'000;
@@ -67,6 +70,9 @@ Frame MakeFrame(const AVCodecContext& codec) {
   frame->format = codec.pix_fmt;
   frame->colorspace = codec.colorspace;
   frame->color_range = codec.color_range;
+  frame->color_primaries = codec.color_primaries;
+  frame->color_trc = codec.color_trc;
+  frame->sample_aspect_ratio = codec.sample_aspect_ratio;
   Check(av_frame_get_buffer(frame.get(), 0), "frame");
   return frame;
 }
@@ -134,6 +140,7 @@ void WriteClip(const std::filesystem::path& path, const ClipOptions& options,
   AVStream* const video = Check(avformat_new_stream(muxer.get(), nullptr), "stream");
   Check(avcodec_parameters_from_context(video->codecpar, codec.get()), "parameters");
   video->time_base = codec->time_base;
+  video->sample_aspect_ratio = options.pixel_shape;
   if (options.timestamps.empty()) {
     video->avg_frame_rate = options.rate;
     video->r_frame_rate = options.rate;
@@ -147,7 +154,7 @@ void WriteClip(const std::filesystem::path& path, const ClipOptions& options,
 
   AVStream* cover = nullptr;
   Packet cover_packet;
-  if (options.cover_art) {
+  if (options.cover_art || options.second_video) {
     ClipOptions cover_options;
     cover_options.codec = "mjpeg";
     cover_options.format = AV_PIX_FMT_YUVJ420P;
@@ -157,7 +164,7 @@ void WriteClip(const std::filesystem::path& path, const ClipOptions& options,
     cover = Check(avformat_new_stream(muxer.get(), nullptr), "stream");
     Check(avcodec_parameters_from_context(cover->codecpar, cover_codec.get()), "parameters");
     cover->time_base = cover_codec->time_base;
-    cover->disposition = AV_DISPOSITION_ATTACHED_PIC;
+    if (options.cover_art) cover->disposition = AV_DISPOSITION_ATTACHED_PIC;
     cover_packet = EncodeCover(*cover_codec);
   }
   AVStream* sound = nullptr;

@@ -31,12 +31,16 @@ struct ClipOptions {
   int frames = 1;
   AVColorSpace matrix = AVCOL_SPC_UNSPECIFIED;
   AVColorRange range = AVCOL_RANGE_UNSPECIFIED;
+  AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
+  AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
+  AVRational pixel_shape = {0, 1};  // width to height
   bool interlaced = false;
   std::optional<std::array<int32_t, 9>> display_matrix;
   std::map<std::string, std::string> codec_options;
   std::map<std::string, std::string> muxer_options;
   std::optional<int> corrupt_packet;  // its bytes are overwritten
   bool cover_art = false;             // an 8x8 picture beside the video
+  bool second_video = false;          // of one 8x8 picture, behind the video
   double sound_seconds = 0;           // silence beside the video
 };
 

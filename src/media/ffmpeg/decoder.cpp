@@ -16,6 +16,16 @@ bool IsVideo(const AVStream& stream) {
   return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && (stream.disposition & kNoVideo) == 0;
 }
 
+// What the container says holds before what the pictures say, which may change. A
+// container that says nothing has the value of the first ones.
+AVRational PixelShapeOf(const AVStream& stream, const AVFrame& frame) {
+  const AVRational container = stream.sample_aspect_ratio;
+  const AVRational coder = stream.codecpar->sample_aspect_ratio;
+  if (frame.sample_aspect_ratio.num <= 0) return container;
+  const bool container_says = container.num > 0 && av_cmp_q(container, coder) != 0;
+  return container_says ? container : frame.sample_aspect_ratio;
+}
+
 // The system's own words for what would otherwise surface as a parsing error.
 std::string DescribeUnreadablePath(const std::filesystem::path& path) {
   std::error_code error;
@@ -95,7 +105,10 @@ const AVFrame* Decoder::Next() {
   for (int errors = 0; errors < kErrorsInARow;) {
     const int result = avcodec_receive_frame(codec_.get(), frame_.get());
     if (result >= 0) {
-      if (frame_->width > 0 && frame_->height > 0) return frame_.get();
+      if (frame_->width > 0 && frame_->height > 0) {
+        frame_->sample_aspect_ratio = PixelShapeOf(*stream_, *frame_);
+        return frame_.get();
+      }
     } else if (result == AVERROR(EAGAIN)) {
       if (draining_ || !FeedDecoder()) return nullptr;
       errors = 0;

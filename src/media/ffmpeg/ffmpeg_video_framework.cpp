@@ -85,6 +85,7 @@ class FfmpegVideoReader : public VideoReader {
     return result;
   }
 
+  std::vector<std::string> notices() const override { return producer_->notices(); }
   std::string failure_reason() const override { return failure_reason_; }
 
  private:

@@ -16,6 +16,23 @@ namespace {
 // One picture out for each one in; progressive ones pass as they are.
 constexpr char kDeinterlace[] = "bwdif=mode=send_frame:parity=auto:deint=interlaced";
 
+// Reference white of HDR, 203 cd/m2, becomes the white of a usual screen. The curve
+// leaves the darker half alone and presses what is brighter under full white.
+constexpr char kToneMap[] =
+    "zscale=t=linear:npl=203,format=gbrpf32le,zscale=p=bt709,"
+    "tonemap=mobius:param=0.5:desat=0,zscale=t=bt709:m=gbr:r=pc,format=gbrp";
+
+bool IsHighDynamicRange(const AVFrame& frame) {
+  return frame.color_trc == AVCOL_TRC_SMPTE2084 || frame.color_trc == AVCOL_TRC_ARIB_STD_B67;
+}
+
+// What such streams nearly always are, where they do not say it.
+void CompleteHdrColour(AVFrame& frame) {
+  if (frame.color_primaries == AVCOL_PRI_UNSPECIFIED) frame.color_primaries = AVCOL_PRI_BT2020;
+  if (frame.colorspace == AVCOL_SPC_UNSPECIFIED) frame.colorspace = AVCOL_SPC_BT2020_NCL;
+  if (frame.color_range == AVCOL_RANGE_UNSPECIFIED) frame.color_range = AVCOL_RANGE_MPEG;
+}
+
 struct InOutDeleter {
   void operator()(AVFilterInOut* list) const { avfilter_inout_free(&list); }
 };
@@ -60,23 +77,49 @@ void FrameFilter::Send(const AVFrame* frame) {
     return;
   }
   deinterlacing_ = deinterlacing_ || frame->interlaced_frame != 0;
-  const Input input{frame->width, frame->height, frame->format};
+  const Input input{frame->width, frame->height, frame->format, IsHighDynamicRange(*frame)};
   if (input_ != input || input_deinterlaced_ != deinterlacing_) {
     Flush();
+    SetUp(*frame);
     input_ = input;
     input_deinterlaced_ = deinterlacing_;
-    // A picture too small to deinterlace is at least brought upright.
-    const std::string separator = orientation_.empty() ? "" : ",";
-    if (!deinterlacing_ || !Build(*frame, kDeinterlace + separator + orientation_)) {
-      if (orientation_.empty() || !Build(*frame, orientation_)) graph_.reset();
-    }
   }
-  Frame reference = Reference(*frame);
+  if (Run(*frame) || !input.is_hdr || tone_mapping_failed_) return;
+  tone_mapping_failed_ = true;
+  SetUp(*frame);
+  Run(*frame);
+}
+
+void FrameFilter::SetUp(const AVFrame& frame) {
+  const bool tone_map = IsHighDynamicRange(frame) && !tone_mapping_failed_;
+  // A picture too small to deinterlace is at least shown as it shall be otherwise.
+  if (BuildChain(frame, deinterlacing_, tone_map) || BuildChain(frame, false, tone_map)) return;
+  tone_mapping_failed_ = tone_mapping_failed_ || tone_map;
+  if (BuildChain(frame, deinterlacing_, false) || BuildChain(frame, false, false)) return;
+  graph_.reset();
+}
+
+bool FrameFilter::BuildChain(const AVFrame& frame, bool deinterlace, bool tone_map) {
+  std::string filters;
+  const auto append = [&filters](const std::string& filter) {
+    if (!filters.empty() && !filter.empty()) filters += ",";
+    filters += filter;
+  };
+  if (deinterlace) append(kDeinterlace);
+  append(orientation_);
+  if (tone_map) append(kToneMap);
+  graph_.reset();
+  return filters.empty() || Build(frame, filters);
+}
+
+bool FrameFilter::Run(const AVFrame& frame) {
+  Frame reference = Reference(frame);
   if (graph_ == nullptr) {
     ready_.push_back(std::move(reference));
-    return;
+    return true;
   }
-  if (av_buffersrc_add_frame(source_, reference.get()) >= 0) Collect();
+  if (IsHighDynamicRange(frame)) CompleteHdrColour(*reference);
+  return av_buffersrc_add_frame(source_, reference.get()) >= 0 && Collect();
 }
 
 Frame FrameFilter::Receive() {
@@ -108,11 +151,12 @@ bool FrameFilter::Build(const AVFrame& frame, const std::string& filters) {
   return parsed >= 0 && avfilter_graph_config(graph_.get(), nullptr) >= 0;
 }
 
-void FrameFilter::Collect() {
+bool FrameFilter::Collect() {
   while (true) {
     Frame frame(av_frame_alloc());
     if (frame == nullptr) throw std::bad_alloc();
-    if (av_buffersink_get_frame(sink_, frame.get()) < 0) return;
+    const int result = av_buffersink_get_frame(sink_, frame.get());
+    if (result < 0) return result == AVERROR(EAGAIN) || result == AVERROR_EOF;
     // Filters may count time in finer units.
     if (frame->pts != AV_NOPTS_VALUE) {
       frame->pts = av_rescale_q(frame->pts, av_buffersink_get_time_base(sink_), time_base_);

@@ -1,4 +1,5 @@
-// Brings decoded pictures upright and takes the comb out of interlaced ones.
+// Brings decoded pictures upright, takes the comb out of interlaced ones and maps
+// high dynamic range (PQ, HLG) to what a usual screen shows.
 #ifndef QOLM_MEDIA_FFMPEG_FRAME_FILTER_H_
 #define QOLM_MEDIA_FFMPEG_FRAME_FILTER_H_
 
@@ -28,15 +29,24 @@ class FrameFilter {
   void Send(const AVFrame* frame);
   Frame Receive();  // null when another Send is needed
 
+  // Pictures of high dynamic range came, and no filter could map them: they pass as
+  // they are.
+  bool tone_mapping_failed() const { return tone_mapping_failed_; }
+
  private:
   struct Input {
     int width = 0;
     int height = 0;
     int format = 0;
+    bool is_hdr = false;
     friend bool operator==(const Input&, const Input&) = default;
   };
+  void SetUp(const AVFrame& frame);
+  bool BuildChain(const AVFrame& frame, bool deinterlace, bool tone_map);
   bool Build(const AVFrame& frame, const std::string& filters);
-  void Collect();
+  // False when a filter failed.
+  bool Run(const AVFrame& frame);
+  bool Collect();
   void Flush();
 
   std::string orientation_;
@@ -44,6 +54,7 @@ class FrameFilter {
   bool deinterlacing_ = false;  // from the first interlaced picture on
   std::optional<Input> input_;  // what the graph, or its absence, is set up for
   bool input_deinterlaced_ = false;
+  bool tone_mapping_failed_ = false;
   FilterGraph graph_;
   AVFilterContext* source_ = nullptr;
   AVFilterContext* sink_ = nullptr;

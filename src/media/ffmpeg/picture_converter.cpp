@@ -92,13 +92,18 @@ YuvWeights WeightsOf(int matrix, bool full_range) {
   }
 }
 
+uint8_t* PixelAt(PackedPicture& picture, int x, int y) {
+  return picture.data() + static_cast<size_t>(y) * picture.pitch() + static_cast<size_t>(x) * 4;
+}
+
 }  // namespace
 
-PictureConverter::Input PictureConverter::Describe(const AVFrame& frame) {
+PictureConverter::Input PictureConverter::Describe(const AVFrame& frame) const {
   Input input;
   const auto format = static_cast<AVPixelFormat>(frame.format);
   input.width = frame.width;
   input.height = frame.height;
+  input.place = PlaceIn(width_, height_, ShapeOf(frame));
   input.format = WithoutImpliedRange(format);
   input.matrix = MatrixOf(frame);
   input.full_range = input.format != format || frame.color_range == AVCOL_RANGE_JPEG ||
@@ -107,7 +112,8 @@ PictureConverter::Input PictureConverter::Describe(const AVFrame& frame) {
 }
 
 bool PictureConverter::NeedsScaler(const Input& input) const {
-  const bool same_size = input.width == width_ && input.height == height_;
+  const bool same_size = input.width == width_ && input.height == height_ &&
+                         input.place == PicturePlace{0, 0, width_, height_};
   return !same_size || !YuvPicture::IsOffered(input.format);
 }
 
@@ -119,12 +125,12 @@ bool PictureConverter::SetUpScaler(const Input& input) {
   if (!IsRgb(input.format)) {
     planes_.reset(av_frame_alloc());
     if (planes_ == nullptr) return false;
-    planes_->width = width_;
-    planes_->height = height_;
+    planes_->width = input.place.width;
+    planes_->height = input.place.height;
     planes_->format = AV_PIX_FMT_GBRP;
     if (av_frame_get_buffer(planes_.get(), 0) < 0) return false;
   }
-  const bool same_size = input.width == width_ && input.height == height_;
+  const bool same_size = input.width == input.place.width && input.height == input.place.height;
   // Chroma is interpolated for every pixel and all sums are rounded.
   const int flags =
       (same_size ? SWS_BILINEAR : SWS_BICUBIC) | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT;
@@ -133,8 +139,8 @@ bool PictureConverter::SetUpScaler(const Input& input) {
   av_opt_set_int(scaler, "srch", input.height, 0);
   av_opt_set_int(scaler, "src_format", input.format, 0);
   av_opt_set_int(scaler, "src_range", input.full_range ? 1 : 0, 0);
-  av_opt_set_int(scaler, "dstw", width_, 0);
-  av_opt_set_int(scaler, "dsth", height_, 0);
+  av_opt_set_int(scaler, "dstw", input.place.width, 0);
+  av_opt_set_int(scaler, "dsth", input.place.height, 0);
   av_opt_set_int(scaler, "dst_format", planes_ != nullptr ? AV_PIX_FMT_GBRP : AV_PIX_FMT_BGR0, 0);
   av_opt_set_int(scaler, "dst_range", 1, 0);
   av_opt_set_int(scaler, "sws_flags", flags, 0);
@@ -148,12 +154,13 @@ bool PictureConverter::SetUpScaler(const Input& input) {
 }
 
 void PictureConverter::PackPlanes(PackedPicture& picture) const {
-  const auto width = static_cast<size_t>(width_);
-  for (int y = 0; y < height_; ++y) {
+  const PicturePlace& place = scaler_input_->place;
+  const auto width = static_cast<size_t>(place.width);
+  for (int y = 0; y < place.height; ++y) {
     const uint8_t* const green = planes_->data[0] + ptrdiff_t{y} * planes_->linesize[0];
     const uint8_t* const blue = planes_->data[1] + ptrdiff_t{y} * planes_->linesize[1];
     const uint8_t* const red = planes_->data[2] + ptrdiff_t{y} * planes_->linesize[2];
-    uint8_t* const row = picture.data() + static_cast<size_t>(y) * picture.pitch();
+    uint8_t* const row = PixelAt(picture, place.left, place.top + y);
     for (size_t x = 0; x < width; ++x) {
       // The fourth byte is free, and whole words keep the loop wide.
       const uint32_t pixel = uint32_t{blue[x]} | uint32_t{green[x]} << 8 | uint32_t{red[x]} << 16;
@@ -162,7 +169,23 @@ void PictureConverter::PackPlanes(PackedPicture& picture) const {
   }
 }
 
-bool PictureConverter::SameSamples(const AVFrame& a, const AVFrame& b) {
+// The memory of the picture may hold another one, and the scaler may write a little
+// past its rows.
+void PictureConverter::BlackenBars(PackedPicture& picture) const {
+  const PicturePlace& place = scaler_input_->place;
+  const auto bytes_of = [](int pixels) { return static_cast<size_t>(pixels) * 4; };
+  for (int y = 0; y < height_; ++y) {
+    if (y < place.top || y >= place.top + place.height) {
+      std::memset(PixelAt(picture, 0, y), 0, bytes_of(width_));
+      continue;
+    }
+    const int right = place.left + place.width;
+    std::memset(PixelAt(picture, 0, y), 0, bytes_of(place.left));
+    if (right < width_) std::memset(PixelAt(picture, right, y), 0, bytes_of(width_ - right));
+  }
+}
+
+bool PictureConverter::SameSamples(const AVFrame& a, const AVFrame& b) const {
   if (Describe(a) != Describe(b)) return false;
   const auto format = static_cast<AVPixelFormat>(a.format);
   const AVPixFmtDescriptor* const description = av_pix_fmt_desc_get(format);
@@ -188,7 +211,8 @@ bool PictureConverter::SameSamples(const AVFrame& a, const AVFrame& b) {
 
 bool PictureConverter::Scale(const AVFrame& frame, PackedPicture& picture) {
   if (planes_ == nullptr) {
-    uint8_t* const rows[4] = {picture.data(), nullptr, nullptr, nullptr};
+    const PicturePlace& place = scaler_input_->place;
+    uint8_t* const rows[4] = {PixelAt(picture, place.left, place.top), nullptr, nullptr, nullptr};
     const int pitches[4] = {static_cast<int>(picture.pitch()), 0, 0, 0};
     return sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, rows, pitches) > 0;
   }
@@ -210,6 +234,7 @@ std::unique_ptr<Picture> PictureConverter::Convert(std::shared_ptr<const AVFrame
   if (scaler_input_ != input && !SetUpScaler(input)) return nullptr;
   const std::shared_ptr<PackedPicture> packed = pool_.Acquire();
   if (!Scale(*frame, *packed)) return nullptr;
+  BlackenBars(*packed);
   picture->packed = packed;
   return picture;
 }

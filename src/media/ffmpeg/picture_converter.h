@@ -8,12 +8,14 @@
 
 #include "media/ffmpeg/handles.h"
 #include "media/ffmpeg/picture.h"
+#include "media/ffmpeg/picture_shape.h"
 
 namespace qolm::media::ffmpeg {
 
 class PictureConverter {
  public:
-  // Pictures of another size than this are scaled to it.
+  // Pictures of another size than this are scaled to it, between black bars where
+  // their shape is another one.
   PictureConverter(int width, int height) : width_(width), height_(height), pool_(width, height) {}
 
   // Without a number. Null when the picture cannot be converted.
@@ -21,23 +23,25 @@ class PictureConverter {
 
   // True when both frames convert to the same pixels, as one can tell from
   // their samples alone.
-  static bool SameSamples(const AVFrame& a, const AVFrame& b);
+  bool SameSamples(const AVFrame& a, const AVFrame& b) const;
 
  private:
   // What a conversion depends on.
   struct Input {
     int width = 0;
     int height = 0;
+    PicturePlace place;
     AVPixelFormat format = AV_PIX_FMT_NONE;
     int matrix = 0;  // SWS_CS_*
     bool full_range = false;
     friend bool operator==(const Input&, const Input&) = default;
   };
-  static Input Describe(const AVFrame& frame);
+  Input Describe(const AVFrame& frame) const;
   bool NeedsScaler(const Input& input) const;
   bool SetUpScaler(const Input& input);
   bool Scale(const AVFrame& frame, PackedPicture& picture);
   void PackPlanes(PackedPicture& picture) const;
+  void BlackenBars(PackedPicture& picture) const;
 
   int width_;
   int height_;

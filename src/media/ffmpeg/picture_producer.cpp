@@ -9,6 +9,7 @@ extern "C" {
 #include <utility>
 
 #include "media/ffmpeg/numbers.h"
+#include "media/ffmpeg/picture_shape.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -36,6 +37,23 @@ std::string OrientationOf(const AVStream& stream, const AVFrame& frame) {
   return {};
 }
 
+std::vector<std::string> NoticesOf(const AVFrame& frame, const PictureShape& shape,
+                                   const FrameFilter& filter) {
+  std::vector<std::string> notices;
+  if (shape.left_as_stored) {
+    notices.push_back("the source's pixels are not square (" +
+                      std::to_string(frame.sample_aspect_ratio.num) + ":" +
+                      std::to_string(frame.sample_aspect_ratio.den) +
+                      "); the picture keeps its stored size");
+  }
+  if (filter.tone_mapping_failed()) {
+    notices.push_back(
+        "the source's high dynamic range cannot be mapped by this system's FFmpeg; "
+        "its colours will look pale");
+  }
+  return notices;
+}
+
 }  // namespace
 
 std::unique_ptr<PictureProducer> PictureProducer::Open(const std::filesystem::path& path,
@@ -52,8 +70,10 @@ std::unique_ptr<PictureProducer> PictureProducer::Open(const std::filesystem::pa
     failure_reason = "no picture could be decoded";
     return nullptr;
   }
-  producer->width_ = producer->first_frame_->width;
-  producer->height_ = producer->first_frame_->height;
+  const PictureShape shape = ShapeOf(*producer->first_frame_);
+  producer->width_ = shape.width;
+  producer->height_ = shape.height;
+  producer->notices_ = NoticesOf(*producer->first_frame_, shape, *producer->filter_);
   producer->converter_.emplace(producer->width_, producer->height_);
   producer->timeline_.emplace(producer->rate(), TimeBaseOf(stream.time_base),
                               producer->timing_.longest_gap_seconds);
@@ -95,7 +115,7 @@ TimedPicture PictureProducer::Deliver(std::shared_ptr<const Picture> picture) {
 // changed. Comparing is cheaper than converting and ends at the first sample that
 // differs. Null when it cannot be converted.
 std::shared_ptr<const Picture> PictureProducer::PictureOf(std::shared_ptr<const AVFrame> frame) {
-  if (converted_frame_ != nullptr && PictureConverter::SameSamples(*frame, *converted_frame_)) {
+  if (converted_frame_ != nullptr && converter_->SameSamples(*frame, *converted_frame_)) {
     return converted_picture_;
   }
   converted_frame_.reset();

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "media/ffmpeg/decoder.h"
 #include "media/ffmpeg/frame_filter.h"
@@ -33,6 +34,9 @@ class PictureProducer {
   // Nothing at the end of the stream.
   std::optional<TimedPicture> Next();
 
+  // What the user should know about the first picture, one phrase each.
+  std::vector<std::string> notices() const { return notices_; }
+
   // As the decoder's.
   std::string read_failure() const { return decoder_->read_failure(); }
 
@@ -53,6 +57,7 @@ class PictureProducer {
   std::optional<FrameFilter> filter_;
   bool decoder_ended_ = false;
   Frame first_frame_;
+  std::vector<std::string> notices_;
   int width_ = 0;
   int height_ = 0;
   std::optional<FrameTimeline> timeline_;
