@@ -327,10 +327,11 @@ TEST(InterFrameDamage, EverySingleBitFlipIsSurvived) {
 
 // Each stream replaced by one for another picture, or by none.
 TEST(InterFrameDamage, EveryStreamMustFitThePicture) {
+  // Still, so that a split map of zeros would fit the vectors too.
   const YuvPlanes before = MovingPicture(160, 32, 0);
   YuvPlanes reference = before;
   const std::vector<Bytes> coded =
-      test::PayloadStreams(EncodeInterFrame(MovingPicture(160, 32, 1), {}, reference));
+      test::PayloadStreams(EncodeInterFrame(before, {.deblocking = false}, reference));
   reference = MovingPicture(16, 16, 0);
   const std::vector<Bytes> other =
       test::PayloadStreams(EncodeInterFrame(MovingPicture(16, 16, 1), {}, reference));
