@@ -1,5 +1,7 @@
 #include "container/container_reader.h"
 
+#include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "base/byte_order.h"
@@ -25,6 +27,8 @@ void ContainerReader::reset() {
   system_error_.clear();
   header_ = FileHeader{};
   head_end_ = 0;
+  overlap_allowance_ = 0;
+  first_refused_overlap_ = 0;
   // Swapped, not cleared: a closed reader holds no memory of a large file.
   std::vector<uint8_t>().swap(audio_block_);
   std::vector<uint64_t>().swap(index_);
@@ -45,6 +49,7 @@ bool ContainerReader::read_payload(uint64_t offset, const RecordHeader& header,
   if (offset > size || size - offset < kRecordHeaderBytes) return false;
   if (header.size > kMaxPayloadBytes) return false;
   if (header.size > size - offset - kRecordHeaderBytes) return false;
+  if (offset >= first_refused_overlap_ && overlaps_next(offset, header.size)) return false;
   payload.resize(header.size);
   if (file_.read_at(offset + kRecordHeaderBytes, payload)) return true;
   payload.clear();
@@ -181,13 +186,37 @@ void ContainerReader::list_keyframes() {
   RecordHeaderWalk walk(file_);
   RecordHeader record;
   uint32_t frame_number = 0;
-  for (size_t i = 0; i < index_.size() && walk.read(index_[i], record); ++i) {
+  overlap_allowance_ = file_.size();
+  first_refused_overlap_ = std::numeric_limits<uint64_t>::max();
+  for (size_t i = 0; i < index_.size(); ++i) {
+    if (!walk.read(index_[i], record)) {
+      first_refused_overlap_ = std::min(first_refused_overlap_, index_[i]);
+      break;
+    }
+    note_extent(i, record);
     if (record.type == RecordType::kKeyFrame && keyframes_.size() < kMaxListedKeyFrames) {
       keyframes_.push_back({frame_number, static_cast<uint32_t>(i)});
     }
     frame_number += frames_in_record(record);
   }
   if (keyframes_.empty()) keyframes_.push_back({0, 0});
+}
+
+void ContainerReader::note_extent(size_t entry, const RecordHeader& record) {
+  const uint64_t offset = index_[entry];
+  if (entry + 1 == index_.size() || offset >= first_refused_overlap_) return;
+  if (record.size > kMaxPayloadBytes) return;  // is never read
+  if (index_[entry + 1] - offset >= kRecordHeaderBytes + uint64_t{record.size}) return;
+  if (record.size > overlap_allowance_) {
+    first_refused_overlap_ = offset;
+  } else {
+    overlap_allowance_ -= record.size;
+  }
+}
+
+bool ContainerReader::overlaps_next(uint64_t offset, uint32_t payload_bytes) const {
+  const auto next = std::upper_bound(index_.begin(), index_.end(), offset);
+  return next != index_.end() && *next - offset < kRecordHeaderBytes + uint64_t{payload_bytes};
 }
 
 bool ContainerReader::fail(std::string reason) {

@@ -80,8 +80,9 @@ class ContainerReader {
   RecordHeaderWalk record_headers() const { return RecordHeaderWalk(file_); }
 
   // Reads the payload of the record whose header, at `offset`, is `header`.
-  // False, with an empty `payload`, when it is larger than 100 MiB or does not
-  // lie in the file; nothing is allocated then. `payload` keeps its storage.
+  // False, with an empty `payload`, when it is larger than 100 MiB, does not lie
+  // in the file or overlaps further records beyond the allowance for that (see
+  // note_extent); nothing is allocated then. `payload` keeps its storage.
   [[nodiscard]] bool read_payload(uint64_t offset, const RecordHeader& header,
                                   std::vector<uint8_t>& payload) const;
 
@@ -101,6 +102,12 @@ class ContainerReader {
   };
   std::optional<ReservedIndex> find_reserved_index() const;
   void list_keyframes();
+  // Records do not overlap, but where a damaged header or index entry lets a few of
+  // them do so, each is still worth a try. A file made of such records would have
+  // its bytes read over and over, so the payloads that reach into the record
+  // behind them may take the file's size together; those behind are not read.
+  void note_extent(size_t entry, const RecordHeader& record);
+  bool overlaps_next(uint64_t offset, uint32_t payload_bytes) const;
 
   // Takes `count` offsets at `position` as the index when all of them ascend
   // and leave room for a record header inside [media_begin, media_end).
@@ -119,6 +126,8 @@ class ContainerReader {
   std::vector<uint8_t> audio_block_;
   std::vector<uint64_t> index_;
   std::vector<KeyFrameEntry> keyframes_;
+  uint64_t overlap_allowance_ = 0;      // bytes, while the records are listed
+  uint64_t first_refused_overlap_ = 0;  // from this offset on overlapping payloads are not read
 };
 
 }  // namespace qolm::container

@@ -69,7 +69,16 @@ struct FrameDecoder::State {
   StreamEnd records_end = StreamEnd::kNotReached;  // frames may still wait behind it
   StreamEnd end = StreamEnd::kNotReached;
   std::vector<uint8_t> payload;
+  uint64_t pictures_rebuilt = 0;
   std::optional<SeekPoints> seek_points;  // nothing before the first seek
+  // The last end that a seek came to.
+  struct SeekEnd {
+    uint32_t record_index;  // of the point that the seek started from, or could have
+    int32_t frames_delivered;
+    int32_t cursor;
+    StreamEnd reason;
+  };
+  std::optional<SeekEnd> seek_end;
   SoundCollector sound;
 };
 
@@ -131,6 +140,7 @@ bool FrameDecoder::State::Rebuild(uint64_t offset, const RecordHeader& header) {
   // place of the one that is shown now.
   if (display_order.mode() != DisplayOrder::Mode::kByNumber) shown.planes.reset();
   DecodedPicture picture;
+  ++pictures_rebuilt;
   if (!reconstruction.reconstruct(header.type, header.count, payload, picture.planes)) return false;
   picture.id = NewPictureId();
   const uint64_t plane_bytes = PlaneBytes(picture.planes->width, picture.planes->height);
@@ -226,6 +236,8 @@ StreamEnd FrameDecoder::stream_end() const { return state_->end; }
 
 const FrameCaches& FrameDecoder::caches() const { return state_->caches; }
 
+uint64_t FrameDecoder::pictures_rebuilt() const { return state_->pictures_rebuilt; }
+
 bool FrameDecoder::seek_to_key_frame(size_t keyframes_entry) {
   const std::vector<container::KeyFrameEntry>& entries = state_->reader.keyframes();
   if (keyframes_entry >= entries.size()) return false;
@@ -256,13 +268,21 @@ bool FrameDecoder::seek_to_frame(int32_t frame_number) {
   }
 
   const SeekPoint& point = state_->Points().last_before_frame(frame_number);
+  const auto& known_end = state_->seek_end;
+  if (known_end && known_end->record_index == point.record_index &&
+      frame_number > known_end->frames_delivered) {
+    state_->StandBefore(known_end->frames_delivered, known_end->cursor);
+    return state_->Ended(known_end->reason);
+  }
   if (point.frame_number > nearest) {
     state_->MoveTo(point);
   } else if (snapshot != nullptr) {
     state_->MoveTo(*snapshot);
   }
   while (state_->frames_delivered < frame_number) {
-    if (!state_->Advance()) return false;
+    if (state_->Advance()) continue;
+    state_->seek_end = {point.record_index, state_->frames_delivered, state_->cursor, state_->end};
+    return false;
   }
   return true;
 }

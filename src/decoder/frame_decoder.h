@@ -87,10 +87,15 @@ class FrameDecoder {
   // Makes `frame_number` the next frame, with the same pictures from there on
   // as decoding from the start gives. Starts from whichever is nearest: the
   // present position, a key frame or a cached picture. False when the file has
-  // no such frame or decoding ends before it; stream_end() then says why.
+  // no such frame or decoding ends before it; stream_end() then says why. Where
+  // decoding has ended before, a seek that would come to the same end costs nothing.
   [[nodiscard]] bool seek_to_frame(int32_t frame_number);
 
   const FrameCaches& caches() const;
+
+  // Pictures that were rebuilt, or tried to be, since the decoder was made: what
+  // its work costs.
+  uint64_t pictures_rebuilt() const;
 
   // Decodes the file's sound once and returns it; an empty track when the
   // file has none or it cannot be decoded.

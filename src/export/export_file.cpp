@@ -142,7 +142,7 @@ ExportResult ExportSheet(const ExportOptions& options, const container::Containe
     if (wanted >= frames) break;
     if (!decoder.seek_to_frame(static_cast<int32_t>(wanted)) || !decoder.next_frame(frame)) {
       damage = DamageText(reader, decoder.stream_end(), decoder.frames_delivered());
-      continue;  // a later key frame may still be sound
+      continue;  // the tile stays empty; a later key frame may still be sound
     }
     if (frame.width != reader.header().width || frame.height != reader.header().height) {
       damage = "frame " + std::to_string(wanted) + " has another size than the file";

@@ -161,6 +161,29 @@ TEST_F(Bounds, TheLargestPictureWithNothingBehindTheHeader) {
   EXPECT_EQ(Export({png_}, {}).exit_code, 1);
 }
 
+// Each record begins with a good picture and claims all that follows, which the
+// decoder would pass over.
+TEST_F(Bounds, RecordsInsideOneAnother) {
+  constexpr uint32_t kRecords = 60'000;
+  HostileFile file = Create();
+  const uint64_t first = file.position();
+  const Bytes picture = KeyFrame(16, 16, Spelling::kShort);
+  const uint64_t step = container::kRecordHeaderBytes + picture.size();
+  const uint64_t end = first + step * kRecords;
+  for (uint32_t i = 0; i < kRecords; ++i) {
+    Bytes outer = picture;
+    const auto payload_bytes = static_cast<uint32_t>(end - file.position() - 8);
+    // The last stream takes all that is left.
+    StoreLe32(&outer[5 + 3 * 4],
+              LoadLe32(&outer[5 + 3 * 4]) + payload_bytes - static_cast<uint32_t>(picture.size()));
+    file.record({RecordType::kKeyFrame, 0, 0, payload_bytes}, outer);
+  }
+  file.trailing_index(kRecords, first, step);
+  file.close();
+  EXPECT_THAT(Info({.cpu_seconds = 4}), HasSubstr("Decoded Frames : "));
+  EXPECT_EQ(Export({png_, "--sheet", "20x20"}, {.cpu_seconds = 4}).exit_code, 1);
+}
+
 TEST_F(Bounds, AMillionIndexRecords) {
   HostileFile file = Create();
   const uint64_t first = file.position();

@@ -307,6 +307,85 @@ TEST_F(ContainerReaderTest, PayloadMustLieInTheFile) {
   EXPECT_FALSE(reader_.read_record_header(~uint64_t{0} - 3, record));
 }
 
+// Key frames of which each holds all that follow it.
+class NestedRecordsTest : public ContainerReaderTest {
+ protected:
+  static constexpr uint32_t kRecords = 100;
+  static constexpr uint32_t kStep = 40;  // bytes
+  static constexpr uint32_t kPayload = kStep - 8;
+
+  void SetUp() override {
+    records_.clear();
+    for (uint32_t i = 0; i < kRecords; ++i) {
+      records_.push_back({RecordType::kKeyFrame, 0, Bytes(kPayload)});
+    }
+    Write();
+    for (uint32_t i = 0; i < kRecords; ++i)
+      Claim(i, static_cast<uint32_t>((kRecords - i) * kStep) - 8);
+    ASSERT_TRUE(Open());
+    ASSERT_THAT(reader_.index(), SizeIs(kRecords));
+  }
+
+  void Claim(uint32_t record, uint32_t payload_bytes) {
+    StoreLe32(&bytes_[kFileHeaderBytes + record * kStep + 4], payload_bytes);
+  }
+
+  bool Reads(uint32_t record) {
+    RecordHeader header;
+    Bytes payload;
+    const uint64_t offset = reader_.index()[record];
+    return reader_.read_record_header(offset, header) &&
+           reader_.read_payload(offset, header, payload) && payload.size() == header.size;
+  }
+
+  uint64_t BytesRead() {
+    uint64_t bytes = 0;
+    for (uint32_t i = 0; i < kRecords; ++i) {
+      RecordHeader header;
+      EXPECT_TRUE(reader_.read_record_header(reader_.index()[i], header));
+      if (Reads(i)) bytes += header.size;
+    }
+    return bytes;
+  }
+};
+
+TEST_F(NestedRecordsTest, OverlappingPayloadsAreReadUpToTheFilesSizeTogether) {
+  EXPECT_LE(BytesRead(), 2 * reader_.file_size());
+  EXPECT_TRUE(Reads(0));
+  EXPECT_FALSE(Reads(1));
+  EXPECT_FALSE(Reads(kRecords - 2));
+  EXPECT_TRUE(Reads(kRecords - 1));  // which holds no other
+}
+
+TEST_F(NestedRecordsTest, WhatOverlapsIsRefusedHoweverOftenItIsAskedFor) {
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_TRUE(Reads(0));
+    EXPECT_FALSE(Reads(1));
+  }
+}
+
+TEST_F(NestedRecordsTest, AFewDamagedSizesCostNothingElse) {
+  for (uint32_t i = 0; i < kRecords; ++i) Claim(i, kPayload);
+  for (const uint32_t damaged : {10U, 50U, 90U}) Claim(damaged, kStep);
+  ASSERT_TRUE(Open());
+  for (uint32_t i = 0; i < kRecords; ++i) EXPECT_TRUE(Reads(i)) << i;
+}
+
+// The first record takes all of the allowance but one byte too few for the second.
+TEST_F(NestedRecordsTest, TheAllowanceIsTheFilesSize) {
+  for (uint32_t i = 0; i < kRecords; ++i) Claim(i, kPayload);
+  const auto size = static_cast<uint32_t>(bytes_.size());
+  const uint32_t first = size - 8 - static_cast<uint32_t>(kFileHeaderBytes);
+  for (const uint32_t rest : {0U, 1U}) {
+    Claim(0, first);
+    Claim(60, size - first + rest);
+    ASSERT_TRUE(Open());
+    EXPECT_TRUE(Reads(0));
+    EXPECT_EQ(Reads(60), rest == 0);
+    EXPECT_TRUE(Reads(61));
+  }
+}
+
 TEST_F(ContainerReaderTest, PayloadOverTheLimitIsRefusedThoughTheFileHoldsIt) {
   Write();
   WriteBytes(path_, bytes_);

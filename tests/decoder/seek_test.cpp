@@ -120,6 +120,73 @@ TEST_F(SeekTest, BackAndForthOverWarmCaches) {
   ExpectRestFrom(decoder, 5);
 }
 
+// The counts are of this file: key frames at 0, 20 and 47, repeats 10 to 16 and 51 to 55.
+TEST_F(SeekTest, StartsAtTheNearestKeyFrame) {
+  for (const auto& [number, rebuilt] :
+       {std::pair{0, 0U}, {1, 1U}, {19, 12U}, {20, 0U}, {21, 1U}, {46, 26U}, {47, 0U}, {59, 7U}}) {
+    FrameDecoder decoder(reader_);
+    ASSERT_TRUE(decoder.seek_to_frame(number));
+    EXPECT_EQ(decoder.pictures_rebuilt(), rebuilt) << number;
+  }
+}
+
+TEST_F(SeekTest, StartsAtTheNearestSnapshot) {
+  FrameDecoder decoder(reader_);
+  ExpectRestFrom(decoder, 0);
+  const uint64_t all = decoder.pictures_rebuilt();
+  EXPECT_EQ(all, 48U);                     // of 60 frames
+  ASSERT_TRUE(decoder.seek_to_frame(46));  // behind the snapshot of frame 45
+  EXPECT_EQ(decoder.pictures_rebuilt(), all);
+  ASSERT_TRUE(decoder.seek_to_frame(29));  // the one before is of frame 15, but 20 is a key frame
+  EXPECT_EQ(decoder.pictures_rebuilt(), all + 9);
+}
+
+TEST_F(SeekTest, GoesOnFromWhereItIs) {
+  FrameDecoder decoder(reader_, video::PixelOrder::kRgba, 0);
+  ASSERT_TRUE(decoder.seek_to_frame(25));
+  EXPECT_EQ(decoder.pictures_rebuilt(), 5U);
+  ASSERT_TRUE(decoder.seek_to_frame(40));
+  EXPECT_EQ(decoder.pictures_rebuilt(), 20U);
+  ASSERT_TRUE(decoder.seek_to_frame(50));  // a key frame lies between
+  EXPECT_EQ(decoder.pictures_rebuilt(), 23U);
+}
+
+class SeekBehindDamageTest : public SeekTest {
+ protected:
+  void SetUp() override {
+    SeekTest::SetUp();
+    // The record of frame 25, so that frames 25 to 46 are lost.
+    std::vector<uint8_t> bytes = test::ReadBytes(folder_ / "a.qolm");
+    const uint64_t damaged = reader_.index()[19];
+    bytes[damaged + container::kRecordHeaderBytes] ^= 0xFF;
+    test::WriteBytes(folder_ / "a.qolm", bytes);
+    ASSERT_TRUE(reader_.open(folder_ / "a.qolm"));
+  }
+};
+
+// As a contact sheet does, whose pictures must not each cost those before the damage.
+TEST_F(SeekBehindDamageTest, CostsNoMoreThanOnceAgain) {
+  FrameDecoder decoder(reader_, video::PixelOrder::kRgba, 0);
+  for (int32_t number = 0; number < 60; ++number) {
+    const bool lost = number >= 25 && number < 47;
+    const bool shown = decoder.seek_to_frame(number) && decoder.next_planes();
+    ASSERT_EQ(shown, !lost) << number;
+    if (lost) {
+      EXPECT_EQ(decoder.stream_end(), StreamEnd::kDamagedRecord);
+      EXPECT_EQ(decoder.frames_delivered(), 25);
+    } else {
+      EXPECT_TRUE(SamePicture(decoder.planes(), linear_[static_cast<size_t>(number)])) << number;
+    }
+  }
+  EXPECT_LE(decoder.pictures_rebuilt(), 48U + 6U);
+  // Still in reach: what lies before the damage, and then the end that it makes.
+  ASSERT_TRUE(decoder.seek_to_frame(24));
+  ASSERT_TRUE(decoder.next_planes());
+  EXPECT_TRUE(SamePicture(decoder.planes(), linear_[24]));
+  EXPECT_FALSE(decoder.next_planes());
+  EXPECT_EQ(decoder.stream_end(), StreamEnd::kDamagedRecord);
+}
+
 // A run of no frames still delivers one, so later key frames stand one further.
 TEST(SeekBehindEmptyRunsTest, ShowsWhatDecodingFromTheStartGives) {
   PictureCoder coder(0x003E, 55);
