@@ -774,6 +774,26 @@ TEST_F(FfmpegVideoTest, ASampleThatChangesMakesAnotherPicture) {
 
 // --- Life ---
 
+TEST_F(FfmpegVideoTest, NothingOfAFailureIsLeftForTheNextSource) {
+  ClipOptions options;
+  options.frames = 3;
+  options.pixel_shape = {16, 15};
+  const auto good = Write("a.mkv", options);
+  EXPECT_EQ(ReadNumbers(good, false), NumbersUpTo(3));
+  EXPECT_EQ(source_.notices().size(), 1u);
+  EXPECT_EQ(ReasonToRefuse(folder_ / "missing.mkv"), "No such file or directory");
+  EXPECT_EQ(source_.width(), 0);
+  EXPECT_EQ(source_.height(), 0);
+  EXPECT_EQ(source_.frame_count(), 0);
+  EXPECT_EQ(source_.duration_ms(), 0);
+  ExpectRate(30, 1);
+  EXPECT_TRUE(source_.notices().empty());
+  VideoFrame frame;
+  EXPECT_FALSE(source_.ReadNextFrame(frame));
+  EXPECT_EQ(ReadNumbers(good, false), NumbersUpTo(3));
+  EXPECT_EQ(source_.failure_reason(), "");
+}
+
 TEST_F(FfmpegVideoTest, ClosesCleanlyAtAnyMoment) {
   ClipOptions options;
   options.frames = 60;
