@@ -23,6 +23,9 @@ namespace {
 constexpr int kSuccess = 0;
 constexpr int kFailure = 1;
 
+// A constant rate may leave out one picture of so many without a word.
+constexpr int64_t kFewOfAll = 50;
+
 enum class LoopEnd { kSourceEnded, kFrameLimit, kInterrupted, kWriteFailed };
 
 // A source may promise a few frames too many: containers round their duration,
@@ -234,6 +237,11 @@ class Conversion {
   void ReportProblems(LoopEnd end) {
     if (session_->index_too_large_for_front() && !index_notice_given_) {
       Notify(texts::IndexAtEndNotice());
+    }
+    const media::VideoReader::Losses& losses = source_.losses();
+    if (losses.damaged > 0) Notify(texts::DamagedPicturesNotice(losses.damaged));
+    if (losses.left_out > losses.pictures / kFewOfAll) {
+      Notify(texts::LeftOutPicturesNotice(losses.left_out, losses.pictures));
     }
     if (end != LoopEnd::kSourceEnded) return;
     if (!source_.failure_reason().empty()) {

@@ -191,6 +191,17 @@ std::string SourceReadNotice(std::string_view reason, uint32_t frames) {
                  "); the file holds ", std::to_string(frames), " frames.\n"});
 }
 
+std::string DamagedPicturesNotice(int64_t pictures) {
+  return Concat({"[+] Note: ", std::to_string(pictures),
+                 pictures == 1 ? " picture of the source is" : " pictures of the source are",
+                 " damaged; what could not be decoded shows the picture before it.\n"});
+}
+
+std::string LeftOutPicturesNotice(int64_t pictures, int64_t decoded) {
+  return Concat({"[+] Note: ", std::to_string(pictures), " of ", std::to_string(decoded),
+                 " pictures lie closer together than the frame rate and were left out.\n"});
+}
+
 std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames) {
   return Concat({"[+] Note: the source ended early, after ", std::to_string(frames), " of ",
                  std::to_string(expected_frames), " expected frames.\n"});

@@ -46,6 +46,8 @@ std::string SourceNotice(std::string_view phrase);
 std::string IndexAtEndNotice();
 std::string NoFramesNotice();
 std::string SourceReadNotice(std::string_view reason, uint32_t frames);
+std::string DamagedPicturesNotice(int64_t pictures);
+std::string LeftOutPicturesNotice(int64_t pictures, int64_t decoded);
 std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames);
 // A file that its writer left; `saveable` when some of its records are whole.
 std::string NeverFinishedNotice(bool saveable);

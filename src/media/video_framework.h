@@ -73,11 +73,18 @@ class VideoReader {
     uint32_t width = 0;   // pixels
     uint32_t height = 0;  // pixels
   };
+  // What a source has lost so far, in pictures.
+  struct Losses {
+    int64_t damaged = 0;   // decoded with errors, or not at all
+    int64_t left_out = 0;  // for want of a place at the constant rate
+    int64_t pictures = 0;  // that could be decoded
+  };
   struct ReadResult {
     bool succeeded = false;
     bool end_of_stream = false;
     std::unique_ptr<VideoSample> sample;  // null in a stream gap
     int64_t timestamp = 0;                // 100-nanosecond units
+    Losses losses;                        // up to here, at the end in all
   };
 
   virtual ~VideoReader() = default;
@@ -91,7 +98,9 @@ class VideoReader {
   [[nodiscard]] virtual std::optional<FrameRate> NativeFrameRate() = 0;  // of native type 0
   [[nodiscard]] virtual std::optional<FrameSize> CurrentFrameSize() = 0;
   [[nodiscard]] virtual std::optional<int32_t> CurrentDefaultStride() = 0;  // bytes
-  [[nodiscard]] virtual std::optional<int64_t> PresentationDuration() = 0;  // 100-ns units
+  // 100-ns units. May be asked again at the end of the stream, which may show that
+  // it was another stream's.
+  [[nodiscard]] virtual std::optional<int64_t> PresentationDuration() = 0;
 
   [[nodiscard]] virtual ReadResult ReadSample() = 0;
 

@@ -73,6 +73,7 @@ bool VideoSource::Open(const std::filesystem::path& path) {
   fps_denominator_ = 1;
   frame_count_ = 0;
   duration_ms_ = 0;
+  losses_ = {};
   failure_reason_.clear();
 
   if (path.empty()) {
@@ -116,6 +117,10 @@ void VideoSource::ReadAttributes() {
   stride_ = reader_->CurrentDefaultStride().value_or(0);
   if (stride_ == 0) stride_ = SaturateToInt32(int64_t{width_} * int64_t{kBytesPerPixel});
 
+  ReadDuration();
+}
+
+void VideoSource::ReadDuration() {
   const auto duration = reader_->PresentationDuration();
   if (!duration || *duration < 0) return;
   duration_ms_ = SaturateToInt32(*duration / 10000);
@@ -143,6 +148,8 @@ std::vector<std::string> VideoSource::notices() const {
 bool VideoSource::ReadNextFrame(VideoFrame& frame) {
   if (reader_ == nullptr) return false;
   VideoReader::ReadResult result = reader_->ReadSample();
+  losses_ = result.losses;
+  if (result.end_of_stream) ReadDuration();
   if (!result.succeeded) failure_reason_ = reader_->failure_reason();
   if (!result.succeeded || result.end_of_stream || result.sample == nullptr) return false;
   const uint64_t picture_number = result.sample->picture_number();

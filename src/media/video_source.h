@@ -42,8 +42,12 @@ class VideoSource {
   int32_t stride() const { return stride_; }                    // bytes a row
   int32_t fps_numerator() const { return fps_numerator_; }      // 30 when unknown
   int32_t fps_denominator() const { return fps_denominator_; }  // 1 when unknown
-  int32_t frame_count() const { return frame_count_; }          // expected; 0 when unknown
-  int32_t duration_ms() const { return duration_ms_; }          // 0 when unknown
+  // Expected; 0 when unknown. At the end of the stream, what the end tells of it.
+  int32_t frame_count() const { return frame_count_; }
+  int32_t duration_ms() const { return duration_ms_; }  // 0 when unknown
+
+  // What the source lost of its pictures up to the last frame, or up to its end.
+  const VideoReader::Losses& losses() const { return losses_; }
 
   // What the user should know about how the open source is converted, one phrase each.
   std::vector<std::string> notices() const;
@@ -56,6 +60,7 @@ class VideoSource {
  private:
   bool Fail(const std::string& reason, const char* fallback);
   void ReadAttributes();
+  void ReadDuration();
   size_t RowStride(size_t length) const;
 
   std::unique_ptr<VideoFramework> framework_;
@@ -67,6 +72,7 @@ class VideoSource {
   int32_t fps_denominator_ = 1;
   int32_t frame_count_ = 0;
   int32_t duration_ms_ = 0;
+  VideoReader::Losses losses_;
   std::string failure_reason_;
 };
 

@@ -331,6 +331,27 @@ TEST_F(ConversionTest, AnInterruptWhileTheInputIsOpenedLeavesNothing) {
   }
 }
 
+TEST_F(ConversionTest, DamagedAndLeftOutPicturesAreCountedInNotices) {
+  script_.frames = 5;
+  script_.losses = {31, 10, 120};
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(
+      out_.str(),
+      HasSubstr("[+] Note: 31 pictures of the source are damaged; what could not be decoded "
+                "shows the picture before it.\n"
+                "[+] Note: 10 of 120 pictures lie closer together than the frame rate and "
+                "were left out.\n"));
+}
+
+TEST_F(ConversionTest, OnePictureIsDamagedAndFewLeftOutAreNotWorthAWord) {
+  script_.frames = 5;
+  script_.losses = {1, 2, 120};
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(), HasSubstr("[+] Note: 1 picture of the source is damaged; what could not "
+                                    "be decoded shows the picture before it.\n"));
+  EXPECT_THAT(out_.str(), Not(HasSubstr("left out")));
+}
+
 // The source sees the interrupt too, and ends for it.
 TEST_F(ConversionTest, AnInterruptThatEndsTheSourceKeepsAPlayablePart) {
   script_.frames = 7;

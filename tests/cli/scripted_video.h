@@ -24,7 +24,8 @@ struct VideoScript {
   int frames = 0;                 // delivered before the end of the stream
   bool moving = true;             // whether frames differ from each other
   std::optional<int> still_from;  // this frame and all behind it are the same
-  std::string open_failure;       // when not empty, nothing opens
+  media::VideoReader::Losses losses;
+  std::string open_failure;                                  // when not empty, nothing opens
   std::function<void(int frame)> before_frame = [](int) {};  // called before each delivery
   std::function<void()> while_opening = [] {};
   std::function<void()> before_end = [] {};
@@ -69,6 +70,7 @@ class ScriptedReader : public media::VideoReader {
   ReadResult ReadSample() override {
     ReadResult result;
     result.succeeded = true;
+    result.losses = script_.losses;
     if (next_ >= script_.frames) {
       script_.before_end();
       result.end_of_stream = true;

@@ -13,17 +13,19 @@ namespace {
 
 using ::testing::ElementsAre;
 
-constexpr double kLongestGap = 3600;
 constexpr Ratio kMilliseconds = {1, 1000};
+const FileClock kPlainClock(false, std::nullopt);
+const FileClock kSplicedClock(true, std::nullopt);
 
 // The picture that each slot shows.
 std::vector<int> Slots(Ratio rate, Ratio time_base,
                        const std::vector<std::optional<int64_t>>& timestamps,
-                       double longest_gap = kLongestGap, int64_t last_duration = 0) {
-  FrameTimeline timeline(rate, time_base, longest_gap);
+                       const FileClock& clock = kPlainClock, int64_t last_duration = 0) {
+  FrameTimeline timeline(rate, time_base, clock);
   std::vector<int> slots;
   for (size_t i = 0; i < timestamps.size(); ++i) {
-    const FrameTimeline::Placement placement = timeline.Place(timestamps[i]);
+    const FrameTimeline::Placement placement =
+        timeline.Place(timestamps[i], i + 1 < timestamps.size() ? timestamps[i + 1] : std::nullopt);
     for (int64_t n = 0; n < placement.repeats; ++n) slots.push_back(static_cast<int>(i) - 1);
     if (!placement.drop) slots.push_back(static_cast<int>(i));
     EXPECT_EQ(timeline.slots_filled(), static_cast<int64_t>(slots.size()));
@@ -105,7 +107,7 @@ TEST(FrameTimeline, MissingAndEqualTimestampsFollowOneByOne) {
 
 TEST(FrameTimeline, AClockThatJumpsGoesOnFromThere) {
   EXPECT_EQ(Slots({25, 1}, kMilliseconds, {95000, 95040, 0, 40, 80}), Upward(5));
-  EXPECT_EQ(Slots({25, 1}, kMilliseconds, {0, 40, 20'000, 20'040}, /*longest_gap=*/10), Upward(4));
+  EXPECT_EQ(Slots({25, 1}, kMilliseconds, {0, 40, 20'000, 20'040}, kSplicedClock), Upward(4));
 }
 
 TEST(FrameTimeline, AnEndlessGapIsNotFilled) {
@@ -113,62 +115,40 @@ TEST(FrameTimeline, AnEndlessGapIsNotFilled) {
   EXPECT_EQ(Slots({60, 1}, {1, 1}, {INT64_MIN + 1, INT64_MAX - 1}), Upward(2));
 }
 
+TEST(FrameTimeline, APictureStandsAsLongAsTheFileSupportsIt) {
+  const auto length = [](const std::vector<std::optional<int64_t>>& timestamps,
+                         const FileClock& clock) {
+    return Slots({1, 1}, kMilliseconds, timestamps, clock).size();
+  };
+  constexpr int64_t kLong = 3'900'000;  // 65 minutes
+  const FileClock declared(false, 3901.0);
+  const FileClock declared_shorter(false, 5.0);
+  FileClock covered(true, std::nullopt);
+  covered.Cover(0, 3901);
+  EXPECT_EQ(length({0, kLong}, declared), 3901U);
+  EXPECT_EQ(length({0, kLong}, covered), 3901U);
+  EXPECT_EQ(length({0, kLong, kLong + 1000}, kPlainClock), 3902U);
+  EXPECT_EQ(length({0, kLong}, kPlainClock), 2U);
+  EXPECT_EQ(length({0, kLong, kLong + 1000}, declared_shorter), 3U);
+  EXPECT_EQ(length({0, kLong, kLong + 1000}, kSplicedClock), 3U);
+}
+
+TEST(FrameTimeline, ASingleWildTimestampIsNoTimestamp) {
+  const FileClock declared(false, 100'000.0);
+  for (const int64_t wild : {int64_t{50'000}, int64_t{9'000'000}, int64_t{-9'000'000}, INT64_MAX}) {
+    for (const FileClock& clock : {kPlainClock, kSplicedClock, declared}) {
+      EXPECT_EQ(Slots({25, 1}, kMilliseconds, {20'000, 20'040, wild, 20'120, 20'160}, clock),
+                Upward(5))
+          << wild;
+    }
+  }
+}
+
 TEST(FrameTimeline, ALongLastPictureIsHeld) {
-  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kLongestGap, 300), ElementsAre(0, 1, 1, 1));
-  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kLongestGap, 100), ElementsAre(0, 1));
-  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kLongestGap, 0), ElementsAre(0, 1));
-  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kLongestGap, INT64_MAX), ElementsAre(0, 1));
-}
-
-std::optional<Ratio> Choose(std::vector<int64_t> timestamps, Ratio time_base, Ratio average,
-                            Ratio lowest_exact) {
-  return ChooseConstantRate({time_base, std::move(timestamps), average, lowest_exact}, kLongestGap);
-}
-
-TEST(ChooseConstantRate, KeepsTheDeclaredRateOfAConstantStream) {
-  for (const Ratio rate :
-       {Ratio{24000, 1001}, Ratio{24, 1}, Ratio{25, 1}, Ratio{25, 2}, Ratio{30000, 1001},
-        Ratio{30, 1}, Ratio{50, 1}, Ratio{60000, 1001}, Ratio{15, 1}, Ratio{100, 3}, Ratio{1, 5}}) {
-    EXPECT_EQ(Choose(Timestamps(rate, kMilliseconds, 500, 0, 40), kMilliseconds, rate, {0, 0}),
-              rate);
-  }
-}
-
-TEST(ChooseConstantRate, TakesTheCommonRateThatARoundedOneMeans) {
-  const auto timestamps = Timestamps({30000, 1001}, kMilliseconds, 3000, 0, 0);
-  EXPECT_EQ(Choose(timestamps, kMilliseconds, {2997, 100}, {0, 0}), (Ratio{30000, 1001}));
-  EXPECT_EQ(Choose(timestamps, kMilliseconds, {0, 0}, {0, 0}), (Ratio{30000, 1001}));
-}
-
-TEST(ChooseConstantRate, DistrustsADeclaredRateThatDoesNotFit) {
-  const auto timestamps = Timestamps({25, 1}, kMilliseconds, 1000, 0, 0);
-  EXPECT_EQ(Choose(timestamps, kMilliseconds, {90000, 1}, {50, 1}), (Ratio{25, 1}));
-}
-
-TEST(ChooseConstantRate, AVariableStreamGetsItsTypicalRate) {
-  // 30 a second with every twentieth picture missing.
-  std::vector<int64_t> timestamps;
-  for (int i = 0; i < 600; ++i) {
-    if (i % 20 != 7) timestamps.push_back(i * 3000);
-  }
-  EXPECT_EQ(Choose(timestamps, {1, 90000}, {285, 10}, {90000, 1}), (Ratio{30, 1}));
-}
-
-TEST(ChooseConstantRate, AScreenRecordingKeepsItsFastParts) {
-  // Mostly still at 5 a second, a third of the pictures in bursts of 60.
-  std::vector<int64_t> timestamps;
-  int64_t time = 0;
-  for (int i = 0; i < 300; ++i) {
-    timestamps.push_back(time);
-    time += i % 30 < 10 ? 1500 : 18000;
-  }
-  EXPECT_EQ(Choose(timestamps, {1, 90000}, {8, 1}, {60, 1}), (Ratio{60, 1}));
-}
-
-TEST(ChooseConstantRate, WithoutAnyHintThereIsNone) {
-  EXPECT_EQ(Choose({}, kMilliseconds, {0, 0}, {0, 1}), std::nullopt);
-  EXPECT_EQ(Choose({5}, kMilliseconds, {0, 0}, {0, 0}), std::nullopt);
-  EXPECT_EQ(Choose({}, kMilliseconds, {25, 1}, {0, 0}), (Ratio{25, 1}));
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kPlainClock, 300), ElementsAre(0, 1, 1, 1));
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kPlainClock, 100), ElementsAre(0, 1));
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kPlainClock, 0), ElementsAre(0, 1));
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kPlainClock, INT64_MAX), ElementsAre(0, 1));
 }
 
 TEST(DurationOfFrames, CountsBackToTheSameFrames) {

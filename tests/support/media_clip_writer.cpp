@@ -168,18 +168,17 @@ void WriteClip(const std::filesystem::path& path, const ClipOptions& options,
     cover_packet = EncodeCover(*cover_codec);
   }
   AVStream* sound = nullptr;
-  constexpr int kSoundRate = 8000;
   if (options.sound_seconds > 0) {
     sound = Check(avformat_new_stream(muxer.get(), nullptr), "stream");
     AVCodecParameters& parameters = *sound->codecpar;
     parameters.codec_type = AVMEDIA_TYPE_AUDIO;
     parameters.codec_id = AV_CODEC_ID_PCM_S16LE;
-    parameters.sample_rate = kSoundRate;
+    parameters.sample_rate = options.sound_rate;
     parameters.ch_layout = AV_CHANNEL_LAYOUT_MONO;
     parameters.format = AV_SAMPLE_FMT_S16;
     parameters.bits_per_coded_sample = 16;
     parameters.block_align = 2;
-    sound->time_base = {1, kSoundRate};
+    sound->time_base = {1, options.sound_rate};
   }
 
   Check(avio_open(&muxer->pb, path.c_str(), AVIO_FLAG_WRITE), "file");
@@ -191,14 +190,19 @@ void WriteClip(const std::filesystem::path& path, const ClipOptions& options,
     cover_packet->stream_index = cover->index;
     Check(av_interleaved_write_frame(muxer.get(), cover_packet.get()), "cover packet");
   }
-  if (sound != nullptr) {
+  const int sound_samples = static_cast<int>(options.sound_seconds * options.sound_rate);
+  const int samples_a_packet =
+      options.sound_packet_seconds > 0
+          ? static_cast<int>(options.sound_packet_seconds * options.sound_rate)
+          : sound_samples;
+  for (int first = 0; first < sound_samples; first += samples_a_packet) {
     const Packet packet(Check(av_packet_alloc(), "memory"));
-    const int samples = static_cast<int>(options.sound_seconds * kSoundRate);
+    const int samples = std::min(samples_a_packet, sound_samples - first);
     Check(av_new_packet(packet.get(), samples * 2), "memory");
     std::memset(packet->data, 0, static_cast<size_t>(packet->size));
     packet->stream_index = sound->index;
-    packet->pts = packet->dts = 0;
-    packet->duration = av_rescale_q(samples, {1, kSoundRate}, sound->time_base);
+    packet->pts = packet->dts = av_rescale_q(first, {1, options.sound_rate}, sound->time_base);
+    packet->duration = av_rescale_q(samples, {1, options.sound_rate}, sound->time_base);
     Check(av_interleaved_write_frame(muxer.get(), packet.get()), "sound packet");
   }
 

@@ -42,6 +42,8 @@ struct ClipOptions {
   bool cover_art = false;             // an 8x8 picture beside the video
   bool second_video = false;          // of one 8x8 picture, behind the video
   double sound_seconds = 0;           // silence beside the video
+  double sound_packet_seconds = 0;    // of each of its packets; one holds it all when zero
+  int sound_rate = 8000;              // Hz
 };
 
 // Paints frame `index`. The frame is writable, of the options' size and format.

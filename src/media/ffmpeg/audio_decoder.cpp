@@ -6,7 +6,9 @@
 #include <utility>
 
 #include "media/ffmpeg/container_file.h"
+#include "media/ffmpeg/declared_times.h"
 #include "media/ffmpeg/numbers.h"
+#include "media/ffmpeg/packet_times.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -41,6 +43,7 @@ std::unique_ptr<AudioDecoder> AudioDecoder::Open(const std::filesystem::path& pa
 }
 
 bool AudioDecoder::SelectFirstAudioStream() {
+  clock_ = MakeFileClock(*format_);
   stream_ = nullptr;
   for (unsigned i = 0; i < format_->nb_streams; ++i) {
     AVStream* const stream = format_->streams[i];
@@ -48,7 +51,7 @@ bool AudioDecoder::SelectFirstAudioStream() {
       stream_ = stream;
       stream->discard = AVDISCARD_DEFAULT;
     } else {
-      stream->discard = AVDISCARD_ALL;
+      stream->discard = clock_.declared_end() ? AVDISCARD_ALL : AVDISCARD_DEFAULT;
     }
   }
   return stream_ != nullptr;
@@ -104,6 +107,8 @@ bool AudioDecoder::ReadPacket() {
       ++errors;
     } else if (packet_->stream_index == stream_->index) {
       return true;
+    } else {
+      CoverWith(*packet_, *format_->streams[packet_->stream_index], clock_);
     }
   }
   return false;

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "media/ffmpeg/file_clock.h"
 #include "media/ffmpeg/handles.h"
 #include "media/ffmpeg/numbers.h"
 #include "media/ffmpeg/stop_signal.h"
@@ -39,6 +40,9 @@ class AudioDecoder {
   // a piece of its duration without a frame.
   std::optional<AudioPiece> Next();
 
+  // What is known of the file's clock. Where the container does not declare how long
+  // it is, the other streams' packets cover it as far as reading came.
+  FileClock& clock() { return clock_; }
   const AVCodecContext& codec() const { return *codec_; }
   const AVFormatContext& format() const { return *format_; }
   double time_unit() const { return TimeBaseOf(stream_->time_base).value(); }  // seconds
@@ -52,6 +56,7 @@ class AudioDecoder {
   FormatContext format_;
   CodecContext codec_;
   AVStream* stream_ = nullptr;
+  FileClock clock_{false, std::nullopt};
   Packet packet_;
   Frame frame_;
   double decoded_of_packet_ = 0;    // seconds

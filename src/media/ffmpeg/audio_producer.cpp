@@ -4,21 +4,16 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <utility>
 
 namespace qolm::media::ffmpeg {
 namespace {
 
-// As for pictures: where clocks are known to break, long gaps are breaks.
-constexpr double kLongestGapInBrokenClocks = 10;  // seconds
-constexpr double kLongestGap = 3600;              // seconds
-// Bounds what a small damaged file can be blown up to.
-constexpr double kMostSilence = 6 * 3600;  // seconds
-constexpr int64_t kSilentFrames = 65536;   // delivered at once
-
-double LongestGap(const AVFormatContext& format) {
-  return (format.iformat->flags & AVFMT_TS_DISCONT) != 0 ? kLongestGapInBrokenClocks : kLongestGap;
-}
+// A file holds no more values of sound. Bounds what a small damaged one can be blown
+// up to.
+constexpr double kMostValues = std::numeric_limits<int32_t>::max();
+constexpr int64_t kSilentFrames = 65536;  // delivered at once
 
 }  // namespace
 
@@ -27,7 +22,8 @@ AudioProducer::AudioProducer(AudioDecoder& decoder, std::optional<double> pictur
     : decoder_(decoder),
       channels_(static_cast<size_t>(channels)),
       rate_(rate),
-      timeline_(picture_start, decoder.time_unit(), LongestGap(decoder.format())),
+      timeline_(picture_start, decoder.time_unit(), decoder.clock()),
+      most_silence_(kMostValues / channels / rate),
       converter_(channels, rate) {}
 
 std::optional<std::vector<int16_t>> AudioProducer::Next() {
@@ -81,7 +77,7 @@ double AudioProducer::NextCorrection() {
   for (size_t i = 0; i < count; ++i) upcoming[i] = {queue_[i].time, queue_[i].duration};
   const double correction = timeline_.Correction({upcoming.data(), count});
   cut_left_ = std::max(0.0, -correction);
-  return silence_inserted_ + correction > kMostSilence ? 0 : std::max(0.0, correction);
+  return silence_inserted_ + correction > most_silence_ ? 0 : std::max(0.0, correction);
 }
 
 void AudioProducer::Play(AudioPiece piece, std::vector<int16_t>& output) {
@@ -112,7 +108,7 @@ void AudioProducer::InsertSilence(double seconds, std::vector<int16_t>& output) 
   tail.resize(std::min(tail.size(), static_cast<size_t>(room) * channels_));
   output.insert(output.end(), tail.begin(), tail.end());
   frames_delivered_ += static_cast<int64_t>(tail.size() / channels_);
-  if (silence_inserted_ + seconds <= kMostSilence) {
+  if (silence_inserted_ + seconds <= most_silence_) {
     silence_inserted_ += seconds;
     timeline_.Advance(seconds);
   }

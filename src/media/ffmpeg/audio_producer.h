@@ -36,6 +36,7 @@ class AudioProducer {
   const size_t channels_;
   const int rate_;
   AudioTimeline timeline_;
+  const double most_silence_;  // seconds
   AudioConverter converter_;
   std::deque<AudioPiece> queue_;
   bool heard_ = false;  // a packet could be decoded

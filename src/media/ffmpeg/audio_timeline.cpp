@@ -1,5 +1,6 @@
 #include "media/ffmpeg/audio_timeline.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace qolm::media::ffmpeg {
@@ -14,11 +15,11 @@ constexpr double kBackwardJump = 1;  // seconds
 }  // namespace
 
 AudioTimeline::AudioTimeline(std::optional<double> picture_start, double clock_unit,
-                             double longest_gap)
+                             FileClock& clock)
     : picture_start_(picture_start),
       clock_unit_(clock_unit),
       tolerance_(kTolerance + clock_unit),
-      longest_gap_(longest_gap) {}
+      clock_(clock) {}
 
 double AudioTimeline::Correction(std::span<const Piece> upcoming) {
   if (upcoming.empty() || !upcoming.front().time) return 0;
@@ -26,7 +27,8 @@ double AudioTimeline::Correction(std::span<const Piece> upcoming) {
   if (!origin_) {
     origin_ = picture_start_.value_or(time - position_);
     const double offset = time - *origin_ - position_;
-    if (std::abs(offset) > longest_gap_) {
+    const double zero = *origin_ + position_;
+    if (!clock_.IsReal(std::min(zero, time), std::max(zero, time), FileClock::Behind::kNothing)) {
       origin_ = time - position_;
       return 0;
     }
@@ -45,7 +47,8 @@ double AudioTimeline::Correction(std::span<const Piece> upcoming) {
     }
     position += piece.duration;
   }
-  if (least > longest_gap_ || least < -kBackwardJump) {
+  const double due = *origin_ + position_;
+  if (least < -kBackwardJump || !clock_.IsReal(due, due + least, FileClock::Behind::kGoesOn)) {
     origin_ = time - position_;
     return 0;
   }

@@ -14,6 +14,8 @@
 #include <optional>
 #include <span>
 
+#include "media/ffmpeg/file_clock.h"
+
 namespace qolm::media::ffmpeg {
 
 class AudioTimeline {
@@ -27,9 +29,9 @@ class AudioTimeline {
 
   // `picture_start` is when the first picture is shown, on the same clock;
   // without it the track begins with its first piece. `clock_unit` is what the
-  // timestamps are rounded to. A distance of more than `longest_gap` is a break
-  // in the clock, not time that passes. All in seconds.
-  AudioTimeline(std::optional<double> picture_start, double clock_unit, double longest_gap);
+  // timestamps are rounded to. `clock`, which outlives this object, tells what
+  // distance is time that passes. All in seconds.
+  AudioTimeline(std::optional<double> picture_start, double clock_unit, FileClock& clock);
 
   // Seconds of silence ahead of the first of the pieces that come next, or,
   // below zero, seconds of sound that fall away from there on.
@@ -42,7 +44,7 @@ class AudioTimeline {
   std::optional<double> picture_start_;
   double clock_unit_;
   double tolerance_;
-  double longest_gap_;
+  FileClock& clock_;
   std::optional<double> origin_;  // on the clock, where the track begins
   double position_ = 0;
 };

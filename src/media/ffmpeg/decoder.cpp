@@ -2,14 +2,18 @@
 
 #include <algorithm>
 #include <system_error>
+#include <utility>
 
 #include "media/ffmpeg/container_file.h"
+#include "media/ffmpeg/numbers.h"
+#include "media/ffmpeg/packet_times.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
 
 // What fails as often as this without any progress does not get past the damage.
 constexpr int kErrorsInARow = 100;
+constexpr size_t kPacketsBeforeABreak = 2;
 
 bool IsVideo(const AVStream& stream) {
   constexpr int kNoVideo = AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS;
@@ -105,26 +109,55 @@ const AVFrame* Decoder::Next() {
   for (int errors = 0; errors < kErrorsInARow;) {
     const int result = avcodec_receive_frame(codec_.get(), frame_.get());
     if (result >= 0) {
-      if (frame_->width > 0 && frame_->height > 0) {
-        frame_->sample_aspect_ratio = PixelShapeOf(*stream_, *frame_);
-        return frame_.get();
-      }
-    } else if (result == AVERROR(EAGAIN)) {
+      if (frame_->width <= 0 || frame_->height <= 0) continue;
+      if (IsDamaged(*frame_)) CountDamage();
+      frame_->sample_aspect_ratio = PixelShapeOf(*stream_, *frame_);
+      return frame_.get();
+    }
+    if (result == AVERROR(EAGAIN)) {
       if (draining_ || !FeedDecoder()) return nullptr;
       errors = 0;
     } else if (result == AVERROR_EOF) {
       return nullptr;
     } else {
       ++errors;  // one damaged picture; what follows it may be sound
+      CountDamage();
     }
   }
   return nullptr;
 }
 
+bool Decoder::IsDamaged(const AVFrame& frame) {
+  if (counted_packets_.erase(frame.pts) > 0) return false;
+  return frame.decode_error_flags != 0 || (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0;
+}
+
 std::string Decoder::read_failure() const { return ReadFailure(*format_); }
+
+void Decoder::ObserveOtherStreams(FileClock& clock) {
+  clock_ = &clock;
+  for (unsigned i = 0; i < format_->nb_streams; ++i) {
+    format_->streams[i]->discard = AVDISCARD_DEFAULT;
+  }
+}
 
 // Hands the decoder one more packet, or tells it that there are none left.
 bool Decoder::FeedDecoder() {
+  if (!ReadPacket()) {
+    CountSuspects(0);
+    draining_ = true;
+    return avcodec_send_packet(codec_.get(), nullptr) >= 0;
+  }
+  key_frame_seen_ = key_frame_seen_ || (packet_->flags & AV_PKT_FLAG_KEY) != 0;
+  NotePacket(*packet_);
+  // A packet that the decoder refuses is damaged; the next may be sound.
+  if (avcodec_send_packet(codec_.get(), packet_.get()) < 0) CountDamage();
+  av_packet_unref(packet_.get());
+  return true;
+}
+
+// The next packet of the stream; false at the end.
+bool Decoder::ReadPacket() {
   for (int errors = 0; errors < kErrorsInARow;) {
     const int result = av_read_frame(format_.get(), packet_.get());
     if (result == AVERROR_EOF || result == AVERROR_EXIT) break;
@@ -132,14 +165,37 @@ bool Decoder::FeedDecoder() {
       ++errors;
       continue;
     }
-    const bool wanted = packet_->stream_index == stream_->index;
-    // A packet that the decoder refuses is damaged; the next may be sound.
-    if (wanted) avcodec_send_packet(codec_.get(), packet_.get());
+    if (packet_->stream_index == stream_->index) return true;
+    if (clock_ != nullptr) {
+      CoverWith(*packet_, *format_->streams[packet_->stream_index], *clock_);
+    }
     av_packet_unref(packet_.get());
-    if (wanted) return true;
   }
-  draining_ = true;
-  return avcodec_send_packet(codec_.get(), nullptr) >= 0;
+  return false;
+}
+
+// Looks for packets that the container knows to be damaged. Where recordings were
+// joined the break alone makes the last ones before it look so.
+void Decoder::NotePacket(const AVPacket& packet) {
+  const Ratio time_base = TimeBaseOf(stream_->time_base);
+  if (const auto timestamp = TimestampOf(packet.dts, time_base)) {
+    const double time = static_cast<double>(*timestamp) * time_base.value();
+    const double step = time - packet_time_.value_or(time);
+    if (step < 0 || step > FileClock::kSureStep) suspects_.clear();
+    packet_time_ = time;
+  }
+  CountSuspects(kPacketsBeforeABreak);
+  const bool suspect = (packet.flags & AV_PKT_FLAG_CORRUPT) != 0;
+  suspects_.push_back(suspect ? std::optional(packet.pts) : std::nullopt);
+}
+
+// All but the latest `kept` packets.
+void Decoder::CountSuspects(size_t kept) {
+  for (; suspects_.size() > kept; suspects_.pop_front()) {
+    if (!suspects_.front()) continue;
+    CountDamage();
+    counted_packets_.insert(*suspects_.front());
+  }
 }
 
 }  // namespace qolm::media::ffmpeg

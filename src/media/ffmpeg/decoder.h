@@ -2,12 +2,16 @@
 #ifndef QOLM_MEDIA_FFMPEG_DECODER_H_
 #define QOLM_MEDIA_FFMPEG_DECODER_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
+#include "media/ffmpeg/file_clock.h"
 #include "media/ffmpeg/handles.h"
 #include "media/ffmpeg/stop_signal.h"
 
@@ -27,12 +31,24 @@ class Decoder {
 
   std::string read_failure() const;
 
+  // Pictures so far that were decoded with errors or not at all. What comes before
+  // the first key frame, as in a recording that begins in the middle, does not count.
+  int64_t damaged_pictures() const { return damaged_pictures_; }
+
+  // From now on the other streams' packets are read too, and cover `clock`.
+  void ObserveOtherStreams(FileClock& clock);
+
   const AVStream& stream() const { return *stream_; }
   AVFormatContext& format() const { return *format_; }
 
  private:
   Decoder() = default;
   bool FeedDecoder();
+  bool ReadPacket();
+  void NotePacket(const AVPacket& packet);
+  void CountSuspects(size_t kept);
+  bool IsDamaged(const AVFrame& frame);
+  void CountDamage() { damaged_pictures_ += key_frame_seen_ ? 1 : 0; }
 
   FormatContext format_;
   CodecContext codec_;
@@ -40,6 +56,12 @@ class Decoder {
   Packet packet_;
   Frame frame_;
   bool draining_ = false;
+  bool key_frame_seen_ = false;
+  int64_t damaged_pictures_ = 0;
+  std::optional<double> packet_time_;            // of the last one, in seconds
+  std::deque<std::optional<int64_t>> suspects_;  // of the last packets, those said to be damaged
+  std::set<int64_t> counted_packets_;            // among these, by timestamp
+  FileClock* clock_ = nullptr;
 };
 
 // The first video stream that is no cover art or thumbnail, all other streams

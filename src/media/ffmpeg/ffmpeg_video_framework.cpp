@@ -75,6 +75,7 @@ class FfmpegVideoReader : public VideoReader {
     std::optional<TimedPicture> picture = read_ahead_->Next();
     ReadResult result;
     result.end_of_stream = !picture;
+    result.losses = picture ? picture->losses : producer_->losses();
     if (picture) {
       result.timestamp = picture->timestamp;
       result.sample = std::make_unique<PictureSample>(std::move(picture->picture));

@@ -11,7 +11,7 @@ extern "C" {
 #include <cstdint>
 #include <optional>
 
-#include "media/ffmpeg/frame_timeline.h"
+#include "media/ffmpeg/ratio.h"
 
 namespace qolm::media::ffmpeg {
 

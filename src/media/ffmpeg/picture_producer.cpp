@@ -5,9 +5,11 @@ extern "C" {
 #include <libavutil/mathematics.h>
 }
 
+#include <algorithm>
 #include <atomic>
 #include <utility>
 
+#include "media/ffmpeg/declared_times.h"
 #include "media/ffmpeg/numbers.h"
 #include "media/ffmpeg/picture_shape.h"
 
@@ -16,6 +18,7 @@ namespace {
 
 constexpr Ratio kRateWhenUnknown = {30, 1};
 constexpr int64_t kTimestampsPerSecond = 10'000'000;
+constexpr double kRoundedLength = 1;  // seconds, of what containers declare
 constexpr size_t kDisplayMatrixBytes = 9 * sizeof(int32_t);
 
 // Of this process, so that no two sources number alike.
@@ -65,6 +68,12 @@ std::unique_ptr<PictureProducer> PictureProducer::Open(const std::filesystem::pa
   const AVStream& stream = producer->decoder_->stream();
   producer->timing_ = ScanTiming(path, stop, producer->decoder_->format(), stream);
 
+  producer->timeline_.emplace(producer->rate(), TimeBaseOf(stream.time_base),
+                              producer->timing_.clock);
+  // A stream that declares its own end needs no other one to tell what is real.
+  if (!DeclaredEnd(producer->decoder_->format(), stream)) {
+    producer->decoder_->ObserveOtherStreams(producer->timeline_->clock());
+  }
   producer->first_frame_ = producer->NextFrame();
   if (producer->first_frame_ == nullptr) {
     failure_reason = "no picture could be decoded";
@@ -75,16 +84,25 @@ std::unique_ptr<PictureProducer> PictureProducer::Open(const std::filesystem::pa
   producer->height_ = shape.height;
   producer->notices_ = NoticesOf(*producer->first_frame_, shape, *producer->filter_);
   producer->converter_.emplace(producer->width_, producer->height_);
-  producer->timeline_.emplace(producer->rate(), TimeBaseOf(stream.time_base),
-                              producer->timing_.longest_gap_seconds);
   return producer;
+}
+
+std::optional<int64_t> PictureProducer::TimeOf(const AVFrame* frame) const {
+  if (frame == nullptr) return std::nullopt;
+  return TimestampOf(frame->pts, TimeBaseOf(decoder_->stream().time_base));
 }
 
 Ratio PictureProducer::rate() const { return timing_.rate.value_or(kRateWhenUnknown); }
 
 std::optional<int64_t> PictureProducer::duration() const {
   if (!timing_.slots) return std::nullopt;
-  return DurationOfFrames(*timing_.slots, rate());
+  int64_t slots = *timing_.slots;
+  if (ended_ && timing_.slots_of_any_stream) {
+    const FileClock& clock = timeline_->clock();
+    const double reached = clock.covered_end().value_or(0) + kRoundedLength;
+    if (reached >= clock.declared_end().value_or(0)) slots = std::min(slots, slot_);
+  }
+  return DurationOfFrames(slots, rate());
 }
 
 // The next upright, progressive frame; null at the end.
@@ -105,10 +123,16 @@ Frame PictureProducer::NextFrame() {
   }
 }
 
+// As above, with those that were looked at already.
+Frame PictureProducer::TakeFrame() {
+  return frame_behind_ != nullptr ? std::move(frame_behind_) : NextFrame();
+}
+
 TimedPicture PictureProducer::Deliver(std::shared_ptr<const Picture> picture) {
   const int64_t timestamp =
       av_rescale(slot_++, rate().denominator * kTimestampsPerSecond, rate().numerator);
-  return {std::move(picture), timestamp};
+  losses_.damaged = decoder_->damaged_pictures() + unconverted_;
+  return {std::move(picture), timestamp, losses_};
 }
 
 // The picture of a frame, which is that of the frame before where nothing
@@ -139,19 +163,29 @@ std::optional<TimedPicture> PictureProducer::Next() {
     }
     if (ended_) return std::nullopt;
 
-    Frame frame = NextFrame();
+    Frame frame = TakeFrame();
     if (frame == nullptr) {
       ended_ = true;
+      losses_.damaged = decoder_->damaged_pictures() + unconverted_;
       if (last_picture_ != nullptr) repeats_left_ = timeline_->RepeatsAtEnd(last_duration_);
       continue;
     }
     const int64_t duration = frame->pkt_duration;
-    const auto timestamp = TimestampOf(frame->pts, TimeBaseOf(decoder_->stream().time_base));
+    const auto timestamp = TimeOf(frame.get());
+    if (timeline_->IsJump(timestamp)) frame_behind_ = TakeFrame();
     std::shared_ptr<const Picture> picture = PictureOf(std::move(frame));
-    if (picture == nullptr) continue;
+    if (picture == nullptr) {
+      ++unconverted_;
+      continue;
+    }
+    ++losses_.pictures;
     last_duration_ = duration;
-    const FrameTimeline::Placement placement = timeline_->Place(timestamp);
-    if (placement.drop) continue;
+    const FrameTimeline::Placement placement =
+        timeline_->Place(timestamp, TimeOf(frame_behind_.get()));
+    if (placement.drop) {
+      ++losses_.left_out;
+      continue;
+    }
     repeats_left_ = placement.repeats;
     next_picture_ = std::move(picture);
   }

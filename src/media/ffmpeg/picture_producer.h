@@ -16,12 +16,16 @@
 #include "media/ffmpeg/picture_converter.h"
 #include "media/ffmpeg/stop_signal.h"
 #include "media/ffmpeg/stream_scan.h"
+#include "media/video_framework.h"
 
 namespace qolm::media::ffmpeg {
+
+using SourceLosses = VideoReader::Losses;
 
 struct TimedPicture {
   std::shared_ptr<const Picture> picture;  // repeats share one
   int64_t timestamp = 0;                   // 100-nanosecond units from the first picture
+  SourceLosses losses;                     // up to this picture
 };
 
 class PictureProducer {
@@ -37,30 +41,38 @@ class PictureProducer {
   // What the user should know about the first picture, one phrase each.
   std::vector<std::string> notices() const { return notices_; }
 
+  // Up to the end, once it is reached.
+  SourceLosses losses() const { return losses_; }
+
   // As the decoder's.
   std::string read_failure() const { return decoder_->read_failure(); }
 
   int width() const { return width_; }    // pixels, as shown
   int height() const { return height_; }  // pixels, as shown
   const std::optional<Ratio>& frame_rate() const { return timing_.rate; }
-  std::optional<int64_t> duration() const;  // 100-nanosecond units
+  // 100-nanosecond units. At the end it is the length of what came, if another stream
+  // is seen to be what the declared length tells of.
+  std::optional<int64_t> duration() const;
 
  private:
   PictureProducer() = default;
   Frame NextFrame();
+  Frame TakeFrame();
   TimedPicture Deliver(std::shared_ptr<const Picture> picture);
   std::shared_ptr<const Picture> PictureOf(std::shared_ptr<const AVFrame> frame);
+  std::optional<int64_t> TimeOf(const AVFrame* frame) const;
   Ratio rate() const;
 
   std::unique_ptr<Decoder> decoder_;
   StreamTiming timing_;
+  std::optional<FrameTimeline> timeline_;
   std::optional<FrameFilter> filter_;
   bool decoder_ended_ = false;
   Frame first_frame_;
   std::vector<std::string> notices_;
+  Frame frame_behind_;  // looked at ahead of its turn
   int width_ = 0;
   int height_ = 0;
-  std::optional<FrameTimeline> timeline_;
   std::optional<PictureConverter> converter_;
   std::shared_ptr<const AVFrame> converted_frame_;  // the one before, and what became of it
   std::shared_ptr<const Picture> converted_picture_;
@@ -69,6 +81,8 @@ class PictureProducer {
   int64_t repeats_left_ = 0;   // of last_picture_, before next_picture_
   std::shared_ptr<const Picture> next_picture_;
   int64_t slot_ = 0;  // of the next picture to deliver
+  SourceLosses losses_;
+  int64_t unconverted_ = 0;  // pictures
   bool ended_ = false;
 };
 

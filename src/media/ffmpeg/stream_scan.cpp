@@ -1,47 +1,37 @@
 #include "media/ffmpeg/stream_scan.h"
 
-extern "C" {
-#include <libavutil/parseutils.h>
-}
-
 #include <algorithm>
+#include <cmath>
 #include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "media/ffmpeg/container_file.h"
+#include "media/ffmpeg/declared_times.h"
+#include "media/ffmpeg/frame_rate.h"
+#include "media/ffmpeg/frame_timeline.h"
+#include "media/ffmpeg/matroska_segment.h"
 #include "media/ffmpeg/numbers.h"
+#include "media/ffmpeg/packet_times.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
 
 constexpr int64_t kScannedBytes = int64_t{64} << 20;
 constexpr int64_t kScannedPackets = 1'000'000;
-constexpr double kLongestGapInBrokenClocks = 10;  // seconds; transport streams may be spliced
-constexpr double kLongestGap = 3600;              // seconds
+
+// What the lengths that containers declare are rounded by.
+constexpr double kRoundedShare = 0.05;
+constexpr double kMostRounded = 2;  // seconds
+constexpr double kFewestMissingFrames = 2;
+constexpr double kRoundedFileLength = 1;  // seconds, of what no single stream declares
 
 struct PacketTimes {
-  std::vector<int64_t> timestamps;
+  std::vector<int64_t> timestamps;  // as the pictures are shown
   int64_t packets = 0;
   int64_t last_duration = 0;  // of the packet that is shown last
   bool complete = false;      // every packet of the stream was seen
-};
-
-// One kind of timestamp of a stream's packets.
-struct Clock {
-  std::vector<int64_t> timestamps;
-  int64_t last_timestamp = AV_NOPTS_VALUE;
-  int64_t last_duration = 0;
-
-  void Add(int64_t timestamp, int64_t duration) {
-    if (timestamp == AV_NOPTS_VALUE) return;
-    timestamps.push_back(timestamp);
-    if (last_timestamp == AV_NOPTS_VALUE || timestamp >= last_timestamp) {
-      last_timestamp = timestamp;
-      last_duration = duration;
-    }
-  }
 };
 
 // Other streams' packets cost reading too, even where they are passed over. 0 for
@@ -50,8 +40,9 @@ int64_t BytesRead(const AVFormatContext& format) {
   return format.pb != nullptr ? format.pb->bytes_read : 0;
 }
 
+// With a clock, the other streams' packets are read too, and cover it.
 PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal& stop,
-                            int stream_index) {
+                            int stream_index, FileClock* clock) {
   PacketTimes times;
   std::string ignored_reason;
   const FormatContext format = OpenContainer(path, &stop, ignored_reason);
@@ -62,13 +53,14 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
        static_cast<unsigned>(stream_index) >= format->nb_streams)) {
     return times;
   }
-  for (unsigned i = 0; i < format->nb_streams; ++i) {
+  for (unsigned i = 0; clock == nullptr && i < format->nb_streams; ++i) {
     if (static_cast<int>(i) != stream_index) format->streams[i]->discard = AVDISCARD_ALL;
   }
   const Packet packet(av_packet_alloc());
   if (packet == nullptr) return times;
-  Clock shown;
-  Clock decoded;
+  const Ratio time_base = TimeBaseOf(format->streams[stream_index]->time_base);
+  PacketClock shown(time_base);
+  PacketClock decoded(time_base);
   int64_t packet_bytes = 0;
   while (!stop.IsSet() && times.packets < kScannedPackets &&
          std::max(packet_bytes, BytesRead(*format)) < kScannedBytes) {
@@ -78,7 +70,9 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
       break;
     }
     packet_bytes += packet->size;
-    if (packet->stream_index == stream_index && (packet->flags & AV_PKT_FLAG_DISCARD) == 0) {
+    if (packet->stream_index != stream_index) {
+      if (clock != nullptr) CoverWith(*packet, *format->streams[packet->stream_index], *clock);
+    } else if ((packet->flags & AV_PKT_FLAG_DISCARD) == 0) {
       ++times.packets;
       shown.Add(packet->pts, packet->duration);
       decoded.Add(packet->dts, packet->duration);
@@ -87,39 +81,47 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
   }
   // Where some pictures have no time to be shown at, the times at which they are
   // decoded run at the same rate; the two are never mixed.
-  Clock& clock = shown.timestamps.size() < decoded.timestamps.size() ? decoded : shown;
-  times.timestamps = std::move(clock.timestamps);
-  times.last_duration = clock.last_duration;
-  std::sort(times.timestamps.begin(), times.timestamps.end());
+  PacketClock& chosen = shown.size() < decoded.size() ? decoded : shown;
+  times.last_duration = chosen.duration_of_last();
+  times.timestamps = std::move(chosen).InPresentationOrder();
   return times;
 }
 
-// "HH:MM:SS.fraction", as Matroska's writers note the length of each track.
-std::optional<double> TaggedDuration(const AVStream& stream) {
-  const AVDictionaryEntry* const entry = av_dict_get(stream.metadata, "DURATION", nullptr, 0);
-  if (entry == nullptr) return std::nullopt;
-  int64_t microseconds = 0;
-  if (av_parse_time(&microseconds, entry->value, 1) < 0) return std::nullopt;
-  return DurationOf(static_cast<double>(microseconds) * 1e-6);
-}
-
-// In seconds; the stream's own length before the file's, which sound may
-// stretch.
-std::optional<double> DeclaredDuration(const AVFormatContext& format, const AVStream& stream) {
-  if (const auto own = DurationOf(stream.duration, TimeBaseOf(stream.time_base))) return own;
-  if (const auto tagged = TaggedDuration(stream)) return tagged;
-  return DurationOf(format.duration, {1, AV_TIME_BASE});
+// The frames that the file ought to hold beyond what its packets fill; 0 for a file
+// that is whole. These packets begin at `start` and end at `end`.
+int64_t MissingFrames(const AVFormatContext& format, const AVStream& stream, Ratio rate,
+                      int64_t slots, double start, double end, const FileClock& clock) {
+  double declared = 0;
+  double tolerance = kFewestMissingFrames / rate.value();
+  if (const auto own = DeclaredEnd(format, stream)) {
+    declared = *own;
+  } else if (clock.declared_end()) {
+    declared = *clock.declared_end();
+    end = std::max(end, clock.covered_end().value_or(end));
+    tolerance = std::max(tolerance, kRoundedFileLength);
+  } else {
+    return 0;
+  }
+  const double missing = declared - end;
+  const double length = static_cast<double>(slots) / rate.value() + missing;
+  tolerance = std::max(tolerance, std::min(length * kRoundedShare, kMostRounded));
+  if (missing <= tolerance) return 0;
+  const int64_t frames_missing = FramesIn(missing, rate).value_or(0);
+  const int64_t frames = FramesIn(declared - start, rate).value_or(slots + frames_missing);
+  return std::max<int64_t>(0, std::min(frames_missing, frames - slots));
 }
 
 }  // namespace
 
 StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& stop,
                         const AVFormatContext& format, const AVStream& stream) {
+  StreamTiming timing{std::nullopt, MakeFileClock(format), std::nullopt};
+  const bool declares_its_end = DeclaredEnd(format, stream).has_value();
   std::error_code error;
   PacketTimes packets;
   // What is no regular file cannot be read twice.
   if (std::filesystem::is_regular_file(path, error)) {
-    packets = ReadPacketTimes(path, stop, stream.index);
+    packets = ReadPacketTimes(path, stop, stream.index, declares_its_end ? nullptr : &timing.clock);
   }
   const bool all_timed =
       packets.packets > 0 && packets.packets == static_cast<int64_t>(packets.timestamps.size());
@@ -129,17 +131,22 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
   times.timestamps = std::move(packets.timestamps);
   times.average_rate = FrameRateOf(stream.avg_frame_rate);
   times.lowest_exact_rate = FrameRateOf(stream.r_frame_rate);
-
-  StreamTiming timing;
-  timing.longest_gap_seconds =
-      (format.iformat->flags & AVFMT_TS_DISCONT) != 0 ? kLongestGapInBrokenClocks : kLongestGap;
-  timing.rate = ChooseConstantRate(times, timing.longest_gap_seconds);
+  timing.rate = ChooseConstantRate(times, timing.clock);
   if (!timing.rate) return timing;
 
   if (packets.complete && all_timed) {
-    FrameTimeline timeline(*timing.rate, times.time_base, timing.longest_gap_seconds);
-    for (const int64_t timestamp : times.timestamps) timeline.Place(timestamp);
-    timing.slots = timeline.slots_filled() + timeline.RepeatsAtEnd(packets.last_duration);
+    FrameTimeline timeline(*timing.rate, times.time_base, timing.clock);
+    for (size_t i = 0; i < times.timestamps.size(); ++i) {
+      timeline.Place(times.timestamps[i], NextTime(times.timestamps, i));
+    }
+    const auto last = std::max_element(times.timestamps.begin(), times.timestamps.end());
+    const double start = static_cast<double>(times.timestamps.front()) * times.time_base.value();
+    double end = static_cast<double>(*last) * times.time_base.value();
+    const int64_t slots = timeline.slots_filled() + timeline.RepeatsAtEnd(packets.last_duration);
+    end += DurationOf(packets.last_duration, times.time_base).value_or(0);
+    timing.slots = slots;
+    if (HoldsWholeMatroskaSegment(path)) return timing;
+    *timing.slots += MissingFrames(format, stream, *timing.rate, slots, start, end, timing.clock);
     return timing;
   }
   const bool duration_is_a_guess = format.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
@@ -147,6 +154,7 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
     timing.slots = packets.packets;
   } else if (const auto duration = DeclaredDuration(format, stream)) {
     timing.slots = FramesIn(*duration, *timing.rate);
+    timing.slots_of_any_stream = !declares_its_end && timing.clock.declared_end();
   }
   return timing;
 }

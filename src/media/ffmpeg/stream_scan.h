@@ -1,6 +1,11 @@
-// A look at a stream's packets ahead of decoding: their timestamps tell a
+// A look at a file's packets ahead of decoding: their timestamps tell a
 // constant rate from a variable one and the exact number of pictures, which
 // headers and a probe of the first seconds often do not.
+//
+// Where the container declares clearly more than its packets hold, the file is cut
+// off, and the declared number of pictures is the expected one. "Clearly" is more
+// than declared lengths are rounded by; and what the file as a whole declares counts
+// only where none of its streams reaches so far, since sound may outlast the picture.
 #ifndef QOLM_MEDIA_FFMPEG_STREAM_SCAN_H_
 #define QOLM_MEDIA_FFMPEG_STREAM_SCAN_H_
 
@@ -8,16 +13,20 @@
 #include <filesystem>
 #include <optional>
 
-#include "media/ffmpeg/frame_timeline.h"
+#include "media/ffmpeg/file_clock.h"
 #include "media/ffmpeg/handles.h"
+#include "media/ffmpeg/ratio.h"
 #include "media/ffmpeg/stop_signal.h"
 
 namespace qolm::media::ffmpeg {
 
 struct StreamTiming {
-  std::optional<Ratio> rate;     // frames a second; nothing when nothing tells it
-  double longest_gap_seconds;    // for FrameTimeline
-  std::optional<int64_t> slots;  // frames that the stream is expected to fill
+  std::optional<Ratio> rate;             // frames a second; nothing when nothing tells it
+  FileClock clock{false, std::nullopt};  // covered as far as the scan came
+  std::optional<int64_t> slots;          // frames that the stream is expected to fill
+  // The expected frames come from a length that another stream may have: no more
+  // than delivered are missing when that stream reaches it.
+  bool slots_of_any_stream = false;
 };
 
 // `format` and `stream` are open and probed; `path` is read a second time, and

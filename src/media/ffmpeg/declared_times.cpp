@@ -1,0 +1,98 @@
+#include "media/ffmpeg/declared_times.h"
+
+extern "C" {
+#include <libavutil/parseutils.h>
+}
+
+#include <algorithm>
+#include <cstring>
+
+#include "media/ffmpeg/numbers.h"
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+// Lengths that were not read but estimated from the bit rate, or from the last
+// timestamps that were found, declare nothing.
+bool IsEstimated(const AVFormatContext& format) {
+  return format.duration_estimation_method != AVFMT_DURATION_FROM_STREAM;
+}
+
+// "HH:MM:SS.fraction", as Matroska's writers note the length of each track.
+std::optional<double> TaggedDuration(const AVStream& stream) {
+  const AVDictionaryEntry* const entry = av_dict_get(stream.metadata, "DURATION", nullptr, 0);
+  if (entry == nullptr) return std::nullopt;
+  int64_t microseconds = 0;
+  if (av_parse_time(&microseconds, entry->value, 1) < 0) return std::nullopt;
+  return DurationOf(static_cast<double>(microseconds) * 1e-6);
+}
+
+bool IsKind(const AVFormatContext& format, const char* name) {
+  return std::strcmp(format.iformat->name, name) == 0;
+}
+
+// Its header counts in units of the stream's clock, while the duration of a file that
+// is cut off is corrected by its size.
+bool IsAvi(const AVFormatContext& format) { return IsKind(format, "avi"); }
+
+// Each stream is said to last as long as the file.
+bool IsAsf(const AVFormatContext& format) {
+  return IsKind(format, "asf") || IsKind(format, "asf_o");
+}
+
+double StartOf(int64_t stated, Ratio time_base) {
+  return static_cast<double>(TimestampOf(stated, time_base).value_or(0)) * time_base.value();
+}
+
+void TakeLater(std::optional<double>& end, std::optional<double> other) {
+  if (other) end = std::max(end.value_or(*other), *other);
+}
+
+}  // namespace
+
+std::optional<double> DeclaredEnd(const AVFormatContext& format, const AVStream& stream) {
+  const Ratio time_base = TimeBaseOf(stream.time_base);
+  std::optional<double> end = TaggedDuration(stream);  // counted from the clock's zero
+  if (IsEstimated(format) || IsAsf(format)) return end;
+  const double start = StartOf(stream.start_time, time_base);
+  for (const int64_t stated : {stream.duration, IsAvi(format) ? stream.nb_frames : 0}) {
+    if (const auto duration = DurationOf(stated, time_base)) TakeLater(end, start + *duration);
+  }
+  if (!end) return end;
+  const int entries = avformat_index_get_entries_count(&stream);
+  const AVIndexEntry* const last =
+      avformat_index_get_entry(const_cast<AVStream*>(&stream), entries - 1);
+  if (last != nullptr) {
+    const double time = StartOf(last->timestamp, time_base);
+    if (DurationOf(time - start)) TakeLater(end, time);
+  }
+  return end;
+}
+
+std::optional<double> DeclaredEnd(const AVFormatContext& format) {
+  std::optional<double> end;
+  for (unsigned i = 0; i < format.nb_streams; ++i) {
+    TakeLater(end, DeclaredEnd(format, *format.streams[i]));
+  }
+  constexpr Ratio kMicroseconds = {1, AV_TIME_BASE};
+  if (IsEstimated(format)) return end;
+  if (const auto duration = DurationOf(format.duration, kMicroseconds)) {
+    TakeLater(end, StartOf(format.start_time, kMicroseconds) + *duration);
+  }
+  return end;
+}
+
+std::optional<double> DeclaredDuration(const AVFormatContext& format, const AVStream& stream) {
+  const Ratio time_base = TimeBaseOf(stream.time_base);
+  if (const auto end = DeclaredEnd(format, stream)) {
+    return DurationOf(*end - StartOf(stream.start_time, time_base));
+  }
+  if (const auto estimated = DurationOf(stream.duration, time_base)) return estimated;
+  return DurationOf(format.duration, {1, AV_TIME_BASE});
+}
+
+FileClock MakeFileClock(const AVFormatContext& format) {
+  return FileClock((format.iformat->flags & AVFMT_TS_DISCONT) != 0, DeclaredEnd(format));
+}
+
+}  // namespace qolm::media::ffmpeg

@@ -1,0 +1,178 @@
+#include "media/ffmpeg/frame_rate.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <numeric>
+
+#include "media/ffmpeg/frame_timeline.h"
+#include "media/ffmpeg/packet_times.h"
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+constexpr double kSnapping = 0.0004;  // less than half of what parts 30 from 30000/1001
+constexpr double kTypicalSnapping = 0.05;
+constexpr double kRealGap = 1.5;  // slots from one picture to the next of a variable stream
+constexpr double kAcceptedDrops = 0.02;
+constexpr double kHighestDeclaredRate = 1000;  // of what the timestamps do not confirm
+constexpr double kHighestRate = 1'000'000;
+constexpr double kConfirmed = 1.1;      // times the measured rate
+constexpr double kMostlyTypical = 0.9;  // of all intervals
+
+constexpr std::array<Ratio, 22> kCommonRates = {
+    {{1, 1},  {2, 1},        {5, 1},         {15, 2}, {8, 1},        {10, 1},
+     {12, 1}, {25, 2},       {15, 1},        {20, 1}, {24000, 1001}, {24, 1},
+     {25, 1}, {30000, 1001}, {30, 1},        {48, 1}, {50, 1},       {60000, 1001},
+     {60, 1}, {100, 1},      {120000, 1001}, {120, 1}}};
+constexpr Ratio kHighestVariableRate = {60, 1};
+
+Ratio NearestCommonRate(double rate) {
+  return *std::min_element(kCommonRates.begin(), kCommonRates.end(),
+                           [rate](const Ratio& a, const Ratio& b) {
+                             return std::abs(a.value() - rate) < std::abs(b.value() - rate);
+                           });
+}
+
+// In doubles, since damaged files hold timestamps whose difference overflows.
+double Distance(int64_t from, int64_t to) {
+  return static_cast<double>(to) - static_cast<double>(from);
+}
+
+struct Interval {
+  double seconds = 0;
+  double share = 0;  // of all intervals
+};
+
+// The mean of the intervals within a fifth of the median one, so that gaps
+// and bursts do not count; 0 when there is none.
+Interval TypicalInterval(const StreamTimes& times) {
+  std::vector<double> intervals;
+  for (size_t i = 1; i < times.timestamps.size(); ++i) {
+    const double interval = Distance(times.timestamps[i - 1], times.timestamps[i]);
+    if (interval > 0) intervals.push_back(interval);
+  }
+  if (intervals.empty()) return {};
+  const auto middle = intervals.begin() + static_cast<std::ptrdiff_t>(intervals.size() / 2);
+  std::nth_element(intervals.begin(), middle, intervals.end());
+  const double median = *middle;
+  double sum = 0;
+  double count = 0;
+  for (const double interval : intervals) {
+    if (std::abs(interval - median) > median / 5) continue;
+    sum += interval;
+    ++count;
+  }
+  return {sum / count * times.time_base.value(), count / static_cast<double>(intervals.size())};
+}
+
+bool IsCommon(Ratio rate) {
+  return std::find(kCommonRates.begin(), kCommonRates.end(), rate) != kCommonRates.end();
+}
+
+Ratio ToThousandths(double rate) {
+  const int64_t thousandths = std::llround(rate * 1000);
+  const int64_t divisor = std::max<int64_t>(1, std::gcd(thousandths, int64_t{1000}));
+  return {thousandths / divisor, 1000 / divisor};
+}
+
+// The rate that spreads the timestamps evenly from the first to the last, without
+// the breaks in their clock.
+Ratio MeasuredRate(const StreamTimes& times, const FileClock& clock) {
+  FrameTimeline timeline({1, 1}, times.time_base, clock);
+  double seconds = 0;
+  double steps = 0;
+  for (size_t i = 0; i < times.timestamps.size(); ++i) {
+    const double step = timeline.Place(times.timestamps[i], NextTime(times.timestamps, i)).step;
+    const bool same_time = i > 0 && times.timestamps[i] == times.timestamps[i - 1];
+    seconds += step;
+    steps += step > 0 || same_time ? 1 : 0;
+  }
+  const double rate = steps / seconds;
+  return seconds > 0 && rate <= kHighestRate ? ToThousandths(rate) : Ratio{};
+}
+
+bool AreWithin(Ratio a, Ratio b, double tolerance) {
+  return std::abs(a.value() / b.value() - 1) < tolerance;
+}
+
+struct Outcome {
+  int64_t repeats = 0;
+  int64_t drops = 0;
+  double longest_interval = 0;  // slots
+};
+
+Outcome Simulate(const StreamTimes& times, Ratio rate, const FileClock& clock) {
+  FrameTimeline timeline(rate, times.time_base, clock);
+  Outcome outcome;
+  for (size_t i = 0; i < times.timestamps.size(); ++i) {
+    const FrameTimeline::Placement placement =
+        timeline.Place(times.timestamps[i], NextTime(times.timestamps, i));
+    outcome.repeats += placement.repeats;
+    outcome.drops += placement.drop ? 1 : 0;
+    outcome.longest_interval = std::max(outcome.longest_interval, placement.step);
+  }
+  return outcome;
+}
+
+// The rates to try for a constant stream, the likeliest first.
+std::vector<Ratio> Candidates(const StreamTimes& times, const FileClock& clock) {
+  std::vector<Ratio> candidates;
+  const Ratio measured = MeasuredRate(times, clock);
+  const double highest = std::max(kHighestDeclaredRate, measured.value() * kConfirmed);
+  for (const Ratio rate : {times.average_rate, times.lowest_exact_rate, measured}) {
+    if (!rate.is_positive() || rate.value() > highest) continue;
+    const Ratio common = NearestCommonRate(rate.value());
+    if (AreWithin(common, rate, kSnapping)) candidates.push_back(common);
+    candidates.push_back(rate);
+  }
+  return candidates;
+}
+
+// What most of a variable stream's pictures follow.
+Ratio TypicalRate(const StreamTimes& times, const std::vector<Ratio>& candidates) {
+  const Interval interval = TypicalInterval(times);
+  if (interval.seconds <= 0) return candidates.front();
+  const double highest =
+      interval.share >= kMostlyTypical ? kHighestRate : kHighestVariableRate.value();
+  const double rate = std::min(1 / interval.seconds, highest);
+  const Ratio typical = ToThousandths(rate);
+  if (!typical.is_positive()) return candidates.front();
+  for (const Ratio candidate : candidates) {
+    if (AreWithin(candidate, typical, kSnapping)) return candidate;
+    // Clocks of whole milliseconds do not tell 30 from 30000/1001 in a few pictures;
+    // what the container declares does.
+    const double difference = std::abs(1 / candidate.value() - interval.seconds);
+    if (IsCommon(candidate) && difference <= times.time_base.value() / 2) return candidate;
+  }
+  const Ratio common = NearestCommonRate(rate);
+  return AreWithin(common, typical, kTypicalSnapping) ? common : typical;
+}
+
+}  // namespace
+
+std::optional<Ratio> ChooseConstantRate(const StreamTimes& times, const FileClock& clock) {
+  const std::vector<Ratio> candidates = Candidates(times, clock);
+  if (candidates.empty()) return std::nullopt;
+  for (const Ratio rate : candidates) {
+    const Outcome outcome = Simulate(times, rate, clock);
+    if (outcome.repeats == 0 && outcome.drops == 0 && outcome.longest_interval < kRealGap) {
+      return rate;
+    }
+  }
+
+  const double accepted_drops = kAcceptedDrops * static_cast<double>(times.timestamps.size());
+  Ratio chosen = TypicalRate(times, candidates);
+  for (const Ratio rate : kCommonRates) {
+    const Outcome outcome = Simulate(times, chosen, clock);
+    if (static_cast<double>(outcome.drops) <= accepted_drops) break;
+    if (rate.denominator != 1001 && rate.value() > chosen.value() &&
+        rate.value() <= kHighestVariableRate.value()) {
+      chosen = rate;
+    }
+  }
+  return chosen;
+}
+
+}  // namespace qolm::media::ffmpeg

@@ -1,0 +1,49 @@
+// The timestamps of a stream's packets, from the order of the file to the order in
+// which the pictures are shown.
+#ifndef QOLM_MEDIA_FFMPEG_PACKET_TIMES_H_
+#define QOLM_MEDIA_FFMPEG_PACKET_TIMES_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "media/ffmpeg/file_clock.h"
+#include "media/ffmpeg/handles.h"
+#include "media/ffmpeg/ratio.h"
+
+namespace qolm::media::ffmpeg {
+
+class PacketClock {
+ public:
+  explicit PacketClock(Ratio time_base) : time_base_(time_base) {}
+
+  // As they lie in the file; what is no timestamp is passed over.
+  void Add(int64_t timestamp, int64_t duration);
+
+  size_t size() const { return timestamps_.size(); }
+  int64_t duration_of_last() const { return duration_of_last_; }
+
+  // Coders store pictures up to 16 places ahead of those shown before them. So a
+  // timestamp more than a second before the last 16 belongs to a clock that has
+  // restarted, as where recordings were joined, and what comes from there on is shown
+  // after all that came before. A single wild timestamp becomes that of its
+  // neighbour.
+  std::vector<int64_t> InPresentationOrder() &&;
+
+ private:
+  Ratio time_base_;
+  std::vector<int64_t> timestamps_;
+  std::optional<int64_t> last_;
+  int64_t duration_of_last_ = 0;
+};
+
+// The one behind the `i`-th.
+std::optional<int64_t> NextTime(const std::vector<int64_t>& timestamps, size_t i);
+
+// Notes the time that a packet of `stream` takes.
+void CoverWith(const AVPacket& packet, const AVStream& stream, FileClock& clock);
+
+}  // namespace qolm::media::ffmpeg
+
+#endif  // QOLM_MEDIA_FFMPEG_PACKET_TIMES_H_

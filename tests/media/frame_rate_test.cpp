@@ -1,0 +1,126 @@
+#include "media/ffmpeg/frame_rate.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace qolm::media::ffmpeg {
+namespace {
+
+constexpr Ratio kMilliseconds = {1, 1000};
+const FileClock kPlainClock(false, std::nullopt);
+
+// `count` frames of a rate with each timestamp off by up to `jitter` frames and
+// rounded to the time base.
+std::vector<int64_t> Timestamps(Ratio rate, Ratio time_base, int count, double jitter,
+                                int64_t start) {
+  std::vector<int64_t> timestamps;
+  uint32_t noise = 1;
+  for (int i = 0; i < count; ++i) {
+    noise = noise * 1664525u + 1013904223u;
+    const double offset = jitter * (static_cast<double>(noise >> 8) / (1 << 23) - 1);
+    timestamps.push_back(start + std::llround((i + offset) / rate.value() / time_base.value()));
+  }
+  return timestamps;
+}
+
+std::optional<Ratio> Choose(std::vector<int64_t> timestamps, Ratio time_base, Ratio average,
+                            Ratio lowest_exact) {
+  return ChooseConstantRate({time_base, std::move(timestamps), average, lowest_exact}, kPlainClock);
+}
+
+TEST(ChooseConstantRate, KeepsTheDeclaredRateOfAConstantStream) {
+  for (const Ratio rate :
+       {Ratio{24000, 1001}, Ratio{24, 1}, Ratio{25, 1}, Ratio{25, 2}, Ratio{30000, 1001},
+        Ratio{30, 1}, Ratio{50, 1}, Ratio{60000, 1001}, Ratio{15, 1}, Ratio{100, 3}, Ratio{1, 5}}) {
+    EXPECT_EQ(Choose(Timestamps(rate, kMilliseconds, 500, 0, 40), kMilliseconds, rate, {0, 0}),
+              rate);
+  }
+}
+
+TEST(ChooseConstantRate, TakesTheCommonRateThatARoundedOneMeans) {
+  const auto timestamps = Timestamps({30000, 1001}, kMilliseconds, 3000, 0, 0);
+  EXPECT_EQ(Choose(timestamps, kMilliseconds, {2997, 100}, {0, 0}), (Ratio{30000, 1001}));
+  EXPECT_EQ(Choose(timestamps, kMilliseconds, {0, 0}, {0, 0}), (Ratio{30000, 1001}));
+}
+
+TEST(ChooseConstantRate, DistrustsADeclaredRateThatDoesNotFit) {
+  const auto timestamps = Timestamps({25, 1}, kMilliseconds, 1000, 0, 0);
+  EXPECT_EQ(Choose(timestamps, kMilliseconds, {90000, 1}, {50, 1}), (Ratio{25, 1}));
+}
+
+TEST(ChooseConstantRate, AVariableStreamGetsItsTypicalRate) {
+  // 30 a second with every twentieth picture missing.
+  std::vector<int64_t> timestamps;
+  for (int i = 0; i < 600; ++i) {
+    if (i % 20 != 7) timestamps.push_back(i * 3000);
+  }
+  EXPECT_EQ(Choose(timestamps, {1, 90000}, {285, 10}, {90000, 1}), (Ratio{30, 1}));
+}
+
+TEST(ChooseConstantRate, AScreenRecordingKeepsItsFastParts) {
+  // Mostly still at 5 a second, a third of the pictures in bursts of 60.
+  std::vector<int64_t> timestamps;
+  int64_t time = 0;
+  for (int i = 0; i < 300; ++i) {
+    timestamps.push_back(time);
+    time += i % 30 < 10 ? 1500 : 18000;
+  }
+  EXPECT_EQ(Choose(timestamps, {1, 90000}, {8, 1}, {60, 1}), (Ratio{60, 1}));
+}
+
+TEST(ChooseConstantRate, AFastStreamKeepsAllItsPictures) {
+  for (const Ratio rate : {Ratio{240, 1}, Ratio{2000, 1}, Ratio{90'000, 1}}) {
+    const auto timestamps = Timestamps(rate, {1, 1'000'000}, 12, 0, 0);
+    EXPECT_EQ(Choose(timestamps, {1, 1'000'000}, rate, {0, 0}), rate);
+    // With a hole it is of variable rate, and still as fast.
+    auto with_a_hole = Timestamps(rate, {1, 1'000'000}, 200, 0, 0);
+    with_a_hole.erase(with_a_hole.begin() + 100, with_a_hole.begin() + 120);
+    const auto chosen = Choose(with_a_hole, {1, 1'000'000}, rate, {0, 0});
+    ASSERT_TRUE(chosen);
+    EXPECT_NEAR(chosen->value() / rate.value(), 1, 0.01);
+  }
+}
+
+TEST(ChooseConstantRate, AnUnlikelyDeclaredRateNeedsTheTimestampsToConfirmIt) {
+  EXPECT_EQ(Choose({0}, kMilliseconds, {90'000, 1}, {25, 1}), (Ratio{25, 1}));
+  EXPECT_EQ(Choose({0, 40, 80}, kMilliseconds, {90'000, 1}, {0, 0}), (Ratio{25, 1}));
+}
+
+TEST(ChooseConstantRate, JoinedRecordingsKeepTheirRate) {
+  for (const Ratio rate : {Ratio{25, 1}, Ratio{30000, 1001}}) {
+    std::vector<int64_t> timestamps = Timestamps(rate, kMilliseconds, 100, 0, 1400);
+    for (int i = 0; i < 2; ++i) {
+      const auto next = Timestamps(rate, kMilliseconds, 100, 0, 1400 - i * 700);
+      timestamps.insert(timestamps.end(), next.begin(), next.end());
+    }
+    EXPECT_EQ(Choose(timestamps, kMilliseconds, rate, {0, 0}), rate);
+    EXPECT_EQ(Choose(timestamps, kMilliseconds, {0, 0}, {0, 0}), rate);
+    EXPECT_EQ(Choose(timestamps, kMilliseconds, {rate.numerator * 2, rate.denominator}, {0, 0}),
+              rate);
+  }
+}
+
+TEST(ChooseConstantRate, ShortBurstsTakeTheRateThatTheContainerDeclares) {
+  // Three pictures a second, 33 and 34 milliseconds apart.
+  for (const Ratio declared : {Ratio{30, 1}, Ratio{30000, 1001}}) {
+    std::vector<int64_t> timestamps;
+    for (int second = 0; second < 10; ++second) {
+      for (const int offset : {0, 33, 67}) timestamps.push_back(second * 1000 + offset);
+    }
+    EXPECT_EQ(Choose(timestamps, kMilliseconds, declared, {0, 0}), declared);
+  }
+}
+
+TEST(ChooseConstantRate, WithoutAnyHintThereIsNone) {
+  EXPECT_EQ(Choose({}, kMilliseconds, {0, 0}, {0, 1}), std::nullopt);
+  EXPECT_EQ(Choose({5}, kMilliseconds, {0, 0}, {0, 0}), std::nullopt);
+  EXPECT_EQ(Choose({}, kMilliseconds, {25, 1}, {0, 0}), (Ratio{25, 1}));
+}
+
+}  // namespace
+}  // namespace qolm::media::ffmpeg

@@ -1,0 +1,268 @@
+// What is missing from real files, and what only looks so.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "media/platform.h"
+#include "media/video_source.h"
+#include "support/media_clip_writer.h"
+#include "support/temporary_folder.h"
+
+namespace qolm::media {
+namespace {
+
+using ::qolm::test::ClipOptions;
+using Bytes = std::vector<char>;
+
+struct Kind {
+  const char* name;
+  const char* codec;
+  AVPixelFormat format;
+  bool declares_its_length = true;
+};
+
+const std::vector<Kind> kKinds = {
+    {"a.mkv", "ffv1", AV_PIX_FMT_BGR0},
+    {"a.mp4", "mpeg4", AV_PIX_FMT_YUV420P},
+    {"a.mov", "mpeg4", AV_PIX_FMT_YUV420P},
+    {"a.avi", "mpeg4", AV_PIX_FMT_YUV420P},
+    {"a.flv", "flv", AV_PIX_FMT_YUV420P},
+    {"a.wmv", "wmv2", AV_PIX_FMT_YUV420P, false},
+    {"a.ts", "mpeg2video", AV_PIX_FMT_YUV420P, false},
+    {"a.nut", "ffv1", AV_PIX_FMT_BGR0, false},
+};
+
+void PaintNoise(AVFrame& frame, int index) {
+  uint32_t noise = static_cast<uint32_t>(index) + 1;
+  for (int y = 0; y < frame.height; ++y) {
+    for (int x = 0; x < frame.width; ++x) {
+      noise = noise * 1664525U + 1013904223U;
+      frame.data[0][ptrdiff_t{y} * frame.linesize[0] + x] = static_cast<uint8_t>(noise >> 24);
+    }
+  }
+}
+
+class IncompleteFilesTest : public ::testing::Test {
+ protected:
+  ClipOptions OptionsOf(const Kind& kind) {
+    ClipOptions options;
+    options.codec = kind.codec;
+    options.format = kind.format;
+    options.width = options.height = 64;
+    options.frames = 100;
+    if (std::string(kind.name) == "a.mp4" || std::string(kind.name) == "a.mov") {
+      options.muxer_options = {{"movflags", "+faststart"}};
+    }
+    return options;
+  }
+
+  Bytes Written(const std::string& name, const ClipOptions& options) {
+    const std::filesystem::path path = folder_ / name;
+    test::WriteClip(path, options, PaintNoise);
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  }
+
+  // Reads a file of these bytes to its end; the number of frames.
+  int Read(const std::string& name, const Bytes& bytes) {
+    const std::filesystem::path path = folder_ / name;
+    std::ofstream(path, std::ios::binary)
+        .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    EXPECT_TRUE(source_.Open(path)) << name << ": " << source_.failure_reason();
+    expected_when_opened_ = source_.frame_count();
+    VideoFrame frame;
+    int frames = 0;
+    while (source_.ReadNextFrame(frame)) ++frames;
+    return frames;
+  }
+
+  test::TemporaryFolder folder_;
+  Platform platform_;
+  VideoSource source_{platform_.MakeVideoFramework()};
+  int expected_when_opened_ = 0;
+};
+
+TEST_F(IncompleteFilesTest, HalfAFilmExpectsTheWholeOne) {
+  for (const Kind& kind : kKinds) {
+    SCOPED_TRACE(kind.name);
+    const Bytes whole = Written(kind.name, OptionsOf(kind));
+    EXPECT_EQ(Read(kind.name, whole), 100);
+    EXPECT_EQ(source_.frame_count(), 100);
+    EXPECT_EQ(source_.losses().damaged, 0);
+
+    const Bytes half(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(whole.size() / 2));
+    const int frames = Read(kind.name, half);
+    EXPECT_GT(frames, 35);
+    EXPECT_LT(frames, 60);
+    if (kind.declares_its_length) {
+      EXPECT_NEAR(source_.frame_count(), 100, 1);
+    } else {
+      EXPECT_NEAR(source_.frame_count(), frames, 2);
+    }
+  }
+}
+
+TEST_F(IncompleteFilesTest, LongerSoundIsNoMissingPicture) {
+  for (const Kind& kind : kKinds) {
+    const std::string name = kind.name;
+    if (name == "a.ts" || name == "a.flv" || name == "a.mp4") continue;  // take no such sound
+    SCOPED_TRACE(name);
+    ClipOptions options = OptionsOf(kind);
+    options.sound_seconds = 12;
+    EXPECT_EQ(Read(name, Written(name, options)), 100);
+    EXPECT_EQ(expected_when_opened_, 100);
+    EXPECT_EQ(source_.frame_count(), 100);
+  }
+}
+
+TEST_F(IncompleteFilesTest, AHeldPictureAndAVariableRateAreNoMissingPictures) {
+  for (const char* const name : {"a.mkv", "a.mov"}) {
+    ClipOptions options;
+    options.time_base = {1, 1000};
+    options.timestamps = {0, 40, 80, 500, 540, 580, 3000, 3040};
+    options.last_duration = 2000;
+    options.frames = 8;
+    if (std::string(name) == "a.mov") {
+      options.codec = "mpeg4";
+      options.format = AV_PIX_FMT_YUV420P;
+    }
+    const int frames = Read(name, Written(name, options));
+    EXPECT_EQ(source_.frame_count(), frames) << name;
+  }
+}
+
+// The Duration element of a Matroska file: its identifier, its size and a number.
+void DeclareDuration(Bytes& matroska, double milliseconds) {
+  const std::string element = "\x44\x89\x88";
+  const auto found = std::search(matroska.begin(), matroska.end(), element.begin(), element.end());
+  ASSERT_NE(found, matroska.end());
+  const char* const bytes = reinterpret_cast<const char*>(&milliseconds);
+  std::reverse_copy(bytes, bytes + sizeof(milliseconds), found + 3);
+}
+
+TEST_F(IncompleteFilesTest, AnImpossibleDeclaredDurationIsNone) {
+  ClipOptions options;
+  options.codec = "rawvideo";
+  options.width = options.height = 64;
+  options.frames = 100;
+  const Bytes whole = Written("a.mkv", options);
+  for (const double milliseconds : {1e22, 1e300, -5.0, 0.0, 4e9}) {
+    Bytes bytes = whole;
+    DeclareDuration(bytes, milliseconds);
+    EXPECT_EQ(Read("b.mkv", bytes), 100);
+    EXPECT_EQ(source_.frame_count(), 100) << milliseconds;
+  }
+}
+
+TEST_F(IncompleteFilesTest, DamagedPicturesAreCounted) {
+  for (const Kind& kind : kKinds) {
+    if (std::string(kind.codec) == "wmv2") continue;  // its decoder takes anything
+    SCOPED_TRACE(kind.name);
+    ClipOptions options = OptionsOf(kind);
+    options.corrupt_packet = 42;
+    options.codec_options = {{"g", "1"}};
+    Read(kind.name, Written(kind.name, options));
+    EXPECT_EQ(source_.losses().damaged, 1);
+    EXPECT_EQ(source_.losses().left_out, 0);
+  }
+}
+
+TEST_F(IncompleteFilesTest, AHoleInATransportStreamIsDamage) {
+  const Kind kind{"a.ts", "mpeg2video", AV_PIX_FMT_YUV420P, false};
+  Bytes stream = Written("a.ts", OptionsOf(kind));
+  const auto middle = stream.begin() + static_cast<ptrdiff_t>(stream.size() / 188 / 2 * 188);
+  stream.erase(middle, middle + 188);
+  Read("b.ts", stream);
+  EXPECT_GE(source_.losses().damaged, 1);
+  EXPECT_LE(source_.losses().damaged, 2);
+}
+
+TEST_F(IncompleteFilesTest, JoinedRecordingsPlayOneBehindTheOther) {
+  const Kind kind{"a.ts", "mpeg2video", AV_PIX_FMT_YUV420P, false};
+  for (const char* const muxer : {"mpegts", "vob"}) {
+    SCOPED_TRACE(muxer);
+    ClipOptions options = OptionsOf(kind);
+    options.muxer = muxer;
+    Bytes stream = Written("a.ts", options);
+    const Bytes once = stream;
+    stream.insert(stream.end(), once.begin(), once.end());
+    EXPECT_EQ(Read("b.ts", stream), 200);
+    EXPECT_EQ(source_.frame_count(), 200);
+    EXPECT_EQ(source_.fps_numerator(), 25);
+    EXPECT_EQ(source_.fps_denominator(), 1);
+    EXPECT_EQ(source_.losses().damaged, 0);
+    EXPECT_EQ(source_.losses().left_out, 0);
+  }
+}
+
+TEST_F(IncompleteFilesTest, AFastStreamKeepsEveryPicture) {
+  for (const int rate : {1200, 2000, 20000}) {
+    ClipOptions options;
+    options.codec = "mpeg4";
+    options.format = AV_PIX_FMT_YUV420P;
+    options.rate = {rate, 1};
+    options.frames = 12;
+    EXPECT_EQ(Read("a.mov", Written("a.mov", options)), 12);
+    EXPECT_EQ(source_.frame_count(), 12);
+    EXPECT_EQ(source_.fps_numerator(), rate);
+    EXPECT_EQ(source_.fps_denominator(), 1);
+  }
+}
+
+TEST_F(IncompleteFilesTest, PicturesWithoutAPlaceAreCounted) {
+  ClipOptions options;
+  options.time_base = {1, 1000};
+  // Bursts of ten, 1 ms apart: not typical of the whole, so 60 a second at most.
+  for (int i = 0; i < 40; ++i) options.timestamps.push_back(i / 10 * 200 + i % 10);
+  for (int i = 0; i < 10; ++i) options.timestamps.push_back(800 + i * 40);
+  options.frames = 50;
+  const int frames = Read("a.mkv", Written("a.mkv", options));
+  EXPECT_NEAR(frames, 70, 2);
+  EXPECT_EQ(source_.losses().pictures, 50);
+  EXPECT_GT(source_.losses().left_out, 25);
+}
+
+// --- Pictures that stand long ---
+
+class LongPicturesTest : public IncompleteFilesTest {
+ protected:
+  // One picture a second, and then these seconds, in a file that declares nothing.
+  int ReadLive(const std::vector<int64_t>& seconds, double sound_seconds = 0) {
+    ClipOptions options;
+    options.time_base = {1, 1000};
+    options.timestamps = {0, 1000, 2000, 3000};
+    for (const int64_t second : seconds) options.timestamps.push_back(second * 1000);
+    options.last_duration = 1000;
+    options.frames = static_cast<int>(options.timestamps.size());
+    options.sound_seconds = sound_seconds;
+    options.sound_packet_seconds = 0.5;
+    options.sound_rate = 1000;
+    if (!declared_) options.muxer_options = {{"live", "1"}};
+    const int frames = Read("a.mkv", Written("a.mkv", options));
+    EXPECT_EQ(source_.fps_numerator(), 1);
+    EXPECT_EQ(source_.frame_count(), frames);
+    return frames;
+  }
+  bool declared_ = false;
+};
+
+TEST_F(LongPicturesTest, SoundSupportsThem) {
+  EXPECT_EQ(ReadLive({3903}, 3904), 3904);
+  EXPECT_EQ(ReadLive({3903}), 5);
+  EXPECT_EQ(ReadLive({3903}, 3000), 5);
+}
+
+TEST_F(LongPicturesTest, LaterPicturesSupportThem) { EXPECT_EQ(ReadLive({7203, 7204}), 7205); }
+
+TEST_F(LongPicturesTest, TheDeclaredDurationSupportsThem) {
+  declared_ = true;
+  EXPECT_EQ(ReadLive({7203}), 7204);
+}
+
+}  // namespace
+}  // namespace qolm::media
