@@ -244,11 +244,48 @@ TEST_F(ContainerReaderTest, RefusesWhatIsNoVersion2FileAndSaysWhy) {
   EXPECT_FALSE(Open());
   EXPECT_EQ(reader_.failure_reason(), "the file is too short to hold a header");
 
-  bytes_ = good;
-  bytes_[10] = 0x00;
-  bytes_[11] = 0x40;  // 16384
-  EXPECT_TRUE(Open());
-  EXPECT_EQ(reader_.failure_reason(), "");
+  for (const size_t side : {10U, 12U}) {
+    bytes_ = good;
+    bytes_[side] = 0x00;
+    bytes_[side + 1] = 0x40;  // 16384
+    EXPECT_TRUE(Open());
+    EXPECT_EQ(reader_.failure_reason(), "");
+    bytes_[side] = 0x01;
+    bytes_[side + 1] = 0x00;
+    EXPECT_TRUE(Open());
+  }
+}
+
+TEST_F(ContainerReaderTest, OpeningAgainForgetsAFailure) {
+  Write({.fast_start = true, .audio_block = {1, 2, 3}});
+  WriteBytes(path_, bytes_);
+  ContainerReader fresh;
+  ASSERT_TRUE(fresh.open(path_));
+  WriteBytes(folder_ / "text", Bytes(100, 'a'));
+  for (const std::filesystem::path& refused : {folder_ / "missing", folder_ / "text"}) {
+    EXPECT_FALSE(reader_.open(refused));
+    ASSERT_TRUE(reader_.open(path_));
+    EXPECT_EQ(reader_.failure_reason(), "");
+    EXPECT_FALSE(reader_.system_error());
+    EXPECT_EQ(reader_.header(), fresh.header());
+    EXPECT_EQ(reader_.index(), fresh.index());
+    EXPECT_EQ(reader_.keyframes(), fresh.keyframes());
+    EXPECT_THAT(reader_.audio_block(), ElementsAre(1, 2, 3));
+  }
+}
+
+// The scan lists a record of exactly 100 MiB and ends at a larger one.
+TEST_F(ContainerReaderTest, TheLargestRecordIsFoundByScanning) {
+  records_ = {{RecordType::kKeyFrame, 0, {1, 2, 3, 4}}};
+  Write();
+  bytes_.resize(48 + 8);
+  for (const uint32_t size : {kMaxPayloadBytes, kMaxPayloadBytes + 1}) {
+    StoreLe32(&bytes_[52], size);
+    WriteBytes(path_, bytes_);
+    std::filesystem::resize_file(path_, 56 + uint64_t{size});  // sparse, and of no index
+    ASSERT_TRUE(reader_.open(path_));
+    EXPECT_THAT(reader_.index(), SizeIs(size == kMaxPayloadBytes ? 1 : 0));
+  }
 }
 
 TEST_F(ContainerReaderTest, NamesTheSystemsReason) {

@@ -187,6 +187,27 @@ TEST_F(ContainerWriterTest, PayloadOverTheLimitIsRefusedAndSticks) {
   EXPECT_EQ(writer_.stream_error(), std::errc::file_too_large);
 }
 
+TEST_F(ContainerWriterTest, PayloadOfTheLimitIsWrittenAndReadBack) {
+  Open({.fast_start = false});
+  Bytes largest(size_t{kMaxPayloadBytes});
+  largest.back() = 7;
+  EXPECT_TRUE(writer_.write_packet(RecordType::kKeyFrame, 0, 0, largest));
+  EXPECT_TRUE(writer_.write_packet(RecordType::kKeyFrame, 0, 1, Bytes{1}));
+  EXPECT_EQ(Finish(2).size(), 48 + 8 + size_t{kMaxPayloadBytes} + 9 + 20);
+}
+
+TEST_F(ContainerWriterTest, OpeningAgainForgetsAFailure) {
+  Open({.fast_start = true});
+  EXPECT_FALSE(
+      writer_.write_packet(RecordType::kKeyFrame, 0, 0, Bytes(size_t{kMaxPayloadBytes} + 1)));
+  EXPECT_FALSE(writer_.finish(header_));
+  Open({.fast_start = false});
+  EXPECT_FALSE(writer_.stream_error());
+  EXPECT_TRUE(writer_.write_packet(RecordType::kKeyFrame, 0, 0, Bytes{1}));
+  EXPECT_EQ(writer_.index_pos(), 0U);
+  EXPECT_EQ(Finish(1).size(), 48U + 9 + 12);
+}
+
 TEST_F(ContainerWriterTest, FullDiskShowsWhenTheHeadIsWritten) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no device that is always full";
   ASSERT_TRUE(writer_.open_output("/dev/full"));

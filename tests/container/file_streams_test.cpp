@@ -148,6 +148,24 @@ TEST(InputFile, NamesTheSystemsReason) {
   EXPECT_EQ(file.error(), std::errc::is_a_directory);
 }
 
+TEST(InputFile, OpeningAgainForgetsAFailure) {
+  const TemporaryFolder folder;
+  WriteBytes(folder / "in", Ramp(10));
+  WriteBytes(folder / "shorter", Ramp(4));
+  InputFile file;
+  ASSERT_TRUE(file.open(folder / "in"));
+  EXPECT_FALSE(file.open(folder / "missing"));
+  EXPECT_FALSE(file.is_open());
+  EXPECT_EQ(file.size(), 0U);
+  std::array<uint8_t, 4> bytes{};
+  EXPECT_FALSE(file.read_at(0, bytes));  // nothing of the file before
+  ASSERT_TRUE(file.open(folder / "shorter"));
+  EXPECT_FALSE(file.error());
+  EXPECT_EQ(file.size(), 4U);
+  EXPECT_TRUE(file.read_at(0, bytes));
+  EXPECT_FALSE(file.read_at(1, bytes));
+}
+
 #ifndef _WIN32
 TEST(InputFile, APipeIsRefusedWithoutWaitingForItsWriter) {
   const TemporaryFolder folder;
