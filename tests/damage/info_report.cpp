@@ -21,7 +21,7 @@ std::string Refusal(std::span<const uint8_t> bytes) {
   const uint32_t width = LoadLe16(&bytes[10]);
   const uint32_t height = LoadLe16(&bytes[12]);
   if (width >= 1 && width <= 16384 && height >= 1 && height <= 16384) return {};
-  return "the picture size " + std::to_string(width) + "x" + std::to_string(height) +
+  return "the picture size " + std::to_string(width) + " x " + std::to_string(height) +
          " is outside 1..16384";
 }
 

@@ -122,11 +122,11 @@ class KilledRuns : public EndedRuns {
     const FaultedRun run = RunWithFault(ExportMain, {Part(), saved});
     EXPECT_EQ(run.exit_code, 1);
     const std::string count = std::to_string(frames) + (frames == 1 ? " frame" : " frames");
-    EXPECT_TRUE(run.err.ends_with("[-] Error: " + Part() +
-                                  ": the file was never finished, it ends after " + count + "\n"))
+    EXPECT_TRUE(run.err.starts_with("[-] Error: " + Part() +
+                                    ": the file was never finished, it ends after " + count +
+                                    "; saved in " + saved + ": " + count + ", "))
         << run.err;
-    EXPECT_NE(run.err.find("[+] Wrote " + saved + ": " + count + ", "), std::string::npos)
-        << run.err;
+    EXPECT_TRUE(IsOneErrorLine(run.err)) << run.err;
   }
 
   container::ContainerReader whole_reader_;
