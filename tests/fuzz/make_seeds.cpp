@@ -273,6 +273,9 @@ void MakeScriptSeeds() {
     Save("video_source", name, PseudoRandomBytes(i + 100, 100 + 40 * size_t{i}));
     Save("audio_source", name, PseudoRandomBytes(i + 200, 60 + 30 * size_t{i}));
     Save("row_layout", name, PseudoRandomBytes(i + 300, 20));
+#ifdef QOLM_FUZZ_FFMPEG
+    Save("source", name, PseudoRandomBytes(i + 400, 60 + 60 * size_t{i}));
+#endif
   }
   // A whole picture in rows that are there, and a sound that nobody refuses.
   Save("video_source", "plain", {0, 7, 5, 0, 0, 0, 0, 0x80, 1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 0, 1});

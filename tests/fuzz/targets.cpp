@@ -23,6 +23,11 @@ std::span<const Target> AllTargets() {
       Target{"export_options", ExportOptions},
       Target{"video_source", VideoSource},
       Target{"audio_source", AudioSource},
+#ifdef QOLM_FUZZ_FFMPEG
+      Target{"source", Source},
+#else
+      Target{"source", [](Input) {}},  // nothing of it is in this build
+#endif
       Target{"row_layout", RowLayout},
   };
   return kTargets;

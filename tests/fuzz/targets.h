@@ -52,6 +52,9 @@ void ExportOptions(Input input);
 // A script of what a media framework answers.
 void VideoSource(Input input);
 void AudioSource(Input input);
+// What FFmpeg says of a source's rate, durations and time stamps; only in builds with
+// its libraries.
+void Source(Input input);
 // What a media type says of a picture's place in a buffer.
 void RowLayout(Input input);
 
