@@ -9,6 +9,7 @@
 #include "cli/encode_report.h"
 #include "cli/option_words.h"
 #include "cli/progress_line.h"
+#include "cli/status_line.h"
 #include "cli/texts.h"
 #include "container/layout.h"
 #include "encoder/encoder_session.h"
@@ -27,6 +28,15 @@ constexpr int kFailure = 1;
 constexpr int64_t kFewOfAll = 50;
 
 enum class LoopEnd { kSourceEnded, kFrameLimit, kInterrupted, kWriteFailed };
+
+// A status line that changes faster cannot be read; work that is over sooner needs none.
+constexpr std::chrono::milliseconds kBetweenStatusLines{500};
+constexpr double kLongAudioSeconds = 600;
+
+double SecondsOf(const PcmTrack& track) {
+  const double values_per_second = double{1} * track.sample_rate * track.channels;
+  return values_per_second > 0 ? static_cast<double>(track.samples.size()) / values_per_second : 0;
+}
 
 // A source may promise a few frames too many: containers round their duration,
 // and the sound may last longer than the picture. More than that is told.
@@ -49,7 +59,8 @@ class Conversion {
         output_(PathFromBytes(request.output_path)),
         replace_policy_{container::BeginsAsQolm, request.options.overwrite},
         settings_(request.options.settings),
-        source_(environment.make_video_framework()) {}
+        source_(environment.make_video_framework()),
+        status_(err, environment.errors_on_terminal) {}
 
   ~Conversion() { EndProgressLine(); }
 
@@ -127,6 +138,7 @@ class Conversion {
     settings_.fps_numerator = source_.fps_numerator();
     settings_.fps_denominator = source_.fps_denominator();
     settings_.expected_frame_count = std::max(source_.frame_count(), 0);
+    settings_.frame_limit = request_.options.frame_limit;
     return true;
   }
 
@@ -137,12 +149,24 @@ class Conversion {
     }
     PcmTrack sound;
     std::string failure_reason;
-    if (!environment_.read_sound(input_, request_.options.audio, sound, failure_reason)) {
+    out_ << std::flush;  // a status line follows
+    std::chrono::nanoseconds shown = environment_.monotonic_now();
+    const auto show_progress = [&](double seconds) {
+      const std::chrono::nanoseconds now = environment_.monotonic_now();
+      if (now - shown < kBetweenStatusLines) return;
+      shown = now;
+      status_.Show(texts::ReadingAudioStatus(seconds, source_.duration_ms()));
+    };
+    const bool read = environment_.read_sound(input_, request_.options.audio, sound, failure_reason,
+                                              show_progress);
+    status_.Clear();
+    if (!read) {
       if (!environment_.interrupted()) out_ << texts::SoundNotReadNotice(failure_reason);
       return;
     }
     out_ << AudioStreamLine(sound.sample_rate, sound.channels, sound.samples.size());
     if (!failure_reason.empty()) out_ << texts::SoundCutShortNotice(failure_reason);
+    audio_seconds_ = SecondsOf(sound);
     session_->set_audio(std::move(sound));
   }
 
@@ -155,8 +179,15 @@ class Conversion {
     } else if (const std::error_code refusal =
                    part_file_.Prepare(output_, input_, replace_policy_)) {
       reason = refusal.message();
-    } else if (!session_->open_output(part_file_.path())) {
-      reason = session_->stream_error().message();
+    } else {
+      // The sound is coded here, a long track for a while.
+      if (audio_seconds_ >= kLongAudioSeconds) {
+        out_ << std::flush;
+        status_.Show(texts::CodingAudioStatus(audio_seconds_));
+      }
+      const bool opened = session_->open_output(part_file_.path());
+      status_.Clear();
+      if (!opened) reason = session_->stream_error().message();
     }
     if (!reason.empty()) return Fail(texts::OutputOpenError(reason, request_.output_path));
     if (session_->index_too_large_for_front()) {
@@ -295,6 +326,9 @@ class Conversion {
   media::VideoSource source_;
   output::PartFile part_file_;
   std::optional<encoder::EncoderSession> session_;
+
+  StatusLine status_;
+  double audio_seconds_ = 0;  // of the track that will be coded
 
   uint32_t frames_ = 0;  // read from the source and handed to the session
   std::chrono::nanoseconds start_{0};

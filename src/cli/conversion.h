@@ -30,12 +30,14 @@ struct EncodeEnvironment {
   std::function<std::unique_ptr<media::VideoFramework>()> make_video_framework;
   // Reads the whole sound of a file; false when it has none that can be read, or
   // when interrupted() ended the reading. A reason, where one is known, comes with
-  // a failure and with what could not be read to its end.
+  // a failure and with what could not be read to its end. `progress` is called with
+  // the seconds read so far.
   std::function<bool(const std::filesystem::path&, const media::AudioOptions&, PcmTrack&,
-                     std::string& failure_reason)>
+                     std::string& failure_reason, const std::function<void(double)>& progress)>
       read_sound;
   std::function<std::chrono::nanoseconds()> monotonic_now;
   std::function<bool()> interrupted;
+  bool errors_on_terminal = false;  // where the errors go; a status line may then be shown
 };
 
 // The exit code: 0 when the output is complete and in place, else 1. Throws

@@ -1,8 +1,10 @@
 #include "cli/encode_command.h"
 
 #include <chrono>
+#include <functional>
 
 #include "cli/interrupt.h"
+#include "cli/status_line.h"
 #include "media/audio_source.h"
 #include "media/platform.h"
 #include "output/write_signals.h"
@@ -15,18 +17,19 @@ int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostre
   const media::Platform platform([&listener] { return listener.interrupted(); });
   EncodeEnvironment environment;
   environment.make_video_framework = [&platform] { return platform.MakeVideoFramework(); };
-  environment.read_sound = [&](const std::filesystem::path& path,
-                               const media::AudioOptions& options, PcmTrack& track,
-                               std::string& failure_reason) {
-    media::AudioSource source(platform.MakeAudioFramework());
-    const bool read = source.ReadAll(path, options, track, environment.interrupted);
-    failure_reason = source.failure_reason();
-    return read;
-  };
+  environment.read_sound =
+      [&](const std::filesystem::path& path, const media::AudioOptions& options, PcmTrack& track,
+          std::string& failure_reason, const std::function<void(double)>& progress) {
+        media::AudioSource source(platform.MakeAudioFramework());
+        const bool read = source.ReadAll(path, options, track, environment.interrupted, progress);
+        failure_reason = source.failure_reason();
+        return read;
+      };
   environment.monotonic_now = [] {
     return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch());
   };
   environment.interrupted = [&listener] { return listener.interrupted(); };
+  environment.errors_on_terminal = StandardErrorIsTerminal();
   return EncodeVideo(request, environment, out, err);
 }
 

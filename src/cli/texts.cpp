@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 
+#include "cli/number_format.h"
 #include "cli/option_words.h"
 
 namespace qolm::cli::texts {
@@ -62,8 +63,9 @@ std::string Usage(std::string_view program) {
                    "index at the front or at the end of the file (default front)");
   text += UsageRow(Joined(words::kCclcOn, " / ", words::kCclcOff),
                    "predict colour from brightness in key frames (default on)");
-  text += UsageRow(Joined(words::kFrameLimit, " ", "N"),
-                   "stop after N frames; 0 is no limit (default 0)");
+  text += UsageRow(
+      Joined(words::kFrameLimit, " ", "N"),
+      "stop after N frames; counts and sound follow the whole source (default 0: no limit)");
   text +=
       UsageRow(Joined(words::kAudioPreset, " ", "PRESET"), "sound preset, see below (default 32k)");
   text += UsageRow(Joined(words::kAudioMode, " ", "MODE"),
@@ -205,6 +207,16 @@ std::string LeftOutPicturesNotice(int64_t pictures, int64_t decoded) {
 std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames) {
   return Concat({"[+] Note: the source ended early, after ", std::to_string(frames), " of ",
                  std::to_string(expected_frames), " expected frames.\n"});
+}
+
+std::string ReadingAudioStatus(double seconds, int32_t duration_ms) {
+  std::string text = "    Reading the audio: " + FixedNumber(seconds, 0);
+  if (duration_ms > 0) text += " of " + FixedNumber(duration_ms * 0.001, 0);
+  return text + " s";
+}
+
+std::string CodingAudioStatus(double seconds) {
+  return "    Coding the audio: " + FixedNumber(seconds, 0) + " s";
 }
 
 std::string NeverFinishedNotice(bool saveable) {

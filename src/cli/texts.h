@@ -49,6 +49,10 @@ std::string SourceReadNotice(std::string_view reason, uint32_t frames);
 std::string DamagedPicturesNotice(int64_t pictures);
 std::string LeftOutPicturesNotice(int64_t pictures, int64_t decoded);
 std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames);
+// For the status line, without a newline. `duration_ms` is the source's, 0 or less
+// when unknown.
+std::string ReadingAudioStatus(double seconds, int32_t duration_ms);
+std::string CodingAudioStatus(double seconds);
 // A file that its writer left; `saveable` when some of its records are whole.
 std::string NeverFinishedNotice(bool saveable);
 std::string FewerFramesDecodedNotice(uint64_t frames, uint32_t frames_in_header);

@@ -40,6 +40,8 @@ struct EncodeSettings {
   uint16_t audio_coding_mode = 2;  // 1 = ADPCM, 2 = transform
   float audio_factor = 1.6F;
   int32_t expected_frame_count = 0;  // 0 when unknown
+  // No more frames than this will come, whatever is expected; below 1 no limit.
+  int32_t frame_limit = 0;
 };
 
 }  // namespace qolm::encoder

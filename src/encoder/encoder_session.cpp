@@ -21,7 +21,9 @@ uint32_t ExpectedFrames(const EncodeSettings& settings) {
 // A stored index holds no more entries than this, so a longer conversion could
 // not be read back through it.
 bool ExpectsTooManyRecords(const EncodeSettings& settings) {
-  return ExpectedFrames(settings) > container::kMaxIndexEntries;
+  const bool limited = settings.frame_limit >= 1 &&
+                       static_cast<uint32_t>(settings.frame_limit) <= container::kMaxIndexEntries;
+  return !limited && ExpectedFrames(settings) > container::kMaxIndexEntries;
 }
 
 // Why these settings cannot be coded, or no error.

@@ -137,8 +137,12 @@ std::optional<DeliveredType> Negotiate(AudioReader& reader, uint32_t channels, u
 }
 
 // Nothing when `stop` said so. Up to a read that fails, which leaves its reason.
-std::vector<int16_t> ReadSamples(AudioReader& reader, const std::function<bool()>& stop,
+std::vector<int16_t> ReadSamples(AudioReader& reader, const DeliveredType& type,
+                                 const std::function<bool()>& stop,
+                                 const std::function<void(double)>& progress,
                                  std::string& failure_reason) {
+  const double bytes_per_second = double{sizeof(int16_t)} * type.channels * type.sample_rate;
+  uint64_t bytes_read = 0;
   SampleCollector collector;
   while (true) {
     if (stop()) return {};
@@ -157,6 +161,8 @@ std::vector<int16_t> ReadSamples(AudioReader& reader, const std::function<bool()
       throw;
     }
     buffer->Unlock();
+    bytes_read += bytes->current_length;
+    progress(static_cast<double>(bytes_read) / bytes_per_second);
   }
   return collector.Take();
 }
@@ -167,7 +173,8 @@ AudioSource::AudioSource(std::unique_ptr<AudioFramework> framework)
     : framework_(std::move(framework)) {}
 
 bool AudioSource::ReadAll(const std::filesystem::path& path, const AudioOptions& options,
-                          PcmTrack& track, const std::function<bool()>& stop) {
+                          PcmTrack& track, const std::function<bool()>& stop,
+                          const std::function<void(double)>& progress) {
   track = PcmTrack{};
   failure_reason_.clear();
   if (options.enabled == 0 || path.empty()) return false;
@@ -190,7 +197,8 @@ bool AudioSource::ReadAll(const std::filesystem::path& path, const AudioOptions&
       failure_reason_ = reader->failure_reason();
       return false;
     }
-    std::vector<int16_t> samples = ReadSamples(*reader, stop, failure_reason_);
+    std::vector<int16_t> samples =
+        ReadSamples(*reader, *delivered, stop, progress, failure_reason_);
     reader.reset();
     ConvertChannels(delivered->channels, channels, samples);
     if (delivered->sample_rate != rate) {

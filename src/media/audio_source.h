@@ -30,10 +30,11 @@ class AudioSource {
   // twice for a moment when the framework would not deliver the requested rate.
   //
   // `stop` is asked between pieces of the track; once it says true, reading
-  // ends as a failure.
+  // ends as a failure. `progress` is called there with the seconds read so far.
   [[nodiscard]] bool ReadAll(
       const std::filesystem::path& path, const AudioOptions& options, PcmTrack& track,
-      const std::function<bool()>& stop = [] { return false; });
+      const std::function<bool()>& stop = [] { return false; },
+      const std::function<void(double seconds)>& progress = [](double) {});
 
   // Why the last ReadAll failed, or met the track's end before all of it was read, in
   // a few words; empty when nothing tells so.

@@ -42,9 +42,14 @@ class ConversionTest : public testing::Test {
       return std::make_unique<ScriptedFramework>(script_);
     };
     environment.read_sound = [this](const fs::path&, const media::AudioOptions& options,
-                                    PcmTrack& track, std::string& failure_reason) {
+                                    PcmTrack& track, std::string& failure_reason,
+                                    const std::function<void(double)>& progress) {
       ++sound_reads_;
       if (during_sound_) during_sound_();
+      for (const double seconds : seconds_read_) {
+        now_ += std::chrono::milliseconds(400);
+        progress(seconds);
+      }
       asked_rate_ = options.sample_rate;
       asked_channels_ = options.channels;
       if (!sound_) return false;
@@ -54,6 +59,7 @@ class ConversionTest : public testing::Test {
     };
     environment.monotonic_now = [this] { return now_; };
     environment.interrupted = [this] { return interrupted_; };
+    environment.errors_on_terminal = errors_on_terminal_;
     return EncodeVideo({input_, output_, options_}, environment, out_, err_);
   }
 
@@ -99,6 +105,8 @@ class ConversionTest : public testing::Test {
   std::string sound_failure_;
   int sound_reads_ = 0;
   std::function<void()> during_sound_;
+  std::vector<double> seconds_read_;  // reported, each after 400 ms
+  bool errors_on_terminal_ = false;
   int32_t asked_rate_ = 0;
   int32_t asked_channels_ = 0;
   std::chrono::nanoseconds now_{0};

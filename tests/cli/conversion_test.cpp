@@ -236,6 +236,55 @@ TEST_F(ConversionTest, MoreRecordsThanAnIndexMayHoldAreToldAndTheIndexGoesToTheE
   EXPECT_LT(fs::file_size(output_), 65'536U);  // no room is reserved in front
 }
 
+TEST_F(ConversionTest, ALimitThatKeepsTheRecordsFewKeepsTheIndexInFront) {
+  script_.frames = 20;
+  script_.duration_100ns = int64_t{1'000'001} * 400'000;  // so many frames
+  for (const auto& [limit, in_front] : {std::pair{10, true}, {1'000'001, false}, {-1, false}}) {
+    options_.frame_limit = limit;
+    out_.str("");
+    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(out_.str().find("more records than") == std::string::npos, in_front) << limit;
+    EXPECT_THAT(out_.str(), HasSubstr(in_front ? "Stream: FAST-START" : "Stream: MONOLITHIC"));
+    // What is shown follows the whole source.
+    EXPECT_THAT(out_.str(), HasSubstr("Processed frames: 10/1000001 (0% | "));
+    container::ContainerReader reader;
+    ASSERT_TRUE(reader.open(output_));
+    EXPECT_EQ((reader.header().flags & container::kFlagFastStart) != 0, in_front) << limit;
+  }
+}
+
+TEST_F(ConversionTest, ReadingTheSoundIsShownOnATerminal) {
+  script_.frames = 2;
+  script_.duration_100ns = 36'000'000'000;  // an hour
+  sound_ = PcmTrack{32000, 1, std::vector<int16_t>(3200)};
+  seconds_read_ = {100, 1999.6, 2100, 40};
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(err_.str(), "");
+  const std::string report = out_.str().substr(0, out_.str().find("\n[+] Encoding statistics"));
+
+  errors_on_terminal_ = true;
+  out_.str("");
+  now_ = {};
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(err_.str(),
+            "\r    Reading the audio: 2000 of 3600 s"
+            "\r    Reading the audio: 40 of 3600 s  "
+            "\r                                   \r");
+  EXPECT_EQ(out_.str().substr(0, report.size()), report);  // not a byte more
+}
+
+TEST_F(ConversionTest, CodingALongTrackIsShownOnATerminal) {
+  script_.frames = 1;
+  errors_on_terminal_ = true;
+  for (const auto& [seconds, shown] : {std::pair{600, true}, {599, false}}) {
+    err_.str("");
+    sound_ = PcmTrack{100, 1, std::vector<int16_t>(static_cast<size_t>(100 * seconds))};
+    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(err_.str(),
+              shown ? "\r    Coding the audio: 600 s\r                           \r" : "");
+  }
+}
+
 TEST_F(ConversionTest, SoundIsReportedMono) {
   sound_ = PcmTrack{32000, 1, std::vector<int16_t>(3200)};
   EXPECT_EQ(Run(), 0);

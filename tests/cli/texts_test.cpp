@@ -32,7 +32,7 @@ TEST(Usage, ListsEveryOptionWithItsDefault) {
       "  --gabor / --no-gabor            note the Gabor option in the file (default on)\n"
       "  --fast-start / --monolithic     index at the front or at the end of the file (default front)\n"
       "  --cclc / --no-cclc              predict colour from brightness in key frames (default on)\n"
-      "  --frames N                      stop after N frames; 0 is no limit (default 0)\n"
+      "  --frames N                      stop after N frames; counts and sound follow the whole source (default 0: no limit)\n"
       "  --audio PRESET                  sound preset, see below (default 32k)\n"
       "  --audio-mode MODE               sound coder, see below (default transform)\n"
       "  --no-audio                      leave the sound out (default: it is kept)\n"
