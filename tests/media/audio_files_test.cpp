@@ -161,6 +161,15 @@ TEST_F(AudioFilesTest, SoundThatStartsLateIsPadded) {
   }
 }
 
+// Longer than what goes without any support; the file declares its length.
+TEST_F(AudioFilesTest, SoundThatBeginsHoursLateStaysThere) {
+  SoundClip clip;
+  clip.pictures = 10;
+  clip.start = 7200;
+  const PcmTrack track = Read(Write("late.mkv", clip), 1, 1000);
+  EXPECT_NEAR(static_cast<double>(track.samples.size()), 7'201'000, 5);
+}
+
 TEST_F(AudioFilesTest, SoundThatStartsEarlyIsCut) {
   SoundClip clip;
   clip.pictures = 50;
