@@ -102,18 +102,31 @@ function(qolm_add_program program)
   endif()
 endfunction()
 
+# qolm_set_test_options(<target>): what every test program, and what tests share, is
+# compiled with. All but the owner reuse its precompiled headers.
+function(qolm_set_test_options target)
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${target} PRIVATE qolm_compile_options GTest::gmock GTest::gtest)
+  if(NOT MSVC)
+    # What is under test keeps the optimisation of its build; of the tests
+    # themselves more of it, and more than line numbers, would only take time
+    # to compile: a third of the whole build's.
+    target_compile_options(${target} PRIVATE -O1 $<$<CONFIG:RelWithDebInfo>:-g1>)
+    # Without this ccache cannot see what a precompiled header was made of.
+    target_compile_options(${target} PRIVATE
+      $<IF:$<CXX_COMPILER_ID:GNU>,-fpch-preprocess,SHELL:-Xclang -fno-pch-timestamp>)
+    if(NOT target STREQUAL qolm_test_support)
+      target_precompile_headers(${target} REUSE_FROM qolm_test_support)
+    endif()
+  endif()
+endfunction()
+
 # qolm_add_tests(<folder> SOURCES ... [LINKS <target>...])
 # makes the GoogleTest program <folder>_tests and registers it with CTest.
 function(qolm_add_tests folder)
   cmake_parse_arguments(arg "" "" "SOURCES;LINKS" ${ARGN})
   add_executable(${folder}_tests ${arg_SOURCES})
-  target_include_directories(${folder}_tests PRIVATE ${PROJECT_SOURCE_DIR}/tests)
-  target_link_libraries(${folder}_tests PRIVATE ${arg_LINKS} qolm_compile_options GTest::gmock GTest::gtest_main)
-  if(NOT MSVC)
-    # What is under test keeps the optimisation of its build; of the tests
-    # themselves more of it, and more than line numbers, would only take time
-    # to compile: a third of the whole build's.
-    target_compile_options(${folder}_tests PRIVATE -O1 $<$<CONFIG:RelWithDebInfo>:-g1>)
-  endif()
+  target_link_libraries(${folder}_tests PRIVATE ${arg_LINKS} qolm_test_support GTest::gtest_main)
+  qolm_set_test_options(${folder}_tests)
   qolm_register_tests(${folder})
 endfunction()
