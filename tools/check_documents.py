@@ -106,9 +106,8 @@ def documented_options(readme, command):
 
 
 def breaches_of_options(root, command, program):
-    # Only the words matter; some programs call a missing argument a failure.
-    run = subprocess.run([program], capture_output=True)
-    offered = option_words((run.stdout + run.stderr).decode()) - {"--help"}
+    run = subprocess.run([program, "--help"], capture_output=True, check=True)
+    offered = option_words(run.stdout.decode()) - {"--help", "--version"}
     readme = root / "README.md"
     documented = documented_options(readme, command)
     for word in sorted(offered - documented):

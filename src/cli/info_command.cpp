@@ -55,6 +55,8 @@ bool HoldsFramesToSave(const std::filesystem::path& path) {
   container::ContainerReader reader;
   if (!reader.open(path, container::UnfinishedFiles::kYieldRecords)) return false;
   decoder::FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);
+  // Else audio between the pictures would be decoded and kept on the way.
+  decoder.measure_audio();
   return decoder.next_planes();
 }
 
@@ -75,20 +77,25 @@ int RunInfoCommand(const std::string& path_bytes, std::ostream& out, std::ostrea
   }
   if (!(out << HeaderText(reader.header()) << std::flush)) return 0;
 
-  // Nothing seeks here, so nothing need be kept.
-  decoder::FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);
-  if (!(out << SoundText(decoder.measure_audio()) << std::flush)) return 0;
-
-  decoder::OutputFrame frame;
   uint64_t frames = 0;
-  const std::chrono::nanoseconds start = now();
-  while (decoder.next_frame(frame)) ++frames;
-  const std::chrono::nanoseconds stop = now();
-  out << SpeedText(frames, static_cast<double>((stop - start).count()) * 1e-6);
-  if (reader.never_finished()) {
-    out << texts::NeverFinishedNotice(HoldsFramesToSave(path));
-  } else if (frames < reader.header().frame_count) {
-    out << texts::FewerFramesDecodedNotice(frames, reader.header().frame_count);
+  {
+    // Nothing seeks here, so nothing need be kept.
+    decoder::FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);
+    if (!(out << SoundText(decoder.measure_audio()) << std::flush)) return 0;
+
+    decoder::OutputFrame frame;
+    const std::chrono::nanoseconds start = now();
+    while (decoder.next_frame(frame)) ++frames;
+    const std::chrono::nanoseconds stop = now();
+    out << SpeedText(frames, static_cast<double>((stop - start).count()) * 1e-6);
+  }
+  const uint32_t expected_frames = reader.header().frame_count;
+  const bool never_finished = reader.never_finished();
+  reader.reset();  // gives its index back, since looking for frames to save makes one more
+  if (never_finished) {
+    out << texts::NeverFinishedNotice(frames > 0 || HoldsFramesToSave(path));
+  } else if (frames < expected_frames) {
+    out << texts::FewerFramesDecodedNotice(frames, expected_frames);
   }
   out << std::flush;
   return 0;
