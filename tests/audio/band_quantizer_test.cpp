@@ -148,6 +148,22 @@ TEST(QuantizeFrame, RoundsAsTheLibraryDoes) {
   }
 }
 
+// The quotient is a float before it is rounded, so that a little less than three and a
+// half is three and a half.
+TEST(QuantizeFrame, RoundsTheQuotientToAFloatFirst) {
+  std::vector<double> coefficients(64, 0.0);
+  coefficients[62] = 1000.0;
+  const double step = StepOfScale(45);  // 152.2; the rms is 801 with 3.5 of them
+  for (const double sign : {1.0, -1.0}) {
+    coefficients[63] = sign * 3.5 * step * (1.0 - 1e-9);
+    const Frame frame(coefficients);
+    ASSERT_EQ(frame.scales[15], 45);
+    EXPECT_EQ(frame.levels[63], 4 * sign);
+    coefficients[63] = sign * 3.5 * step * (1.0 - 1e-6);
+    EXPECT_EQ(Frame(coefficients).levels[63], 3 * sign);
+  }
+}
+
 TEST(IsQuantizedFrame, WantsRangesAndSilence) {
   const BandEdges edges = BandEdgesFor(64);
   Frame frame(std::vector<double>(64, 20.0));

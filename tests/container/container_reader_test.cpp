@@ -111,6 +111,22 @@ TEST_F(ContainerReaderTest, FastStartFileWithAnOutgrownIndexIsReadThroughItsEnd)
   EXPECT_EQ(reader_.index().front(), 48 + kFrontIndexBytes);
 }
 
+TEST_F(ContainerReaderTest, TheIndexInFrontCountsBeforeOneAtTheEnd) {
+  Write({.fast_start = true, .audio_block = {}});
+  ASSERT_TRUE(Open());
+  const std::vector<uint64_t> in_front = reader_.index();
+  ASSERT_THAT(in_front, SizeIs(records_.size()));
+  AppendLe32(bytes_, static_cast<uint32_t>(in_front[2]));
+  AppendLe32(bytes_, 0);
+  AppendLe32(bytes_, 1);  // entry
+  ASSERT_TRUE(Open());
+  EXPECT_EQ(reader_.index(), in_front);
+  // Without the index in front the same bytes are one.
+  StoreLe16(&bytes_[8], static_cast<uint16_t>(LoadLe16(&bytes_[8]) & ~kFlagFastStart));
+  ASSERT_TRUE(Open());
+  EXPECT_THAT(reader_.index(), ElementsAre(in_front[2]));
+}
+
 TEST_F(ContainerReaderTest, FileWithoutFramesOpensWithAnEmptyIndex) {
   records_.clear();
   for (const bool fast_start : {false, true}) {

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <numeric>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "container/input_file.h"
@@ -137,6 +138,22 @@ TEST(InputFile, ReadsOnlyWhatLiesInTheFile) {
   file.close();
   EXPECT_FALSE(file.is_open());
   EXPECT_FALSE(file.read_at(0, bytes));
+}
+
+TEST(InputFile, AFileThatShrinksWhileItIsOpenEndsTheRead) {
+  const TemporaryFolder folder;
+  WriteBytes(folder / "in", Ramp(10));
+  InputFile file;
+  ASSERT_TRUE(file.open(folder / "in"));
+  std::error_code error;
+  std::filesystem::resize_file(folder / "in", 5, error);
+  if (error) GTEST_SKIP() << "an open file keeps its size here";
+  std::array<uint8_t, 3> bytes{};
+  EXPECT_FALSE(file.read_at(6, bytes));
+  EXPECT_FALSE(file.read_at(3, bytes)) << "two bytes of three";
+  EXPECT_FALSE(file.error());
+  EXPECT_TRUE(file.read_at(2, bytes));
+  EXPECT_THAT(bytes, ElementsAre(2, 3, 4));
 }
 
 TEST(InputFile, NamesTheSystemsReason) {

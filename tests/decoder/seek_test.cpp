@@ -255,6 +255,27 @@ TEST(SeekBehindAnAudioBlockTest, FindsNoFrameThatDecodingFromTheStartDoesNotReac
   EXPECT_FALSE(decoder.seek_to_frame(1) && decoder.next_planes());
 }
 
+// A bidirectional picture is only damage where the header names none: it takes nothing
+// from the key frame before it.
+TEST(SeekBeforeAForeignPictureTest, StartsAtTheKeyFrame) {
+  PictureCoder coder(0x003E, 55);
+  const Record key = coder.Key(MovingPicture(kWidth, kHeight, 0));
+  const Record damaged = {container::RecordType::kPredictedFrame, 0, {1, 2, 3}};
+  const Record second_key = coder.Key(MovingPicture(kWidth, kHeight, 2));
+  const Record foreign = {container::RecordType::kBidirectionalFrame, 0, {1, 2, 3}};
+  const test::TemporaryFolder folder;
+  ASSERT_TRUE(test::WriteContainerFile(folder / "a.qolm", test::PlainHeader(kWidth, kHeight),
+                                       std::vector<Record>{key, damaged, second_key, foreign}));
+  container::ContainerReader reader;
+  ASSERT_TRUE(reader.open(folder / "a.qolm"));
+  FrameDecoder decoder(reader);
+  ASSERT_TRUE(decoder.seek_to_key_frame(1));
+  ASSERT_TRUE(decoder.next_planes());
+  EXPECT_TRUE(SamePicture(decoder.planes(), coder.reference()));
+  EXPECT_FALSE(decoder.next_planes());
+  EXPECT_EQ(decoder.stream_end(), StreamEnd::kDamagedRecord);
+}
+
 TEST_F(SeekTest, CachesHoldKeyFramesAndEveryFifteenthCodedFrame) {
   FrameDecoder decoder(reader_);
   ExpectRestFrom(decoder, 0);

@@ -143,8 +143,10 @@ TEST(SoundStore, AfterTheLastPieceThereIsNone) {
   EncodeSettings settings = AtRate(10, 1);
   settings.audio_interleave = true;
   EXPECT_THAT(store.start(settings), IsEmpty());
-  EXPECT_FALSE(store.next_chunk(1, false, settings).empty());   // 800
-  EXPECT_FALSE(store.next_chunk(50, false, settings).empty());  // the 100 that are left
+  EXPECT_FALSE(store.next_chunk(1, false, settings).empty());  // 800
+  PcmTrack rest;
+  ASSERT_TRUE(audio::DecodeAudio(store.next_chunk(50, false, settings), 1 << 20, rest));
+  EXPECT_EQ(rest.samples.size(), 100U);  // all that are left, not 40000
   EXPECT_THAT(store.next_chunk(1, true, settings), IsEmpty());
   // A second file starts over.
   EXPECT_THAT(store.start(settings), IsEmpty());

@@ -189,6 +189,37 @@ TEST(SearchBothWays, BothAreNamedWhereThatSavesMoreThanItsBits) {
   EXPECT_EQ(ModeOfMoved(25, 11), BidirectionalMode::kFuture);
 }
 
+// The first macroblock moved by 16 both ways. The vectors that the second takes over lead
+// out of both anchors, where their last columns go on: 78 and 178, whose mean it is.
+TEST(SearchBothWays, DirectVectorsLeadOutOfBothAnchorsAtOnce) {
+  const auto anchor = [](uint8_t last_column) {
+    YuvPlanes picture = test::FlatPicture(32, 16, 128, 128, 128);
+    const std::vector<uint8_t> texture = test::TexturePlane(16, 16, 0, 0, 3);
+    for (size_t row = 0; row < 16; ++row) {
+      uint8_t* const samples = &picture.y[32 * row];
+      std::copy_n(&texture[16 * row], 15, samples + 16);
+      samples[31] = last_column;
+    }
+    return picture;
+  };
+  const YuvPlanes past = anchor(78);
+  const YuvPlanes future = anchor(178);
+  YuvPlanes source = past;
+  for (size_t row = 0; row < 16; ++row) {
+    uint8_t* const samples = &source.y[32 * row];
+    std::copy_n(samples + 16, 15, samples);
+    std::fill_n(samples + 15, 17, uint8_t{128});
+  }
+  const BidirectionalField field = SearchBothWays(
+      source, past, future, {.pre_analysis = false, .prediction = false}, kStepOf6ABit);
+  EXPECT_EQ(field.modes, (std::vector{BidirectionalMode::kBoth, BidirectionalMode::kDirect}));
+  for (const auto* list : {&field.past, &field.future}) {
+    for (const MacroblockMotion& motion : *list) {
+      EXPECT_EQ(motion.vectors[0], (MotionVector{16, 0}));
+    }
+  }
+}
+
 // A ramp of 4 a row.
 YuvPlanes Ramp(int brightness) {
   YuvPlanes picture = test::FlatPicture(16, 48, 0, 128, 128);
