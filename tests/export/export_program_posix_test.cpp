@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "export/export_program_fixture.h"
@@ -85,6 +86,31 @@ TEST_F(ExportProgramTest, SignalLeavesNoPartFile) {
     EXPECT_THAT(Files(), testing::ElementsAre("in.qolm", "x.y4m"));
     EXPECT_EQ(test::ReadBytes(Output("x.y4m")), OldY4m());
   }
+}
+
+// Part of an output is missing: what follows must not make it pass for the whole.
+TEST_F(ExportProgramTest, AfterAFailedWriteNothingIsCommitted) {
+  test::WriteBytes(Output("x.y4m"), OldY4m());
+  {
+    OutputTarget target;
+    ASSERT_TRUE(target.open(Output("x.y4m"), Input(), ReplacePolicyOf({})));
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    rlimit limit = before;
+    limit.rlim_cur = 1000;
+    auto* const handler = signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    const bool written = target.write(std::vector<uint8_t>(size_t{4} << 20));
+    setrlimit(RLIMIT_FSIZE, &before);
+    signal(SIGXFSZ, handler);
+    EXPECT_FALSE(written);
+    EXPECT_FALSE(target.write(OldY4m()));
+    EXPECT_FALSE(target.seek(0));
+    EXPECT_FALSE(target.commit());
+    EXPECT_EQ(target.error(), std::errc::file_too_large) << "the first reason";
+  }
+  EXPECT_THAT(Files(), testing::ElementsAre("in.qolm", "x.y4m"));
+  EXPECT_EQ(test::ReadBytes(Output("x.y4m")), OldY4m());
 }
 
 TEST_F(ExportProgramTest, SpecialFilesAreWrittenDirectly) {

@@ -146,6 +146,11 @@ TEST(FrameTimeline, ASingleWildTimestampIsNoTimestamp) {
 
 TEST(FrameTimeline, ALongLastPictureIsHeld) {
   EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kPlainClock, 300), ElementsAre(0, 1, 1, 1));
+  // For as many slots as come nearest to its duration.
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kPlainClock, 260), ElementsAre(0, 1, 1, 1));
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kPlainClock, 240), ElementsAre(0, 1, 1));
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kPlainClock, 160), ElementsAre(0, 1, 1));
+  EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kPlainClock, 140), ElementsAre(0, 1));
   EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kPlainClock, 100), ElementsAre(0, 1));
   EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kPlainClock, 0), ElementsAre(0, 1));
   EXPECT_THAT(Slots({10, 1}, kMilliseconds, {0, 100}, kPlainClock, INT64_MAX), ElementsAre(0, 1));
