@@ -2,11 +2,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -456,15 +461,32 @@ TEST_F(FfmpegVideoTest, AnUnnamedMatrixFollowsTheSize) {
 }
 
 TEST_F(FfmpegVideoTest, TheOldFullRangeFormatsAreFullRange) {
-  ClipOptions options;
-  options.codec = "mjpeg";
-  options.format = AV_PIX_FMT_YUVJ422P;
-  const auto path = Write("a.avi", options, [](AVFrame& frame, int) {
-    FillPlanes(frame, {120, 90, 170});
-  });
-  const std::vector<VideoFrame> frames = ReadAll(path);
-  ASSERT_EQ(frames.size(), 1u);
-  ExpectColour(frames[0], 8, 8, ToRgb(k601, true, 120, 90, 170), 3, "mjpeg");
+  for (const AVPixelFormat format :
+       {AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_YUVJ422P, AV_PIX_FMT_YUVJ444P}) {
+    ClipOptions options;
+    options.codec = "mjpeg";
+    options.format = format;
+    options.width = 64;
+    const char* const name = av_get_pix_fmt_name(format);
+    // The halves differ in colour, so that chroma must have its own width.
+    const auto path = Write("a.avi", options, [](AVFrame& frame, int) {
+      FillPlanes(frame, {120, 90, 170});
+      const AVPixFmtDescriptor* const description =
+          av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+      const int width = frame.width >> description->log2_chroma_w;
+      const int height = frame.height >> description->log2_chroma_h;
+      for (int y = 0; y < height; ++y) {
+        std::memset(frame.data[1] + y * frame.linesize[1] + width / 2, 160,
+                    static_cast<size_t>(width) / 2);
+        std::memset(frame.data[2] + y * frame.linesize[2] + width / 2, 80,
+                    static_cast<size_t>(width) / 2);
+      }
+    });
+    const std::vector<VideoFrame> frames = ReadAll(path);
+    ASSERT_EQ(frames.size(), 1u) << name;
+    ExpectColour(frames[0], 16, 8, ToRgb(k601, true, 120, 90, 170), 3, name);
+    ExpectColour(frames[0], 44, 8, ToRgb(k601, true, 120, 160, 80), 3, name);
+  }
 }
 
 TEST_F(FfmpegVideoTest, GrayPaletteAndAlphaConvert) {
