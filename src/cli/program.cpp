@@ -38,6 +38,11 @@ int Dispatch(const std::vector<std::string>& arguments, std::ostream& out, std::
       err << texts::OptionAsPathError(path) << std::flush;
       return 1;
     }
+    if (arguments[3] == words::kStandardInput) {
+      out << std::flush;
+      err << texts::StandardOutputError() << std::flush;
+      return 1;
+    }
     return RunEncodeCommand(
         {arguments[2], arguments[3], ParseEncodeOptions(arguments, kFirstOption)}, out, err);
   }

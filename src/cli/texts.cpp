@@ -113,6 +113,10 @@ std::string OptionAsPathError(std::string_view option) {
               option, "): ", option}));
 }
 
+std::string StandardOutputError() {
+  return OutputOpenError("it has to be a file; one of this name is ./-", "-");
+}
+
 std::string InputOpenError(std::string_view reason, std::string_view input_path) {
   return Error(Concat({"Cannot open input video (", reason, "): ", input_path}));
 }

@@ -20,6 +20,8 @@ std::string Error(std::string_view message);
 
 // An option stands where the name of a file belongs.
 std::string OptionAsPathError(std::string_view option);
+// A conversion goes back to its file's head at the end, so it cannot fill a pipe.
+std::string StandardOutputError();
 std::string InputOpenError(std::string_view reason, std::string_view input_path);
 std::string OutputOpenError(std::string_view reason, std::string_view output_path);
 std::string WriteError(std::string_view reason, std::string_view output_path);

@@ -149,6 +149,23 @@ TEST_F(Program, AnOptionIsNoNameOfAFile) {
   fs::current_path(here);
 }
 
+TEST_F(Program, TheOutputIsNotStandardOutput) {
+  MakeInput(3);
+  const fs::path here = fs::current_path();
+  fs::current_path(directory_ / "");
+  Run({"encode", input_, "-"});
+  EXPECT_EQ(exit_code_, 1);
+  EXPECT_EQ(out_, texts::Banner());
+  EXPECT_EQ(
+      err_,
+      "[-] Error: Cannot open output file (it has to be a file; one of this name is ./-): -\n");
+  EXPECT_FALSE(fs::exists("-"));
+  Run({"encode", input_, "./-"});
+  EXPECT_EQ(exit_code_, 0);
+  EXPECT_EQ(FramesIn("-"), 3U);
+  fs::current_path(here);
+}
+
 TEST_F(Program, ABadNumberEndsTheRunBeforeAnythingIsOpened) {
   for (const std::string option : {"--quality", "--gop", "--frames"}) {
     Run({"encode", input_, output_, option, "many"});
