@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/rounding.h"
+
 namespace qolm::audio {
 namespace {
 
@@ -65,7 +67,7 @@ BandEdges BandEdgesFor(uint32_t frame_length) {
   BandEdges edges{};
   const auto length = static_cast<float>(frame_length);
   for (size_t b = 1; b < kBandCount; ++b) {
-    const float edge = std::clamp(std::round(length * kEdgeFractions[b]), 0.0F, length);
+    const float edge = std::clamp(RoundHalfAway(length * kEdgeFractions[b]), 0.0F, length);
     edges[b] = static_cast<uint32_t>(edge);
     if (edges[b] <= edges[b - 1]) edges[b] = std::min(frame_length, edges[b - 1] + 1);
   }

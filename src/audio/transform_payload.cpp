@@ -8,6 +8,7 @@
 #include "audio/band_quantizer.h"
 #include "audio/lapped_transform.h"
 #include "base/byte_order.h"
+#include "base/rounding.h"
 #include "base/team.h"
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
@@ -152,7 +153,7 @@ bool OpenStreams(std::span<const uint8_t> payload, const TransformHeader& header
 }
 
 int16_t NearestSample(float value) {
-  return static_cast<int16_t>(std::round(std::clamp(value, -32768.0F, 32767.0F)));
+  return static_cast<int16_t>(RoundHalfAway(std::clamp(value, -32768.0F, 32767.0F)));
 }
 
 // The signal of one coded channel, a batch of frames at a time.

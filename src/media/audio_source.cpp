@@ -15,6 +15,8 @@
 #include <utility>
 #include <vector>
 
+#include "base/rounding.h"
+
 namespace qolm::media {
 namespace {
 
@@ -94,7 +96,7 @@ std::vector<int16_t> Resample(const std::vector<int16_t>& samples, size_t channe
   const size_t frames = samples.size() / channels;
   if (frames == 0) return {};
   const double ratio = static_cast<double>(from_rate) / static_cast<double>(to_rate);
-  const double output_length = std::round(static_cast<double>(frames) / ratio);
+  const double output_length = RoundHalfAway(static_cast<double>(frames) / ratio);
   std::vector<int16_t> output;
   const size_t most_frames = output.max_size() / channels;
   if (output_length > static_cast<double>(most_frames)) {
@@ -110,7 +112,7 @@ std::vector<int16_t> Resample(const std::vector<int16_t>& samples, size_t channe
     for (size_t c = 0; c < channels; ++c) {
       const double first = samples[before * channels + c];
       const double second = samples[after * channels + c];
-      output.push_back(ClampToInt16(std::round((second - first) * t + first)));
+      output.push_back(ClampToInt16(RoundHalfAway((second - first) * t + first)));
     }
   }
   return output;

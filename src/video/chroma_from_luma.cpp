@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/rounding.h"
 #include "video/block_codec.h"
 
 namespace qolm::video {
@@ -67,8 +68,8 @@ CclcParams FitLine(const Block8x8& luma, const BlockView& chroma) {
   const double slope =
       static_cast<double>(64 * sum_xy - sum_y * sum_x) / static_cast<double>(denominator);
   const double offset = (static_cast<double>(sum_y) - static_cast<double>(sum_x) * slope) / 64.0;
-  params.alpha = static_cast<int8_t>(std::clamp(std::round(64.0 * slope), -128.0, 127.0));
-  params.beta = static_cast<uint8_t>(std::clamp(std::round(offset), 0.0, 255.0));
+  params.alpha = static_cast<int8_t>(std::clamp(RoundHalfAway(64.0 * slope), -128.0, 127.0));
+  params.beta = static_cast<uint8_t>(std::clamp(RoundHalfAway(offset), 0.0, 255.0));
   return params;
 }
 

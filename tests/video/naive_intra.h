@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "base/rounding.h"
 #include "video/chroma_from_luma.h"
 #include "video/intra_plane.h"
 #include "video/naive_transform.h"
@@ -96,7 +97,7 @@ std::vector<int16_t> NaiveCodeBlock(const NaivePlane& source, const NaiveBlock& 
   for (size_t k = 0; k < 64; ++k) {
     const size_t n = video::kZigzag[k];
     const float coefficient = coefficients[n / 8][n % 8];
-    const int nearest = static_cast<int>(std::round(coefficient / table.step[n]));
+    const int nearest = static_cast<int>(RoundHalfAway(coefficient / table.step[n]));
     const int level = std::clamp(keep(static_cast<int>(k), nearest, coefficient, table.step[n]),
                                  video::kMinLevel, video::kMaxLevel);
     levels[k] = static_cast<int16_t>(level);
@@ -193,8 +194,8 @@ inline video::CclcParams NaiveFit(const NaivePlane& luma, const NaivePlane& chro
   const int64_t den = 64 * sxx - sx * sx;
   if (den < 65) return {0, static_cast<uint8_t>(std::min<int64_t>(255, (sy + 32) / 64))};
   const double a = static_cast<double>(64 * sxy - sy * sx) / static_cast<double>(den);
-  const double beta = std::round((static_cast<double>(sy) - static_cast<double>(sx) * a) / 64.0);
-  return {static_cast<int8_t>(std::clamp(std::round(64.0 * a), -128.0, 127.0)),
+  const double beta = RoundHalfAway((static_cast<double>(sy) - static_cast<double>(sx) * a) / 64.0);
+  return {static_cast<int8_t>(std::clamp(RoundHalfAway(64.0 * a), -128.0, 127.0)),
           static_cast<uint8_t>(std::clamp(beta, 0.0, 255.0))};
 }
 

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/rounding.h"
 #include "video/dct.h"
 
 namespace qolm::test {
@@ -59,7 +60,7 @@ inline uint8_t NaiveSample(uint8_t prediction, float inverse) {
 }
 
 inline int NaiveLevel(float coefficient, float step) {
-  const float rounded = std::round(coefficient / step);  // halves away from zero
+  const float rounded = RoundHalfAway(coefficient / step);  // halves away from zero
   return static_cast<int>(std::clamp(rounded, -2048.0F, 2047.0F));
 }
 

@@ -218,7 +218,7 @@ class Texts(ProgramCase):
 
     def test_are_those_of_the_native_program(self):
         for arguments in (["encode", "lossless.mkv", "same.qolm"], ["info", "same.qolm"],
-                          ["encode", "cut.avi", "same.qolm", "--frames", "20"],
+                          ["encode", "raw.avi", "same.qolm", "--frames", "20"],
                           ["encode", "raw.avi", "same.qolm", "--quality", "fifty"],
                           ["encode", "raw.avi", "same.qolm", "--quality", "99999999999"],
                           ["encode", "raw.avi", "raw.avi"], ["info", "raw.avi"], ["encode"]):
@@ -358,7 +358,7 @@ class Interruption(ProgramCase):
 
     def test_leaves_a_finished_part_file_and_the_older_output(self):
         name = self.output()
-        pathlib.Path(self.folder, name).write_bytes(b"older")
+        pathlib.Path(self.folder, name).write_bytes(b"QLM2 older")
         result = self.interrupted("encode", "long.mp4", name)
         self.assertEqual(result.code, 1, result.err)
         self.assertNotIn("Encoding statistics", result.out)
@@ -367,7 +367,7 @@ class Interruption(ProgramCase):
         self.assertEqual(result.err,
                          f"[-] Error: Interrupted after {frames} frames; these are kept in a "
                          f"playable file: {name}.part\n")
-        self.assertEqual(self.bytes_of(name), b"older")
+        self.assertEqual(self.bytes_of(name), b"QLM2 older")
         shown = self.native.run("qolm2_converter", "info", name + ".part", folder=self.folder)
         self.assertEqual(shown.code, 0, shown.err)
         self.assertIn(f"    Frames    : {frames}\n", shown.out)
