@@ -8,25 +8,13 @@
 #include <utility>
 #include <vector>
 
+#include "media/jittered_timestamps.h"
+
 namespace qolm::media::ffmpeg {
 namespace {
 
 constexpr Ratio kMilliseconds = {1, 1000};
 const FileClock kPlainClock(false, std::nullopt);
-
-// `count` frames of a rate with each timestamp off by up to `jitter` frames and
-// rounded to the time base.
-std::vector<int64_t> Timestamps(Ratio rate, Ratio time_base, int count, double jitter,
-                                int64_t start) {
-  std::vector<int64_t> timestamps;
-  uint32_t noise = 1;
-  for (int i = 0; i < count; ++i) {
-    noise = noise * 1664525u + 1013904223u;
-    const double offset = jitter * (static_cast<double>(noise >> 8) / (1 << 23) - 1);
-    timestamps.push_back(start + std::llround((i + offset) / rate.value() / time_base.value()));
-  }
-  return timestamps;
-}
 
 std::optional<Ratio> Choose(std::vector<int64_t> timestamps, Ratio time_base, Ratio average,
                             Ratio lowest_exact) {

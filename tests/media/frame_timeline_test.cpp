@@ -8,6 +8,8 @@
 #include <optional>
 #include <vector>
 
+#include "media/jittered_timestamps.h"
+
 namespace qolm::media::ffmpeg {
 namespace {
 
@@ -38,20 +40,6 @@ std::vector<int> Upward(int count) {
   std::vector<int> numbers;
   for (int i = 0; i < count; ++i) numbers.push_back(i);
   return numbers;
-}
-
-// `count` frames of a rate with each timestamp off by up to `jitter` frames and
-// rounded to the time base.
-std::vector<int64_t> Timestamps(Ratio rate, Ratio time_base, int count, double jitter,
-                                int64_t start) {
-  std::vector<int64_t> timestamps;
-  uint32_t noise = 1;
-  for (int i = 0; i < count; ++i) {
-    noise = noise * 1664525u + 1013904223u;
-    const double offset = jitter * (static_cast<double>(noise >> 8) / (1 << 23) - 1);
-    timestamps.push_back(start + std::llround((i + offset) / rate.value() / time_base.value()));
-  }
-  return timestamps;
 }
 
 TEST(FrameTimeline, RoundedTimestampsPassEachPictureOnce) {
