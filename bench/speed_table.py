@@ -134,18 +134,28 @@ class Clip:
         return statistics.median(figures[job]["cpu"] for figures in self.rounds)
 
     def ratio(self, pair):
-        """(least, median) over the rounds."""
-        values = [figures[pair[0]]["cpu"] / figures[pair[1]]["cpu"] for figures in self.rounds]
-        return min(values), statistics.median(values)
+        """(least, median) over the rounds; not a number where a job took no measurable time.
+
+        What start-up is taken for is measured by itself, so a few frames of a fast codec
+        can come out at nothing or less.
+        """
+        values = [figures[pair[0]]["cpu"] / figures[pair[1]]["cpu"] for figures in self.rounds
+                  if min(figures[job]["cpu"] for job in pair) > 0]
+        return (min(values), statistics.median(values)) if values else (math.nan, math.nan)
 
     def wall(self):
-        return statistics.median(figures["encode"]["wall"] / figures["encode"]["cpu"]
-                                 for figures in self.rounds)
+        values = [figures["encode"]["wall"] / figures["encode"]["cpu"]
+                  for figures in self.rounds if figures["encode"]["cpu"] > 0]
+        return statistics.median(values) if values else math.nan
 
 
 def geometric_mean(values):
-    values = list(values)
-    return math.exp(sum(map(math.log, values)) / len(values))
+    values = [value for value in values if not math.isnan(value)]
+    return math.exp(sum(map(math.log, values)) / len(values)) if values else math.nan
+
+
+def cell(value):
+    return "-" if math.isnan(value) else f"{value:.2f}"
 
 
 def print_table(clips):
@@ -154,15 +164,15 @@ def print_table(clips):
     print("|" + "---|" * (len(jobs) + 2))
     for clip in clips:
         print(f"| {clip.name} | " + " | ".join(f"{clip.cpu(job):.2f}" for job in jobs)
-              + f" | {clip.wall():.2f} |")
+              + f" | {cell(clip.wall())} |")
     print()
     print("| clip | " + " | ".join(RATIOS) + " |")
     print("|" + "---|" * (len(RATIOS) + 1))
     for clip in clips:
-        cells = ("%.2f, %.2f" % clip.ratio(pair) for pair in RATIOS.values())
+        cells = (", ".join(map(cell, clip.ratio(pair))) for pair in RATIOS.values())
         print(f"| {clip.name} | " + " | ".join(cells) + " |")
     means = (geometric_mean(clip.ratio(pair)[1] for clip in clips) for pair in RATIOS.values())
-    print("| geometric mean | " + " | ".join(f"{mean:.2f}" for mean in means) + " |")
+    print("| geometric mean | " + " | ".join(map(cell, means)) + " |")
 
 
 def plot(clips, path):

@@ -31,5 +31,10 @@ void* operator new(size_t size) {
   throw std::bad_alloc();
 }
 
+// The sanitizers' own array form does not come by the one above.
+void* operator new[](size_t size) { return operator new(size); }
+
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory, size_t) noexcept { std::free(memory); }
