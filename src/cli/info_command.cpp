@@ -78,10 +78,13 @@ int RunInfoCommand(const std::string& path_bytes, std::ostream& out, std::ostrea
   if (!(out << HeaderText(reader.header()) << std::flush)) return 0;
 
   uint64_t frames = 0;
+  bool holds_sound = false;
   {
     // Nothing seeks here, so nothing need be kept.
     decoder::FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);
-    if (!(out << SoundText(decoder.measure_audio()) << std::flush)) return 0;
+    const std::string sound_text = SoundText(decoder.measure_audio());
+    holds_sound = !sound_text.empty();
+    if (!(out << sound_text << std::flush)) return 0;
 
     decoder::OutputFrame frame;
     const std::chrono::nanoseconds start = now();
@@ -90,10 +93,15 @@ int RunInfoCommand(const std::string& path_bytes, std::ostream& out, std::ostrea
     out << SpeedText(frames, static_cast<double>((stop - start).count()) * 1e-6);
   }
   const uint32_t expected_frames = reader.header().frame_count;
-  const bool never_finished = reader.never_finished();
+  const container::Completion completion = reader.completion();
   reader.reset();  // gives its index back, since looking for frames to save makes one more
-  if (never_finished) {
-    out << texts::NeverFinishedNotice(frames > 0 || HoldsFramesToSave(path));
+  if (completion == container::Completion::kNeverFinished) {
+    out << texts::NeverFinishedNotice(frames > 0 || HoldsFramesToSave(path)
+                                          ? texts::Saveable::kFrames
+                                      : holds_sound ? texts::Saveable::kSound
+                                                    : texts::Saveable::kNothing);
+  } else if (completion == container::Completion::kUnknown) {
+    out << texts::NoFrameYetNotice(holds_sound);
   } else if (frames < expected_frames) {
     out << texts::FewerFramesDecodedNotice(frames, expected_frames);
   }

@@ -223,10 +223,20 @@ std::string CodingAudioStatus(double seconds) {
   return "    Coding the audio: " + FixedNumber(seconds, 0) + " s";
 }
 
-std::string NeverFinishedNotice(bool saveable) {
-  return Concat({"[+] Note: the file was never finished, or is still being written; ",
-                 saveable ? "qolm2_export can save what it holds so far.\n"
-                          : "it holds no whole frame yet.\n"});
+std::string NeverFinishedNotice(Saveable saveable) {
+  std::string_view advice = "it holds no whole frame yet.\n";
+  if (saveable == Saveable::kFrames) advice = "qolm2_export can save what it holds so far.\n";
+  if (saveable == Saveable::kSound) {
+    advice = "it holds no whole frame yet, but sound that qolm2_export can save as .wav.\n";
+  }
+  return Concat({"[+] Note: the file was never finished, or is still being written; ", advice});
+}
+
+std::string NoFrameYetNotice(bool holds_sound) {
+  return Concat(
+      {"[+] Note: the file holds no frame; it was never finished, is still being "
+       "written, or its source had none",
+       holds_sound ? "; qolm2_export can save its sound as .wav.\n" : ".\n"});
 }
 
 std::string FewerFramesDecodedNotice(uint64_t frames, uint32_t frames_in_header) {

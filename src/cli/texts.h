@@ -55,8 +55,11 @@ std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames);
 // when unknown.
 std::string ReadingAudioStatus(double seconds, int32_t duration_ms);
 std::string CodingAudioStatus(double seconds);
-// A file that its writer left; `saveable` when some of its records are whole.
-std::string NeverFinishedNotice(bool saveable);
+// A file that its writer left, and what the export program could make of it.
+enum class Saveable { kNothing, kSound, kFrames };
+std::string NeverFinishedNotice(Saveable saveable);
+// A file without records, which may be one that its writer left.
+std::string NoFrameYetNotice(bool holds_sound);
 std::string FewerFramesDecodedNotice(uint64_t frames, uint32_t frames_in_header);
 
 }  // namespace qolm::cli::texts

@@ -15,6 +15,7 @@ bool ContainerReader::open(const std::filesystem::path& path, UnfinishedFiles un
   read_audio_block();
   load_index(unfinished);
   list_keyframes();
+  completion_ = judge_completion();
   is_open_ = true;
   return true;
 }
@@ -22,13 +23,15 @@ bool ContainerReader::open(const std::filesystem::path& path, UnfinishedFiles un
 void ContainerReader::reset() {
   file_.close();
   is_open_ = false;
-  never_finished_ = false;
+  completion_ = Completion::kFinished;
   failure_reason_.clear();
   system_error_.clear();
   header_ = FileHeader{};
   head_end_ = 0;
   overlap_allowance_ = 0;
   first_refused_overlap_ = 0;
+  index_was_stored_ = false;
+  frames_listed_ = false;
   // Swapped, not cleared: a closed reader holds no memory of a large file.
   std::vector<uint8_t>().swap(audio_block_);
   std::vector<uint64_t>().swap(index_);
@@ -90,22 +93,34 @@ void ContainerReader::read_audio_block() {
 }
 
 void ContainerReader::load_index(UnfinishedFiles unfinished) {
-  if (load_front_index() || load_trailing_index()) return;
-  uint64_t first_record = head_end_;
-  if (!load_by_scan(first_record)) {
-    // A finished fast-start file may lose its end, or have its index damaged or
-    // outgrown by more than a million records; the scan then stops at the index
-    // record right after the head. The records behind that one are whole.
-    if (const std::optional<ReservedIndex> reserved = find_reserved_index()) {
-      first_record = reserved->end;
-      if (reserved->filled || unfinished == UnfinishedFiles::kYieldRecords) {
-        load_by_scan(first_record);
-      }
-    }
+  index_was_stored_ = load_front_index() || load_trailing_index();
+  if (index_was_stored_ || load_by_scan(head_end_)) return;
+  // A finished fast-start file may lose its end, or have its index damaged or
+  // outgrown by more than a million records; the scan then stops at the index
+  // record right after the head. The records behind that one are whole.
+  const std::optional<ReservedIndex> reserved = find_reserved_index();
+  if (!reserved) return;
+  if (reserved->filled || unfinished == UnfinishedFiles::kYieldRecords) load_by_scan(reserved->end);
+}
+
+// Neither a source without frames nor a writer that was ended leaves a frame count,
+// but only the first leaves an index to match.
+Completion ContainerReader::judge_completion() const {
+  if (header_.frame_count != 0) return Completion::kFinished;
+  if (index_was_stored_) {
+    return frames_listed_ ? Completion::kNeverFinished : Completion::kFinished;
   }
-  // A finished file without any record may still end in the count of its index.
-  never_finished_ =
-      header_.frame_count == 0 && file_.size() > first_record + uint64_t{kIndexCountBytes};
+  if (!index_.empty()) return Completion::kNeverFinished;
+  if (const std::optional<ReservedIndex> reserved = find_reserved_index()) {
+    const bool holds_nothing = !reserved->filled && reserved->end == file_.size();
+    return holds_nothing ? Completion::kUnknown : Completion::kNeverFinished;
+  }
+  // A trailing index of no entries is its count alone.
+  std::array<uint8_t, kIndexCountBytes> count_bytes;
+  const bool ends_in_count = file_.size() == head_end_ + kIndexCountBytes &&
+                             file_.read_at(head_end_, count_bytes) &&
+                             LoadLe32(count_bytes.data()) == 0;
+  return ends_in_count ? Completion::kFinished : Completion::kNeverFinished;
 }
 
 bool ContainerReader::load_front_index() {
@@ -155,7 +170,8 @@ bool ContainerReader::read_offsets(uint64_t position, uint32_t count, uint64_t m
   return true;
 }
 
-bool ContainerReader::load_by_scan(uint64_t first_record) {
+template <typename Work>
+void ContainerReader::scan(uint64_t first_record, const Work& work) const {
   const uint64_t size = file_.size();
   RecordHeaderWalk walk(file_);
   RecordHeader record;
@@ -163,12 +179,25 @@ bool ContainerReader::load_by_scan(uint64_t first_record) {
   // A file of more records than an index may hold has no other route, so the
   // limit is wider here. It keeps a sparse file of zeros, which takes no room
   // on the disk, from taking all memory.
-  while (index_.size() < kMaxScannedRecords && walk.read(position, record)) {
+  for (uint32_t records = 0; records < kMaxScannedRecords && walk.read(position, record);
+       ++records) {
     if (record.type == RecordType::kIndex || record.size > kMaxPayloadBytes) break;
     if (record.size > size - position - kRecordHeaderBytes) break;
-    index_.push_back(position);
+    work(position);
     position += kRecordHeaderBytes + record.size;
   }
+}
+
+bool ContainerReader::load_by_scan(uint64_t first_record) {
+  // Counted first: a list that grew with the scan would take up to three times the
+  // memory of its entries, which are as large as the smallest records.
+  size_t records = 0;
+  scan(first_record, [&records](uint64_t) { ++records; });
+  index_.reserve(records);
+  scan(first_record, [&](uint64_t position) {
+    // The file may have grown between the two walks.
+    if (index_.size() < records) index_.push_back(position);
+  });
   return !index_.empty();
 }
 
@@ -198,6 +227,7 @@ void ContainerReader::list_keyframes() {
       keyframes_.push_back({frame_number, static_cast<uint32_t>(i)});
     }
     frame_number += frames_in_record(record);
+    frames_listed_ = frames_listed_ || frames_in_record(record) != 0;
   }
   if (keyframes_.empty()) keyframes_.push_back({0, 0});
 }

@@ -36,6 +36,13 @@ enum class UnfinishedFiles {
   kYieldRecords,  // the whole records behind the empty one, for whoever saves them
 };
 
+// Whether a file's writer came to its end.
+enum class Completion {
+  kFinished,
+  kNeverFinished,  // it was ended, or is still at work
+  kUnknown,        // no record is there; a finished file without any has the same bytes
+};
+
 class ContainerReader {
  public:
   // Resets, then opens `path` and reads header, audio block, index and key
@@ -57,9 +64,8 @@ class ContainerReader {
   // The system's reason when that is why open() failed, else no error.
   std::error_code system_error() const { return system_error_; }
 
-  // Whether the file holds more than its head but neither a frame count nor an
-  // index: its writer was ended, or is still at work.
-  bool never_finished() const { return never_finished_; }
+  // Judged by the frame count, which is written last, and the index before it.
+  Completion completion() const { return completion_; }
 
   const FileHeader& header() const { return header_; }
   uint64_t file_size() const { return file_.size(); }  // bytes
@@ -90,10 +96,14 @@ class ContainerReader {
   [[nodiscard]] bool read_header();
   void read_audio_block();
   void load_index(UnfinishedFiles unfinished);
+  Completion judge_completion() const;
   bool load_front_index();
   bool load_trailing_index();
-  // Appends every whole record from `first_record` on.
+  // Lists every whole record from `first_record` on.
   bool load_by_scan(uint64_t first_record);
+  // Calls `work` with the offset of each of them.
+  template <typename Work>
+  void scan(uint64_t first_record, const Work& work) const;
   // Where the first record behind an index record right after the head would
   // stand, and whether that index was filled in. Nothing without such a record.
   struct ReservedIndex {
@@ -118,13 +128,15 @@ class ContainerReader {
 
   InputFile file_;
   bool is_open_ = false;
-  bool never_finished_ = false;
+  Completion completion_ = Completion::kFinished;
   std::string failure_reason_;
   std::error_code system_error_;
   FileHeader header_;
   uint64_t head_end_ = 0;  // where the front index, or else the first media record, stands
   std::vector<uint8_t> audio_block_;
   std::vector<uint64_t> index_;
+  bool index_was_stored_ = false;
+  bool frames_listed_ = false;  // the index leads to a record that stands for frames
   std::vector<KeyFrameEntry> keyframes_;
   uint64_t overlap_allowance_ = 0;      // bytes, while the records are listed
   uint64_t first_refused_overlap_ = 0;  // from this offset on overlapping payloads are not read

@@ -210,6 +210,20 @@ TEST_F(Bounds, RepeatsOfManyMillionFrames) {
   EXPECT_EQ(Export({png_, "--frame", "50999999"}, {.cpu_seconds = 6}).exit_code, 0);
 }
 
+// An entry of the list is as large as one of these records.
+TEST_F(Bounds, MillionsOfTheSmallestRecords) {
+  constexpr uint32_t kRecords = 9'000'000;
+  {
+    HostileFile file = Create();
+    file.record({RecordType::kKeyFrame, 0, 0, 0});  // ends the decoding at once
+    Bytes records;
+    const auto header = container::EncodeRecordHeader({RecordType::kRepeatRun, 1, 0, 0});
+    for (int i = 0; i < 9000; ++i) records.insert(records.end(), header.begin(), header.end());
+    for (uint32_t i = 0; i < kRecords; i += 9000) file.append(records);
+  }
+  EXPECT_THAT(Info({}), HasSubstr(Frames(0)));
+}
+
 // Listed by a scan, since no index may hold as many.
 TEST_F(Bounds, AsManyKeyFramesAsAreListed) {
   {

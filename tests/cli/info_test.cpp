@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "audio/adpcm_payload.h"
 #include "base/byte_order.h"
 #include "cli/info_command.h"
 #include "container/layout.h"
@@ -30,6 +31,21 @@ class Info : public testing::Test {
     const container::RecordHeader record = {RecordType::kRepeatRun, count, first_number, 0};
     const container::RecordHeaderBytes bytes = container::EncodeRecordHeader(record);
     records_.append(bytes.begin(), bytes.end());
+  }
+
+  void AddEmptyFrontIndex() {
+    const auto bytes = container::EncodeRecordHeader({RecordType::kIndex, 0, 0, 20});
+    records_.append(bytes.begin(), bytes.end());
+    records_.append(20, '\0');
+  }
+
+  void AddSound() {
+    std::vector<uint8_t> payload;
+    ASSERT_TRUE(audio::EncodeAdpcmPayload(std::vector<int16_t>(100), 8000, 1, payload));
+    const auto bytes = container::EncodeRecordHeader(
+        {RecordType::kAudioBlock, 0, 0, static_cast<uint32_t>(payload.size())});
+    records_.append(bytes.begin(), bytes.end());
+    records_.append(payload.begin(), payload.end());
   }
 
   int Run() {
@@ -71,12 +87,13 @@ TEST_F(Info, PrintsTheHeaderAndTheSpeed) {
 }
 
 TEST_F(Info, AFileWithoutFrames) {
-  header_.flags = 0x053E;
+  header_.flags = 0x013E;
+  records_.assign(4, '\0');  // an index of no entries
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(err_.str(), "");
   EXPECT_THAT(out_.str(), testing::EndsWith("    Frames    : 0\n"
                                             "    Duration  : 0 s\n"
-                                            "    Flags     : 0x53e [Fast-Start]\n"
+                                            "    Flags     : 0x13e\n"
                                             "[+] Decoded Frames : 0\n"
                                             "    Decode Time    : 250.0 ms\n"
                                             "    Decode Speed   : 0.0 FPS\n"));
@@ -99,6 +116,80 @@ TEST_F(Info, SaysThatAnUnfinishedFileHoldsNothingWhole) {
   EXPECT_THAT(out_.str(),
               testing::EndsWith(" FPS\n[+] Note: the file was never finished, or is still being "
                                 "written; it holds no whole frame yet.\n"));
+}
+
+// As after a writer that was ended before its first frame came to the disk.
+TEST_F(Info, SaysThatAFileWithNothingBehindItsHeadWasNeverFinished) {
+  for (const size_t bytes : {0, 1, 3}) {
+    out_.str("");
+    records_.assign(bytes, '\0');
+    EXPECT_EQ(Run(), 0);
+    EXPECT_THAT(out_.str(),
+                testing::EndsWith(" FPS\n[+] Note: the file was never finished, or is still being "
+                                  "written; it holds no whole frame yet.\n"))
+        << bytes;
+  }
+}
+
+// A finished file of a source without frames has the very same bytes.
+TEST_F(Info, SaysThatAFileWithAnEmptyFrontIndexHoldsNoFrame) {
+  header_.flags |= container::kFlagFastStart;
+  AddEmptyFrontIndex();
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(),
+              testing::EndsWith(" FPS\n[+] Note: the file holds no frame; it was never finished, "
+                                "is still being written, or its source had none.\n"));
+
+  for (const bool cut : {false, true}) {
+    cut ? records_.pop_back() : records_.push_back('\5');
+    if (cut) records_.pop_back();
+    out_.str("");
+    EXPECT_EQ(Run(), 0);
+    EXPECT_THAT(out_.str(),
+                testing::EndsWith(" FPS\n[+] Note: the file was never finished, or is still being "
+                                  "written; it holds no whole frame yet.\n"))
+        << cut;
+  }
+}
+
+TEST_F(Info, SaysThatAnUnfinishedFileWithoutFramesHoldsSound) {
+  header_.audio_rate = 8000;
+  header_.audio_channels = 1;
+  AddSound();
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(), testing::HasSubstr("    Audio     : 8000 Hz, 1 ch, 100 samples\n"));
+  EXPECT_THAT(out_.str(), testing::EndsWith("written; it holds no whole frame yet, but sound that "
+                                            "qolm2_export can save as .wav.\n"));
+
+  header_.flags |= container::kFlagFastStart;
+  AddEmptyFrontIndex();
+  out_.str("");
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(), testing::EndsWith(" or its source had none; qolm2_export can save its "
+                                            "sound as .wav.\n"));
+}
+
+// The frame count is the last thing that a writer writes.
+TEST_F(Info, SaysThatAFileWithItsIndexButNoFrameCountWasNeverFinished) {
+  const std::vector<test::Record> records = {test::Repeat(3)};
+  for (const bool fast_start : {false, true}) {
+    out_.str("");
+    ASSERT_TRUE(test::WriteContainerFile(path_, header_, records, {fast_start, {}}));
+    EXPECT_EQ(RunOnFile(), 0);
+    EXPECT_THAT(out_.str(), testing::HasSubstr("[+] Decoded Frames : 3\n"));
+    EXPECT_THAT(out_.str(),
+                testing::EndsWith(" FPS\n[+] Note: the file was never finished, or is still being "
+                                  "written; qolm2_export can save what it holds so far.\n"));
+  }
+}
+
+// Sound between pictures of which there are none, which is complete.
+TEST_F(Info, AFinishedFileOfSoundAloneIsNotTakenForAnother) {
+  header_.flags |= container::kFlagInterleavedAudio;
+  const std::vector<test::Record> records = {test::Sound({1, 2, 3})};
+  ASSERT_TRUE(test::WriteContainerFile(path_, header_, records));
+  EXPECT_EQ(RunOnFile(), 0);
+  EXPECT_THAT(out_.str(), testing::Not(testing::HasSubstr("Note")));
 }
 
 TEST_F(Info, CountsFramesThatAreStoredBeforeEarlierOnes) {

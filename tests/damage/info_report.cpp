@@ -61,7 +61,8 @@ std::string NeverFinishedLine(const std::string& text, uint32_t announced) {
   const std::string line = LineOf(text, "[+] Note: the file was never finished");
   static const std::regex known(
       "\\[\\+\\] Note: the file was never finished, or is still being written; "
-      "(qolm2_export can save what it holds so far|it holds no whole frame yet)\\.\n");
+      "(qolm2_export can save what it holds so far|it holds no whole frame yet"
+      "(, but sound that qolm2_export can save as \\.wav)?)\\.\n");
   return announced == 0 && std::regex_match(line, known) ? line : "";
 }
 
