@@ -12,12 +12,12 @@
 #include <vector>
 
 #include "base/simd_level.h"
-#include "video/bidirectional_frame.h"
-#include "video/color_conversion.h"
-#include "video/inter_frame.h"
-#include "video/key_frame.h"
-#include "video/quant_table.h"
-#include "video/video_kernels.h"
+#include "video/inter/bidirectional_frame.h"
+#include "video/inter/inter_frame.h"
+#include "video/intra/key_frame.h"
+#include "video/kernels/video_kernels.h"
+#include "video/picture/color_conversion.h"
+#include "video/transform/quant_table.h"
 
 namespace qolm::video {
 namespace {
@@ -118,13 +118,13 @@ void MeasureResidual(benchmark::State& state) {
 }
 
 // Of a block that stores nothing, which is looked at to its end.
-void MayStore(benchmark::State& state) {
+void MayHaveNonzeroLevels(benchmark::State& state) {
   TransformInputs inputs;
-  const StoringLimits limits =
-      MakeStoringLimits(MakeLevelSelection(inputs.table, true), inputs.table);
+  const SkipThresholds limits =
+      MakeSkipThresholds(MakeLevelSelection(inputs.table, true), inputs.table);
   for (int i = 0; i < 64; ++i) inputs.coefficients[i] = 1.0F;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(Kernels(state).may_store(inputs.coefficients, limits));
+    benchmark::DoNotOptimize(Kernels(state).may_have_nonzero_levels(inputs.coefficients, limits));
   }
 }
 
@@ -213,11 +213,11 @@ void DeblockHorizontalEdge(benchmark::State& state) {
   CountBytes(state, rows.size());
 }
 
-void QuietLuma(benchmark::State& state) {
+void DenoiseLuma(benchmark::State& state) {
   const std::vector<uint8_t> rows = Noise(2 * kWidth);
   std::vector<uint8_t> quieted(kWidth);
   for (auto _ : state) {
-    Kernels(state).quiet_luma(rows.data(), rows.data() + kWidth, kWidth, quieted.data());
+    Kernels(state).denoise_luma(rows.data(), rows.data() + kWidth, kWidth, quieted.data());
     benchmark::ClobberMemory();
   }
   CountBytes(state, kWidth);
@@ -281,7 +281,7 @@ void YuvToPackedRow(benchmark::State& state) {
 
 BENCHMARK(ForwardDct)->Apply(EachLevel);
 BENCHMARK(MeasureResidual)->Apply(EachLevel);
-BENCHMARK(MayStore)->Apply(EachLevel);
+BENCHMARK(MayHaveNonzeroLevels)->Apply(EachLevel);
 BENCHMARK(Quantize)->Apply(EachLevel);
 BENCHMARK(InverseDctAdd)->Apply(EachLevelAndExtent);
 BENCHMARK(Sad8x8)->Apply(EachLevel);
@@ -291,7 +291,7 @@ BENCHMARK(Sad8x8Down)->Apply(EachLevel);
 BENCHMARK(SadOfMean16x16)->Apply(EachLevel);
 BENCHMARK(DeblockVerticalEdges)->Apply(EachLevel);
 BENCHMARK(DeblockHorizontalEdge)->Apply(EachLevel);
-BENCHMARK(QuietLuma)->Apply(EachLevel);
+BENCHMARK(DenoiseLuma)->Apply(EachLevel);
 BENCHMARK(MeasureDifference)->Apply(EachLevel);
 BENCHMARK(RgbaToLumaRow)->Apply(EachLevel);
 BENCHMARK(RgbaToChromaRow)->Apply(EachLevel);

@@ -62,20 +62,24 @@ elseif(MINGW)
 endif()
 
 # qolm_add_library(<folder> SOURCES ... [LINKS <folder>...] [PRIVATE_LINKS <target>...])
-# makes the static library qolm_<folder>; LINKS are folders, and they are the
-# link graph that tools/check_includes.py also holds the includes against.
+# makes the static library qolm_<folder>, with _ for each / of a folder's path;
+# LINKS are folders, and they are the link graph that tools/check_includes.py also
+# holds the includes against.
 function(qolm_add_library folder)
   cmake_parse_arguments(arg "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
-  add_library(qolm_${folder} STATIC ${arg_SOURCES})
-  target_link_libraries(qolm_${folder} PUBLIC qolm_compile_options)
+  string(REPLACE "/" "_" library qolm_${folder})
+  add_library(${library} STATIC ${arg_SOURCES})
+  target_link_libraries(${library} PUBLIC qolm_compile_options)
   foreach(link IN LISTS arg_LINKS)
-    target_link_libraries(qolm_${folder} PUBLIC qolm_${link})
+    string(REPLACE "/" "_" link ${link})
+    target_link_libraries(${library} PUBLIC qolm_${link})
   endforeach()
   if(arg_PRIVATE_LINKS)
-    target_link_libraries(qolm_${folder} PRIVATE ${arg_PRIVATE_LINKS})
+    target_link_libraries(${library} PRIVATE ${arg_PRIVATE_LINKS})
   endif()
-  if(QOLM_BUILD_FUZZERS AND folder IN_LIST QOLM_SAMPLE_FOLDERS)
-    target_compile_options(qolm_${folder} PRIVATE -fno-sanitize-coverage=trace-cmp)
+  string(REGEX REPLACE "/.*" "" top_folder ${folder})
+  if(QOLM_BUILD_FUZZERS AND top_folder IN_LIST QOLM_SAMPLE_FOLDERS)
+    target_compile_options(${library} PRIVATE -fno-sanitize-coverage=trace-cmp)
   endif()
 endfunction()
 

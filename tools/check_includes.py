@@ -12,34 +12,53 @@ import pathlib
 import re
 import sys
 
-# Folder -> the folders whose headers it may include. A folder may always
-# include its own. A folder of src/ that is not listed here is a breach too.
+# Folder -> the folders whose headers it may include. A folder may always include
+# its own and those below it that have no line of their own. A folder of src/ that
+# is neither listed here nor the parent of listed ones is a breach too.
 ALLOWED = {
     "base": set(),
     "entry": {"base"},
     "entropy": {"base"},
     "container": {"base"},
-    "video": {"entropy", "base"},
+    "video/kernels": {"base"},
+    "video/picture": {"video/kernels", "base"},
+    "video/transform": {"video/kernels", "video/picture", "entropy", "base"},
+    "video/payload": {"base"},
+    "video/intra": {"video/kernels", "video/picture", "video/transform", "video/payload",
+                    "entropy", "base"},
+    "video/inter": {"video/kernels", "video/picture", "video/transform", "video/payload",
+                    "entropy", "base"},
     "audio": {"entropy", "base"},
     "media": {"base"},
     "output": {"base"},
-    "encoder": {"video", "audio", "container", "base"},
-    "decoder": {"video", "audio", "container", "base"},
-    "cli": {"base", "entropy", "container", "video", "audio", "media", "output", "encoder",
-            "decoder", "entry"},
-    "export": {"decoder", "container", "video", "audio", "output", "entry", "base"},
+    "encoder": {"video/kernels", "video/picture", "video/intra", "video/inter", "audio",
+                "container", "base"},
+    "decoder": {"video/picture", "video/intra", "video/inter", "audio", "container", "base"},
+    "cli": {"base", "container", "audio", "media", "output", "encoder", "decoder", "entry"},
+    "export": {"decoder", "container", "video/picture", "audio", "output", "entry", "base"},
 }
 
 # Single headers that a folder may include beyond ALLOWED: plain records that
 # need no library behind them.
 ALLOWED_HEADERS = {
-    "media": {"video/video_frame.h", "audio/pcm_track.h"},
+    "media": {"video/picture/video_frame.h", "audio/pcm_track.h"},
 }
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]')
 LINKED_FOLDER = re.compile(r"\bqolm_([a-z0-9_]+)\b")
-LINKS_CLAUSE = re.compile(r"qolm_add_library\(\s*(\w+)([^)]*)\)", re.DOTALL)
+LINKS_CLAUSE = re.compile(r"qolm_add_library\(\s*([\w/]+)([^)]*)\)", re.DOTALL)
+SOURCE_SUFFIXES = (".h", ".cpp", ".cc", ".hpp", ".inc")
 CMAKE_KEYWORDS = {"SOURCES", "LINKS", "PRIVATE_LINKS"}
+
+
+def folder_of(name):
+    """The listed folder that a path from src/ lies in; None outside of all."""
+    parts = name.split("/")[:-1]
+    for length in range(len(parts), 0, -1):
+        folder = "/".join(parts[:length])
+        if folder in ALLOWED:
+            return folder
+    return None
 
 
 def breaches_of_source(root, path, folder):
@@ -50,7 +69,6 @@ def breaches_of_source(root, path, folder):
         if not match:
             continue
         bracket, name = match.groups()
-        first = name.split("/")[0]
         if ".." in name.split("/"):
             yield number, f'"{name}" leaves its folder; write the path from src/'
         elif bracket == '"' and not (source / name).is_file():
@@ -58,7 +76,8 @@ def breaches_of_source(root, path, folder):
         elif (source / name).is_file():
             if bracket == "<":
                 yield number, f'<{name}> is a header of this tree; write it in quotes'
-            if first != folder and first not in ALLOWED[folder] and (
+            target = folder_of(name)
+            if target != folder and target not in ALLOWED[folder] and (
                 name not in ALLOWED_HEADERS.get(folder, set())
             ):
                 yield number, f'{folder}/ may not include "{name}"'
@@ -67,9 +86,11 @@ def breaches_of_source(root, path, folder):
 def linked_folders(text):
     """Yields (line number, folder) for each folder library that a CMakeLists.txt links."""
     without_comments = re.sub(r"#[^\n]*", "", text)
+    folders = {folder.replace("/", "_"): folder for folder in ALLOWED}
     for match in LINKED_FOLDER.finditer(without_comments):
-        if match.group(1) in ALLOWED:
-            yield without_comments.count("\n", 0, match.start()) + 1, match.group(1)
+        if match.group(1) in folders:
+            line = without_comments.count("\n", 0, match.start()) + 1
+            yield line, folders[match.group(1)]
     for match in LINKS_CLAUSE.finditer(without_comments):
         keyword = None
         for word in re.finditer(r"[^\s]+", match.group(2)):
@@ -86,20 +107,25 @@ def breaches(root):
     if not source.is_dir():
         yield source, 0, "there is no such folder"
         return
-    for folder_path in sorted(p for p in source.iterdir() if p.is_dir()):
-        folder = folder_path.name
-        if folder not in ALLOWED:
-            yield folder_path, 0, "this folder has no line in tools/check_includes.py"
+    unlisted = set()
+    for path in sorted(source.rglob("*")):
+        is_list = path.name == "CMakeLists.txt"
+        if not path.is_file() or path.parent == source:
             continue
-        for path in sorted(folder_path.rglob("*")):
-            if path.suffix in (".h", ".cpp", ".cc", ".hpp", ".inc"):
-                for number, message in breaches_of_source(root, path, folder):
-                    yield path, number, message
-        lists = folder_path / "CMakeLists.txt"
-        if lists.is_file():
-            for number, linked in linked_folders(lists.read_text(encoding="utf-8")):
+        folder = folder_of(path.relative_to(source).as_posix())
+        if folder is None:
+            name = path.parent.relative_to(source).as_posix()
+            is_parent = any(listed.startswith(name + "/") for listed in ALLOWED)
+            if not (is_list and is_parent) and name not in unlisted:
+                unlisted.add(name)
+                yield path.parent, 0, "this folder has no line in tools/check_includes.py"
+        elif path.suffix in SOURCE_SUFFIXES:
+            for number, message in breaches_of_source(root, path, folder):
+                yield path, number, message
+        elif is_list:
+            for number, linked in linked_folders(path.read_text(encoding="utf-8")):
                 if linked != folder and linked not in ALLOWED[folder]:
-                    yield lists, number, f"{folder}/ may not link {linked}"
+                    yield path, number, f"{folder}/ may not link {linked}"
 
 
 def main():

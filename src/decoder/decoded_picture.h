@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "video/yuv_planes.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::decoder {
 

@@ -15,7 +15,7 @@
 
 #include "decoder/decoded_picture.h"
 #include "decoder/display_order.h"
-#include "video/yuv_planes.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::decoder {
 

@@ -10,8 +10,8 @@
 #include "audio/pcm_track.h"
 #include "container/container_reader.h"
 #include "decoder/frame_caches.h"
-#include "video/color_conversion.h"
-#include "video/yuv_planes.h"
+#include "video/picture/color_conversion.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::decoder {
 

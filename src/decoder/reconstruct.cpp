@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "container/layout.h"
-#include "video/bidirectional_frame.h"
-#include "video/inter_frame.h"
-#include "video/key_frame.h"
+#include "video/inter/bidirectional_frame.h"
+#include "video/inter/inter_frame.h"
+#include "video/intra/key_frame.h"
 
 namespace qolm::decoder {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "container/layout.h"
 #include "decoder/decoded_picture.h"
-#include "video/yuv_planes.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::decoder {
 

@@ -12,8 +12,8 @@
 
 #include "audio/pcm_track.h"
 #include "encoder/encode_settings.h"
-#include "video/video_frame.h"
-#include "video/yuv_planes.h"
+#include "video/picture/video_frame.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::encoder {
 

@@ -10,10 +10,10 @@
 #include "encoder/key_frame_schedule.h"
 #include "encoder/session_state.h"
 #include "encoder/temporal_filter.h"
-#include "video/bidirectional_frame.h"
-#include "video/color_conversion.h"
-#include "video/inter_frame.h"
-#include "video/key_frame.h"
+#include "video/inter/bidirectional_frame.h"
+#include "video/inter/inter_frame.h"
+#include "video/intra/key_frame.h"
+#include "video/picture/color_conversion.h"
 
 namespace qolm::encoder {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "video/video_kernels.h"
+#include "video/kernels/video_kernels.h"
 
 namespace qolm::encoder {
 namespace {
@@ -26,10 +26,10 @@ FrameStatistics MeasureFrameDifference(std::span<const uint8_t> current,
   uint64_t changed = 0;
   uint64_t sum = 0;
   uint64_t sum_of_squares = 0;
-  for (size_t begin = 0; begin < samples; begin += video::kMostMeasuredSamples) {
+  for (size_t begin = 0; begin < samples; begin += video::kMaxMeasuredSamples) {
     const video::DifferenceSums sums =
         kernels.measure_difference(&current[2 * begin], &previous[2 * begin],
-                                   std::min(video::kMostMeasuredSamples, samples - begin));
+                                   std::min(video::kMaxMeasuredSamples, samples - begin));
     changed += sums.changed;
     sum += sums.magnitudes;
     sum_of_squares += sums.squares;

@@ -13,8 +13,8 @@
 #include "encoder/encoder_session.h"
 #include "encoder/frame_statistics.h"
 #include "encoder/sound_store.h"
-#include "video/inter_frame.h"
-#include "video/yuv_planes.h"
+#include "video/inter/inter_frame.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::encoder {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "base/team.h"
-#include "video/video_kernels.h"
+#include "video/kernels/video_kernels.h"
 
 namespace qolm::encoder {
 namespace {
@@ -21,8 +21,8 @@ void FilterLuma(std::span<const uint8_t> current, std::span<const uint8_t> previ
   const size_t pieces = (samples + kPieceSamples - 1) / kPieceSamples;
   ForEachInTeam(pieces, samples >= kSamplesWorthATeam, [&](size_t piece) {
     const size_t first = piece * kPieceSamples;
-    kernels.quiet_luma(current.data() + first, previous.data() + first,
-                       std::min(kPieceSamples, samples - first), filtered.data() + first);
+    kernels.denoise_luma(current.data() + first, previous.data() + first,
+                         std::min(kPieceSamples, samples - first), filtered.data() + first);
   });
 }
 

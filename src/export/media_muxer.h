@@ -11,7 +11,7 @@
 
 #include "export/output_target.h"
 #include "export/timeline.h"
-#include "video/yuv_planes.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::exporter {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "export/output_target.h"
-#include "video/yuv_planes.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::exporter {
 

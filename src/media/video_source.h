@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "media/video_framework.h"
-#include "video/video_frame.h"
+#include "video/picture/video_frame.h"
 
 namespace qolm::media {
 

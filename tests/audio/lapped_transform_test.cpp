@@ -10,7 +10,7 @@
 #include "audio/transform_kernels.h"
 #include "base/simd_level.h"
 #include "support/thread_counts.h"
-#include "video/kernel_levels.h"
+#include "video/kernels/kernel_levels.h"
 
 namespace qolm::audio {
 namespace {

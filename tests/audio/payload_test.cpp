@@ -11,7 +11,7 @@
 #include "entropy/context_rans.h"
 #include "entropy/rans.h"
 #include "support/thread_counts.h"
-#include "video/kernel_levels.h"
+#include "video/kernels/kernel_levels.h"
 
 namespace qolm::audio {
 namespace {

@@ -4,8 +4,8 @@
 
 #include "audio/transform_payload.h"
 #include "base/byte_order.h"
-#include "video/inter_payload.h"
-#include "video/payload_streams.h"
+#include "video/inter/inter_payload.h"
+#include "video/payload/payload_streams.h"
 
 namespace qolm::test {
 namespace {

@@ -11,10 +11,10 @@
 #include "encoder/session_run.h"
 #include "encoder/temporal_filter.h"
 #include "support/container_file.h"
-#include "video/bidirectional_frame.h"
-#include "video/color_conversion.h"
-#include "video/inter_frame.h"
-#include "video/key_frame.h"
+#include "video/inter/bidirectional_frame.h"
+#include "video/inter/inter_frame.h"
+#include "video/intra/key_frame.h"
+#include "video/picture/color_conversion.h"
 #include "video/sample_planes.h"
 
 namespace qolm::encoder {

@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-#include "video/kernel_levels.h"
+#include "video/kernels/kernel_levels.h"
 
 namespace qolm::encoder {
 namespace {

@@ -16,7 +16,7 @@
 #include "encoder/encoder_session.h"
 #include "support/record_words.h"
 #include "support/temporary_folder.h"
-#include "video/video_frame.h"
+#include "video/picture/video_frame.h"
 
 namespace qolm::encoder {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "support/thread_counts.h"
-#include "video/kernel_levels.h"
+#include "video/kernels/kernel_levels.h"
 
 namespace qolm::encoder {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "video/yuv_planes.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::test {
 

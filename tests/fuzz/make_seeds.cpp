@@ -25,9 +25,9 @@
 #include "support/front_index.h"
 #include "support/moving_picture.h"
 #include "support/numbered_picture.h"
-#include "video/bidirectional_frame.h"
-#include "video/inter_frame.h"
-#include "video/key_frame.h"
+#include "video/inter/bidirectional_frame.h"
+#include "video/inter/inter_frame.h"
+#include "video/intra/key_frame.h"
 
 namespace qolm::fuzz {
 namespace {

@@ -5,10 +5,10 @@
 #include "fuzz/scalar_level.h"
 #include "fuzz/targets.h"
 #include "support/moving_picture.h"
-#include "video/bidirectional_frame.h"
-#include "video/inter_frame.h"
-#include "video/key_frame.h"
-#include "video/yuv_planes.h"
+#include "video/inter/bidirectional_frame.h"
+#include "video/inter/inter_frame.h"
+#include "video/intra/key_frame.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::fuzz {
 namespace {

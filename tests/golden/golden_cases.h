@@ -11,7 +11,7 @@
 #include "audio/pcm_track.h"
 #include "encoder/encode_settings.h"
 #include "golden/golden_sources.h"
-#include "video/video_frame.h"
+#include "video/picture/video_frame.h"
 
 namespace qolm::golden {
 

@@ -8,7 +8,7 @@
 
 #include "base/team.h"
 #include "support/thread_counts.h"
-#include "video/kernel_levels.h"
+#include "video/kernels/kernel_levels.h"
 
 namespace qolm::golden {
 

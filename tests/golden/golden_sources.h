@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "audio/pcm_track.h"
-#include "video/video_frame.h"
+#include "video/picture/video_frame.h"
 
 namespace qolm::golden {
 

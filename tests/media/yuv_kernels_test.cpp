@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "video/kernel_levels.h"
+#include "video/kernels/kernel_levels.h"
 #include "video/sample_planes.h"
 
 namespace qolm::media::ffmpeg {

@@ -12,10 +12,10 @@
 
 #include "container/container_writer.h"
 #include "container/layout.h"
-#include "video/bidirectional_frame.h"
-#include "video/inter_frame.h"
-#include "video/key_frame.h"
-#include "video/yuv_planes.h"
+#include "video/inter/bidirectional_frame.h"
+#include "video/inter/inter_frame.h"
+#include "video/intra/key_frame.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::test {
 

@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "video/video_frame.h"
-#include "video/yuv_planes.h"
+#include "video/picture/video_frame.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::test {
 

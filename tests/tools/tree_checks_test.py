@@ -45,7 +45,7 @@ class CheckIncludes(TreeCase):
 
     def setUp(self):
         super().setUp()
-        for name in ("base/byte_order.h", "video/video_frame.h", "video/key_frame.h",
+        for name in ("base/byte_order.h", "video/picture/video_frame.h", "video/intra/key_frame.h",
                      "audio/pcm_track.h", "audio/adpcm.h", "encoder/session.h",
                      "decoder/frame_decoder.h", "media/source.h", "container/layout.h"):
             self.write(f"src/{name}")
@@ -53,9 +53,9 @@ class CheckIncludes(TreeCase):
     def test_allowed_includes_pass(self):
         self.write("src/encoder/session.cpp",
                    '#include "encoder/session.h"\n#include <vector>\n#include <png.h>\n'
-                   '#include "video/key_frame.h"\n  #  include "base/byte_order.h"\n')
+                   '#include "video/intra/key_frame.h"\n  #  include "base/byte_order.h"\n')
         self.write("src/media/source.cpp",
-                   '#include "video/video_frame.h"\n#include "audio/pcm_track.h"\n')
+                   '#include "video/picture/video_frame.h"\n#include "audio/pcm_track.h"\n')
         self.assert_clean()
 
     def test_forbidden_include_fails_with_its_place(self):
@@ -65,45 +65,52 @@ class CheckIncludes(TreeCase):
                            '"decoder/frame_decoder.h"')
 
     def test_every_forbidden_direction(self):
-        for folder, header in (("decoder", "encoder/session.h"), ("video", "audio/adpcm.h"),
-                               ("audio", "video/key_frame.h"), ("container", "video/key_frame.h"),
-                               ("base", "container/layout.h"), ("media", "video/key_frame.h"),
+        for folder, header in (("decoder", "encoder/session.h"), ("video/intra", "audio/adpcm.h"),
+                               ("audio", "video/intra/key_frame.h"), ("container", "video/intra/key_frame.h"),
+                               ("base", "container/layout.h"), ("media", "video/intra/key_frame.h"),
                                ("media", "audio/adpcm.h"), ("export", "encoder/session.h"),
-                               ("video", "media/source.h"), ("entropy", "video/video_frame.h")):
+                               ("video/picture", "media/source.h"), ("entropy", "video/picture/video_frame.h"),
+                               ("video/picture", "video/intra/key_frame.h"),
+                               ("video/inter", "video/intra/key_frame.h")):
             with self.subTest(folder=folder, header=header):
                 self.write(f"src/{folder}/probe.cpp", f'#include "{header}"\n')
                 self.assert_breach(f'{folder}/ may not include "{header}"')
                 (self.root / f"src/{folder}/probe.cpp").unlink()
 
     def test_sub_folders_are_held_to_the_same_rule(self):
-        self.write("src/video/x86/wide.cpp", '#include "audio/adpcm.h"\n')
-        self.assert_breach("video/ may not include")
+        self.write("src/video/kernels/x86/wide.cpp", '#include "audio/adpcm.h"\n')
+        self.assert_breach("video/kernels/ may not include")
 
     def test_angle_brackets_are_no_way_round(self):
-        self.write("src/video/wide.cpp", "#include <audio/adpcm.h>\n")
-        self.assert_breach('video/ may not include "audio/adpcm.h"')
+        self.write("src/video/kernels/wide.cpp", "#include <audio/adpcm.h>\n")
+        self.assert_breach('video/kernels/ may not include "audio/adpcm.h"')
 
     def test_relative_paths_are_no_way_round(self):
-        self.write("src/video/wide.cpp", '#include "../audio/adpcm.h"\n')
+        self.write("src/video/kernels/wide.cpp", '#include "../audio/adpcm.h"\n')
         self.assert_breach("leaves its folder")
-        self.write("src/video/wide.cpp", '#include "key_frame.h"\n')
+        self.write("src/video/kernels/wide.cpp", '#include "key_frame.h"\n')
         self.assert_breach("is no file of src/")
 
     def test_unlisted_folder_fails(self):
         self.write("src/misc/things.h")
         self.assert_breach("src/misc:0: this folder has no line")
 
+    def test_sources_beside_the_listed_folders_fail(self):
+        self.write("src/video/things.h")
+        self.assert_breach("src/video:0: this folder has no line")
+
     def test_forbidden_link_fails(self):
-        self.write("src/video/CMakeLists.txt",
-                   "# links qolm_audio never\nqolm_add_library(video SOURCES a.cpp\n"
-                   "  LINKS entropy base)\n")
+        self.write("src/video/CMakeLists.txt", "add_subdirectory(intra)\n")
+        self.write("src/video/intra/CMakeLists.txt",
+                   "# links qolm_audio never\nqolm_add_library(video/intra SOURCES a.cpp\n"
+                   "  LINKS video/transform entropy base)\n")
         self.assert_clean()
-        self.write("src/video/CMakeLists.txt",
-                   "qolm_add_library(video SOURCES a.cpp\n  LINKS entropy audio)\n")
-        self.assert_breach("src/video/CMakeLists.txt:2: video/ may not link audio")
-        self.write("src/video/CMakeLists.txt",
-                   "qolm_add_library(video SOURCES a.cpp PRIVATE_LINKS qolm_audio)\n")
-        self.assert_breach("video/ may not link audio")
+        self.write("src/video/intra/CMakeLists.txt",
+                   "qolm_add_library(video/intra SOURCES a.cpp\n  LINKS entropy audio)\n")
+        self.assert_breach("src/video/intra/CMakeLists.txt:2: video/intra/ may not link audio")
+        self.write("src/video/intra/CMakeLists.txt",
+                   "qolm_add_library(video/intra SOURCES a.cpp PRIVATE_LINKS qolm_audio)\n")
+        self.assert_breach("video/intra/ may not link audio")
 
     def test_no_sources_at_all_fails(self):
         with tempfile.TemporaryDirectory() as empty:

@@ -12,9 +12,9 @@
 
 #include "base/byte_order.h"
 #include "entropy/coefficient_stream.h"
-#include "video/naive_transform.h"
-#include "video/quant_table.h"
-#include "video/yuv_planes.h"
+#include "video/kernels/naive_transform.h"
+#include "video/picture/yuv_planes.h"
+#include "video/transform/quant_table.h"
 
 namespace qolm::test {
 

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "video/mode_packing.h"
-#include "video/payload_streams.h"
+#include "video/payload/mode_packing.h"
+#include "video/payload/payload_streams.h"
 #include "video/sample_planes.h"
 
 namespace qolm::video {

@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "video/yuv_planes.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::test {
 

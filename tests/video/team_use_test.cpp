@@ -8,14 +8,14 @@
 #include <vector>
 
 #include "support/thread_counts.h"
-#include "video/bidirectional_compensation.h"
-#include "video/color_conversion.h"
-#include "video/deblock.h"
-#include "video/motion_compensation.h"
-#include "video/motion_search.h"
-#include "video/phase_planes.h"
-#include "video/residual_planes.h"
+#include "video/inter/bidirectional_compensation.h"
+#include "video/inter/motion_compensation.h"
+#include "video/inter/motion_search.h"
+#include "video/inter/phase_planes.h"
+#include "video/picture/color_conversion.h"
+#include "video/picture/deblock.h"
 #include "video/sample_planes.h"
+#include "video/transform/residual_planes.h"
 
 namespace qolm::video {
 namespace {

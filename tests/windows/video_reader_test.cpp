@@ -12,7 +12,7 @@
 #include "media/mediafoundation/mediafoundation_video_framework.h"
 #include "media/platform.h"
 #include "media/video_source.h"
-#include "video/video_frame.h"
+#include "video/picture/video_frame.h"
 #include "windows/scripted_source_reader.h"
 
 namespace qolm::test {

@@ -4,7 +4,7 @@
 
 #include "export/ffmpeg/handles.h"
 #include "export/media_muxer.h"
-#include "video/yuv_planes.h"
+#include "video/picture/yuv_planes.h"
 
 namespace qolm::exporter::ffmpeg {
 
