@@ -47,6 +47,15 @@ void PaintNoise(AVFrame& frame, int index) {
   }
 }
 
+// The Duration element of a Matroska file: its identifier, its size and a number.
+void DeclareDuration(Bytes& matroska, double milliseconds) {
+  const std::string element = "\x44\x89\x88";
+  const auto found = std::search(matroska.begin(), matroska.end(), element.begin(), element.end());
+  ASSERT_NE(found, matroska.end());
+  const char* const bytes = reinterpret_cast<const char*>(&milliseconds);
+  std::reverse_copy(bytes, bytes + sizeof(milliseconds), found + 3);
+}
+
 class IncompleteFilesTest : public ::testing::Test {
  protected:
   ClipOptions OptionsOf(const Kind& kind) {
@@ -136,13 +145,43 @@ TEST_F(IncompleteFilesTest, AHeldPictureAndAVariableRateAreNoMissingPictures) {
   }
 }
 
-// The Duration element of a Matroska file: its identifier, its size and a number.
-void DeclareDuration(Bytes& matroska, double milliseconds) {
-  const std::string element = "\x44\x89\x88";
-  const auto found = std::search(matroska.begin(), matroska.end(), element.begin(), element.end());
-  ASSERT_NE(found, matroska.end());
-  const char* const bytes = reinterpret_cast<const char*>(&milliseconds);
-  std::reverse_copy(bytes, bytes + sizeof(milliseconds), found + 3);
+// --- Files of full length that are damaged within ---
+
+void Overwrite(Bytes& bytes, size_t first, size_t count) {
+  ASSERT_LE(first + count, bytes.size());
+  std::fill_n(bytes.begin() + static_cast<ptrdiff_t>(first), count, '\0');
+}
+
+// The demuxer looks for the next cluster, and there is none.
+TEST_F(IncompleteFilesTest, WhatTheDemuxerNeverReachesIsMissing) {
+  ClipOptions options = OptionsOf(kKinds.front());
+  options.codec_options = {{"g", "1000"}};  // a key frame would begin a cluster
+  const Bytes whole = Written("a.mkv", options);
+  Bytes damaged = whole;
+  Overwrite(damaged, whole.size() / 4, whole.size() / 20);
+  EXPECT_LT(Read("b.mkv", damaged), 40);
+  EXPECT_EQ(source_.frame_count(), 100);
+}
+
+// Nothing but the structure of the file tells such a picture from a lost end.
+TEST_F(IncompleteFilesTest, APictureHeldForLongIsToldFromALostEnd) {
+  ClipOptions options = OptionsOf(kKinds.front());
+  options.muxer_options = {{"cluster_time_limit", "500"}};
+  Bytes bytes = Written("a.mkv", options);
+  const std::string length = "00:00:04";
+  const auto tag = std::search(bytes.begin(), bytes.end(), length.begin(), length.end());
+  ASSERT_NE(tag, bytes.end());
+  *(tag + 7) = '9';
+  EXPECT_EQ(Read("b.mkv", bytes), 100);
+  EXPECT_EQ(source_.frame_count(), 100);
+
+  bytes.back() = '\0';
+  EXPECT_EQ(Read("c.mkv", bytes), 100);
+  EXPECT_EQ(source_.frame_count(), 100) << "the last element's own bytes are no structure";
+
+  bytes.resize(bytes.size() - 1);
+  EXPECT_EQ(Read("d.mkv", bytes), 100);
+  EXPECT_EQ(source_.frame_count(), 225);
 }
 
 TEST_F(IncompleteFilesTest, AnImpossibleDeclaredDurationIsNone) {

@@ -1,5 +1,7 @@
 #include "media/ffmpeg/matroska_segment.h"
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <fstream>
@@ -11,46 +13,120 @@ namespace {
 
 constexpr uint32_t kHeaderId = 0x1A45DFA3;
 constexpr uint32_t kSegmentId = 0x18538067;
+constexpr uint32_t kClusterId = 0x1F43B675;
 constexpr uint64_t kLongestHeader = 1 << 20;
 
-bool TakeId(std::istream& file, uint32_t id) {
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    if (file.get() != static_cast<int>(id >> shift & 0xFF)) return false;
-  }
-  return true;
+// What a segment and its clusters consist of. Anything else is no element, since some
+// of any damaged bytes could be read as one that nobody knows.
+constexpr std::array<uint32_t, 16> kKnownIds = {
+    0x114D9B74,  // seek head
+    0x1549A966,  // information
+    0x1654AE6B,  // tracks
+    kClusterId,
+    0x1C53BB6B,  // cues
+    0x1941A469,  // attachments
+    0x1043A770,  // chapters
+    0x1254C367,  // tags
+    0xEC,        // void
+    0xBF,        // checksum
+    0xE7,        // of a cluster: timestamp
+    0x5854,      // silent tracks
+    0xA7,        // position
+    0xAB,        // size of the cluster before
+    0xA3,        // block
+    0xA0,        // block group
+};
+constexpr uint32_t kEncryptedBlockId = 0xAF;
+
+bool IsKnown(uint32_t id) {
+  return id == kEncryptedBlockId ||
+         std::find(kKnownIds.begin(), kKnownIds.end(), id) != kKnownIds.end();
 }
 
-// The zero bits in front tell how many bytes follow the first. All ones: unknown.
-std::optional<uint64_t> TakeSize(std::istream& file) {
+struct Element {
+  uint32_t id = 0;
+  std::optional<uint64_t> size;  // nothing when it is not stated
+};
+
+// The zero bits in front tell how many bytes follow the first.
+std::optional<uint32_t> TakeId(std::istream& file) {
   const int first = file.get();
-  if (first <= 0 || first > 0xFF) return std::nullopt;
+  if (first < 0x10) return std::nullopt;
+  uint32_t id = static_cast<uint32_t>(first);
+  for (int more = std::countl_zero(static_cast<uint8_t>(first)); more > 0; --more) {
+    const int next = file.get();
+    if (next < 0) return std::nullopt;
+    id = id << 8 | static_cast<uint32_t>(next);
+  }
+  return id;
+}
+
+// As above, without the leading bits. All ones: not stated.
+bool TakeSize(std::istream& file, std::optional<uint64_t>& stated) {
+  const int first = file.get();
+  if (first <= 0) return false;
   const int more = std::countl_zero(static_cast<uint8_t>(first));
   uint64_t size = static_cast<uint64_t>(first) & (0x7FU >> more);
   for (int i = 0; i < more; ++i) {
     const int next = file.get();
-    if (next < 0) return std::nullopt;
+    if (next < 0) return false;
     size = size << 8 | static_cast<uint64_t>(next);
   }
   const uint64_t unknown = (uint64_t{1} << (7 * (more + 1))) - 1;
-  return size == unknown ? std::nullopt : std::optional(size);
+  stated = size == unknown ? std::nullopt : std::optional(size);
+  return true;
+}
+
+std::optional<Element> TakeElement(std::istream& file) {
+  Element element;
+  const auto id = TakeId(file);
+  if (!id || !TakeSize(file, element.size)) return std::nullopt;
+  element.id = *id;
+  return element;
+}
+
+uint64_t PositionIn(std::istream& file) {
+  const std::streamoff position = file.tellg();
+  return position < 0 ? 0 : static_cast<uint64_t>(position);
+}
+
+// From where `file` stands up to `end`. Clusters are entered, so that one whose size is
+// not stated needs no rule of its own.
+bool ElementsFill(std::istream& file, uint64_t end) {
+  for (uint64_t position = PositionIn(file); position != end;) {
+    const auto element = TakeElement(file);
+    if (!element || !IsKnown(element->id)) return false;
+    position = PositionIn(file);
+    if (position > end) return false;
+    if (element->id == kClusterId) continue;
+    if (!element->size || *element->size > end - position) return false;
+    position += *element->size;
+    file.seekg(static_cast<std::streamoff>(position));
+  }
+  return true;
 }
 
 }  // namespace
 
-bool HoldsWholeMatroskaSegment(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!TakeId(file, kHeaderId)) return false;
-  const auto header = TakeSize(file);
-  if (!header || *header > kLongestHeader) return false;
-  file.seekg(static_cast<std::streamoff>(*header), std::ios::cur);
-  if (!TakeId(file, kSegmentId)) return false;
-  const auto segment = TakeSize(file);
-  const std::streamoff begin = file.tellg();
+MatroskaSegment ExamineMatroskaSegment(const std::filesystem::path& path) {
   std::error_code error;
   const uint64_t length = std::filesystem::file_size(path, error);
-  if (!segment || begin < 0 || error) return false;
-  return length >= static_cast<uint64_t>(begin) &&
-         *segment <= length - static_cast<uint64_t>(begin);
+  std::ifstream file(path, std::ios::binary);
+  if (error || !file) return MatroskaSegment::kNone;
+  const auto header = TakeElement(file);
+  if (!header || header->id != kHeaderId) return MatroskaSegment::kNone;
+  if (header->size.value_or(kLongestHeader) >= kLongestHeader) return MatroskaSegment::kNone;
+  file.seekg(static_cast<std::streamoff>(*header->size), std::ios::cur);
+  const auto segment = TakeElement(file);
+  if (!segment || segment->id != kSegmentId) return MatroskaSegment::kNone;
+
+  const uint64_t begin = PositionIn(file);
+  if (begin > length) return MatroskaSegment::kNone;
+  if (segment->size && *segment->size > length - begin) return MatroskaSegment::kCutOff;
+  if (!ElementsFill(file, segment->size ? begin + *segment->size : length)) {
+    return MatroskaSegment::kDamaged;
+  }
+  return segment->size ? MatroskaSegment::kWhole : MatroskaSegment::kOpen;
 }
 
 }  // namespace qolm::media::ffmpeg

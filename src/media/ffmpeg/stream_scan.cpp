@@ -145,8 +145,11 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
     const int64_t slots = timeline.slots_filled() + timeline.RepeatsAtEnd(packets.last_duration);
     end += DurationOf(packets.last_duration, times.time_base).value_or(0);
     timing.slots = slots;
-    if (HoldsWholeMatroskaSegment(path)) return timing;
-    *timing.slots += MissingFrames(format, stream, *timing.rate, slots, start, end, timing.clock);
+    const int64_t missing =
+        MissingFrames(format, stream, *timing.rate, slots, start, end, timing.clock);
+    if (missing > 0 && ExamineMatroskaSegment(path) != MatroskaSegment::kWhole) {
+      *timing.slots += missing;
+    }
     return timing;
   }
   const bool duration_is_a_guess = format.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
