@@ -42,6 +42,12 @@ class ContainerFileTest : public ::testing::Test {
   Platform platform_;
 };
 
+TEST_F(ContainerFileTest, AFileThatIsCutOffWithinItsHeadEndsBeforeAnyVideo) {
+  WriteVideo("a.mkv");
+  std::filesystem::resize_file(folder_ / "a.mkv", 300);
+  ExpectRefused("a.mkv", "it ends before any video");
+}
+
 TEST_F(ContainerFileTest, PlaylistsAreRefusedWhateverTheyName) {
   ClipOptions options;
   options.codec = "mpeg2video";

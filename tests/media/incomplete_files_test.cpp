@@ -198,6 +198,38 @@ TEST_F(IncompleteFilesTest, AnImpossibleDeclaredDurationIsNone) {
   }
 }
 
+// What a program writes before it knows the number, and leaves there in a pipe.
+TEST_F(IncompleteFilesTest, APlaceholderInAnAviHeaderDeclaresNothing) {
+  constexpr size_t kLengthOffset = 40;  // from the name of the stream's header
+  const Bytes whole = Written("a.avi", OptionsOf({"a.avi", "mpeg4", AV_PIX_FMT_YUV420P}));
+  const std::string name = "strh";
+  const auto header = std::search(whole.begin(), whole.end(), name.begin(), name.end());
+  ASSERT_NE(header, whole.end());
+  const size_t length = static_cast<size_t>(header - whole.begin()) + kLengthOffset;
+  ASSERT_EQ(whole.at(length), 100);
+  for (const int top : {0x40, 0x7F, 0xFF}) {
+    Bytes bytes = whole;
+    const char rest = top == 0x40 ? '\0' : '\xFF';
+    for (size_t i = 0; i < 3; ++i) bytes[length + i] = rest;
+    bytes[length + 3] = static_cast<char>(top);
+    std::fill_n(bytes.begin() + 4, 4, '\xFF');  // the size of the file, as unknown
+    bytes.resize(bytes.size() - 100 * 16 - 8);  // no index either
+    EXPECT_EQ(Read("b.avi", bytes), 100);
+    EXPECT_EQ(source_.frame_count(), 100) << top;
+  }
+}
+
+// Matroska's time stamps below zero cannot be read.
+TEST_F(IncompleteFilesTest, PicturesBeforeTheClockBeginsAreExpectedToo) {
+  ClipOptions options;
+  options.time_base = {1, 25};
+  for (int i = -40; i < 60; ++i) options.timestamps.push_back(i);
+  options.frames = 100;
+  options.muxer_options = {{"avoid_negative_ts", "disabled"}};
+  EXPECT_EQ(Read("a.mkv", Written("a.mkv", options)), 100);
+  EXPECT_EQ(source_.frame_count(), 100);
+}
+
 TEST_F(IncompleteFilesTest, DamagedPicturesAreCounted) {
   for (const Kind& kind : kKinds) {
     if (std::string(kind.codec) == "wmv2") continue;  // its decoder takes anything

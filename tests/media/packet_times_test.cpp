@@ -51,5 +51,17 @@ TEST(PacketClock, KnowsTheDurationOfThePictureShownLast) {
   EXPECT_EQ(clock.duration_of_last(), 50);
 }
 
+TEST(PacketClock, CountsWhatHasNoTimestampNearTheStart) {
+  PacketClock clock({1, 1000});
+  clock.Add(INT64_MIN, 40);
+  for (int i = 0; i < 16; ++i) clock.Add(i * 40, 40);
+  clock.Add(INT64_MIN, 40);
+  EXPECT_EQ(clock.untimed_at_start(), 2);
+  clock.Add(640, 40);
+  clock.Add(INT64_MIN, 40);
+  EXPECT_EQ(clock.untimed_at_start(), 2);
+  EXPECT_EQ(clock.size(), 17U);
+}
+
 }  // namespace
 }  // namespace qolm::media::ffmpeg

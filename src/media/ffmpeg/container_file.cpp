@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <fstream>
 #include <string_view>
 
 namespace qolm::media::ffmpeg {
@@ -40,6 +41,15 @@ int OpenThisFileOnly(AVFormatContext* format, AVIOContext** file, const char* ur
   if (!opening->is_playlist) return result;
   avio_closep(file);
   return AVERROR(EPERM);
+}
+
+// As far as a head may reach. What the system cannot read it cannot read again.
+bool SystemCanRead(const std::filesystem::path& path) {
+  constexpr int kChunks = 1024;
+  std::array<char, 65536> chunk;
+  std::ifstream file(path, std::ios::binary);
+  for (int i = 0; i < kChunks && file; ++i) file.read(chunk.data(), chunk.size());
+  return file.is_open() && !file.bad();
 }
 
 }  // namespace
@@ -100,7 +110,9 @@ FormatContext OpenContainer(const std::filesystem::path& path, const StopSignal*
   if (opening.is_playlist) {
     failure_reason = "a playlist, not the video itself";
   } else if (result < 0) {
-    failure_reason = DescribeError(result);
+    // Some demuxers say of a file that ends within its head that it cannot be read.
+    const bool ends = result == AVERROR(EIO) && SystemCanRead(path);
+    failure_reason = DescribeError(ends ? AVERROR_EOF : result);
   }
   if (result < 0) return nullptr;  // the context is freed by then
   context->opaque = nullptr;

@@ -12,12 +12,6 @@ extern "C" {
 namespace qolm::media::ffmpeg {
 namespace {
 
-// Lengths that were not read but estimated from the bit rate, or from the last
-// timestamps that were found, declare nothing.
-bool IsEstimated(const AVFormatContext& format) {
-  return format.duration_estimation_method != AVFMT_DURATION_FROM_STREAM;
-}
-
 // "HH:MM:SS.fraction", as Matroska's writers note the length of each track.
 std::optional<double> TaggedDuration(const AVStream& stream) {
   const AVDictionaryEntry* const entry = av_dict_get(stream.metadata, "DURATION", nullptr, 0);
@@ -34,6 +28,22 @@ bool IsKind(const AVFormatContext& format, const char* name) {
 // Its header counts in units of the stream's clock, while the duration of a file that
 // is cut off is corrected by its size.
 bool IsAvi(const AVFormatContext& format) { return IsKind(format, "avi"); }
+
+// Written through a pipe, the header of an AVI file keeps the number of frames that was
+// put there before any was known; the durations follow from it.
+bool HasPlaceholderLength(const AVFormatContext& format) {
+  constexpr int64_t kLeastPlaceholder = int64_t{1} << 30;
+  return IsAvi(format) &&
+         std::any_of(format.streams, format.streams + format.nb_streams,
+                     [](const AVStream* stream) { return stream->nb_frames >= kLeastPlaceholder; });
+}
+
+// Lengths that were not read but estimated from the bit rate, or from the last
+// timestamps that were found, declare nothing.
+bool IsEstimated(const AVFormatContext& format) {
+  return format.duration_estimation_method != AVFMT_DURATION_FROM_STREAM ||
+         HasPlaceholderLength(format);
+}
 
 // Each stream is said to last as long as the file.
 bool IsAsf(const AVFormatContext& format) {
@@ -87,6 +97,7 @@ std::optional<double> DeclaredDuration(const AVFormatContext& format, const AVSt
   if (const auto end = DeclaredEnd(format, stream)) {
     return DurationOf(*end - StartOf(stream.start_time, time_base));
   }
+  if (HasPlaceholderLength(format)) return std::nullopt;
   if (const auto estimated = DurationOf(stream.duration, time_base)) return estimated;
   return DurationOf(format.duration, {1, AV_TIME_BASE});
 }

@@ -22,7 +22,10 @@ double Distance(int64_t a, int64_t b) {
 
 void PacketClock::Add(int64_t timestamp, int64_t duration) {
   const auto time = TimestampOf(timestamp, time_base_);
-  if (!time) return;
+  if (!time) {
+    untimed_at_start_ += timestamps_.size() <= kMostReordered ? 1 : 0;
+    return;
+  }
   timestamps_.push_back(*time);
   if (!last_ || *time >= *last_ ||
       Distance(*last_, *time) * time_base_.value() > FileClock::kSureStep) {

@@ -18,11 +18,13 @@ class PacketClock {
  public:
   explicit PacketClock(Ratio time_base) : time_base_(time_base) {}
 
-  // As they lie in the file; what is no timestamp is passed over.
+  // As they lie in the file; what is no timestamp is only counted.
   void Add(int64_t timestamp, int64_t duration);
 
   size_t size() const { return timestamps_.size(); }
   int64_t duration_of_last() const { return duration_of_last_; }
+  // Packets without a timestamp up to the 16th that has one.
+  int64_t untimed_at_start() const { return untimed_at_start_; }
 
   // Coders store pictures up to 16 places ahead of those shown before them. So a
   // timestamp more than a second before the last 16 belongs to a clock that has
@@ -36,6 +38,7 @@ class PacketClock {
   std::vector<int64_t> timestamps_;
   std::optional<int64_t> last_;
   int64_t duration_of_last_ = 0;
+  int64_t untimed_at_start_ = 0;
 };
 
 // The one behind the `i`-th.

@@ -30,8 +30,9 @@ constexpr double kRoundedFileLength = 1;  // seconds, of what no single stream d
 struct PacketTimes {
   std::vector<int64_t> timestamps;  // as the pictures are shown
   int64_t packets = 0;
-  int64_t last_duration = 0;  // of the packet that is shown last
-  bool complete = false;      // every packet of the stream was seen
+  int64_t untimed_at_start = 0;  // as where a clock starts below zero and cannot say so
+  int64_t last_duration = 0;     // of the packet that is shown last
+  bool complete = false;         // every packet of the stream was seen
 };
 
 // Other streams' packets cost reading too, even where they are passed over. 0 for
@@ -83,6 +84,7 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
   // decoded run at the same rate; the two are never mixed.
   PacketClock& chosen = shown.size() < decoded.size() ? decoded : shown;
   times.last_duration = chosen.duration_of_last();
+  times.untimed_at_start = chosen.untimed_at_start();
   times.timestamps = std::move(chosen).InPresentationOrder();
   return times;
 }
@@ -124,7 +126,8 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
     packets = ReadPacketTimes(path, stop, stream.index, declares_its_end ? nullptr : &timing.clock);
   }
   const bool all_timed =
-      packets.packets > 0 && packets.packets == static_cast<int64_t>(packets.timestamps.size());
+      !packets.timestamps.empty() &&
+      packets.packets == packets.untimed_at_start + static_cast<int64_t>(packets.timestamps.size());
 
   StreamTimes times;
   times.time_base = TimeBaseOf(stream.time_base);
@@ -142,7 +145,9 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
     const auto last = std::max_element(times.timestamps.begin(), times.timestamps.end());
     const double start = static_cast<double>(times.timestamps.front()) * times.time_base.value();
     double end = static_cast<double>(*last) * times.time_base.value();
-    const int64_t slots = timeline.slots_filled() + timeline.RepeatsAtEnd(packets.last_duration);
+    int64_t slots = timeline.slots_filled() + timeline.RepeatsAtEnd(packets.last_duration);
+    // Those without a timestamp may lie before the others, and take a slot each.
+    if (packets.untimed_at_start > 0) slots = std::max(slots, packets.packets);
     end += DurationOf(packets.last_duration, times.time_base).value_or(0);
     timing.slots = slots;
     const int64_t missing =
