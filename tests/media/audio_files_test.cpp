@@ -177,6 +177,60 @@ TEST_F(AudioFilesTest, SoundThatStartsEarlyIsCut) {
   EXPECT_EQ(Read(Write("early.mkv", clip)).samples, NumberedSamples(14'400, 33'600));
 }
 
+// Nothing declares a length here: the sound itself covers the time up to the picture,
+// and the picture that up to the sound.
+TEST_F(AudioFilesTest, ALateStartIsRealInATransportStreamThatCoversIt) {
+  SoundClip clip;
+  clip.codec = "mp2";
+  clip.samples = 960'000;
+  clip.pictures = 25;
+  clip.picture_start = 12;
+  const Signal sweep = [](int64_t index, int) {
+    const double t = static_cast<double>(index) / 48'000;
+    return static_cast<int16_t>(std::lround(12000 * std::sin(2 * M_PI * (500 + 25 * t) * t)));
+  };
+  const Signal rest = [&](int64_t index, int channel) { return sweep(576'000 + index, channel); };
+  const PcmTrack early = Read(Write("early.ts", clip, sweep));
+  EXPECT_NEAR(static_cast<double>(early.samples.size()), 384'000, 3000);
+  EXPECT_GT(Fidelity(early.samples, 0, rest), 20);
+
+  clip.samples = 48'000;
+  clip.pictures = 400;
+  clip.picture_start = 0;
+  clip.start = 12;
+  const PcmTrack late = Read(Write("late.ts", clip, sweep));
+  EXPECT_GT(Fidelity(late.samples, 576'000, sweep), 20);
+}
+
+// Matroska's reader gives reordered pictures before the clock's zero no time at all.
+TEST_F(AudioFilesTest, SoundStaysWithPicturesFromBeforeTheClocksZero) {
+  SoundClip clip;
+  clip.pictures = 50;
+  clip.reordered = 2;
+  clip.negative_times = true;
+  clip.picture_start = -0.48;
+  clip.start = -0.48;
+  EXPECT_EQ(Read(Write("together.mkv", clip)).samples, NumberedSamples(0, clip.samples));
+  clip.start = -0.24;
+  std::vector<int16_t> expected(11'520, 0);
+  Append(expected, NumberedSamples(0, clip.samples));
+  EXPECT_EQ(Read(Write("late.mkv", clip)).samples, expected);
+  clip.start = -0.72;
+  EXPECT_EQ(Read(Write("early.mkv", clip)).samples, NumberedSamples(11'520, 36'480));
+}
+
+TEST_F(AudioFilesTest, AnOffsetThatNothingCoversIsABrokenClock) {
+  SoundClip clip;
+  clip.codec = "mp2";
+  clip.samples = 96'000;
+  clip.pictures = 25;
+  clip.picture_start = 20;
+  EXPECT_NEAR(static_cast<double>(Read(Write("early.ts", clip)).samples.size()), 96'000, 3000);
+  clip.picture_start = 0;
+  clip.start = 20;
+  EXPECT_NEAR(static_cast<double>(Read(Write("late.ts", clip)).samples.size()), 96'000, 3000);
+}
+
 TEST_F(AudioFilesTest, GapsAreSilentAndOverlapsFallAway) {
   SoundClip clip;
   clip.packet_samples = 4800;

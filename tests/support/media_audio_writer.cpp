@@ -59,13 +59,14 @@ Codec OpenSoundEncoder(const AVFormatContext& muxer, const SoundClip& clip) {
   return codec;
 }
 
-Codec OpenPictureEncoder(const AVFormatContext& muxer, const char* name, AVPixelFormat format) {
+Codec OpenPictureEncoder(const AVFormatContext& muxer, const char* name, AVPixelFormat format,
+                         int reordered = 0) {
   Codec codec = AllocateEncoder(muxer, name);
   codec->width = codec->height = 16;
   codec->pix_fmt = format;
   codec->time_base = {1, 25};
   codec->framerate = {25, 1};
-  codec->max_b_frames = 0;
+  codec->max_b_frames = reordered;
   Check(avcodec_open2(codec.get(), codec->codec, nullptr), "picture encoder");
   return codec;
 }
@@ -177,8 +178,9 @@ void WriteSoundClip(const std::filesystem::path& path, const SoundClip& clip,
   Codec picture_codec;
   AVStream* video = nullptr;
   if (clip.pictures > 0) {
-    const char* const name = is_transport ? "mpeg2video" : "mpeg4";
-    picture_codec = OpenPictureEncoder(*muxer, name, AV_PIX_FMT_YUV420P);
+    const char* const plain = is_transport ? "mpeg2video" : "mpeg4";
+    const char* const name = clip.reordered > 0 ? "libx264" : plain;
+    picture_codec = OpenPictureEncoder(*muxer, name, AV_PIX_FMT_YUV420P, clip.reordered);
     video = AddStream(*muxer, *picture_codec);
   }
   Codec cover_codec;
@@ -190,6 +192,7 @@ void WriteSoundClip(const std::filesystem::path& path, const SoundClip& clip,
   }
 
   Check(avio_open(&muxer->pb, path.c_str(), AVIO_FLAG_WRITE), "file");
+  if (clip.negative_times) muxer->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
   Check(avformat_write_header(muxer.get(), nullptr), "header");
   if (cover != nullptr) {
     for (const Packet& packet : EncodePictures(*cover_codec, 1, {})) {

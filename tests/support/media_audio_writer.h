@@ -21,9 +21,11 @@ struct SoundClip {
   double start = 0;           // of the sound, in seconds
   int pictures = 0;           // of 16x16 pixels, 25 a second; none without
   double picture_start = 0;   // seconds
+  int reordered = 0;          // pictures in a row that may be stored behind a later one
   // Luma of a picture; mid-grey without it.
   std::function<uint8_t(int picture)> brightness;
   bool cover_art = false;
+  bool negative_times = false;  // stay; otherwise muxers may shift the whole file
   std::set<int> dropped_packets;
   std::set<int> damaged_packets;  // their bytes are overwritten
   // Moves a packet in time, in seconds.

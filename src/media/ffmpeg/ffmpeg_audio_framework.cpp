@@ -14,6 +14,7 @@
 #include "media/ffmpeg/container_file.h"
 #include "media/ffmpeg/decoder.h"
 #include "media/ffmpeg/numbers.h"
+#include "media/ffmpeg/stream_scan.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -21,6 +22,8 @@ namespace {
 constexpr uint32_t kBits = 16;
 constexpr uint32_t kLowestRate = 1000;     // Hz; a filter for less takes forever
 constexpr uint32_t kHighestRate = 768000;  // Hz
+// Matroska's clock tells none of the time before its zero, of which it holds 33 seconds.
+constexpr int kMostUntimed = 4096;  // pictures
 
 class PcmBuffer : public AudioBuffer {
  public:
@@ -53,22 +56,34 @@ class PcmSample : public AudioSample {
 // When the picture starts that becomes the first frame of the video, on the
 // file's clock. Only decoding it tells: edit lists and broken references drop
 // pictures. With a reason where the file, which shows that it has pictures, could
-// not be read that far.
+// not be read that far. The sound that lies before the picture covers `clock`, where
+// the container declares no length that would tell how late pictures may begin.
 std::optional<double> PictureStart(const std::filesystem::path& path, const StopSignal& stop,
-                                   bool has_pictures, std::string& read_failure) {
+                                   bool has_pictures, FileClock& clock, std::string& read_failure) {
   std::string reason;
   const std::unique_ptr<Decoder> decoder = Decoder::Open(path, stop, reason);
   if (decoder == nullptr) {
     if (has_pictures) read_failure = reason;
     return std::nullopt;
   }
-  const AVFrame* const frame = decoder->Next();
-  read_failure = decoder->read_failure();
-  if (frame == nullptr) return std::nullopt;
+  if (!clock.declared_end()) decoder->ObserveOtherStreams(clock);
   const Ratio time_base = TimeBaseOf(decoder->stream().time_base);
-  const auto timestamp = TimestampOf(frame->best_effort_timestamp, time_base);
-  if (!timestamp) return std::nullopt;
-  return static_cast<double>(*timestamp) * time_base.value();
+  std::optional<int64_t> timestamp;
+  int untimed = 0;
+  while (true) {
+    const AVFrame* const frame = decoder->Next();
+    read_failure = decoder->read_failure();
+    if (frame == nullptr) return std::nullopt;
+    timestamp = TimestampOf(frame->best_effort_timestamp, time_base);
+    if (timestamp) break;
+    if (++untimed > kMostUntimed) return std::nullopt;
+  }
+  const double time = static_cast<double>(*timestamp) * time_base.value();
+  if (untimed == 0) return time;
+  // Each of them takes one slot of the video's frame rate.
+  const StreamTiming timing = ScanTiming(path, stop, decoder->format(), decoder->stream());
+  if (!timing.rate) return std::nullopt;
+  return time - untimed / timing.rate->value();
 }
 
 class FfmpegAudioReader : public AudioReader {
@@ -115,9 +130,10 @@ class FfmpegAudioReader : public AudioReader {
     if (!type_.channels || !type_.sample_rate) return result;
     try {
       if (!producer_) {
-        producer_.emplace(
-            *decoder_, PictureStart(path_, stop_, HasPictures(decoder_->format()), failure_reason_),
-            static_cast<int>(*type_.channels), static_cast<int>(*type_.sample_rate));
+        producer_.emplace(*decoder_,
+                          PictureStart(path_, stop_, HasPictures(decoder_->format()),
+                                       decoder_->clock(), failure_reason_),
+                          static_cast<int>(*type_.channels), static_cast<int>(*type_.sample_rate));
       }
       std::optional<std::vector<int16_t>> samples = producer_->Next();
       result.end_of_stream = !samples;
