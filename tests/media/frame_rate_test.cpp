@@ -50,6 +50,26 @@ TEST(ChooseConstantRate, AVariableStreamGetsItsTypicalRate) {
   EXPECT_EQ(Choose(timestamps, {1, 90000}, {285, 10}, {90000, 1}), (Ratio{30, 1}));
 }
 
+TEST(ChooseConstantRate, SparsePicturesTakeTheRateOfTheirTicks) {
+  for (const auto& [ticks, rate] : {std::pair{Ratio{25, 1}, Ratio{25, 1}},
+                                    {Ratio{5, 1}, Ratio{5, 1}},
+                                    {Ratio{30000, 1001}, Ratio{30000, 1001}},
+                                    {Ratio{60, 1}, Ratio{60, 1}}}) {
+    for (const Ratio time_base : {kMilliseconds, Ratio{1, 90000}}) {
+      const auto all = Timestamps(ticks, time_base, 2000, 0, 0);
+      std::vector<int64_t> timestamps;
+      for (size_t i = 0; i < all.size(); i += 7 + i * i % 5) timestamps.push_back(all[i]);
+      EXPECT_EQ(Choose(timestamps, time_base, {2493, 1000}, {1000, 1}), rate);
+      EXPECT_EQ(Choose(timestamps, time_base, {0, 0}, {0, 0}), rate);
+    }
+  }
+  // The container's own rate comes before a lower one.
+  std::vector<int64_t> timestamps;
+  for (int i = 0; i < 100; ++i) timestamps.push_back(i * 200 + i / 7 * 400);
+  EXPECT_EQ(Choose(timestamps, kMilliseconds, {25, 1}, {0, 0}), (Ratio{25, 1}));
+  EXPECT_EQ(Choose(timestamps, kMilliseconds, {0, 0}, {0, 0}), (Ratio{5, 1}));
+}
+
 TEST(ChooseConstantRate, AScreenRecordingKeepsItsFastParts) {
   // Mostly still at 5 a second, a third of the pictures in bursts of 60.
   std::vector<int64_t> timestamps;

@@ -13,12 +13,16 @@ namespace qolm::media::ffmpeg {
 namespace {
 
 constexpr double kSnapping = 0.0004;  // less than half of what parts 30 from 30000/1001
+constexpr double kSameNominalRate = 0.0015;
 constexpr double kTypicalSnapping = 0.05;
 constexpr double kRealGap = 1.5;  // slots from one picture to the next of a variable stream
 constexpr double kAcceptedDrops = 0.02;
 constexpr double kHighestDeclaredRate = 1000;  // of what the timestamps do not confirm
 constexpr double kHighestRate = 1'000'000;
 constexpr double kConfirmed = 1.1;      // times the measured rate
+constexpr double kSureTick = 0.001;     // slots
+constexpr double kCoarsestTick = 0.1;   // slots; a clock as coarse as its ticks fits any
+constexpr size_t kFewestTicks = 3;      // pictures
 constexpr double kMostlyTypical = 0.9;  // of all intervals
 
 constexpr std::array<Ratio, 22> kCommonRates = {
@@ -150,17 +154,55 @@ Ratio TypicalRate(const StreamTimes& times, const std::vector<Ratio>& candidates
   return AreWithin(common, typical, kTypicalSnapping) ? common : typical;
 }
 
+// Whether every picture's time is a tick of `rate`, but for its own clock's rounding,
+// counted from where that clock started last.
+bool AllAreOnGrid(const StreamTimes& times, Ratio rate) {
+  const double slots = times.time_base.value() * rate.value();
+  const double tolerance = slots + kSureTick;
+  if (tolerance > kCoarsestTick) return false;
+  int64_t start = times.timestamps.empty() ? 0 : times.timestamps.front();
+  int64_t last = start;
+  for (const int64_t time : times.timestamps) {
+    if (time < last) start = time;
+    last = time;
+    const double position = Distance(start, time) * slots;
+    if (std::abs(position - std::round(position)) > tolerance) return false;
+  }
+  return true;
+}
+
+// The rate on whose ticks a variable stream shows its pictures: the declared one, or
+// else the lowest common one that holds them all.
+std::optional<Ratio> TickRate(const StreamTimes& times, const FileClock& clock) {
+  std::vector<Ratio> rates(kCommonRates.begin(), kCommonRates.end());
+  if (IsCommon(times.average_rate)) rates.insert(rates.begin(), times.average_rate);
+  for (const Ratio rate : rates) {
+    if (rate.value() > kHighestVariableRate.value() || !AllAreOnGrid(times, rate)) continue;
+    if (Simulate(times, rate, clock).drops > 0) continue;
+    // As between 30 and 30000/1001, the container knows what a short stream does not show.
+    const bool declared =
+        IsCommon(times.average_rate) && AreWithin(times.average_rate, rate, kSameNominalRate);
+    return declared ? times.average_rate : rate;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::optional<Ratio> ChooseConstantRate(const StreamTimes& times, const FileClock& clock) {
   const std::vector<Ratio> candidates = Candidates(times, clock);
   if (candidates.empty()) return std::nullopt;
+  std::optional<Ratio> even;
   for (const Ratio rate : candidates) {
     const Outcome outcome = Simulate(times, rate, clock);
-    if (outcome.repeats == 0 && outcome.drops == 0 && outcome.longest_interval < kRealGap) {
-      return rate;
-    }
+    if (outcome.repeats > 0 || outcome.drops > 0 || outcome.longest_interval >= kRealGap) continue;
+    if (IsCommon(rate) || AllAreOnGrid(times, rate)) return rate;
+    if (!even) even = rate;
   }
+  if (times.timestamps.size() >= kFewestTicks) {
+    if (const auto rate = TickRate(times, clock)) return rate;
+  }
+  if (even) return even;
 
   const double accepted_drops = kAcceptedDrops * static_cast<double>(times.timestamps.size());
   Ratio chosen = TypicalRate(times, candidates);

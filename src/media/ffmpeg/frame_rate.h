@@ -4,12 +4,16 @@
 // drop one of its pictures and no two of them lie 1.5 slots apart. The first
 // clean one of the declared and the measured rates is taken, each first as the
 // common rate that it is within 0.04 % of. Then every picture passes exactly
-// once, however the container rounded or jittered its timestamps. A stream for
-// which no rate is clean has a variable rate; it gets the rate of its typical
-// interval, as the declared rate that lies within the rounding of its timestamps
-// or as the common rate nearby, or the next higher common rates up to 60
-// a second while more than 2 % of the pictures would be dropped. More than 60 a
-// second it gets only where nine intervals of ten are typical.
+// once, however the container rounded or jittered its timestamps.
+//
+// An uncommon rate is taken so only where the timestamps are its ticks. For a mean of
+// uneven intervals, as of every fifth to tenth picture of a second's 25, and for a
+// stream that no rate is clean for, first comes the declared rate, or the lowest common
+// one up to 60 a second, on whose ticks all its pictures lie. Where there is none it
+// gets the clean rate, or else that of its typical interval, as the declared rate that
+// lies within the rounding of its timestamps or as the common rate nearby, or the next
+// higher common rates up to 60 a second while more than 2 % of the pictures would be
+// dropped. More than 60 a second it gets only where nine intervals of ten are typical.
 //
 // Where the clock restarts, as between recordings that were joined, the interval
 // across the restart counts for nothing.
