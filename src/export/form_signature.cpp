@@ -38,8 +38,9 @@ bool BeginsAs(Form form, std::span<const uint8_t> bytes) {
 
 output::ReplacePolicy ReplacePolicyOf(const ExportOptions& options) {
   const Form form = options.form;
+  const bool others_write_it = form == Form::kMatroska || form == Form::kMp4 || form == Form::kNut;
   return {[form](std::span<const uint8_t> bytes) { return BeginsAs(form, bytes); },
-          options.overwrite};
+          options.overwrite, others_write_it ? kProgramMark : ""};
 }
 
 }  // namespace qolm::exporter

@@ -25,10 +25,12 @@ bool IsSpecialFile(const std::filesystem::path& path, const std::filesystem::fil
 // even a file that its owner has write-protected.
 std::error_code CheckWritable(const std::filesystem::path& path);
 
-// Reads the beginning of the regular file `path` into `bytes`; `count` says how
-// many there were.
-[[nodiscard]] std::error_code ReadBeginning(const std::filesystem::path& path,
-                                            std::span<uint8_t> bytes, size_t& count);
+enum class FilePart { kBeginning, kEnd };
+
+// Fills `bytes` with that part of the regular file `path`; `count` says how many
+// there were.
+[[nodiscard]] std::error_code ReadFilePart(const std::filesystem::path& path, FilePart part,
+                                           std::span<uint8_t> bytes, size_t& count);
 
 // Gives `to` the owner and the permissions of `from`, as far as the system lets
 // this user do so; a file that keeps other rights is still a finished one.

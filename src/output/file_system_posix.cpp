@@ -40,7 +40,8 @@ std::error_code CheckWritable(const fs::path& path) {
   return {errno, std::generic_category()};
 }
 
-std::error_code ReadBeginning(const fs::path& path, std::span<uint8_t> bytes, size_t& count) {
+std::error_code ReadFilePart(const fs::path& path, FilePart part, std::span<uint8_t> bytes,
+                             size_t& count) {
   count = 0;
   // Never waits, should a pipe have taken the file's place.
   int descriptor = -1;
@@ -48,6 +49,8 @@ std::error_code ReadBeginning(const fs::path& path, std::span<uint8_t> bytes, si
     descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   } while (descriptor < 0 && errno == EINTR);
   if (descriptor < 0) return {errno, std::generic_category()};
+  // A file that is shorter is read from its beginning, where it stands already.
+  if (part == FilePart::kEnd) lseek(descriptor, -static_cast<off_t>(bytes.size()), SEEK_END);
   std::error_code error;
   while (count < bytes.size()) {
     const ssize_t got = read(descriptor, bytes.data() + count, bytes.size() - count);

@@ -83,11 +83,16 @@ std::error_code CheckWritable(const fs::path& path) {
   return file.valid() ? std::error_code() : LastWindowsError();
 }
 
-std::error_code ReadBeginning(const fs::path& path, std::span<uint8_t> bytes, size_t& count) {
+std::error_code ReadFilePart(const fs::path& path, FilePart part, std::span<uint8_t> bytes,
+                             size_t& count) {
   count = 0;
   const WindowsHandle file(
       CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
   if (!file.valid()) return LastWindowsError();
+  // A file that is shorter is read from its beginning, where it stands already.
+  LARGE_INTEGER distance = {};
+  distance.QuadPart = -static_cast<LONGLONG>(bytes.size());
+  if (part == FilePart::kEnd) SetFilePointerEx(file.get(), distance, nullptr, FILE_END);
   while (count < bytes.size()) {
     DWORD got = 0;
     if (ReadFile(file.get(), bytes.data() + count, static_cast<DWORD>(bytes.size() - count), &got,

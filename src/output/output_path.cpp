@@ -1,7 +1,8 @@
 #include "output/output_path.h"
 
+#include <algorithm>
 #include <array>
-#include <string>
+#include <vector>
 
 #include "output/file_system.h"
 #include "output/part_name.h"
@@ -28,12 +29,37 @@ class RefusalCategory : public std::error_category {
         return "another run is writing its part file";
       case OutputRefusal::kOtherKind:
         return "an existing file of another kind is not replaced without --overwrite";
+      case OutputRefusal::kPartOfOtherKind:
+        return "its part file's name is taken by a file of another kind, which is not replaced "
+               "without --overwrite";
+      case OutputRefusal::kOtherOrigin:
+        return "an existing file that this program did not write is not replaced without "
+               "--overwrite";
     }
     return "it cannot be written";
   }
 };
 
-std::error_code JudgePart(const fs::path& part, const fs::path& input) {
+// Whether a file whose end or beginning is `bytes` bears the mark.
+bool Holds(std::span<const uint8_t> bytes, const std::string& mark) {
+  return std::search(bytes.begin(), bytes.end(), mark.begin(), mark.end()) != bytes.end();
+}
+
+std::error_code JudgeKind(const fs::path& path, const ReplacePolicy& policy) {
+  std::error_code ignored;
+  if (policy.overwrite || !fs::is_regular_file(path, ignored)) return {};
+  std::array<uint8_t, 32> bytes{};
+  size_t count = 0;
+  const std::error_code error = ReadFilePart(path, FilePart::kBeginning, bytes, count);
+  if (error == std::errc::no_such_file_or_directory) return {};
+  if (error) return error;
+  if (count == 0) return {};
+  if (policy.is_own_kind && policy.is_own_kind(std::span(bytes).first(count))) return {};
+  return OutputRefusal::kOtherKind;
+}
+
+std::error_code JudgePart(const fs::path& part, const fs::path& input,
+                          const ReplacePolicy& policy) {
   std::error_code error;
   const fs::file_status status = fs::symlink_status(part, error);
   if (status.type() == fs::file_type::none) return error;
@@ -41,7 +67,8 @@ std::error_code JudgePart(const fs::path& part, const fs::path& input) {
   if (IsSameFile(part, input)) return OutputRefusal::kPartIsInput;
   if (fs::is_directory(status)) return std::make_error_code(std::errc::is_a_directory);
   if (!fs::is_regular_file(status)) return OutputRefusal::kPartNotRegular;
-  return {};
+  error = JudgeKind(part, policy);
+  return error == OutputRefusal::kOtherKind ? OutputRefusal::kPartOfOtherKind : error;
 }
 
 }  // namespace
@@ -52,16 +79,20 @@ const std::error_category& OutputRefusalCategory() {
 }
 
 std::error_code JudgeReplacement(const fs::path& path, const ReplacePolicy& policy) {
+  std::error_code error = JudgeKind(path, policy);
+  if (error || policy.overwrite || policy.mark.empty()) return error;
   std::error_code ignored;
-  if (policy.overwrite || !fs::is_regular_file(path, ignored)) return {};
-  std::array<uint8_t, 32> bytes{};
-  size_t count = 0;
-  const std::error_code error = ReadBeginning(path, bytes, count);
-  if (error == std::errc::no_such_file_or_directory) return {};
-  if (error) return error;
-  if (count == 0) return {};
-  if (policy.is_own_kind && policy.is_own_kind(std::span(bytes).first(count))) return {};
-  return OutputRefusal::kOtherKind;
+  if (!fs::is_regular_file(path, ignored)) return {};
+  constexpr size_t kMarkedBytes = 4096;
+  std::vector<uint8_t> bytes(kMarkedBytes);
+  for (const FilePart part : {FilePart::kBeginning, FilePart::kEnd}) {
+    size_t count = 0;
+    error = ReadFilePart(path, part, bytes, count);
+    if (error == std::errc::no_such_file_or_directory) return {};
+    if (error) return error;
+    if (count == 0 || Holds(std::span(bytes).first(count), policy.mark)) return {};
+  }
+  return OutputRefusal::kOtherOrigin;
 }
 
 std::error_code JudgeOutputPath(const fs::path& output, const fs::path& input,
@@ -87,7 +118,7 @@ std::error_code JudgeOutputPath(const fs::path& output, const fs::path& input,
   if (!error && judged.exists) error = JudgeReplacement(judged.target, policy);
   if (error) return error;
   judged.part = PartNameOf(judged.target);
-  return JudgePart(judged.part, input);
+  return JudgePart(judged.part, input, policy);
 }
 
 }  // namespace qolm::output

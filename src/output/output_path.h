@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <span>
+#include <string>
 #include <system_error>
 
 namespace qolm::output {
@@ -19,6 +20,8 @@ enum class OutputRefusal {
   kPartNotRegular,
   kOwnedByAnotherRun,
   kOtherKind,
+  kPartOfOtherKind,
+  kOtherOrigin,
 };
 
 const std::error_category& OutputRefusalCategory();
@@ -31,9 +34,12 @@ inline std::error_code make_error_code(OutputRefusal refusal) {
 // Which files an output may replace. Empty ones always.
 struct ReplacePolicy {
   // Whether a file that begins with these bytes, the first 32 or all that it
-  // has, is of the kind that the program writes there.
+  // has, is of the kind that the program writes there. Part files are held to it, too.
   std::function<bool(std::span<const uint8_t>)> is_own_kind;
   bool overwrite = false;  // any file, so that none is looked into
+  // Where it is not empty, an output must also hold this text in its first or last
+  // 4 KiB: of a kind that others write as well only the program's own is replaced.
+  std::string mark = {};
 };
 
 // Why the regular file at `path`, if there is one, may not be replaced.
@@ -51,7 +57,8 @@ struct OutputPath {
 
 // Fills `judged`, or tells why `output` cannot be written: it is empty, a
 // directory, the input by any name, not writable, a file that `policy` protects,
-// or its part file's place is taken by the input or by no regular file. Nothing
+// or its part file's place is taken by the input, by a file that `policy` protects,
+// or by no regular file. Nothing
 // is changed, so a directory that is missing or takes no files shows only when
 // the part file is made. A link whose target does not exist is as good as its
 // target.

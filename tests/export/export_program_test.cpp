@@ -206,22 +206,47 @@ TEST_F(ExportProgramTest, OutputsWithTheLongestNames) {
 }
 
 TEST_F(ExportProgramTest, LeftPartFileIsReplacedNotWrittenThrough) {
-  std::filesystem::create_hard_link(Input(), Output("x.y4m.part"));
-  const std::vector<uint8_t> before = test::ReadBytes(Input());
-  std::filesystem::copy_file(Input(), Output("copy.qolm"));
-  EXPECT_EQ(Run({Output("copy.qolm"), Output("x.y4m")}).exit_code, 0);
-  EXPECT_EQ(test::ReadBytes(Input()), before);
+  test::WriteBytes(Output("precious.y4m"), OldY4m());
+  std::filesystem::create_hard_link(Output("precious.y4m"), Output("x.y4m.part"));
+  EXPECT_EQ(Run({Input(), Output("x.y4m")}).exit_code, 0);
+  EXPECT_EQ(test::ReadBytes(Output("precious.y4m")), OldY4m());
   EXPECT_EQ(test::ReadBytes(Output("x.y4m")), ExpectedY4m(8));
   std::filesystem::create_directory(Output("y.y4m.part"));
   ExpectFailure({Input(), Output("y.y4m")}, Output("y.y4m") + ": Is a directory");
 }
 
+TEST_F(ExportProgramTest, SomebodysFileUnderThePartFilesNameIsReplacedOnRequestOnly) {
+  const std::vector<uint8_t> letter(20, 'l');
+  test::WriteBytes(Output("x.y4m.part"), letter);
+  ExpectFailure({Input(), Output("x.y4m")},
+                Output("x.y4m") +
+                    ": its part file's name is taken by a file of another kind, "
+                    "which is not replaced without --overwrite");
+  EXPECT_EQ(test::ReadBytes(Output("x.y4m.part")), letter);
+  EXPECT_EQ(Run({Input(), Output("x.y4m"), "--overwrite"}).exit_code, 0);
+  EXPECT_EQ(test::ReadBytes(Output("x.y4m")), ExpectedY4m(8));
+}
+
+TEST_F(ExportProgramTest, MessagesShowNamesOnOneLine) {
+#if !defined(_WIN32)  // where no name holds such bytes
+  const std::string name = "a\nb\x1B[2J.y4m";
+  const std::string shown = "a\\nb\\x1B[2J.y4m";
+  EXPECT_EQ(Run({Input(), Output(name)}).errors,
+            "[+] Wrote " + Output(shown) + ": 8 frames, 21x14\n");
+  ExpectFailure({Output(name), Output("x.png")},
+                Output(shown) + ": the file does not begin with \"QLM2\"");
+#endif
+  ExpectFailure({Input(), "x.png", "--frame", "1\n\r"},
+                "invalid value for --frame: \"1\\n\\r\" (a frame number, counted from 0); see "
+                "qolm2_export --help");
+}
+
 TEST_F(ExportProgramTest, OutputThatAnotherRunIsWritingIsLeftToIt) {
   OutputTarget other;
   ASSERT_TRUE(other.open(Output("x.y4m"), Input(), {}));
-  ASSERT_TRUE(other.write(std::vector<uint8_t>(3, 'o')));
   ExpectFailure({Input(), Output("x.y4m")},
                 Output("x.y4m") + ": another run is writing its part file");
+  ASSERT_TRUE(other.write(std::vector<uint8_t>(3, 'o')));
   ASSERT_TRUE(other.commit());
   EXPECT_EQ(test::ReadBytes(Output("x.y4m")), std::vector<uint8_t>(3, 'o'));
   EXPECT_THAT(Files(), testing::ElementsAre("in.qolm", "x.y4m"));

@@ -52,6 +52,8 @@ TEST(FormSignatureTest, ThePolicyIsThatOfTheOptions) {
   EXPECT_TRUE(policy.is_own_kind(std::vector<uint8_t>{0x1A, 0x45, 0xDF, 0xA3}));
   EXPECT_FALSE(policy.is_own_kind(std::vector<uint8_t>{'Y', 'U', 'V', '4'}));
   EXPECT_FALSE(ReplacePolicyOf({}).overwrite);
+  EXPECT_EQ(policy.mark, kProgramMark);
+  EXPECT_EQ(ReplacePolicyOf({}).mark, "");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "export/decoded_media.h"
@@ -388,6 +389,45 @@ TEST_F(MediaProgramTest, NamedPipesTakeEveryForm) {
         static_cast<size_t>(std::lround(-media.sound_start_seconds * media.sample_rate)) * 2;
     ASSERT_GE(media.samples.size(), track_.samples.size() + run_up);
     EXPECT_GT(SignalToNoise(track_.samples, std::span(media.samples).subspan(run_up)), 15);
+  }
+}
+
+// The film that was converted, say, which stands beside its conversion.
+TEST_F(MediaProgramTest, AFilmOfSomebodyElseIsNotReplaced) {
+  for (const bool with_sound : {true, false}) {
+    if (with_sound) {
+      WriteUsual();
+    } else {
+      options_ = {};
+      header_.audio_channels = 0;
+      Write();
+    }
+    for (const std::string ending : {".mkv", ".mp4", ".nut"}) {
+      SCOPED_TRACE(ending);
+      const std::string film = Output("film" + ending);
+      EXPECT_EQ(Export("film" + ending), film);
+      const std::vector<uint8_t> own = test::ReadBytes(film);
+      EXPECT_EQ(Export("film" + ending), film);  // the program knows its own work
+
+      std::vector<uint8_t> foreign = own;
+      const std::string mark = "qolm2_export";
+      for (auto at = foreign.begin();
+           (at = std::search(at, foreign.end(), mark.begin(), mark.end())) != foreign.end();) {
+        *at = 'Q';
+      }
+      ASSERT_NE(foreign, own);
+      test::WriteBytes(film, foreign);
+      ExpectFailure({Input(), film}, "[-] Error: " + film +
+                                         ": an existing file that this program did not write is "
+                                         "not replaced without --overwrite\n");
+      EXPECT_EQ(test::ReadBytes(film), foreign);
+      EXPECT_FALSE(std::filesystem::exists(film + ".part"));
+      ProgramRun run(QOLM_EXPORT_PROGRAM, {Input(), film, "--overwrite"});
+      run.Wait();
+      EXPECT_EQ(run.exit_code(), 0);
+      EXPECT_NE(test::ReadBytes(film), foreign);
+      std::filesystem::remove(film);
+    }
   }
 }
 

@@ -73,8 +73,40 @@ TEST_F(OutputPathTest, AnInputInThePartFilesPlace) {
   EXPECT_EQ(Refusal(), "its part file is the input file");
 }
 
+// The mark stands in the first or the last 4 KiB, or it does not count.
+TEST_F(OutputPathTest, AFileOfTheOwnKindWithoutTheMark) {
+  policy_.mark = "made by us";
+  const std::string far(5000, '.');
+  for (const std::string& content : {"own film" + far, "own film" + far + "made by us" + far,
+                                     std::string("own"), "own" + far + "made by u"}) {
+    WriteFile(output_, content);
+    EXPECT_EQ(Refusal(),
+              "an existing file that this program did not write is not replaced "
+              "without --overwrite");
+  }
+  for (const std::string& content :
+       {"own film" + far + "made by us", "own made by us" + far, std::string("own made by us"),
+        "own" + std::string(4096 - 13, '.') + "made by us" + far,
+        "own" + far + "made by us" + std::string(4096 - 10, '.')}) {
+    WriteFile(output_, content);
+    ExpectAccepted();
+  }
+  WriteFile(output_, "other made by us");
+  EXPECT_EQ(Refusal(), "an existing file of another kind is not replaced without --overwrite");
+  WriteFile(output_, "own film");
+  policy_.overwrite = true;
+  ExpectAccepted();
+}
+
+// A run that was ended may have left a part file that its mark is not in yet.
+TEST_F(OutputPathTest, APartFileNeedsNoMark) {
+  policy_.mark = "made by us";
+  WriteFile(Part(), "own: left");
+  ExpectAccepted();
+}
+
 TEST_F(OutputPathTest, APartFileOfAnEarlierRunIsNoRefusal) {
-  WriteFile(Part(), "left");
+  WriteFile(Part(), "own: left");
   ExpectAccepted();
 }
 

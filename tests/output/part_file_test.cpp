@@ -71,6 +71,38 @@ TEST_F(PartFileTest, AFileOfAnotherKindThatCameMeanwhileIsNotReplaced) {
   }
 }
 
+TEST_F(PartFileTest, SomebodysFileUnderThePartFilesNameIsReplacedOnRequestOnly) {
+  WriteFile(Part(), "somebody's letter");
+  ExpectRefused(
+      "its part file's name is taken by a file of another kind, which is not replaced without "
+      "--overwrite");
+  EXPECT_EQ(ReadFile(Part()), "somebody's letter");
+  EXPECT_THAT(Files(), ElementsAre("input", "output.part"));
+  policy_.overwrite = true;
+  part_file_.emplace();
+  ASSERT_EQ(Prepare(), "");
+  EXPECT_EQ(ReadFile(Part()), "");
+}
+
+TEST_F(PartFileTest, AnEmptyPartFileIsNobodys) {
+  WriteFile(Part(), "");
+  EXPECT_EQ(Prepare(), "");
+}
+
+// As when another run has taken it for an abandoned one.
+TEST_F(PartFileTest, AnotherRunsPartFileNeverBecomesTheOutputNorGoes) {
+  ASSERT_EQ(Prepare(), "");
+  fs::remove(Part());
+  PartFile other;
+  ASSERT_EQ(Prepare(other), "");
+  WriteFile(Part(), "own: the other run's bytes");
+  EXPECT_EQ(part_file_->Commit(), std::errc::no_such_file_or_directory);
+  part_file_.reset();
+  EXPECT_FALSE(fs::exists(output_));
+  EXPECT_FALSE(other.Commit());
+  EXPECT_EQ(ReadFile(output_), "own: the other run's bytes");
+}
+
 TEST_F(PartFileTest, RefusesAMissingDirectory) {
   output_ = folder_ / "missing/output";
   ExpectRefused("No such file or directory");
@@ -80,11 +112,11 @@ TEST_F(PartFileTest, RefusesAMissingDirectory) {
 TEST_F(PartFileTest, RefusesAnotherRunsOutput) {
   PartFile other;
   ASSERT_EQ(Prepare(other), "");
-  WriteFile(Part(), "the other run's bytes");
+  WriteFile(Part(), "own: the other run's bytes");
   ExpectRefused("another run is writing its part file");
-  EXPECT_EQ(ReadFile(Part()), "the other run's bytes");
+  EXPECT_EQ(ReadFile(Part()), "own: the other run's bytes");
   EXPECT_FALSE(other.Commit());
-  EXPECT_EQ(ReadFile(output_), "the other run's bytes");
+  EXPECT_EQ(ReadFile(output_), "own: the other run's bytes");
 }
 
 TEST_F(PartFileTest, TheOutputIsFreeAfterTheCommit) {
@@ -97,12 +129,12 @@ TEST_F(PartFileTest, TheOutputIsFreeAfterTheCommit) {
 }
 
 TEST_F(PartFileTest, ReplacesThePartFileOfAnEndedRunNeverWritingThroughIt) {
-  WriteFile(folder_ / "precious", "precious");
+  WriteFile(folder_ / "precious", "own: precious");
   fs::create_hard_link(folder_ / "precious", Part());
   ASSERT_EQ(Prepare(), "");
   WriteFile(Part(), "the new file");
   EXPECT_FALSE(part_file_->Commit());
-  EXPECT_EQ(ReadFile(folder_ / "precious"), "precious");
+  EXPECT_EQ(ReadFile(folder_ / "precious"), "own: precious");
   EXPECT_EQ(ReadFile(output_), "the new file");
 }
 

@@ -13,6 +13,7 @@ extern "C" {
 #include "export/ffmpeg/handles.h"
 #include "export/ffmpeg/picture_encoder.h"
 #include "export/ffmpeg/sound_encoder.h"
+#include "export/form_signature.h"
 
 namespace qolm::exporter {
 namespace ffmpeg {
@@ -148,6 +149,12 @@ int FfmpegMuxer::add_stream(const AVCodecContext& codec, AVStream*& stream) {
 }
 
 int FfmpegMuxer::write_header() {
+  // Each form drops what it has no field for; Matroska would name the tool itself.
+  for (const char* const key : {"encoding_tool", "encoded_by"}) {
+    if (const int result = av_dict_set(&format_->metadata, key, kProgramMark, 0); result < 0) {
+      return result;
+    }
+  }
   Dictionary options;
   // An MP4 file whose start cannot be written last carries its tables in pieces.
   if (fragmented_) options.set("movflags", "frag_keyframe+delay_moov+default_base_moof");
