@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/printable.h"
 #include "cli/number_format.h"
 
 namespace qolm::cli {
@@ -20,7 +21,7 @@ const char* OnOff(bool on) { return on ? "ON" : "OFF"; }
 std::string InputReportText(const InputReport& report) {
   const double fps =
       static_cast<double>(report.fps_numerator) / static_cast<double>(report.fps_denominator);
-  std::string text = "[+] Input Video: " + report.path + "\n";
+  std::string text = "[+] Input Video: " + Printable(report.path) + "\n";
   text += "    Resolution : " + std::to_string(report.width) + "x" + std::to_string(report.height) +
           "\n";
   text += "    Framerate  : " + DefaultNumber(fps) + " fps\n";

@@ -6,6 +6,7 @@
 
 #include "base/byte_order.h"
 #include "base/path_bytes.h"
+#include "base/printable.h"
 #include "cli/number_format.h"
 #include "cli/texts.h"
 #include "container/container_reader.h"
@@ -65,7 +66,7 @@ bool HoldsFramesToSave(const std::filesystem::path& path) {
 int RunInfoCommand(const std::string& path_bytes, std::ostream& out, std::ostream& err,
                    const MonotonicClock& now) {
   const std::filesystem::path path = PathFromBytes(path_bytes);
-  out << "[+] Opening QOLM v2 file: " << path_bytes << "\n" << std::flush;
+  out << "[+] Opening QOLM v2 file: " << Printable(path_bytes) << "\n" << std::flush;
   if (IsLegacyFile(path)) {
     err << texts::LegacyFormatError() << std::flush;
     return 1;

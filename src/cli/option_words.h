@@ -14,6 +14,7 @@ inline constexpr std::string_view kHelp = "--help";
 inline constexpr std::string_view kHelpShort = "-h";
 inline constexpr std::string_view kVersion = "--version";
 
+inline constexpr std::string_view kOptionsEnd = "--";    // of other programs; encode has none
 inline constexpr std::string_view kStandardInput = "-";  // in place of an input's path
 
 inline constexpr std::string_view kQuality = "--quality";

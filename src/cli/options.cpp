@@ -113,6 +113,7 @@ void TakeValue(const Option& option, const std::string& value, EncodeOptions& op
 
 bool IsOptionWord(std::string_view argument) {
   return argument == words::kHelp || argument == words::kHelpShort || argument == words::kVersion ||
+         argument == words::kOptionsEnd ||
          std::any_of(kOptions.begin(), kOptions.end(),
                      [argument](const Option& option) { return option.word == argument; });
 }

@@ -18,6 +18,21 @@ namespace {
 
 constexpr size_t kFirstOption = 4;
 
+bool IsHelpOption(const std::string& argument) {
+  return argument == words::kHelp || argument == words::kHelpShort;
+}
+
+// As a command of its own, or as the last argument of a command where that expects
+// the name of a file.
+bool AsksForHelp(const std::vector<std::string>& arguments) {
+  const std::string& command = arguments[1];
+  if (IsHelpOption(command) || command == words::kHelpCommand) return true;
+  const size_t names = command == words::kEncodeCommand ? 2
+                       : command == words::kInfoCommand ? 1
+                                                        : 0;
+  return arguments.size() >= 3 && arguments.size() <= 2 + names && IsHelpOption(arguments.back());
+}
+
 int Dispatch(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
   out << texts::Banner();
   const std::string program = arguments.empty() ? "qolm2_converter" : arguments[0];
@@ -27,11 +42,13 @@ int Dispatch(const std::vector<std::string>& arguments, std::ostream& out, std::
   }
   const std::string& command = arguments[1];
   if (command == words::kVersion) return 0;  // the banner names it
-  if (command == words::kHelp || command == words::kHelpShort || command == words::kHelpCommand) {
+  if (AsksForHelp(arguments)) {
     out << texts::Usage(program);
     return 0;
   }
-  if (command == words::kEncodeCommand && arguments.size() >= 4) {
+  // What ends the options of other programs is no output here.
+  const bool lacks_output = arguments.size() == 4 && arguments[3] == words::kOptionsEnd;
+  if (command == words::kEncodeCommand && arguments.size() >= 4 && !lacks_output) {
     for (const std::string& path : {arguments[2], arguments[3]}) {
       if (!IsOptionWord(path)) continue;
       out << std::flush;

@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 
+#include "base/printable.h"
 #include "cli/number_format.h"
 #include "cli/option_words.h"
 
@@ -23,6 +24,11 @@ std::string UsageRow(std::string_view word, std::string_view help) {
   row.resize(row.size() < kHelpColumn ? kHelpColumn : row.size() + 1, ' ');
   row += help;
   return row + "\n";
+}
+
+// One line, whatever its pieces hold.
+std::string Note(std::initializer_list<std::string_view> pieces) {
+  return Concat({"[+] Note: ", Printable(Concat(pieces)), "\n"});
 }
 
 std::string Joined(std::string_view first, std::string_view link, std::string_view second) {
@@ -105,7 +111,9 @@ std::string Usage(std::string_view program) {
   return text;
 }
 
-std::string Error(std::string_view message) { return Concat({"[-] Error: ", message, "\n"}); }
+std::string Error(std::string_view message) {
+  return Concat({"[-] Error: ", Printable(message), "\n"});
+}
 
 std::string OptionAsPathError(std::string_view option) {
   return Error(
@@ -165,21 +173,21 @@ std::string ReportWriteError(std::string_view reason) {
 }
 
 std::string ReportLostNotice(std::string_view reason, std::string_view output_path) {
-  return Concat({"[+] Note: the report could not be written to standard output (", reason,
-                 "); the file is complete: ", output_path, "\n"});
+  return Note({"the report could not be written to standard output (", reason,
+               "); the file is complete: ", output_path});
 }
 
 std::string SoundNotReadNotice(std::string_view reason) {
   if (reason.empty()) return "[+] Note: no sound could be read; converting without it.\n";
-  return Concat({"[+] Note: no sound could be read (", reason, "); converting without it.\n"});
+  return Note({"no sound could be read (", reason, "); converting without it."});
 }
 
 std::string SoundCutShortNotice(std::string_view reason) {
-  return Concat({"[+] Note: the sound could not be read to its end (", reason,
-                 "); the file holds what came before.\n"});
+  return Note(
+      {"the sound could not be read to its end (", reason, "); the file holds what came before."});
 }
 
-std::string SourceNotice(std::string_view phrase) { return Concat({"[+] Note: ", phrase, ".\n"}); }
+std::string SourceNotice(std::string_view phrase) { return Note({phrase, "."}); }
 
 std::string SoundOffNotice() { return "[+] Sound is switched off; converting the picture only.\n"; }
 
@@ -193,24 +201,24 @@ std::string NoFramesNotice() {
 }
 
 std::string SourceReadNotice(std::string_view reason, uint32_t frames) {
-  return Concat({"[+] Note: the source could not be read to its end (", reason,
-                 "); the file holds ", std::to_string(frames), " frames.\n"});
+  return Note({"the source could not be read to its end (", reason, "); the file holds ",
+               std::to_string(frames), " frames."});
 }
 
 std::string DamagedPicturesNotice(int64_t pictures) {
-  return Concat({"[+] Note: ", std::to_string(pictures),
-                 pictures == 1 ? " picture of the source is" : " pictures of the source are",
-                 " damaged; what could not be decoded shows the picture before it.\n"});
+  return Note({std::to_string(pictures),
+               pictures == 1 ? " picture of the source is" : " pictures of the source are",
+               " damaged; what could not be decoded shows the picture before it."});
 }
 
 std::string LeftOutPicturesNotice(int64_t pictures, int64_t decoded) {
-  return Concat({"[+] Note: ", std::to_string(pictures), " of ", std::to_string(decoded),
-                 " pictures lie closer together than the frame rate and were left out.\n"});
+  return Note({std::to_string(pictures), " of ", std::to_string(decoded),
+               " pictures lie closer together than the frame rate and were left out."});
 }
 
 std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames) {
-  return Concat({"[+] Note: the source ended early, after ", std::to_string(frames), " of ",
-                 std::to_string(expected_frames), " expected frames.\n"});
+  return Note({"the source ended early, after ", std::to_string(frames), " of ",
+               std::to_string(expected_frames), " expected frames."});
 }
 
 std::string ReadingAudioStatus(double seconds, int32_t duration_ms) {
@@ -224,24 +232,24 @@ std::string CodingAudioStatus(double seconds) {
 }
 
 std::string NeverFinishedNotice(Saveable saveable) {
-  std::string_view advice = "it holds no whole frame yet.\n";
-  if (saveable == Saveable::kFrames) advice = "qolm2_export can save what it holds so far.\n";
+  std::string_view advice = "it holds no whole frame yet.";
+  if (saveable == Saveable::kFrames) advice = "qolm2_export can save what it holds so far.";
   if (saveable == Saveable::kSound) {
-    advice = "it holds no whole frame yet, but sound that qolm2_export can save as .wav.\n";
+    advice = "it holds no whole frame yet, but sound that qolm2_export can save as .wav.";
   }
-  return Concat({"[+] Note: the file was never finished, or is still being written; ", advice});
+  return Note({"the file was never finished, or is still being written; ", advice});
 }
 
 std::string NoFrameYetNotice(bool holds_sound) {
-  return Concat(
-      {"[+] Note: the file holds no frame; it was never finished, is still being "
+  return Note(
+      {"the file holds no frame; it was never finished, is still being "
        "written, or its source had none",
-       holds_sound ? "; qolm2_export can save its sound as .wav.\n" : ".\n"});
+       holds_sound ? "; qolm2_export can save its sound as .wav." : "."});
 }
 
 std::string FewerFramesDecodedNotice(uint64_t frames, uint32_t frames_in_header) {
-  return Concat({"[+] Note: the file is damaged or incomplete; only ", std::to_string(frames),
-                 " of ", std::to_string(frames_in_header), " frames could be decoded.\n"});
+  return Note({"the file is damaged or incomplete; only ", std::to_string(frames), " of ",
+               std::to_string(frames_in_header), " frames could be decoded."});
 }
 
 }  // namespace qolm::cli::texts

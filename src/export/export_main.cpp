@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/path_bytes.h"
+#include "base/printable.h"
 #include "entry/program_main.h"
 #include "export/export_file.h"
 #include "export/export_options.h"
@@ -24,6 +25,11 @@ namespace {
 using qolm::exporter::ExportOptions;
 using qolm::exporter::ExportResult;
 using qolm::exporter::OptionsProblem;
+
+// One line, whatever names it holds.
+std::string ErrorLine(std::string_view message) {
+  return "[-] Error: " + qolm::Printable(message) + "\n";
+}
 
 // The exit code.
 int Print(std::string_view text) {
@@ -41,7 +47,7 @@ int Run(std::span<const std::string> arguments) {
       qolm::exporter::ParseExportOptions(arguments, problem);
   if (!options) {
     const char* const hint = problem.needs_usage ? "; see qolm2_export --help" : "";
-    std::cerr << "[-] Error: " << problem.text << hint << "\n";
+    std::cerr << ErrorLine(problem.text + hint);
     return 1;
   }
   if (options->help) return Print(qolm::exporter::UsageText());
@@ -51,12 +57,12 @@ int Run(std::span<const std::string> arguments) {
   // make it.
   std::string report;
   if (!result.summary.empty() && !options->to_standard_output) {
-    report = qolm::BytesFromPath(options->output) + ": " + result.summary + "\n";
-    report.insert(0, result.problem.empty() ? "[+] Wrote " : "; saved in ");
-  } else if (!result.problem.empty()) {
-    report = "\n";
+    report = qolm::BytesFromPath(options->output) + ": " + result.summary;
+    if (result.problem.empty()) report = "[+] Wrote " + qolm::Printable(report) + "\n";
   }
-  if (!result.problem.empty()) report.insert(0, "[-] Error: " + result.problem);
+  if (!result.problem.empty()) {
+    report = ErrorLine(report.empty() ? result.problem : result.problem + "; saved in " + report);
+  }
   std::cerr << report;
   return result.succeeded ? 0 : 1;
 }
@@ -72,7 +78,7 @@ int qolm::ProgramMain(const std::vector<std::string>& arguments) {
     std::cerr << "[-] Error: out of memory\n";
     return 1;
   } catch (const std::exception& failure) {
-    std::cerr << "[-] Error: " << failure.what() << "\n";
+    std::cerr << ErrorLine(failure.what());
     return 1;
   }
 }

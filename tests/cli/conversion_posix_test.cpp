@@ -14,7 +14,7 @@ using testing::HasSubstr;
 TEST_F(ConversionTest, AnExistingOutputIsReplacedAndKeepsItsPermissions) {
   script_.frames = 2;
   WriteFile(output_, "QLM2: the old file");
-  WriteFile(Part(), "left by an earlier run");
+  WriteFile(Part(), "QLM2: left by an earlier run");
   ASSERT_EQ(chmod(output_.c_str(), 0640), 0);
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(FramesIn(output_), 2U);

@@ -516,11 +516,11 @@ TEST_F(ConversionTest, AFileThatComesMeanwhileIsNotReplaced) {
 TEST_F(ConversionTest, AnOutputThatAnotherRunIsWritingIsRefused) {
   output::PartFile other;
   ASSERT_FALSE(other.Prepare(output_, directory_ / "other input", {container::BeginsAsQolm}));
-  WriteFile(Part(), "the other run's bytes");
+  WriteFile(Part(), "QLM2: the other run's bytes");
   ExpectRefused("another run is writing its part file");
-  EXPECT_EQ(ReadFile(Part()), "the other run's bytes");
+  EXPECT_EQ(ReadFile(Part()), "QLM2: the other run's bytes");
   EXPECT_FALSE(other.Commit());
-  EXPECT_EQ(ReadFile(output_), "the other run's bytes");
+  EXPECT_EQ(ReadFile(output_), "QLM2: the other run's bytes");
 }
 
 TEST_F(ConversionTest, APartFileOfAnEndedRunIsFree) {

@@ -121,6 +121,59 @@ TEST_F(Program, HelpIsACommandOfItsOwn) {
   EXPECT_EQ(err_, "");
 }
 
+TEST_F(Program, HelpIsGivenInThePlaceOfAFileName) {
+  for (const std::vector<std::string>& command : {std::vector<std::string>{"encode", "--help"},
+                                                  {"encode", "-h"},
+                                                  {"info", "--help"},
+                                                  {"info", "-h"},
+                                                  {"encode", input_, "--help"},
+                                                  {"encode", input_, "-h"}}) {
+    Run(command);
+    EXPECT_EQ(exit_code_, 0);
+    EXPECT_EQ(out_, texts::Banner() + texts::Usage(kProgram));
+    EXPECT_EQ(err_, "");
+  }
+  Run({"nonsense", "--help"});
+  EXPECT_EQ(exit_code_, 1);
+}
+
+TEST_F(Program, TheEndOfOptionsIsNoOutput) {
+  MakeInput(3);
+  const fs::path here = fs::current_path();
+  fs::current_path(directory_ / "");
+  Run({"encode", input_, "--"});
+  EXPECT_EQ(exit_code_, 1);
+  EXPECT_EQ(out_, texts::Banner() + texts::Usage(kProgram));
+  Run({"encode", "--", input_, output_});
+  ExpectError("--");
+  Run({"encode", input_, "--", output_});
+  ExpectError("--");
+  EXPECT_FALSE(fs::exists("--"));
+  EXPECT_FALSE(fs::exists(output_));
+  fs::current_path(here);
+}
+
+// A name may hold what would break the line or command the terminal.
+TEST_F(Program, MessagesShowNamesOnOneLine) {
+  const std::string name = "a\nb\x1B[31m\x7F.mp4";
+  const std::string shown = "a\\nb\\x1B[31m\\x7F.mp4";
+  Run({"encode", directory_ / name, output_});
+  ExpectError(directory_ / shown);
+  Run({"info", directory_ / name});
+  ExpectError(directory_ / shown);
+  EXPECT_EQ(out_, texts::Banner() + "[+] Opening QOLM v2 file: " + (directory_ / shown) + "\n");
+
+  MakeInput(3);
+  fs::rename(input_, directory_ / name);
+  Run({"encode", directory_ / name, directory_ / "missing\rfolder/out.qolm"});
+  ExpectError(directory_ / "missing\\rfolder/out.qolm");
+  EXPECT_THAT(out_, HasSubstr("[+] Input Video: " + (directory_ / shown) + "\n"));
+  Run({"encode", directory_ / name, output_, "--quality", "\n5\x1B"});
+  EXPECT_EQ(exit_code_, 0);  // white space before a number
+  Run({"encode", directory_ / name, output_, "--quality", "x\n\x1B"});
+  EXPECT_EQ(err_, "[-] Error: --quality x\\n\\x1B: invalid stoi argument\n");
+}
+
 TEST_F(Program, AnOptionIsNoNameOfAFile) {
   MakeInput(3);
   const fs::path here = fs::current_path();
