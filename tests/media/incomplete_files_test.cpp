@@ -163,6 +163,43 @@ TEST_F(IncompleteFilesTest, WhatTheDemuxerNeverReachesIsMissing) {
   EXPECT_EQ(source_.frame_count(), 100);
 }
 
+// Fragments of ten pictures each; nothing else declares how many there are.
+class FragmentedFilesTest : public IncompleteFilesTest {
+ protected:
+  Bytes WrittenInFragments(const std::string& flags) {
+    ClipOptions options = OptionsOf({"a.mp4", "mpeg4", AV_PIX_FMT_YUV420P});
+    options.muxer_options = {{"movflags", flags}, {"frag_duration", "400000"}};
+    return Written("a.mp4", options);
+  }
+  static ptrdiff_t FragmentIn(const Bytes& bytes, int number) {
+    const std::string name = "moof";
+    auto found = bytes.begin();
+    for (int i = 0; i <= number; ++i) {
+      found = std::search(found + 1, bytes.end(), name.begin(), name.end());
+    }
+    return found - bytes.begin() - 4;
+  }
+};
+
+const char* const kFragmentFlags[] = {"empty_moov", "empty_moov+default_base_moof",
+                                      "default_base_moof"};
+
+TEST_F(FragmentedFilesTest, WhatLiesBehindADamagedFragmentIsMissing) {
+  for (const char* const flags : kFragmentFlags) {
+    SCOPED_TRACE(flags);
+    Bytes bytes = WrittenInFragments(flags);
+    EXPECT_EQ(Read("a.mp4", bytes), 100);
+    EXPECT_EQ(source_.frame_count(), 100);
+
+    const ptrdiff_t damaged = FragmentIn(bytes, 5);
+    Overwrite(bytes, static_cast<size_t>(damaged), 600);
+    const int frames = Read("b.mp4", bytes);
+    EXPECT_GE(frames, 50);
+    EXPECT_LE(frames, 60);
+    EXPECT_EQ(source_.frame_count(), 100);
+  }
+}
+
 // Nothing but the structure of the file tells such a picture from a lost end.
 TEST_F(IncompleteFilesTest, APictureHeldForLongIsToldFromALostEnd) {
   ClipOptions options = OptionsOf(kKinds.front());

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -12,6 +13,7 @@
 #include "media/ffmpeg/frame_rate.h"
 #include "media/ffmpeg/frame_timeline.h"
 #include "media/ffmpeg/matroska_segment.h"
+#include "media/ffmpeg/movie_fragments.h"
 #include "media/ffmpeg/numbers.h"
 #include "media/ffmpeg/packet_times.h"
 
@@ -30,6 +32,7 @@ constexpr double kRoundedFileLength = 1;  // seconds, of what no single stream d
 struct PacketTimes {
   std::vector<int64_t> timestamps;  // as the pictures are shown
   int64_t packets = 0;
+  int64_t not_shown = 0;         // packets that only others need
   int64_t untimed_at_start = 0;  // as where a clock starts below zero and cannot say so
   int64_t last_duration = 0;     // of the packet that is shown last
   bool complete = false;         // every packet of the stream was seen
@@ -77,6 +80,8 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
       ++times.packets;
       shown.Add(packet->pts, packet->duration);
       decoded.Add(packet->dts, packet->duration);
+    } else {
+      ++times.not_shown;
     }
     av_packet_unref(packet.get());
   }
@@ -111,6 +116,25 @@ int64_t MissingFrames(const AVFormatContext& format, const AVStream& stream, Rat
   const int64_t frames_missing = FramesIn(missing, rate).value_or(0);
   const int64_t frames = FramesIn(declared - start, rate).value_or(slots + frames_missing);
   return std::max<int64_t>(0, std::min(frames_missing, frames - slots));
+}
+
+// The same by the fragments of an MP4 file, whose head declares no more than the first.
+// The demuxer ends at the first bytes that are no box.
+int64_t MissingInFragments(const std::filesystem::path& path, const AVFormatContext& format,
+                           const AVStream& stream, Ratio rate, const PacketTimes& packets,
+                           int64_t slots) {
+  if (std::strstr(format.iformat->name, "mp4") == nullptr) return 0;
+  const MovieFragments fragments = ExamineMovieFragments(path, static_cast<uint32_t>(stream.id));
+  const int64_t unread = fragments.samples + std::max<int64_t>(0, stream.nb_frames) -
+                         packets.packets - packets.not_shown;
+  if (fragments.samples == 0 || unread <= 0) return 0;
+  if (!fragments.start || !fragments.end) return unread;
+  // Of a damaged fragment the samples are unknown, but not the time up to the next one.
+  const uint64_t start = stream.nb_frames > 0 ? 0 : *fragments.start;
+  const auto length = static_cast<int64_t>(*fragments.end - start);
+  const auto seconds = DurationOf(length, TimeBaseOf(stream.time_base));
+  const int64_t frames = seconds ? FramesIn(*seconds, rate).value_or(0) : 0;
+  return std::max(unread, frames - slots);
 }
 
 }  // namespace
@@ -150,11 +174,10 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
     if (packets.untimed_at_start > 0) slots = std::max(slots, packets.packets);
     end += DurationOf(packets.last_duration, times.time_base).value_or(0);
     timing.slots = slots;
-    const int64_t missing =
-        MissingFrames(format, stream, *timing.rate, slots, start, end, timing.clock);
-    if (missing > 0 && ExamineMatroskaSegment(path) != MatroskaSegment::kWhole) {
-      *timing.slots += missing;
-    }
+    int64_t missing = MissingFrames(format, stream, *timing.rate, slots, start, end, timing.clock);
+    if (missing > 0 && ExamineMatroskaSegment(path) == MatroskaSegment::kWhole) missing = 0;
+    *timing.slots +=
+        std::max(missing, MissingInFragments(path, format, stream, *timing.rate, packets, slots));
     return timing;
   }
   const bool duration_is_a_guess = format.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;

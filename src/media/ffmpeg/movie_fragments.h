@@ -1,0 +1,26 @@
+// What the fragments of an MP4 file hold of one track, those included that a demuxer
+// never reaches because the boxes before them are damaged. Such a file declares its
+// length nowhere else.
+#ifndef QOLM_MEDIA_FFMPEG_MOVIE_FRAGMENTS_H_
+#define QOLM_MEDIA_FFMPEG_MOVIE_FRAGMENTS_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+namespace qolm::media::ffmpeg {
+
+struct MovieFragments {
+  int64_t samples = 0;  // that the fragments declare
+  // In units of the track's clock, decoding times; nothing when they are not stated.
+  std::optional<uint64_t> start;
+  std::optional<uint64_t> end;
+};
+
+// Reads the boxes' heads and the fragments' tables, and all else only where it has to be
+// searched for the next fragment.
+MovieFragments ExamineMovieFragments(const std::filesystem::path& path, uint32_t track);
+
+}  // namespace qolm::media::ffmpeg
+
+#endif  // QOLM_MEDIA_FFMPEG_MOVIE_FRAGMENTS_H_
