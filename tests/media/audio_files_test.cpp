@@ -219,6 +219,35 @@ TEST_F(AudioFilesTest, SoundStaysWithPicturesFromBeforeTheClocksZero) {
   EXPECT_EQ(Read(Write("early.mkv", clip)).samples, NumberedSamples(11'520, 36'480));
 }
 
+// Each of the recordings has sound for 150 ms beyond its picture, and the next one starts
+// where the picture before it ends.
+TEST_F(AudioFilesTest, JoinedRecordingsKeepTheirSoundWithTheirPicture) {
+  constexpr int kParts = 5;
+  constexpr int kPictures = 75;
+  SoundClip clip;
+  clip.codec = "mp2";
+  clip.pictures = kPictures;
+  clip.samples = 48'000 * 3 + 7200;
+  const Signal click = [](int64_t index, int) {
+    return static_cast<int16_t>(index >= 48'000 && index < 48'240 ? 20'000 : 0);
+  };
+  const std::filesystem::path part = Write("part.ts", clip, click);
+  const std::filesystem::path joined = folder_ / "joined.ts";
+  for (int i = 0; i < kParts; ++i) {
+    std::ofstream(joined, std::ios::binary | std::ios::app)
+        << std::ifstream(part, std::ios::binary).rdbuf();
+  }
+  const std::vector<int16_t> samples = Read(joined).samples;
+  for (int i = 0; i < kParts; ++i) {
+    const int64_t due = 48'000 * (int64_t{i} * kPictures / 25 + 1);
+    ASSERT_GT(static_cast<int64_t>(samples.size()), due + 4800) << i;
+    const auto loud = [](int16_t sample) { return sample > 8000; };
+    const auto first = samples.begin() + (due - 24'000);
+    const auto found = std::find_if(first, first + 48'000, loud);
+    EXPECT_NEAR(static_cast<double>(found - samples.begin()), static_cast<double>(due), 240) << i;
+  }
+}
+
 TEST_F(AudioFilesTest, AnOffsetThatNothingCoversIsABrokenClock) {
   SoundClip clip;
   clip.codec = "mp2";

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <optional>
@@ -68,6 +69,14 @@ TEST(ChooseConstantRate, SparsePicturesTakeTheRateOfTheirTicks) {
   for (int i = 0; i < 100; ++i) timestamps.push_back(i * 200 + i / 7 * 400);
   EXPECT_EQ(Choose(timestamps, kMilliseconds, {25, 1}, {0, 0}), (Ratio{25, 1}));
   EXPECT_EQ(Choose(timestamps, kMilliseconds, {0, 0}, {0, 0}), (Ratio{5, 1}));
+}
+
+TEST(ChooseConstantRate, TimestampsThatComeTwiceDoNotDoubleTheRate) {
+  // As of MPEG programs, whose packets do not all tell their time.
+  auto timestamps = Timestamps({25, 1}, {1, 90000}, 264, 0, 0);
+  for (size_t i = 220; i < 240; ++i) timestamps[i] -= 7200;
+  std::sort(timestamps.begin(), timestamps.end());
+  EXPECT_EQ(Choose(timestamps, {1, 90000}, {25, 1}, {25, 1}), (Ratio{25, 1}));
 }
 
 TEST(ChooseConstantRate, AScreenRecordingKeepsItsFastParts) {

@@ -106,6 +106,7 @@ bool AudioDecoder::ReadPacket() {
     if (result < 0) {
       ++errors;
     } else if (packet_->stream_index == stream_->index) {
+      byte_ = std::max(byte_, packet_->pos);
       return true;
     } else {
       CoverWith(*packet_, *format_->streams[packet_->stream_index], clock_);
@@ -122,6 +123,7 @@ AudioPiece AudioDecoder::PieceOfFrame() {
   const AVFrame& frame = *piece.frame;
   piece.time = ToSeconds(frame.best_effort_timestamp, stream_->time_base);
   piece.duration = static_cast<double>(frame.nb_samples) / frame.sample_rate;
+  piece.byte = byte_;
   if (frame.pkt_duration > 0) {
     piece.excess = piece.duration - static_cast<double>(frame.pkt_duration) * time_unit();
   }
@@ -139,6 +141,7 @@ AudioPiece AudioDecoder::PieceOfDamage() const {
   const bool is_rounded = std::abs(duration - last_frame_duration_) <= time_unit();
   if (duration <= 0 || duration > kLongestPacket || is_rounded) duration = last_frame_duration_;
   piece.duration = std::max(0.0, duration - decoded_of_packet_);
+  piece.byte = byte_;
   if (piece.time) *piece.time += decoded_of_packet_;
   return piece;
 }

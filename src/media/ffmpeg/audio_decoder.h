@@ -4,6 +4,7 @@
 #ifndef QOLM_MEDIA_FFMPEG_AUDIO_DECODER_H_
 #define QOLM_MEDIA_FFMPEG_AUDIO_DECODER_H_
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -20,6 +21,7 @@ struct AudioPiece {
   Frame frame;                 // null where a packet could not be decoded
   std::optional<double> time;  // of its first sample, in seconds on the file's clock
   double duration = 0;         // seconds
+  int64_t byte = 0;            // where its packet lies in the file, or one before it
   double excess = 0;           // seconds that the decoder gave beyond the packet's duration
 };
 
@@ -59,6 +61,7 @@ class AudioDecoder {
   FileClock clock_{false, std::nullopt};
   Packet packet_;
   Frame frame_;
+  int64_t byte_ = 0;                // of the latest packet that tells it
   double decoded_of_packet_ = 0;    // seconds
   double last_frame_duration_ = 0;  // seconds
   bool draining_ = false;

@@ -18,11 +18,13 @@ constexpr int64_t kSilentFrames = 65536;  // delivered at once
 }  // namespace
 
 AudioProducer::AudioProducer(AudioDecoder& decoder, std::optional<double> picture_start,
-                             int channels, int rate)
+                             int channels, int rate,
+                             AudioTimeline::OriginBehindRestart origin_behind_restart)
     : decoder_(decoder),
       channels_(static_cast<size_t>(channels)),
       rate_(rate),
-      timeline_(picture_start, decoder.time_unit(), decoder.clock()),
+      timeline_(picture_start, decoder.time_unit(), decoder.clock(),
+                std::move(origin_behind_restart)),
       most_silence_(kMostValues / channels / rate),
       converter_(channels, rate) {}
 
@@ -74,7 +76,9 @@ double AudioProducer::NextCorrection() {
   if (cut_left_ > 0) return 0;
   std::array<AudioTimeline::Piece, AudioTimeline::kLookAhead> upcoming;
   const size_t count = std::min(queue_.size(), upcoming.size());
-  for (size_t i = 0; i < count; ++i) upcoming[i] = {queue_[i].time, queue_[i].duration};
+  for (size_t i = 0; i < count; ++i) {
+    upcoming[i] = {queue_[i].time, queue_[i].duration, queue_[i].byte};
+  }
   const double correction = timeline_.Correction({upcoming.data(), count});
   cut_left_ = std::max(0.0, -correction);
   return silence_inserted_ + correction > most_silence_ ? 0 : std::max(0.0, correction);

@@ -18,7 +18,8 @@ class AudioProducer {
  public:
   // `decoder` has its codec open and outlives this object. `picture_start` is
   // in seconds on the file's clock. 1 or 2 channels; the rate is in Hz.
-  AudioProducer(AudioDecoder& decoder, std::optional<double> picture_start, int channels, int rate);
+  AudioProducer(AudioDecoder& decoder, std::optional<double> picture_start, int channels, int rate,
+                AudioTimeline::OriginBehindRestart origin_behind_restart);
 
   // The next samples, channels interleaved and never empty; nothing at the end,
   // and nothing at all when no packet could be decoded.

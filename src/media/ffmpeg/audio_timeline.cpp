@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -15,11 +16,12 @@ constexpr double kBackwardJump = 1;  // seconds
 }  // namespace
 
 AudioTimeline::AudioTimeline(std::optional<double> picture_start, double clock_unit,
-                             FileClock& clock)
+                             FileClock& clock, OriginBehindRestart origin_behind_restart)
     : picture_start_(picture_start),
       clock_unit_(clock_unit),
       tolerance_(kTolerance + clock_unit),
-      clock_(clock) {}
+      clock_(clock),
+      origin_behind_restart_(std::move(origin_behind_restart)) {}
 
 double AudioTimeline::Correction(std::span<const Piece> upcoming) {
   if (upcoming.empty() || !upcoming.front().time) return 0;
@@ -49,8 +51,10 @@ double AudioTimeline::Correction(std::span<const Piece> upcoming) {
   }
   const double due = *origin_ + position_;
   if (least < -kBackwardJump || !clock_.IsReal(due, due + least, FileClock::Behind::kGoesOn)) {
-    origin_ = time - position_;
-    return 0;
+    std::optional<double> origin;
+    if (origin_behind_restart_) origin = origin_behind_restart_(upcoming.front());
+    origin_ = origin.value_or(time - position_);
+    return origin ? time - *origin - position_ : 0;
   }
   return least;
 }

@@ -6,11 +6,15 @@
 // jitter, as long as these stay within a few milliseconds of the number of
 // samples so far. A greater distance that holds for several pieces on end is a
 // gap, which becomes silence, or an overlap, which falls away. Since the
-// distance is always taken to the whole track so far, no error accumulates.
+// distance is always taken to the whole track so far, no error accumulates. Where the
+// clock restarts, as between recordings that were joined, the track goes on with the
+// picture's new start.
 #ifndef QOLM_MEDIA_FFMPEG_AUDIO_TIMELINE_H_
 #define QOLM_MEDIA_FFMPEG_AUDIO_TIMELINE_H_
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 
@@ -23,7 +27,11 @@ class AudioTimeline {
   struct Piece {
     std::optional<double> time;  // of its first sample, in seconds on the file's clock
     double duration = 0;         // seconds
+    int64_t byte = 0;            // where it lies in the file
   };
+  // Where the track begins on the clock that a piece restarts; nothing where that
+  // cannot be told, and the piece follows the one before it.
+  using OriginBehindRestart = std::function<std::optional<double>(const Piece& piece)>;
   // So many pieces tell a gap from jitter.
   static constexpr size_t kLookAhead = 8;
 
@@ -31,7 +39,8 @@ class AudioTimeline {
   // without it the track begins with its first piece. `clock_unit` is what the
   // timestamps are rounded to. `clock`, which outlives this object, tells what
   // distance is time that passes. All in seconds.
-  AudioTimeline(std::optional<double> picture_start, double clock_unit, FileClock& clock);
+  AudioTimeline(std::optional<double> picture_start, double clock_unit, FileClock& clock,
+                OriginBehindRestart origin_behind_restart = nullptr);
 
   // Seconds of silence ahead of the first of the pieces that come next, or,
   // below zero, seconds of sound that fall away from there on.
@@ -45,6 +54,7 @@ class AudioTimeline {
   double clock_unit_;
   double tolerance_;
   FileClock& clock_;
+  OriginBehindRestart origin_behind_restart_;
   std::optional<double> origin_;  // on the clock, where the track begins
   double position_ = 0;
 };

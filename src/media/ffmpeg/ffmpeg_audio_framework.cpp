@@ -14,6 +14,7 @@
 #include "media/ffmpeg/container_file.h"
 #include "media/ffmpeg/decoder.h"
 #include "media/ffmpeg/numbers.h"
+#include "media/ffmpeg/picture_sections.h"
 #include "media/ffmpeg/stream_scan.h"
 
 namespace qolm::media::ffmpeg {
@@ -130,10 +131,16 @@ class FfmpegAudioReader : public AudioReader {
     if (!type_.channels || !type_.sample_rate) return result;
     try {
       if (!producer_) {
-        producer_.emplace(*decoder_,
-                          PictureStart(path_, stop_, HasPictures(decoder_->format()),
-                                       decoder_->clock(), failure_reason_),
-                          static_cast<int>(*type_.channels), static_cast<int>(*type_.sample_rate));
+        const auto picture_start = PictureStart(path_, stop_, HasPictures(decoder_->format()),
+                                                decoder_->clock(), failure_reason_);
+        AudioTimeline::OriginBehindRestart origin;
+        if (picture_start) {
+          origin = [this, start = *picture_start](const AudioTimeline::Piece& piece) {
+            return OriginBehindRestart(piece, start);
+          };
+        }
+        producer_.emplace(*decoder_, picture_start, static_cast<int>(*type_.channels),
+                          static_cast<int>(*type_.sample_rate), std::move(origin));
       }
       std::optional<std::vector<int16_t>> samples = producer_->Next();
       result.end_of_stream = !samples;
@@ -151,13 +158,22 @@ class FfmpegAudioReader : public AudioReader {
   std::string failure_reason() const override { return failure_reason_; }
 
  private:
+  // Files whose clock never restarts are spared the scan.
+  std::optional<double> OriginBehindRestart(const AudioTimeline::Piece& piece,
+                                            double picture_start) {
+    if (!piece.time) return std::nullopt;
+    if (!sections_) sections_ = PictureSections::Scan(path_, stop_, picture_start);
+    return sections_->OriginOfNewSection(piece.byte, *piece.time);
+  }
+
   StopSignal stop_;
   std::string failure_reason_;
   std::filesystem::path path_;
   std::unique_ptr<AudioDecoder> decoder_;
   bool codec_is_open_ = false;
   PcmType type_;
-  std::optional<AudioProducer> producer_;  // from the first read on; ends before the decoder
+  std::optional<PictureSections> sections_;  // from the first restart of the sound's clock on
+  std::optional<AudioProducer> producer_;    // from the first read on; ends before the decoder
 };
 
 }  // namespace

@@ -154,6 +154,10 @@ Ratio TypicalRate(const StreamTimes& times, const std::vector<Ratio>& candidates
   return AreWithin(common, typical, kTypicalSnapping) ? common : typical;
 }
 
+double AcceptedDrops(const StreamTimes& times) {
+  return kAcceptedDrops * static_cast<double>(times.timestamps.size());
+}
+
 // Whether every picture's time is a tick of `rate`, but for its own clock's rounding,
 // counted from where that clock started last.
 bool AllAreOnGrid(const StreamTimes& times, Ratio rate) {
@@ -178,7 +182,7 @@ std::optional<Ratio> TickRate(const StreamTimes& times, const FileClock& clock) 
   if (IsCommon(times.average_rate)) rates.insert(rates.begin(), times.average_rate);
   for (const Ratio rate : rates) {
     if (rate.value() > kHighestVariableRate.value() || !AllAreOnGrid(times, rate)) continue;
-    if (Simulate(times, rate, clock).drops > 0) continue;
+    if (static_cast<double>(Simulate(times, rate, clock).drops) > AcceptedDrops(times)) continue;
     // As between 30 and 30000/1001, the container knows what a short stream does not show.
     const bool declared =
         IsCommon(times.average_rate) && AreWithin(times.average_rate, rate, kSameNominalRate);
@@ -204,11 +208,10 @@ std::optional<Ratio> ChooseConstantRate(const StreamTimes& times, const FileCloc
   }
   if (even) return even;
 
-  const double accepted_drops = kAcceptedDrops * static_cast<double>(times.timestamps.size());
   Ratio chosen = TypicalRate(times, candidates);
   for (const Ratio rate : kCommonRates) {
     const Outcome outcome = Simulate(times, chosen, clock);
-    if (static_cast<double>(outcome.drops) <= accepted_drops) break;
+    if (static_cast<double>(outcome.drops) <= AcceptedDrops(times)) break;
     if (rate.denominator != 1001 && rate.value() > chosen.value() &&
         rate.value() <= kHighestVariableRate.value()) {
       chosen = rate;

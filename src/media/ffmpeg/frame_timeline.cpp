@@ -49,6 +49,7 @@ FrameTimeline::Placement FrameTimeline::Place(std::optional<int64_t> timestamp,
       const double time = static_cast<double>(*timestamp) * time_unit_;
       clock_restarts = advances ? !clock_.IsReal(last, time, behind) : last - time > kBackwardJump;
     }
+    placement.restarts = clock_restarts && last_timestamp_;
     if (clock_restarts) {
       origin_ = on_grid - position;
     } else if (advances) {

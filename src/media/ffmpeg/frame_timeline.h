@@ -20,9 +20,10 @@ namespace qolm::media::ffmpeg {
 class FrameTimeline {
  public:
   struct Placement {
-    int64_t repeats = 0;  // of the picture before this one, ahead of it
-    bool drop = false;    // this picture has no slot
-    double step = 0;      // slots that passed since the one before; 0 where the clock restarts
+    int64_t repeats = 0;    // of the picture before this one, ahead of it
+    bool drop = false;      // this picture has no slot
+    bool restarts = false;  // the clock of the one before ended there
+    double step = 0;        // slots that passed since the one before; 0 where the clock restarts
   };
 
   // `rate` is in frames a second, `time_base` in seconds; both positive.
@@ -40,6 +41,7 @@ class FrameTimeline {
   // `duration` (in time base units, 0 when unknown).
   int64_t RepeatsAtEnd(int64_t duration);
 
+  double position() const { return last_position_; }  // of the last picture, in slots
   int64_t slots_filled() const { return slots_filled_; }
   FileClock& clock() { return clock_; }
   const FileClock& clock() const { return clock_; }
