@@ -56,7 +56,8 @@ TEST(ChooseConstantRate, SparsePicturesTakeTheRateOfTheirTicks) {
                                     {Ratio{5, 1}, Ratio{5, 1}},
                                     {Ratio{30000, 1001}, Ratio{30000, 1001}},
                                     {Ratio{60, 1}, Ratio{60, 1}}}) {
-    for (const Ratio time_base : {kMilliseconds, Ratio{1, 90000}}) {
+    const Ratio own_clock = {ticks.denominator, ticks.numerator};
+    for (const Ratio time_base : {kMilliseconds, Ratio{1, 90000}, own_clock}) {
       const auto all = Timestamps(ticks, time_base, 2000, 0, 0);
       std::vector<int64_t> timestamps;
       for (size_t i = 0; i < all.size(); i += 7 + i * i % 5) timestamps.push_back(all[i]);

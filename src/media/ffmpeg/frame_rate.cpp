@@ -162,8 +162,13 @@ double AcceptedDrops(const StreamTimes& times) {
 // counted from where that clock started last.
 bool AllAreOnGrid(const StreamTimes& times, Ratio rate) {
   const double slots = times.time_base.value() * rate.value();
-  const double tolerance = slots + kSureTick;
-  if (tolerance > kCoarsestTick) return false;
+  double tolerance = slots + kSureTick;
+  if (tolerance > kCoarsestTick) {
+    // Only a clock that counts these ticks themselves rounds none of them.
+    const double units = 1 / slots;
+    if (units < 0.5 || std::abs(units - std::round(units)) > kSureTick) return false;
+    tolerance = kSureTick;
+  }
   int64_t start = times.timestamps.empty() ? 0 : times.timestamps.front();
   int64_t last = start;
   for (const int64_t time : times.timestamps) {
