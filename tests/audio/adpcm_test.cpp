@@ -15,13 +15,13 @@ using ::testing::ElementsAre;
 using Bytes = std::vector<uint8_t>;
 using test::Samples;
 
-Bytes Encode(const Samples& samples, uint32_t channels, uint32_t rate = 8000) {
+Bytes EncodeAdpcm(const Samples& samples, uint32_t channels, uint32_t rate = 8000) {
   Bytes payload;
   EXPECT_TRUE(EncodeAudio({rate, channels, samples}, AudioCodingMode::kAdpcm, payload));
   return payload;
 }
 
-Samples Decode(const Bytes& payload) {
+Samples DecodeAdpcm(const Bytes& payload) {
   PcmTrack track;
   EXPECT_TRUE(DecodeAudio(payload, 1000000, track));
   return track.samples;
@@ -121,35 +121,35 @@ TEST(AdpcmPayload, ThreeMonoSamplesLeaveTheLastHighNibbleZero) {
   // Codes 6, 15, 1 as above: bytes F6 and 01. Two values of equal count:
   // 4094 / 2 + 1 = 2048 each. 65536 = 32 * 2048, so 01 (cum 0) takes the coder's
   // state to 32 * 4096, and F6 (cum 2048) to 64 * 4096 + 2048 = 0x040800.
-  const Bytes payload = Encode({10, -20, 0}, 1);
+  const Bytes payload = EncodeAdpcm({10, -20, 0}, 1);
   EXPECT_THAT(payload, ElementsAre(0x40, 0x1F, 0, 0, 1, 0, 3, 0, 0, 0, 2, 0, 0, 0, 16, 0, 0, 0,  //
                                    2, 0, 0, 0, 2, 0, 0x01, 0x00, 0x08, 0xF6, 0x00, 0x08,         //
                                    0x00, 0x08, 0x04, 0x00));
-  EXPECT_THAT(Decode(payload), ElementsAre(10, -13, -3));
+  EXPECT_THAT(DecodeAdpcm(payload), ElementsAre(10, -13, -3));
 }
 
 TEST(AdpcmPayload, StereoPutsLeftIntoTheLowNibble) {
   // Left 10, -20 codes 6, 15; right 0, 0 codes 0, 0: bytes 06 and 0F. The coder's
   // state: 65536 = 32 * 2048, so 0F (cum 2048) gives 32 * 4096 + 2048 = 133120,
   // and 06 (cum 0) gives 65 * 4096 = 266240 = 0x041000.
-  EXPECT_THAT(Encode({10, 0, -20, 0}, 2),
+  EXPECT_THAT(EncodeAdpcm({10, 0, -20, 0}, 2),
               ElementsAre(0x40, 0x1F, 0, 0, 2, 0, 2, 0, 0, 0, 2, 0, 0, 0, 16, 0, 0, 0,  //
                           2, 0, 0, 0, 2, 0, 0x06, 0x00, 0x08, 0x0F, 0x00, 0x08,         //
                           0x00, 0x10, 0x04, 0x00));
-  EXPECT_THAT(Decode(Encode({10, 0, -20, 0}, 2)), ElementsAre(10, 0, -13, 0));
+  EXPECT_THAT(DecodeAdpcm(EncodeAdpcm({10, 0, -20, 0}, 2)), ElementsAre(10, 0, -13, 0));
 }
 
 TEST(AdpcmPayload, SilenceHasOneTableEntryAndNoFurtherBytes) {
-  EXPECT_THAT(Encode(Samples(1000, 0), 1, 48000),
+  EXPECT_THAT(EncodeAdpcm(Samples(1000, 0), 1, 48000),
               ElementsAre(0x80, 0xBB, 0, 0, 1, 0, 0xE8, 3, 0, 0, 0xF4, 1, 0, 0, 13, 0, 0, 0,  //
                           0xF4, 1, 0, 0, 1, 0, 0, 0x00, 0x10, 0, 0, 1, 0));
-  EXPECT_EQ(Decode(Encode(Samples(1000, 0), 1)), Samples(1000, 0));
+  EXPECT_EQ(DecodeAdpcm(EncodeAdpcm(Samples(1000, 0), 1)), Samples(1000, 0));
 }
 
 TEST(AdpcmPayload, OtherChannelCountsCodeTheFirstSamplesAsOneChannel) {
   const Samples samples = {10, -20, 0, 5, 6, 7, 8, 9, 11, 12};
-  const Bytes payload = Encode(samples, 3);
-  const Bytes mono = Encode({10, -20, 0}, 1);
+  const Bytes payload = EncodeAdpcm(samples, 3);
+  const Bytes mono = EncodeAdpcm({10, -20, 0}, 1);
   // Ten values are three frames and a rest; the same but for the channel count.
   Bytes expected = mono;
   expected[4] = 3;
@@ -159,8 +159,8 @@ TEST(AdpcmPayload, OtherChannelCountsCodeTheFirstSamplesAsOneChannel) {
 }
 
 TEST(AdpcmPayload, AnOddStereoCountDropsTheHalfFrame) {
-  EXPECT_EQ(Decode(Encode({1, 2, 3, 4, 5}, 2)).size(), 4u);
-  EXPECT_TRUE(Decode(Encode({1}, 2)).empty());
+  EXPECT_EQ(DecodeAdpcm(EncodeAdpcm({1, 2, 3, 4, 5}, 2)).size(), 4u);
+  EXPECT_TRUE(DecodeAdpcm(EncodeAdpcm({1}, 2)).empty());
 }
 
 TEST(AdpcmPayload, RefusesWhatItCannotStore) {

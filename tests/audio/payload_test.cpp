@@ -21,13 +21,13 @@ using test::Samples;
 
 constexpr uint64_t kNoLimit = 1ull << 31;
 
-Bytes Encode(const Samples& samples, uint32_t rate, uint32_t channels) {
+Bytes EncodeTransform(const Samples& samples, uint32_t rate, uint32_t channels) {
   Bytes payload;
   EXPECT_TRUE(EncodeAudioTransform(samples, rate, channels, payload));
   return payload;
 }
 
-PcmTrack Decode(const Bytes& payload) {
+PcmTrack DecodeTransform(const Bytes& payload) {
   PcmTrack track;
   EXPECT_TRUE(DecodeAudio(payload, kNoLimit, track));
   return track;
@@ -51,13 +51,13 @@ TEST(TransformPayload, OfSilenceByteForByte) {
       2, 0, 0, 0, 0, 2, 0, 0, 0, 2, 0, 2, 0x00, 0x08, 3, 0x00, 0x08, 0x00, 0x10, 0x04, 0x00};
   Bytes with_size = expected;
   with_size[22] = static_cast<uint8_t>(expected.size() - 32 - 13);
-  EXPECT_EQ(Encode(Samples(100, 0), 2000, 1), with_size);
-  EXPECT_EQ(Decode(with_size).samples, Samples(100, 0));
+  EXPECT_EQ(EncodeTransform(Samples(100, 0), 2000, 1), with_size);
+  EXPECT_EQ(DecodeTransform(with_size).samples, Samples(100, 0));
 }
 
 TEST(TransformPayload, HeaderAndStreamsOfStereo) {
   const Samples samples = test::Interleave(test::Noise(1000, 9000, 1), test::Noise(1000, 9000, 2));
-  const Bytes payload = Encode(samples, 8000, 2);
+  const Bytes payload = EncodeTransform(samples, 8000, 2);
   const uint8_t* bytes = payload.data();
   EXPECT_EQ(Bytes(bytes, bytes + 4), (Bytes{'O', 'P', 'U', 'S'}));
   EXPECT_EQ(LoadLe32(bytes + 4), 8000u);
@@ -89,7 +89,7 @@ TEST(TransformPayload, FramesAreCodedAndDecodedAlikeInEveryBatch) {
   const Samples period = test::Noise(64, 9000, 3);
   Samples samples;
   for (size_t f = 0; f < kFrames; ++f) samples.insert(samples.end(), period.begin(), period.end());
-  const Bytes payload = Encode(samples, 3200, 1);
+  const Bytes payload = EncodeTransform(samples, 3200, 1);
   ASSERT_EQ(LoadLe32(&payload[12]), kFrames + 1);
 
   const size_t scale_bytes = LoadLe16(&payload[20]);
@@ -98,7 +98,7 @@ TEST(TransformPayload, FramesAreCodedAndDecodedAlikeInEveryBatch) {
   const std::span<const uint8_t> streams = std::span(payload).subspan(32);
   ASSERT_TRUE(entropy::RansDecodeBytes(streams.first(scale_bytes), scales));
   ASSERT_TRUE(entropy::DecodeCoefficients(streams.subspan(scale_bytes), levels));
-  const Samples decoded = Decode(payload).samples;
+  const Samples decoded = DecodeTransform(payload).samples;
   ASSERT_EQ(decoded.size(), samples.size());
   for (size_t f = 2; f < kFrames; ++f) {
     EXPECT_TRUE(std::equal(&scales[16], &scales[32], &scales[16 * f])) << f;
@@ -113,13 +113,13 @@ TEST(TransformPayload, StereoIsCodedAsMidAndSide) {
   // Equal sides: mid is the one channel, side is silent. Streams 1 and 2 are those
   // of the mono track, the size of the count field apart.
   const Samples mono = test::SpeechLike(3000, 16000);
-  const Bytes one = Encode(mono, 16000, 1);
-  const Bytes two = Encode(test::Interleave(mono, mono), 16000, 2);
+  const Bytes one = EncodeTransform(mono, 16000, 1);
+  const Bytes two = EncodeTransform(test::Interleave(mono, mono), 16000, 2);
   ASSERT_EQ(Bytes(one.begin() + 20, one.begin() + 26), Bytes(two.begin() + 20, two.begin() + 26));
   EXPECT_TRUE(std::equal(one.begin() + 32, one.end(), two.begin() + 32));
-  const PcmTrack track = Decode(two);
+  const PcmTrack track = DecodeTransform(two);
   EXPECT_EQ(track.channels, 2);
-  const PcmTrack mono_track = Decode(one);
+  const PcmTrack mono_track = DecodeTransform(one);
   for (size_t i = 0; i < mono.size(); ++i) {
     ASSERT_EQ(track.samples[2 * i], mono_track.samples[i]);
     ASSERT_EQ(track.samples[2 * i + 1], mono_track.samples[i]);
@@ -133,7 +133,7 @@ TEST(TransformPayload, HalvesTruncateTowardZero) {
     odd.insert(odd.end(), {static_cast<int16_t>(-30001), 0});
     even.insert(even.end(), {static_cast<int16_t>(-30000), 0});
   }
-  EXPECT_EQ(Encode(odd, 8000, 2), Encode(even, 8000, 2));
+  EXPECT_EQ(EncodeTransform(odd, 8000, 2), EncodeTransform(even, 8000, 2));
 }
 
 TEST(TransformPayload, RefusesWhatItCannotStore) {
@@ -149,7 +149,7 @@ TEST(TransformPayload, RefusesWhatItCannotStore) {
   EXPECT_FALSE(EncodeAudioTransform(samples, 65536 * 50, 1, payload));
   EXPECT_TRUE(payload.empty());
   EXPECT_TRUE(EncodeAudioTransform(samples, 768000, 1, payload));
-  EXPECT_EQ(Decode(payload).samples.size(), 10u);
+  EXPECT_EQ(DecodeTransform(payload).samples.size(), 10u);
 }
 
 TEST(TransformPayload, ExactSampleCounts) {
@@ -157,23 +157,23 @@ TEST(TransformPayload, ExactSampleCounts) {
     const size_t n = FrameLengthFor(rate);
     for (const size_t count : {size_t{1}, n - 1, n, n + 1, 2 * n, 200 * n + 3}) {
       const Samples mono = test::SineSweep(count, rate, 5000);
-      const Bytes payload = Encode(mono, rate, 1);
+      const Bytes payload = EncodeTransform(mono, rate, 1);
       EXPECT_EQ(LoadLe32(payload.data() + 12), (count + n - 1) / n + 1);
-      const PcmTrack track = Decode(payload);
+      const PcmTrack track = DecodeTransform(payload);
       EXPECT_EQ(track.samples.size(), count);
       EXPECT_EQ(track.sample_rate, rate);
       EXPECT_EQ(track.channels, 1);
       const Samples stereo = test::Interleave(mono, mono);
-      EXPECT_EQ(Decode(Encode(stereo, rate, 2)).samples.size(), 2 * count);
+      EXPECT_EQ(DecodeTransform(EncodeTransform(stereo, rate, 2)).samples.size(), 2 * count);
       // A left sample without its right one is counted and not delivered.
       Samples odd = stereo;
       odd.push_back(1);
-      const Bytes odd_payload = Encode(odd, rate, 2);
+      const Bytes odd_payload = EncodeTransform(odd, rate, 2);
       EXPECT_EQ(LoadLe32(odd_payload.data() + 16), 2 * count + 1);
-      EXPECT_EQ(Decode(odd_payload).samples.size(), 2 * count);
+      EXPECT_EQ(DecodeTransform(odd_payload).samples.size(), 2 * count);
     }
   }
-  EXPECT_TRUE(Decode(Encode({5}, 2000, 2)).samples.empty());
+  EXPECT_TRUE(DecodeTransform(EncodeTransform({5}, 2000, 2)).samples.empty());
 }
 
 // Speech on the left and noise on the right.
@@ -183,20 +183,20 @@ Samples MixedSound() {
 
 TEST(TransformPayload, SameBytesAndSamplesForEveryLevel) {
   if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
-  const Bytes expected = Encode(MixedSound(), 48000, 2);
-  const Samples decoded = Decode(expected).samples;
+  const Bytes expected = EncodeTransform(MixedSound(), 48000, 2);
+  const Samples decoded = DecodeTransform(expected).samples;
   const test::ScopedSimdLevel forced(SimdLevel::kScalar);
-  EXPECT_EQ(Encode(MixedSound(), 48000, 2), expected);
-  EXPECT_EQ(Decode(expected).samples, decoded);
+  EXPECT_EQ(EncodeTransform(MixedSound(), 48000, 2), expected);
+  EXPECT_EQ(DecodeTransform(expected).samples, decoded);
 }
 
 TEST(TransformPayload, SameBytesAndSamplesForEveryTeam) {
   const Samples samples = MixedSound();
-  const Bytes expected = Encode(samples, 48000, 2);
-  const Samples decoded = Decode(expected).samples;
+  const Bytes expected = EncodeTransform(samples, 48000, 2);
+  const Samples decoded = DecodeTransform(expected).samples;
   test::WithEachThreadCount([&] {
-    EXPECT_EQ(Encode(samples, 48000, 2), expected);
-    EXPECT_EQ(Decode(expected).samples, decoded);
+    EXPECT_EQ(EncodeTransform(samples, 48000, 2), expected);
+    EXPECT_EQ(DecodeTransform(expected).samples, decoded);
   });
 }
 
@@ -225,12 +225,12 @@ Samples Steps(size_t count) {
 }
 
 TEST(TransformPayload, SameBytesAndSamplesOnEveryPlatform) {
-  const Bytes mono = Encode(Steps(60000), 22050, 1);
+  const Bytes mono = EncodeTransform(Steps(60000), 22050, 1);
   EXPECT_EQ(Hash(mono), 0xD03584A9B98D4487u);
-  EXPECT_EQ(Hash(Decode(mono).samples), 0xCDA83D6065C5690Au);
-  const Bytes stereo = Encode(Steps(60001), 48000, 2);
+  EXPECT_EQ(Hash(DecodeTransform(mono).samples), 0xCDA83D6065C5690Au);
+  const Bytes stereo = EncodeTransform(Steps(60001), 48000, 2);
   EXPECT_EQ(Hash(stereo), 0x7501F4118479A2F8u);
-  EXPECT_EQ(Hash(Decode(stereo).samples), 0x653125AE76D354E1u);
+  EXPECT_EQ(Hash(DecodeTransform(stereo).samples), 0x653125AE76D354E1u);
 }
 
 TEST(DecodeAudio, PiecesAppendToTheExactCount) {
@@ -289,7 +289,7 @@ TEST(DecodeAudio, CountsWithoutKeeping) {
 // One token too many shows only behind the last value.
 TEST(DecodeAudio, TellsWhatARefusedPayloadCost) {
   constexpr uint32_t kSamples = 1'000'000;
-  Bytes payload = Encode(Samples(kSamples, 0), 3200, 1);
+  Bytes payload = EncodeTransform(Samples(kSamples, 0), 3200, 1);
   const uint32_t frames = LoadLe32(&payload[12]);
   payload.erase(payload.end() - LoadLe32(&payload[22]), payload.end());
   const Bytes stream = entropy::ContextRansEncode(Bytes(size_t{frames} + 1, 1));
@@ -304,7 +304,7 @@ TEST(DecodeAudio, TellsWhatARefusedPayloadCost) {
 
 // A value of so long a frame counts as 4.
 TEST(DecodeAudio, TellsWhatAPieceOfOneSampleCosts) {
-  const Bytes payload = Encode(Samples(1, 9), 768000, 1);
+  const Bytes payload = EncodeTransform(Samples(1, 9), 768000, 1);
   SoundExtent extent;
   TrackRoom room(extent);
   ASSERT_TRUE(DecodeAudio(payload, kNoLimit, room));
@@ -314,7 +314,7 @@ TEST(DecodeAudio, TellsWhatAPieceOfOneSampleCosts) {
 
 TEST(DecodeAudio, CountsValuesOfLongFramesAsSeveral) {
   for (const auto& [rate, weight] : {std::pair{192000U, 1U}, {383999U, 1U}, {384000U, 2U}}) {
-    const Bytes payload = Encode(Samples(10, 9), rate, 1);
+    const Bytes payload = EncodeTransform(Samples(10, 9), rate, 1);
     SoundExtent extent{rate, 1, 100};
     TrackRoom too_small(extent);
     EXPECT_FALSE(DecodeAudio(payload, 100 + 10 * weight - 1, too_small)) << rate;

@@ -32,7 +32,7 @@ using test::ProgramRun;
 using testing::EndsWith;
 using testing::HasSubstr;
 
-constexpr const char* kProgram = QOLM_PROGRAM_PATH;
+constexpr const char* kConverter = QOLM_PROGRAM_PATH;
 
 // Both ends of a pipe or of a pair of sockets.
 struct Ends {
@@ -99,7 +99,7 @@ class PipedSource : public testing::Test {
   void Run(
       const std::string& input, int standard_input = -1,
       const std::function<void()>& in_child = [] {}) {
-    ProgramRun run(kProgram, {"encode", input, output_}, [&] {
+    ProgramRun run(kConverter, {"encode", input, output_}, [&] {
       if (standard_input >= 0) dup2(standard_input, STDIN_FILENO);
       in_child();
     });
@@ -153,7 +153,7 @@ class PipedSource : public testing::Test {
   // A signal while the program waits for more of `input`.
   void ExpectSignalEndsTheWaiting(const std::string& input, int standard_input) {
     for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
-      ProgramRun run(kProgram, {"encode", input, output_},
+      ProgramRun run(kConverter, {"encode", input, output_},
                      [&] { dup2(standard_input, STDIN_FILENO); });
       while (run.IsRunning() && !test::Catches(run, SIGHUP)) {  // the last one that is set up
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

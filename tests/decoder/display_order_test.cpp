@@ -21,7 +21,9 @@ using test::StoredOrderModel;
 using testing::ElementsAre;
 using Mode = DisplayOrder::Mode;
 
-RecordHeader Key(uint16_t number) { return {.type = RecordType::kKeyFrame, .frame_no = number}; }
+RecordHeader KeyFrame(uint16_t number) {
+  return {.type = RecordType::kKeyFrame, .frame_no = number};
+}
 RecordHeader Predicted(uint16_t number) {
   return {.type = RecordType::kPredictedFrame, .frame_no = number};
 }
@@ -74,7 +76,8 @@ Shown ShowByNumber(const std::vector<RecordHeader>& records) {
 }
 
 TEST(DisplayOrderTest, HeldFrameComesBeforeTheFrameThatItWasCodedBehind) {
-  const Shown shown = ShowByNumber({Key(0), Predicted(2), Bidirectional(1), Predicted(3), Key(4)});
+  const Shown shown =
+      ShowByNumber({KeyFrame(0), Predicted(2), Bidirectional(1), Predicted(3), KeyFrame(4)});
   EXPECT_THAT(shown.pictures, ElementsAre(1, 3, 2, 4, 5));
   EXPECT_FALSE(shown.stored_order);
   EXPECT_EQ(shown.most_waiting, 1U);
@@ -82,14 +85,14 @@ TEST(DisplayOrderTest, HeldFrameComesBeforeTheFrameThatItWasCodedBehind) {
 
 TEST(DisplayOrderTest, RunStoredBeforeItsPictureRepeatsIt) {
   const Shown shown =
-      ShowByNumber({Key(0), Repeat(2, 4), Predicted(6), Bidirectional(1), Repeat(7, 1)});
+      ShowByNumber({KeyFrame(0), Repeat(2, 4), Predicted(6), Bidirectional(1), Repeat(7, 1)});
   EXPECT_THAT(shown.pictures, ElementsAre(1, 4, 4, 4, 4, 4, 3, 3));
   EXPECT_FALSE(shown.stored_order);
 }
 
 TEST(DisplayOrderTest, HeldFrameIsFlushedBeforeAKeyFrameAndBeforeTheLastRun) {
-  const Shown shown = ShowByNumber(
-      {Key(0), Repeat(2, 3), Predicted(1), Key(5), Repeat(7, 250), Predicted(6), Repeat(257, 2)});
+  const Shown shown = ShowByNumber({KeyFrame(0), Repeat(2, 3), Predicted(1), KeyFrame(5),
+                                    Repeat(7, 250), Predicted(6), Repeat(257, 2)});
   std::vector<size_t> expected = {1, 3, 3, 3, 3, 4};
   expected.insert(expected.end(), 253, 6);
   EXPECT_EQ(shown.pictures, expected);
@@ -197,13 +200,13 @@ TEST(DisplayOrderTest, SessionThatHoldsNothingIsShownAsStored) {
 
 TEST(DisplayOrderTest, StoredOrderLooksAtNoNumber) {
   const Shown shown =
-      Show({Key(7), Repeat(0, 2), Predicted(7), Repeat(9, 0)}, DisplayOrder(Mode::kStored, 0));
+      Show({KeyFrame(7), Repeat(0, 2), Predicted(7), Repeat(9, 0)}, DisplayOrder(Mode::kStored, 0));
   EXPECT_THAT(shown.pictures, ElementsAre(1, 1, 1, 3, 3));
 }
 
 TEST(DisplayOrderTest, CountingMayBeginAnywhere) {
   const Shown shown =
-      Show({Key(65535), Predicted(1), Bidirectional(0)}, DisplayOrder(Mode::kByNumber, 65535));
+      Show({KeyFrame(65535), Predicted(1), Bidirectional(0)}, DisplayOrder(Mode::kByNumber, 65535));
   EXPECT_THAT(shown.pictures, ElementsAre(1, 3, 2));
   EXPECT_FALSE(shown.stored_order);
 }
@@ -211,32 +214,32 @@ TEST(DisplayOrderTest, CountingMayBeginAnywhere) {
 // --- numbers that make no sense ---
 
 TEST(DisplayOrderTest, NumberThatWasShownEndsTheOrder) {
-  const Shown shown = ShowByNumber({Key(0), Predicted(0), Predicted(2), Bidirectional(1)});
+  const Shown shown = ShowByNumber({KeyFrame(0), Predicted(0), Predicted(2), Bidirectional(1)});
   EXPECT_THAT(shown.pictures, ElementsAre(1, 2, 3, 4));
   EXPECT_TRUE(shown.stored_order);
 }
 
 TEST(DisplayOrderTest, WhatWaitsComesByNumberBeforeTheStoredOrder) {
-  const Shown shown =
-      ShowByNumber({Key(0), Predicted(6), Predicted(4), Repeat(2, 2), Predicted(4), Predicted(1)});
+  const Shown shown = ShowByNumber(
+      {KeyFrame(0), Predicted(6), Predicted(4), Repeat(2, 2), Predicted(4), Predicted(1)});
   EXPECT_THAT(shown.pictures, ElementsAre(1, 1, 1, 3, 2, 5, 6));
   EXPECT_TRUE(shown.stored_order);
 }
 
 TEST(DisplayOrderTest, RunOverATakenNumberEndsTheOrder) {
-  EXPECT_TRUE(ShowByNumber({Key(0), Predicted(3), Repeat(2, 2)}).stored_order);
-  EXPECT_TRUE(ShowByNumber({Key(0), Repeat(2, 2), Predicted(3)}).stored_order);
-  EXPECT_FALSE(ShowByNumber({Key(0), Predicted(3), Repeat(2, 1)}).stored_order);
+  EXPECT_TRUE(ShowByNumber({KeyFrame(0), Predicted(3), Repeat(2, 2)}).stored_order);
+  EXPECT_TRUE(ShowByNumber({KeyFrame(0), Repeat(2, 2), Predicted(3)}).stored_order);
+  EXPECT_FALSE(ShowByNumber({KeyFrame(0), Predicted(3), Repeat(2, 1)}).stored_order);
 }
 
 TEST(DisplayOrderTest, RunOfNoFramesShowsOneAndEndsTheOrder) {
-  const Shown shown = ShowByNumber({Key(0), Repeat(1, 0), Predicted(1)});
+  const Shown shown = ShowByNumber({KeyFrame(0), Repeat(1, 0), Predicted(1)});
   EXPECT_THAT(shown.pictures, ElementsAre(1, 1, 3));
   EXPECT_TRUE(shown.stored_order);
 }
 
 TEST(DisplayOrderTest, EightRecordsMayWaitAndNotNine) {
-  std::vector<RecordHeader> records = {Key(0)};
+  std::vector<RecordHeader> records = {KeyFrame(0)};
   for (uint16_t number = 9; number > 1; --number) records.push_back(Predicted(number));
   records.push_back(Predicted(1));
   const Shown eight = ShowByNumber(records);
@@ -251,8 +254,8 @@ TEST(DisplayOrderTest, EightRecordsMayWaitAndNotNine) {
 }
 
 TEST(DisplayOrderTest, PicturesWaitUpToABoundInBytesAndOneAlwaysMay) {
-  const std::vector<RecordHeader> records = {Key(0),       Predicted(4),     Repeat(3, 1),
-                                             Predicted(2), Bidirectional(1), Key(5)};
+  const std::vector<RecordHeader> records = {KeyFrame(0),  Predicted(4),     Repeat(3, 1),
+                                             Predicted(2), Bidirectional(1), KeyFrame(5)};
   const auto show = [&](uint64_t plane_bytes) {
     return Show(records, DisplayOrder(Mode::kByNumber, 0), plane_bytes);
   };
@@ -264,15 +267,15 @@ TEST(DisplayOrderTest, PicturesWaitUpToABoundInBytesAndOneAlwaysMay) {
   EXPECT_THAT(one.pictures, ElementsAre(1, 1, 2, 4, 5, 6));
   EXPECT_EQ(one.most_waiting, 2U);
 
-  const Shown pair = Show({Key(0), Repeat(2, 4), Predicted(6), Bidirectional(1)},
+  const Shown pair = Show({KeyFrame(0), Repeat(2, 4), Predicted(6), Bidirectional(1)},
                           DisplayOrder(Mode::kByNumber, 0), uint64_t{1} << 40);
   EXPECT_THAT(pair.pictures, ElementsAre(1, 4, 4, 4, 4, 4, 3));
   EXPECT_FALSE(pair.stored_order);
 }
 
 TEST(DisplayOrderTest, KeyFrameUnderTheNumberOfFramesShownBringsTheOrderBack) {
-  std::vector<RecordHeader> records = {Key(0),       Predicted(2),     Bidirectional(9),
-                                       Predicted(4), Bidirectional(3), Key(5),
+  std::vector<RecordHeader> records = {KeyFrame(0),  Predicted(2),     Bidirectional(9),
+                                       Predicted(4), Bidirectional(3), KeyFrame(5),
                                        Predicted(7), Bidirectional(6)};
   records[2].frame_no = 0;  // a bit of 1 lost: shown already
   const Shown shown = ShowByNumber(records);
@@ -289,8 +292,9 @@ TEST(DisplayOrderTest, KeyFrameUnderTheNumberOfFramesShownBringsTheOrderBack) {
 }
 
 TEST(DisplayOrderTest, WhereFramesWereLostTheStoredOrderHoldsToTheEnd) {
-  const Shown shown = ShowByNumber({Key(0), Predicted(1), Predicted(1), Key(4), Predicted(6),
-                                    Bidirectional(5), Key(7), Predicted(9), Bidirectional(8)});
+  const Shown shown =
+      ShowByNumber({KeyFrame(0), Predicted(1), Predicted(1), KeyFrame(4), Predicted(6),
+                    Bidirectional(5), KeyFrame(7), Predicted(9), Bidirectional(8)});
   EXPECT_THAT(shown.pictures, ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
   EXPECT_TRUE(shown.stored_order);
 }
@@ -338,7 +342,7 @@ TEST(DisplayOrderTest, CountOfFramesShownOutgrowsTheNumbers) {
 }
 
 TEST(DisplayOrderTest, LostFrameLosesNoOther) {
-  const Shown shown = ShowByNumber({Key(0), Predicted(2), Repeat(3, 2), Predicted(5)});
+  const Shown shown = ShowByNumber({KeyFrame(0), Predicted(2), Repeat(3, 2), Predicted(5)});
   EXPECT_THAT(shown.pictures, ElementsAre(1, 2, 2, 2, 4));
 }
 

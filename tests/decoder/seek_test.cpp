@@ -25,9 +25,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Key;
 
-constexpr uint16_t kWidth = 24;
-constexpr uint16_t kHeight = 16;
-constexpr uint64_t kPictureBytes = kWidth * kHeight * 3 / 2;
+constexpr uint16_t kSeekWidth = 24;
+constexpr uint16_t kSeekHeight = 16;
+constexpr uint64_t kPictureBytes = kSeekWidth * kSeekHeight * 3 / 2;
 constexpr uint64_t kHeldBytes = kPictureBytes + FrameCaches::kBookkeepingBytes;
 
 // Key frames at 0, 20 and 47; a repeat run of 7 behind frame 9 and one of 5
@@ -37,7 +37,7 @@ class SeekTest : public testing::Test {
   explicit SeekTest(uint16_t flags = 0x003E | container::kFlagDeblocking) {
     PictureCoder coder(flags, 55);
     std::vector<Record> records;
-    FileHeader header = test::PlainHeader(kWidth, kHeight);
+    FileHeader header = test::PlainHeader(kSeekWidth, kSeekHeight);
     header.flags = flags;
     while (linear_.size() < 60) {
       const auto number = static_cast<uint32_t>(linear_.size());
@@ -48,7 +48,7 @@ class SeekTest : public testing::Test {
         linear_.insert(linear_.end(), run, coder.reference());
         continue;
       }
-      const video::YuvPlanes picture = MovingPicture(kWidth, kHeight, number);
+      const video::YuvPlanes picture = MovingPicture(kSeekWidth, kSeekHeight, number);
       records.push_back(key ? coder.Key(picture) : coder.Predicted(picture));
       linear_.push_back(coder.reference());
     }
@@ -193,13 +193,13 @@ TEST(SeekBehindEmptyRunsTest, ShowsWhatDecodingFromTheStartGives) {
   std::vector<Record> records;
   std::vector<video::YuvPlanes> linear;
   for (uint32_t number = 0; number < 4; ++number) {
-    records.push_back(coder.Key(MovingPicture(kWidth, kHeight, number)));
+    records.push_back(coder.Key(MovingPicture(kSeekWidth, kSeekHeight, number)));
     records.push_back(Repeat(0));
     linear.insert(linear.end(), 2, coder.reference());
   }
   const test::TemporaryFolder folder;
-  ASSERT_TRUE(
-      test::WriteContainerFile(folder / "a.qolm", test::PlainHeader(kWidth, kHeight), records));
+  ASSERT_TRUE(test::WriteContainerFile(folder / "a.qolm",
+                                       test::PlainHeader(kSeekWidth, kSeekHeight), records));
   container::ContainerReader reader;
   ASSERT_TRUE(reader.open(folder / "a.qolm"));
   for (size_t number = 0; number < linear.size(); ++number) {
@@ -239,8 +239,8 @@ TEST_F(SeekTest, DamageIsJumpedOver) {
 // Decoding ends at an audio block that stands among the pictures.
 TEST(SeekBehindAnAudioBlockTest, FindsNoFrameThatDecodingFromTheStartDoesNotReach) {
   PictureCoder coder(0x003E, 55);
-  const Record key = coder.Key(MovingPicture(kWidth, kHeight, 0));
-  FileHeader header = test::PlainHeader(kWidth, kHeight);
+  const Record key = coder.Key(MovingPicture(kSeekWidth, kSeekHeight, 0));
+  FileHeader header = test::PlainHeader(kSeekWidth, kSeekHeight);
   header.frame_count = 2;
   const test::TemporaryFolder folder;
   ASSERT_TRUE(test::WriteContainerFile(
@@ -259,12 +259,13 @@ TEST(SeekBehindAnAudioBlockTest, FindsNoFrameThatDecodingFromTheStartDoesNotReac
 // from the key frame before it.
 TEST(SeekBeforeAForeignPictureTest, StartsAtTheKeyFrame) {
   PictureCoder coder(0x003E, 55);
-  const Record key = coder.Key(MovingPicture(kWidth, kHeight, 0));
+  const Record key = coder.Key(MovingPicture(kSeekWidth, kSeekHeight, 0));
   const Record damaged = {container::RecordType::kPredictedFrame, 0, {1, 2, 3}};
-  const Record second_key = coder.Key(MovingPicture(kWidth, kHeight, 2));
+  const Record second_key = coder.Key(MovingPicture(kSeekWidth, kSeekHeight, 2));
   const Record foreign = {container::RecordType::kBidirectionalFrame, 0, {1, 2, 3}};
   const test::TemporaryFolder folder;
-  ASSERT_TRUE(test::WriteContainerFile(folder / "a.qolm", test::PlainHeader(kWidth, kHeight),
+  ASSERT_TRUE(test::WriteContainerFile(folder / "a.qolm",
+                                       test::PlainHeader(kSeekWidth, kSeekHeight),
                                        std::vector<Record>{key, damaged, second_key, foreign}));
   container::ContainerReader reader;
   ASSERT_TRUE(reader.open(folder / "a.qolm"));
@@ -287,8 +288,8 @@ TEST_F(SeekTest, CachesHoldKeyFramesAndEveryFifteenthCodedFrame) {
   }
   for (const auto& [number, snapshot] : decoder.caches().snapshot_cache()) {
     EXPECT_EQ(snapshot.frame_number, number);
-    EXPECT_EQ(snapshot.width, kWidth);
-    EXPECT_EQ(snapshot.height, kHeight);
+    EXPECT_EQ(snapshot.width, kSeekWidth);
+    EXPECT_EQ(snapshot.height, kSeekHeight);
     EXPECT_TRUE(SamePicture(*snapshot.planes, linear_[static_cast<size_t>(number)]));
     EXPECT_EQ(snapshot.secondary_ref, nullptr);
   }
@@ -319,7 +320,7 @@ TEST_F(SeekTest, BudgetOfNothingKeepsNothing) {
 // Seeking must judge what waits as decoding does, from the sizes that payloads tell.
 TEST(SeekPointsTest, LargePicturesThatWouldWaitAreShownAsStored) {
   const test::TemporaryFolder folder;
-  FileHeader header = test::PlainHeader(kWidth, kHeight);
+  FileHeader header = test::PlainHeader(kSeekWidth, kSeekHeight);
   header.flags |= container::kFlagBidirectional;
   const auto open_keys = [&](uint16_t size, container::ContainerReader& reader) {
     std::vector<uint8_t> payload(5);

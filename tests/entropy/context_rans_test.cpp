@@ -18,7 +18,9 @@ namespace {
 using ::testing::ElementsAre;
 using Bytes = std::vector<uint8_t>;
 
-bool Decode(const Bytes& stream, Bytes& output) { return ContextRansDecode(stream, output); }
+bool DecodeContextRans(const Bytes& stream, Bytes& output) {
+  return ContextRansDecode(stream, output);
+}
 
 // Zero runs of varied length: five streams are clearly smaller.
 Bytes RunsInput(size_t size) {
@@ -145,7 +147,7 @@ TEST(ContextRansEncode, EqualsTheNaiveCoderAndDecodes) {
       ASSERT_TRUE(ContextRansCount(stream, count));
       ASSERT_EQ(count, size);
       Bytes output(size, 0xEE);
-      ASSERT_TRUE(Decode(stream, output)) << name << " of " << size;
+      ASSERT_TRUE(DecodeContextRans(stream, output)) << name << " of " << size;
       ASSERT_TRUE(output == input) << name << " of " << size;
     }
   }
@@ -160,7 +162,7 @@ TEST(ContextRansEncode, InputsThatEndInsideATokenDecode) {
     const Bytes stream = ContextRansEncode(input);
     ASSERT_EQ(stream[4], 1);
     Bytes output(input.size());
-    ASSERT_TRUE(Decode(stream, output));
+    ASSERT_TRUE(DecodeContextRans(stream, output));
     EXPECT_EQ(output, input);
   }
 }
@@ -174,26 +176,26 @@ TEST(ContextRansCount, NeedsTheHead) {
 
 TEST(ContextRansDecode, RefusesAnEmptyOutput) {
   Bytes none;
-  EXPECT_FALSE(Decode({}, none));
-  EXPECT_FALSE(Decode({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, none));
+  EXPECT_FALSE(DecodeContextRans({}, none));
+  EXPECT_FALSE(DecodeContextRans({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, none));
 }
 
 TEST(ContextRansDecode, RefusesAnotherCountAndAnUnknownMode) {
   Bytes stream = ContextRansEncode(Bytes{1, 2, 3});
   Bytes two(2), three(3);
-  EXPECT_FALSE(Decode(stream, two));
-  ASSERT_TRUE(Decode(stream, three));
+  EXPECT_FALSE(DecodeContextRans(stream, two));
+  ASSERT_TRUE(DecodeContextRans(stream, three));
   stream[4] = 2;
-  EXPECT_FALSE(Decode(stream, three));
+  EXPECT_FALSE(DecodeContextRans(stream, three));
 }
 
 TEST(ContextRansDecode, RefusesFiveStreamsBelow45Bytes) {
   Bytes stream = FiveStreams(1, {{1, {}}, {0, {}}, {0, {}}, {0, {}}, {0, {}}});
   ASSERT_EQ(stream.size(), 45u);
   Bytes output(1);
-  EXPECT_FALSE(Decode(stream, output)) << "a count without a stream";
+  EXPECT_FALSE(DecodeContextRans(stream, output)) << "a count without a stream";
   stream.pop_back();
-  EXPECT_FALSE(Decode(stream, output));
+  EXPECT_FALSE(DecodeContextRans(stream, output));
 }
 
 // Each stream breaks one rule and would decode without it.
@@ -202,25 +204,26 @@ TEST(ContextRansDecode, FiveStreamsHoldTheirRules) {
   // 0 7 0 7 0 7
   const Record zeros{3, RepeatedValue(3, 0)}, sevens{3, RepeatedValue(3, 7)};
   Bytes output(6);
-  ASSERT_TRUE(Decode(FiveStreams(6, {zeros, sevens, none, none, none}), output));
+  ASSERT_TRUE(DecodeContextRans(FiveStreams(6, {zeros, sevens, none, none, none}), output));
   EXPECT_THAT(output, ElementsAre(0, 7, 0, 7, 0, 7));
 
-  EXPECT_FALSE(Decode(FiveStreams(6, {zeros, none, sevens, none, none}), output))
+  EXPECT_FALSE(DecodeContextRans(FiveStreams(6, {zeros, none, sevens, none, none}), output))
       << "context 1 runs out";
-  EXPECT_FALSE(
-      Decode(FiveStreams(6, {{2, RepeatedValue(2, 0)}, {4, RepeatedValue(4, 7)}, none, none, none}),
-             output))
+  EXPECT_FALSE(DecodeContextRans(
+      FiveStreams(6, {{2, RepeatedValue(2, 0)}, {4, RepeatedValue(4, 7)}, none, none, none}),
+      output))
       << "context 0 runs out";
-  EXPECT_FALSE(
-      Decode(FiveStreams(6, {zeros, sevens, {1, RepeatedValue(1, 7)}, none, none}), output))
+  EXPECT_FALSE(DecodeContextRans(
+      FiveStreams(6, {zeros, sevens, {1, RepeatedValue(1, 7)}, none, none}), output))
       << "counts sum to 7";
-  EXPECT_FALSE(Decode(FiveStreams(6, {zeros, {3, RepeatedValue(2, 7)}, none, none, none}), output))
+  EXPECT_FALSE(DecodeContextRans(
+      FiveStreams(6, {zeros, {3, RepeatedValue(2, 7)}, none, none, none}), output))
       << "inner count differs";
-  EXPECT_FALSE(Decode(FiveStreams(6, {zeros, sevens, {0, {1}}, none, none}), output))
+  EXPECT_FALSE(DecodeContextRans(FiveStreams(6, {zeros, sevens, {0, {1}}, none, none}), output))
       << "bytes for an unused context";
   Bytes endless = RepeatedValue(1, 7);
   std::fill_n(endless.begin(), 4, uint8_t{0xFF});  // its count of values
-  EXPECT_FALSE(Decode(
+  EXPECT_FALSE(DecodeContextRans(
       FiveStreams(6, {zeros, sevens, {0xFFFFFFFFu, endless}, {1, RepeatedValue(1, 7)}, none}),
       output))
       << "counts that sum to 6 only in 32 bits";
@@ -238,13 +241,13 @@ TEST(ContextRansDecode, EveryContextMayRunOut) {
     return FiveStreams(static_cast<uint32_t>(input.size()), records);
   };
   Bytes output(input.size());
-  ASSERT_TRUE(Decode(stream_of(split), output));
+  ASSERT_TRUE(DecodeContextRans(stream_of(split), output));
   EXPECT_EQ(output, input);
   for (size_t c = 0; c < 5; ++c) {
     std::vector<Bytes> contexts = split;
     contexts[c].pop_back();
     contexts[c == 4 ? 3 : 4].push_back(5);  // where one more is no fault
-    EXPECT_FALSE(Decode(stream_of(contexts), output)) << c;
+    EXPECT_FALSE(DecodeContextRans(stream_of(contexts), output)) << c;
   }
 }
 
@@ -270,7 +273,7 @@ TEST(ContextRansDecode, RefusesSizesBeyondTheEnd) {
   for (const uint8_t high : Bytes{0x01, 0x7F, 0xFF}) {
     Bytes changed = stream;
     changed[12] = high;  // the top byte of context 0's coded size
-    EXPECT_FALSE(Decode(changed, output));
+    EXPECT_FALSE(DecodeContextRans(changed, output));
   }
 }
 
@@ -280,7 +283,7 @@ TEST(ContextRansDecode, EveryTruncationOfFiveStreamsIsRefused) {
   Bytes output(2400);
   for (size_t size = 0; size < stream.size(); ++size) {
     const Bytes cut(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(size));
-    EXPECT_FALSE(Decode(cut, output)) << size;
+    EXPECT_FALSE(DecodeContextRans(cut, output)) << size;
   }
 }
 
@@ -318,7 +321,8 @@ TEST(ContextRansDecode, AnyFirstStateOfTheRunsDecodesAsDefined) {
       context = next;
     }
     Bytes output(input.size());
-    ASSERT_TRUE(Decode(FiveStreams(static_cast<uint32_t>(input.size()), records), output));
+    ASSERT_TRUE(
+        DecodeContextRans(FiveStreams(static_cast<uint32_t>(input.size()), records), output));
     EXPECT_TRUE(output == expected) << state;
   }
 }

@@ -19,7 +19,7 @@ namespace {
 using ::testing::ElementsAre;
 using Bytes = std::vector<uint8_t>;
 
-bool Decode(const Bytes& stream, Bytes& output) { return RansDecodeBytes(stream, output); }
+bool DecodeRans(const Bytes& stream, Bytes& output) { return RansDecodeBytes(stream, output); }
 
 // A stream with a table of one's own choice, state 65536 and no further bytes.
 Bytes StreamWithTable(uint32_t n, const std::vector<std::pair<uint8_t, uint16_t>>& entries) {
@@ -85,7 +85,7 @@ TEST(RansEncodeBytes, AllValuesGiveATableRegionOf774Bytes) {
   EXPECT_EQ(stream, naive::RansEncode(input));
   EXPECT_GE(stream.size(), 774u + 4u);
   Bytes output(256);
-  ASSERT_TRUE(Decode(stream, output));
+  ASSERT_TRUE(DecodeRans(stream, output));
   EXPECT_EQ(output, input);
 }
 
@@ -96,7 +96,7 @@ TEST(RansEncodeBytes, EqualsTheNaiveCoderAndDecodes) {
       ASSERT_TRUE(stream == naive::RansEncode(input)) << name << " of " << size;
       if (size == 0) continue;
       Bytes output(size, 0xEE);
-      ASSERT_TRUE(Decode(stream, output)) << name << " of " << size;
+      ASSERT_TRUE(DecodeRans(stream, output)) << name << " of " << size;
       ASSERT_TRUE(output == input) << name << " of " << size;
     }
   }
@@ -104,35 +104,35 @@ TEST(RansEncodeBytes, EqualsTheNaiveCoderAndDecodes) {
 
 TEST(RansDecodeBytes, EmptyOutputNeedsOnlyAHeaderWithCountZero) {
   Bytes none;
-  EXPECT_TRUE(Decode({0, 0, 0, 0, 0, 0}, none));
-  EXPECT_FALSE(Decode({0, 0, 0, 0, 0}, none));
-  EXPECT_FALSE(Decode({1, 0, 0, 0, 1, 0}, none));
-  EXPECT_FALSE(Decode({}, none));
+  EXPECT_TRUE(DecodeRans({0, 0, 0, 0, 0, 0}, none));
+  EXPECT_FALSE(DecodeRans({0, 0, 0, 0, 0}, none));
+  EXPECT_FALSE(DecodeRans({1, 0, 0, 0, 1, 0}, none));
+  EXPECT_FALSE(DecodeRans({}, none));
 }
 
 TEST(RansDecodeBytes, RefusesAnotherCount) {
   const Bytes stream = RansEncodeBytes(Bytes{1, 2, 3});
   Bytes two(2), four(4);
-  EXPECT_FALSE(Decode(stream, two));
-  EXPECT_FALSE(Decode(stream, four));
+  EXPECT_FALSE(DecodeRans(stream, two));
+  EXPECT_FALSE(DecodeRans(stream, four));
 }
 
 TEST(RansDecodeBytes, RefusesInvalidTables) {
   Bytes output(1);
-  EXPECT_TRUE(Decode(StreamWithTable(1, {{5, 4096}}), output));
-  EXPECT_TRUE(Decode(StreamWithTable(1, {{5, 1}, {6, 4095}}), output));
-  EXPECT_FALSE(Decode(StreamWithTable(1, {}), output)) << "no entry";
-  EXPECT_FALSE(Decode(StreamWithTable(1, {{6, 2048}, {5, 2048}}), output)) << "descending";
-  EXPECT_FALSE(Decode(StreamWithTable(1, {{5, 2048}, {5, 2048}}), output)) << "repeated";
-  EXPECT_FALSE(Decode(StreamWithTable(1, {{5, 0}, {6, 4096}}), output)) << "zero frequency";
-  EXPECT_FALSE(Decode(StreamWithTable(1, {{5, 4095}}), output)) << "sum too small";
-  EXPECT_FALSE(Decode(StreamWithTable(1, {{5, 4096}, {6, 1}}), output)) << "sum too large";
-  EXPECT_FALSE(Decode(StreamWithTable(1, {{5, 65535}, {6, 4097}}), output)) << "sum wraps";
+  EXPECT_TRUE(DecodeRans(StreamWithTable(1, {{5, 4096}}), output));
+  EXPECT_TRUE(DecodeRans(StreamWithTable(1, {{5, 1}, {6, 4095}}), output));
+  EXPECT_FALSE(DecodeRans(StreamWithTable(1, {}), output)) << "no entry";
+  EXPECT_FALSE(DecodeRans(StreamWithTable(1, {{6, 2048}, {5, 2048}}), output)) << "descending";
+  EXPECT_FALSE(DecodeRans(StreamWithTable(1, {{5, 2048}, {5, 2048}}), output)) << "repeated";
+  EXPECT_FALSE(DecodeRans(StreamWithTable(1, {{5, 0}, {6, 4096}}), output)) << "zero frequency";
+  EXPECT_FALSE(DecodeRans(StreamWithTable(1, {{5, 4095}}), output)) << "sum too small";
+  EXPECT_FALSE(DecodeRans(StreamWithTable(1, {{5, 4096}, {6, 1}}), output)) << "sum too large";
+  EXPECT_FALSE(DecodeRans(StreamWithTable(1, {{5, 65535}, {6, 4097}}), output)) << "sum wraps";
   std::vector<std::pair<uint8_t, uint16_t>> entries;
   for (int s = 0; s < 256; ++s) entries.emplace_back(static_cast<uint8_t>(s), uint16_t{16});
-  EXPECT_TRUE(Decode(StreamWithTable(1, entries), output));
+  EXPECT_TRUE(DecodeRans(StreamWithTable(1, entries), output));
   entries.emplace_back(uint8_t{255}, uint16_t{16});
-  EXPECT_FALSE(Decode(StreamWithTable(1, entries), output)) << "257 entries";
+  EXPECT_FALSE(DecodeRans(StreamWithTable(1, entries), output)) << "257 entries";
 }
 
 // The last entry's last byte, and the state's, may be the stream's.
@@ -162,7 +162,7 @@ TEST(RansDecodeBytes, RefusesEveryCutThroughHeadTableOrState) {
   Bytes output(input.size());
   for (size_t size = 0; size < 6 + 3 * 3 + 4; ++size) {
     EXPECT_FALSE(
-        Decode(Bytes(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(size)), output))
+        DecodeRans(Bytes(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(size)), output))
         << size;
   }
 }
@@ -174,7 +174,7 @@ TEST(RansDecodeBytes, MissingRenormalisationBytesStillGiveAllValues) {
     for (size_t size = head; size <= stream.size(); ++size) {
       const Bytes cut(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(size));
       Bytes output(input.size());
-      ASSERT_TRUE(Decode(cut, output)) << name << " cut to " << size;
+      ASSERT_TRUE(DecodeRans(cut, output)) << name << " cut to " << size;
       ASSERT_TRUE(output == naive::RansDecode(cut)) << name << " cut to " << size;
     }
   }
@@ -191,7 +191,7 @@ TEST(RansDecodeBytes, AnyFirstStateDecodesAsDefined) {
     // Zero bytes do not lift a state of zero, so refilling may eat many of them.
     for (size_t i = head + 4; i < head + 40; ++i) changed[i] = 0;
     Bytes output(input.size());
-    ASSERT_TRUE(Decode(changed, output)) << state;
+    ASSERT_TRUE(DecodeRans(changed, output)) << state;
     EXPECT_EQ(output, naive::RansDecode(changed)) << state;
 
     RansStreamReader reader;

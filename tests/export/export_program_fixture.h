@@ -24,7 +24,7 @@ using test::PictureCoder;
 using test::Record;
 using test::Repeat;
 
-struct ProgramRun {
+struct ExportRun {
   int exit_code = -1;
   std::vector<uint8_t> output;
   std::string errors;
@@ -66,8 +66,8 @@ class ExportProgramTest : public testing::Test {
   std::string Input() const { return (folder_ / "in.qolm").string(); }
   std::string Output(const std::string& name) const { return (folder_ / name).string(); }
 
-  static ProgramRun Run(const std::vector<std::string>& arguments,
-                        test::OutputEnd end = test::OutputEnd::kCaptured) {
+  static ExportRun Run(const std::vector<std::string>& arguments,
+                       test::OutputEnd end = test::OutputEnd::kCaptured) {
     test::ProgramRun run(
         QOLM_EXPORT_PROGRAM, arguments, [] {}, end);
     run.Wait();
@@ -106,7 +106,7 @@ class ExportProgramTest : public testing::Test {
   }
 
   void ExpectFailure(const std::vector<std::string>& arguments, const std::string& error_line) {
-    const ProgramRun run = Run(arguments);
+    const ExportRun run = Run(arguments);
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_EQ(run.errors, "[-] Error: " + error_line + "\n");
     EXPECT_TRUE(run.output.empty());

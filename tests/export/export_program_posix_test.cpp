@@ -67,7 +67,7 @@ TEST_F(ExportProgramTest, AUsageThatIsLostIsAFailure) {
 }
 
 TEST_F(ExportProgramTest, TerminalTakesNoPictures) {
-  const ProgramRun run = Run({Input(), "-", "--y4m"}, test::OutputEnd::kTerminal);
+  const ExportRun run = Run({Input(), "-", "--y4m"}, test::OutputEnd::kTerminal);
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_EQ(run.errors, "[-] Error: standard output is a terminal, it takes no pictures\n");
 }

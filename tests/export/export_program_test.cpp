@@ -15,7 +15,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 TEST_F(ExportProgramTest, Y4mHoldsThePlanesOfEveryFrame) {
-  const ProgramRun run = Run({Input(), Output("out.y4m")});
+  const ExportRun run = Run({Input(), Output("out.y4m")});
   EXPECT_EQ(run.exit_code, 0);
   EXPECT_EQ(run.errors, "[+] Wrote " + Output("out.y4m") + ": 8 frames, 21x14\n");
   EXPECT_TRUE(run.output.empty());
@@ -47,7 +47,7 @@ TEST_F(ExportProgramTest, FramesComeAsTheyAreShownAndNotAsTheyAreStored) {
 }
 
 TEST_F(ExportProgramTest, StandardOutputCarriesTheSameBytes) {
-  const ProgramRun run = Run({Input(), "-", "--y4m"});
+  const ExportRun run = Run({Input(), "-", "--y4m"});
   EXPECT_EQ(run.exit_code, 0);
   EXPECT_EQ(run.errors, "");
   EXPECT_EQ(run.output, ExpectedY4m(8));
@@ -57,13 +57,13 @@ TEST_F(ExportProgramTest, UnknownFrameRateIsWrittenAsUnknown) {
   FileHeader header = header_;
   header.fps_den = 0;
   Write(header);
-  const ProgramRun run = Run({Input(), "-", "--y4m"});
+  const ExportRun run = Run({Input(), "-", "--y4m"});
   EXPECT_THAT(std::string(run.output.begin(), run.output.end()),
               StartsWith("YUV4MPEG2 W21 H14 F0:0 "));
 }
 
 TEST_F(ExportProgramTest, ClosedPipeEndsQuietly) {
-  const ProgramRun run = Run({Input(), "-", "--y4m"}, test::OutputEnd::kClosedPipe);
+  const ExportRun run = Run({Input(), "-", "--y4m"}, test::OutputEnd::kClosedPipe);
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_EQ(run.errors, "");
 }
@@ -78,7 +78,7 @@ TEST_F(ExportProgramTest, WithoutStandardStreamsTheOutputIsWhole) {
 
 TEST_F(ExportProgramTest, PngOfEveryFrameEqualsThePackedFrame) {
   for (size_t number = 0; number < planes_.size(); ++number) {
-    const ProgramRun run = Run({Input(), Output("out.png"), "--frame", std::to_string(number)});
+    const ExportRun run = Run({Input(), Output("out.png"), "--frame", std::to_string(number)});
     ASSERT_EQ(run.exit_code, 0) << run.errors;
     EXPECT_EQ(run.errors,
               "[+] Wrote " + Output("out.png") + ": frame " + std::to_string(number) + ", 21x14\n");
@@ -118,7 +118,7 @@ TEST_F(ExportProgramTest, TimeNeedsAFrameRate) {
 }
 
 TEST_F(ExportProgramTest, ContactSheetHoldsItsFrames) {
-  const ProgramRun run = Run({Input(), Output("sheet.png"), "--sheet", "2x2"});
+  const ExportRun run = Run({Input(), Output("sheet.png"), "--sheet", "2x2"});
   ASSERT_EQ(run.exit_code, 0) << run.errors;
   EXPECT_EQ(run.errors, "[+] Wrote " + Output("sheet.png") + ": sheet of 4 frames, 54x40\n");
   ContactSheet expected({2, 2}, kWidth, kHeight);
@@ -127,7 +127,7 @@ TEST_F(ExportProgramTest, ContactSheetHoldsItsFrames) {
 }
 
 TEST_F(ExportProgramTest, ContactSheetOfMoreTilesThanFrames) {
-  const ProgramRun run = Run({Input(), Output("sheet.png"), "--sheet", "5x2"});
+  const ExportRun run = Run({Input(), Output("sheet.png"), "--sheet", "5x2"});
   ASSERT_EQ(run.exit_code, 0) << run.errors;
   EXPECT_THAT(run.errors, HasSubstr("sheet of 8 frames"));
 }
@@ -142,7 +142,7 @@ TEST_F(ExportProgramTest, InputsThatAreNone) {
   ExpectFailure({Output("none.qolm"), Output("x.y4m")},
                 Output("none.qolm") + ": No such file or directory");
   test::WriteBytes(Output("text.qolm"), std::vector<uint8_t>(100, 'a'));
-  const ProgramRun run = Run({Output("text.qolm"), Output("x.y4m")});
+  const ExportRun run = Run({Output("text.qolm"), Output("x.y4m")});
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_THAT(run.errors, StartsWith("[-] Error: " + Output("text.qolm") + ": "));
   EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1);
@@ -255,7 +255,7 @@ TEST_F(ExportProgramTest, OutputThatAnotherRunIsWritingIsLeftToIt) {
 TEST_F(ExportProgramTest, DamagedRecordKeepsTheFramesBeforeIt) {
   records_[4].payload.resize(9);
   Write(header_);
-  const ProgramRun run = Run({Input(), Output("out.y4m")});
+  const ExportRun run = Run({Input(), Output("out.y4m")});
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_EQ(run.errors, "[-] Error: " + Input() +
                             ": damaged record behind 6 frames of 8; saved in " + Output("out.y4m") +
@@ -268,7 +268,7 @@ TEST_F(ExportProgramTest, DamagedRecordKeepsTheFramesBeforeIt) {
 TEST_F(ExportProgramTest, DamagedSheetShowsWhatDecodes) {
   records_[1].payload.resize(9);
   Write(header_);
-  const ProgramRun run = Run({Input(), Output("sheet.png"), "--sheet", "8x1"});
+  const ExportRun run = Run({Input(), Output("sheet.png"), "--sheet", "8x1"});
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_EQ(run.errors, "[-] Error: " + Input() +
                             ": damaged record behind 1 frame of 8; saved in " +
@@ -280,7 +280,7 @@ TEST_F(ExportProgramTest, CutFileSaysSo) {
   // Keep the head and the first record, cut inside the second.
   bytes.resize(48 + 8 + records_[0].payload.size() + 12);
   test::WriteBytes(Input(), bytes);
-  const ProgramRun run = Run({Input(), "-", "--y4m"});
+  const ExportRun run = Run({Input(), "-", "--y4m"});
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_EQ(run.errors, "[-] Error: " + Input() + ": the file ends after 1 frame of 8\n");
   EXPECT_EQ(run.output, ExpectedY4m(1));
@@ -290,7 +290,7 @@ TEST_F(ExportProgramTest, UnfinishedFileSaysSo) {
   FileHeader header = header_;
   header.frame_count = 0;
   Write(header);
-  const ProgramRun run = Run({Input(), "-", "--y4m"});
+  const ExportRun run = Run({Input(), "-", "--y4m"});
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_EQ(run.errors,
             "[-] Error: " + Input() + ": the file was never finished, it ends after 8 frames\n");
@@ -315,7 +315,7 @@ TEST_F(ExportProgramTest, PictureThatChangesItsSizeEndsTheY4m) {
   PictureCoder coder(header_.flags, 60);
   records_[4] = coder.Key(MovingPicture(10, 10, 0));
   Write(header_);
-  const ProgramRun run = Run({Input(), "-", "--y4m"});
+  const ExportRun run = Run({Input(), "-", "--y4m"});
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_EQ(run.errors, "[-] Error: " + Input() +
                             ": the picture size changes at frame 6, which Y4M cannot show\n");
@@ -324,7 +324,7 @@ TEST_F(ExportProgramTest, PictureThatChangesItsSizeEndsTheY4m) {
 
 TEST_F(ExportProgramTest, UsageOnRequestAndOnMisuse) {
   for (const std::string word : {"--help", "-h", "help", "--version"}) {
-    const ProgramRun run = Run({word});
+    const ExportRun run = Run({word});
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_EQ(run.errors, "");
     const std::string text(run.output.begin(), run.output.end());
@@ -336,7 +336,7 @@ TEST_F(ExportProgramTest, UsageOnRequestAndOnMisuse) {
                                                     {"a", "b.png", "--what"},
                                                     {"a", "b.png", "--frame", "-1"},
                                                     {"a", "b.png", "--time", "0,5"}}) {
-    const ProgramRun run = Run(arguments);
+    const ExportRun run = Run(arguments);
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_THAT(run.errors, testing::MatchesRegex("\\[-\\] Error: .*; see qolm2_export --help\n"));
     EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1);

@@ -18,13 +18,13 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr uint64_t kMoments = 50;
-constexpr int kFrames = 20;
+constexpr int kRunFrames = 20;
 
 class EndedRuns : public ProgramCaseTest {
  protected:
   // The output outgrows the writer's buffer, and short writes spread it over many calls.
   void SetUp() override {
-    MakeSource({.frames = kFrames, .noise = 100});
+    MakeSource({.frames = kRunFrames, .noise = 100});
     if (!GetParam().exports) options_ = {"--quality", "100"};
     // Key frames are the quickest way to many bytes.
     const bool any_kind_will_do = !GetParam().exports && GetParam().name != kBidirectional.name;
@@ -103,7 +103,7 @@ class KilledRuns : public EndedRuns {
     const uint64_t bytes = fs::file_size(Part());
     if (bytes < container::kFileHeaderBytes) return;
     const uint64_t frames = FramesWithin(bytes);
-    if (frames == 0 || frames == kFrames) return;  // no frame yet, or perhaps the index as well
+    if (frames == 0 || frames == kRunFrames) return;  // no frame yet, or perhaps the index as well
     ++readable_parts_;
     // Without a reserved index in front, info finds what the unfinished file holds.
     const bool has_front_index = GetParam().options.empty();

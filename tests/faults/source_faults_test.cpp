@@ -23,12 +23,12 @@ struct Form {
   const char* sound_codec;
 };
 
-constexpr int kFrames = 20;
+constexpr int kSourceFrames = 20;
 
 class SourceFaults : public testing::TestWithParam<Form> {
  protected:
   void SetUp() override {
-    Clip clip{.width = 96, .height = 64, .frames = kFrames};
+    Clip clip{.width = 96, .height = 64, .frames = kSourceFrames};
     clip.picture_codec = GetParam().picture_codec;
     clip.sound_codec = GetParam().sound_codec;
     clip.Write(source_);
@@ -83,7 +83,7 @@ class SourceFaults : public testing::TestWithParam<Form> {
     const bool told_of_sound =
         said("the sound could not be read to its end (Input/output error)") ||
         said("no sound could be read");
-    EXPECT_TRUE(told || (frames_ == kFrames && told_of_sound)) << run.out;
+    EXPECT_TRUE(told || (frames_ == kSourceFrames && told_of_sound)) << run.out;
   }
 
   const TemporaryFolder folder_;

@@ -14,32 +14,34 @@
 namespace qolm::media::ffmpeg {
 namespace {
 
-constexpr Ratio kMilliseconds = {1, 1000};
-const FileClock kPlainClock(false, std::nullopt);
+constexpr Ratio kMillisecondTicks = {1, 1000};
+const FileClock kContinuousClock(false, std::nullopt);
 
 std::optional<Ratio> Choose(std::vector<int64_t> timestamps, Ratio time_base, Ratio average,
                             Ratio lowest_exact) {
-  return ChooseConstantRate({time_base, std::move(timestamps), average, lowest_exact}, kPlainClock);
+  return ChooseConstantRate({time_base, std::move(timestamps), average, lowest_exact},
+                            kContinuousClock);
 }
 
 TEST(ChooseConstantRate, KeepsTheDeclaredRateOfAConstantStream) {
   for (const Ratio rate :
        {Ratio{24000, 1001}, Ratio{24, 1}, Ratio{25, 1}, Ratio{25, 2}, Ratio{30000, 1001},
         Ratio{30, 1}, Ratio{50, 1}, Ratio{60000, 1001}, Ratio{15, 1}, Ratio{100, 3}, Ratio{1, 5}}) {
-    EXPECT_EQ(Choose(Timestamps(rate, kMilliseconds, 500, 0, 40), kMilliseconds, rate, {0, 0}),
-              rate);
+    EXPECT_EQ(
+        Choose(Timestamps(rate, kMillisecondTicks, 500, 0, 40), kMillisecondTicks, rate, {0, 0}),
+        rate);
   }
 }
 
 TEST(ChooseConstantRate, TakesTheCommonRateThatARoundedOneMeans) {
-  const auto timestamps = Timestamps({30000, 1001}, kMilliseconds, 3000, 0, 0);
-  EXPECT_EQ(Choose(timestamps, kMilliseconds, {2997, 100}, {0, 0}), (Ratio{30000, 1001}));
-  EXPECT_EQ(Choose(timestamps, kMilliseconds, {0, 0}, {0, 0}), (Ratio{30000, 1001}));
+  const auto timestamps = Timestamps({30000, 1001}, kMillisecondTicks, 3000, 0, 0);
+  EXPECT_EQ(Choose(timestamps, kMillisecondTicks, {2997, 100}, {0, 0}), (Ratio{30000, 1001}));
+  EXPECT_EQ(Choose(timestamps, kMillisecondTicks, {0, 0}, {0, 0}), (Ratio{30000, 1001}));
 }
 
 TEST(ChooseConstantRate, DistrustsADeclaredRateThatDoesNotFit) {
-  const auto timestamps = Timestamps({25, 1}, kMilliseconds, 1000, 0, 0);
-  EXPECT_EQ(Choose(timestamps, kMilliseconds, {90000, 1}, {50, 1}), (Ratio{25, 1}));
+  const auto timestamps = Timestamps({25, 1}, kMillisecondTicks, 1000, 0, 0);
+  EXPECT_EQ(Choose(timestamps, kMillisecondTicks, {90000, 1}, {50, 1}), (Ratio{25, 1}));
 }
 
 TEST(ChooseConstantRate, AVariableStreamGetsItsTypicalRate) {
@@ -57,7 +59,7 @@ TEST(ChooseConstantRate, SparsePicturesTakeTheRateOfTheirTicks) {
                                     {Ratio{30000, 1001}, Ratio{30000, 1001}},
                                     {Ratio{60, 1}, Ratio{60, 1}}}) {
     const Ratio own_clock = {ticks.denominator, ticks.numerator};
-    for (const Ratio time_base : {kMilliseconds, Ratio{1, 90000}, own_clock}) {
+    for (const Ratio time_base : {kMillisecondTicks, Ratio{1, 90000}, own_clock}) {
       const auto all = Timestamps(ticks, time_base, 2000, 0, 0);
       std::vector<int64_t> timestamps;
       for (size_t i = 0; i < all.size(); i += 7 + i * i % 5) timestamps.push_back(all[i]);
@@ -68,8 +70,8 @@ TEST(ChooseConstantRate, SparsePicturesTakeTheRateOfTheirTicks) {
   // The container's own rate comes before a lower one.
   std::vector<int64_t> timestamps;
   for (int i = 0; i < 100; ++i) timestamps.push_back(i * 200 + i / 7 * 400);
-  EXPECT_EQ(Choose(timestamps, kMilliseconds, {25, 1}, {0, 0}), (Ratio{25, 1}));
-  EXPECT_EQ(Choose(timestamps, kMilliseconds, {0, 0}, {0, 0}), (Ratio{5, 1}));
+  EXPECT_EQ(Choose(timestamps, kMillisecondTicks, {25, 1}, {0, 0}), (Ratio{25, 1}));
+  EXPECT_EQ(Choose(timestamps, kMillisecondTicks, {0, 0}, {0, 0}), (Ratio{5, 1}));
 }
 
 TEST(ChooseConstantRate, TimestampsThatComeTwiceDoNotDoubleTheRate) {
@@ -105,20 +107,20 @@ TEST(ChooseConstantRate, AFastStreamKeepsAllItsPictures) {
 }
 
 TEST(ChooseConstantRate, AnUnlikelyDeclaredRateNeedsTheTimestampsToConfirmIt) {
-  EXPECT_EQ(Choose({0}, kMilliseconds, {90'000, 1}, {25, 1}), (Ratio{25, 1}));
-  EXPECT_EQ(Choose({0, 40, 80}, kMilliseconds, {90'000, 1}, {0, 0}), (Ratio{25, 1}));
+  EXPECT_EQ(Choose({0}, kMillisecondTicks, {90'000, 1}, {25, 1}), (Ratio{25, 1}));
+  EXPECT_EQ(Choose({0, 40, 80}, kMillisecondTicks, {90'000, 1}, {0, 0}), (Ratio{25, 1}));
 }
 
 TEST(ChooseConstantRate, JoinedRecordingsKeepTheirRate) {
   for (const Ratio rate : {Ratio{25, 1}, Ratio{30000, 1001}}) {
-    std::vector<int64_t> timestamps = Timestamps(rate, kMilliseconds, 100, 0, 1400);
+    std::vector<int64_t> timestamps = Timestamps(rate, kMillisecondTicks, 100, 0, 1400);
     for (int i = 0; i < 2; ++i) {
-      const auto next = Timestamps(rate, kMilliseconds, 100, 0, 1400 - i * 700);
+      const auto next = Timestamps(rate, kMillisecondTicks, 100, 0, 1400 - i * 700);
       timestamps.insert(timestamps.end(), next.begin(), next.end());
     }
-    EXPECT_EQ(Choose(timestamps, kMilliseconds, rate, {0, 0}), rate);
-    EXPECT_EQ(Choose(timestamps, kMilliseconds, {0, 0}, {0, 0}), rate);
-    EXPECT_EQ(Choose(timestamps, kMilliseconds, {rate.numerator * 2, rate.denominator}, {0, 0}),
+    EXPECT_EQ(Choose(timestamps, kMillisecondTicks, rate, {0, 0}), rate);
+    EXPECT_EQ(Choose(timestamps, kMillisecondTicks, {0, 0}, {0, 0}), rate);
+    EXPECT_EQ(Choose(timestamps, kMillisecondTicks, {rate.numerator * 2, rate.denominator}, {0, 0}),
               rate);
   }
 }
@@ -130,14 +132,14 @@ TEST(ChooseConstantRate, ShortBurstsTakeTheRateThatTheContainerDeclares) {
     for (int second = 0; second < 10; ++second) {
       for (const int offset : {0, 33, 67}) timestamps.push_back(second * 1000 + offset);
     }
-    EXPECT_EQ(Choose(timestamps, kMilliseconds, declared, {0, 0}), declared);
+    EXPECT_EQ(Choose(timestamps, kMillisecondTicks, declared, {0, 0}), declared);
   }
 }
 
 TEST(ChooseConstantRate, WithoutAnyHintThereIsNone) {
-  EXPECT_EQ(Choose({}, kMilliseconds, {0, 0}, {0, 1}), std::nullopt);
-  EXPECT_EQ(Choose({5}, kMilliseconds, {0, 0}, {0, 0}), std::nullopt);
-  EXPECT_EQ(Choose({}, kMilliseconds, {25, 1}, {0, 0}), (Ratio{25, 1}));
+  EXPECT_EQ(Choose({}, kMillisecondTicks, {0, 0}, {0, 1}), std::nullopt);
+  EXPECT_EQ(Choose({5}, kMillisecondTicks, {0, 0}, {0, 0}), std::nullopt);
+  EXPECT_EQ(Choose({}, kMillisecondTicks, {25, 1}, {0, 0}), (Ratio{25, 1}));
 }
 
 }  // namespace

@@ -12,10 +12,10 @@ extern "C" {
 namespace qolm::media::ffmpeg {
 namespace {
 
-constexpr Ratio kMilliseconds = {1, 1000};
+constexpr Ratio kMillisecondClock = {1, 1000};
 
 TEST(Numbers, ATimeBaseIsAlwaysAClock) {
-  EXPECT_EQ(TimeBaseOf({1, 1000}), kMilliseconds);
+  EXPECT_EQ(TimeBaseOf({1, 1000}), kMillisecondClock);
   EXPECT_EQ(TimeBaseOf({3600, 1}), (Ratio{3600, 1}));
   for (const AVRational wrong : {AVRational{0, 1}, {1, 0}, {0, 0}, {-1, 25}, {1, -25}, {3601, 1}}) {
     EXPECT_EQ(TimeBaseOf(wrong), (Ratio{1, 1'000'000})) << wrong.num << "/" << wrong.den;
@@ -30,15 +30,15 @@ TEST(Numbers, ARateIsPositiveOrUnknown) {
 }
 
 TEST(Numbers, TimestampsStayWhereSumsCanHoldThem) {
-  EXPECT_EQ(TimestampOf(-5, kMilliseconds), -5);
-  EXPECT_EQ(TimestampOf(1'000'000'000'000'000, kMilliseconds), 1'000'000'000'000'000);
-  EXPECT_EQ(TimestampOf(1'000'000'000'000'001, kMilliseconds), std::nullopt);
-  EXPECT_EQ(TimestampOf(-1'000'000'000'000'001, kMilliseconds), std::nullopt);
+  EXPECT_EQ(TimestampOf(-5, kMillisecondClock), -5);
+  EXPECT_EQ(TimestampOf(1'000'000'000'000'000, kMillisecondClock), 1'000'000'000'000'000);
+  EXPECT_EQ(TimestampOf(1'000'000'000'000'001, kMillisecondClock), std::nullopt);
+  EXPECT_EQ(TimestampOf(-1'000'000'000'000'001, kMillisecondClock), std::nullopt);
   EXPECT_EQ(TimestampOf(AV_NOPTS_VALUE, {1, INT32_MAX}), std::nullopt);
 }
 
 TEST(Numbers, ADurationIsPositiveAndNoLongerThanAMonth) {
-  EXPECT_EQ(DurationOf(2500, kMilliseconds), 2.5);
+  EXPECT_EQ(DurationOf(2500, kMillisecondClock), 2.5);
   EXPECT_EQ(DurationOf(31 * 24 * 3600, {1, 1}), 31.0 * 24 * 3600);
   for (const int64_t wrong :
        {int64_t{0}, int64_t{-1}, int64_t{31 * 24 * 3600 + 1}, INT64_MAX, int64_t{AV_NOPTS_VALUE}}) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <random>
 #include <vector>
 
@@ -75,6 +76,13 @@ inline video::YuvPlanes TexturedPicture(uint32_t width, uint32_t height, uint32_
     }
   }
   return planes;
+}
+
+// Over two planes of one size.
+inline double MeanAbsoluteError(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
+  double sum = 0.0;
+  for (size_t i = 0; i < a.size(); ++i) sum += std::abs(a[i] - b[i]);
+  return sum / static_cast<double>(a.size());
 }
 
 // Random bytes, all black, all white, and blocks that alternate between both.

@@ -233,12 +233,6 @@ TEST(BidirectionalFrame, CostsLessThanAPredictedFrameInAPan) {
   EXPECT_LT(bidirectional, EncodeInterFrame(pan(4), {}, reference).size());
 }
 
-double MeanAbsoluteError(const Bytes& a, const Bytes& b) {
-  double sum = 0.0;
-  for (size_t i = 0; i < a.size(); ++i) sum += std::abs(a[i] - b[i]);
-  return sum / static_cast<double>(a.size());
-}
-
 TEST(BidirectionalFrame, TheDecodedPictureFollowsTheSource) {
   // Half of the scene moves, half is new in one anchor: every mode occurs, and a
   // decoder that took another vector than the encoder would be far off.
@@ -272,9 +266,9 @@ TEST(BidirectionalFrame, TheDecodedPictureFollowsTheSource) {
     ASSERT_TRUE(DecodeBidirectionalFrame(payload, prediction, false, past, future, decoded));
     // The steps go up to 26.1 (luma) and 48.4 (chroma), so the errors' spread is
     // at most 7.6 and 14.
-    EXPECT_LT(MeanAbsoluteError(decoded.y, source.y), 7.6);
-    EXPECT_LT(MeanAbsoluteError(decoded.cb, source.cb), 14.0);
-    EXPECT_LT(MeanAbsoluteError(decoded.cr, source.cr), 14.0);
+    EXPECT_LT(test::MeanAbsoluteError(decoded.y, source.y), 7.6);
+    EXPECT_LT(test::MeanAbsoluteError(decoded.cb, source.cb), 14.0);
+    EXPECT_LT(test::MeanAbsoluteError(decoded.cr, source.cr), 14.0);
   }
 }
 

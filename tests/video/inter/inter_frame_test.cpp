@@ -165,21 +165,15 @@ TEST(InterFrame, TheReferenceIsWhatTheFormulasMakeOfThePayload) {
   }
 }
 
-double MeanAbsoluteError(const Bytes& a, const Bytes& b) {
-  double sum = 0.0;
-  for (size_t i = 0; i < a.size(); ++i) sum += std::abs(a[i] - b[i]);
-  return sum / static_cast<double>(a.size());
-}
-
 TEST(InterFrame, ThePictureFollowsTheSource) {
   YuvPlanes reference = MovingPicture(130, 70, 0);
   const YuvPlanes cut = test::TexturedPicture(130, 70, 9, 2);
   EncodeInterFrame(cut, {.quality = 100, .deblocking = false}, reference);
   // The steps go up to 19.2 (luma) and 35.6 (chroma), so the errors' spread is at
   // most 5.6 and 10.3.
-  EXPECT_LT(MeanAbsoluteError(reference.y, cut.y), 5.6);
-  EXPECT_LT(MeanAbsoluteError(reference.cb, cut.cb), 10.3);
-  EXPECT_LT(MeanAbsoluteError(reference.cr, cut.cr), 10.3);
+  EXPECT_LT(test::MeanAbsoluteError(reference.y, cut.y), 5.6);
+  EXPECT_LT(test::MeanAbsoluteError(reference.cb, cut.cb), 10.3);
+  EXPECT_LT(test::MeanAbsoluteError(reference.cr, cut.cr), 10.3);
 }
 
 TEST(InterFrame, MotionCostsLessThanNewContent) {
