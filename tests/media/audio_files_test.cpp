@@ -383,6 +383,13 @@ TEST_F(AudioFilesTest, OtherRatesAreResampledToTheExactLength) {
   }
 }
 
+TEST_F(AudioFilesTest, TheHighestRateIsReadAsItIs) {
+  SoundClip clip;
+  clip.rate = 768000;
+  clip.samples = 20000;
+  EXPECT_EQ(Read(Write("highest.wav", clip), 1, 768000).samples, NumberedSamples(0, 20000));
+}
+
 // The filter of a resampler holds sound back and rounds up what it gives in the end.
 TEST_F(AudioFilesTest, ResampledSoundIsNeverLongerThanItsSource) {
   for (const int from : {8000, 11025, 22050, 44100, 48000, 96000}) {

@@ -200,6 +200,22 @@ TEST_F(FragmentedFilesTest, WhatLiesBehindADamagedFragmentIsMissing) {
   }
 }
 
+// It goes on at the next cluster; without damage such a hole is a picture that stands.
+TEST_F(IncompleteFilesTest, PicturesThatTheDemuxerPassesOverAreDamaged) {
+  ClipOptions options = OptionsOf(kKinds.front());
+  const Bytes whole = Written("a.mkv", options);
+  Bytes damaged = whole;
+  Overwrite(damaged, whole.size() / 2, whole.size() / 20);
+  EXPECT_EQ(Read("b.mkv", damaged), 100);
+  EXPECT_GE(source_.losses().damaged, 5);
+  EXPECT_LE(source_.losses().damaged, 16);
+
+  options.time_base = {1, 25};
+  for (int i = 0; i < 100; ++i) options.timestamps.push_back(i < 50 ? i : i + 8);
+  EXPECT_EQ(Read("c.mkv", Written("c.mkv", options)), 108);
+  EXPECT_EQ(source_.losses().damaged, 0);
+}
+
 // Nothing but the structure of the file tells such a picture from a lost end.
 TEST_F(IncompleteFilesTest, APictureHeldForLongIsToldFromALostEnd) {
   ClipOptions options = OptionsOf(kKinds.front());

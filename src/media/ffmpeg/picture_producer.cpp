@@ -128,10 +128,14 @@ Frame PictureProducer::TakeFrame() {
   return frame_behind_ != nullptr ? std::move(frame_behind_) : NextFrame();
 }
 
+int64_t PictureProducer::DamagedPictures() const {
+  return decoder_->damaged_pictures() + unconverted_ + timing_.lost_pictures;
+}
+
 TimedPicture PictureProducer::Deliver(std::shared_ptr<const Picture> picture) {
   const int64_t timestamp =
       av_rescale(slot_++, rate().denominator * kTimestampsPerSecond, rate().numerator);
-  losses_.damaged = decoder_->damaged_pictures() + unconverted_;
+  losses_.damaged = DamagedPictures();
   return {std::move(picture), timestamp, losses_};
 }
 
@@ -166,7 +170,7 @@ std::optional<TimedPicture> PictureProducer::Next() {
     Frame frame = TakeFrame();
     if (frame == nullptr) {
       ended_ = true;
-      losses_.damaged = decoder_->damaged_pictures() + unconverted_;
+      losses_.damaged = DamagedPictures();
       if (last_picture_ != nullptr) repeats_left_ = timeline_->RepeatsAtEnd(last_duration_);
       continue;
     }

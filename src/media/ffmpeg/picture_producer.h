@@ -62,6 +62,7 @@ class PictureProducer {
   std::shared_ptr<const Picture> PictureOf(std::shared_ptr<const AVFrame> frame);
   std::optional<int64_t> TimeOf(const AVFrame* frame) const;
   Ratio rate() const;
+  int64_t DamagedPictures() const;
 
   std::unique_ptr<Decoder> decoder_;
   StreamTiming timing_;

@@ -27,6 +27,8 @@ constexpr int64_t kScannedPackets = 1'000'000;
 constexpr double kRoundedShare = 0.05;
 constexpr double kMostRounded = 2;  // seconds
 constexpr double kFewestMissingFrames = 2;
+constexpr double kHole = 1.5;             // slots from one picture to the next
+constexpr double kFewHoles = 0.1;         // of all pictures, where the rate is constant
 constexpr double kRoundedFileLength = 1;  // seconds, of what no single stream declares
 
 struct PacketTimes {
@@ -163,8 +165,14 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
 
   if (packets.complete && all_timed) {
     FrameTimeline timeline(*timing.rate, times.time_base, timing.clock);
+    int64_t pictures_in_holes = 0;
+    int64_t holes = 0;
     for (size_t i = 0; i < times.timestamps.size(); ++i) {
-      timeline.Place(times.timestamps[i], NextTime(times.timestamps, i));
+      const FrameTimeline::Placement placement =
+          timeline.Place(times.timestamps[i], NextTime(times.timestamps, i));
+      if (placement.step < kHole) continue;
+      pictures_in_holes += placement.repeats;
+      ++holes;
     }
     const auto last = std::max_element(times.timestamps.begin(), times.timestamps.end());
     const double start = static_cast<double>(times.timestamps.front()) * times.time_base.value();
@@ -175,7 +183,12 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
     end += DurationOf(packets.last_duration, times.time_base).value_or(0);
     timing.slots = slots;
     int64_t missing = MissingFrames(format, stream, *timing.rate, slots, start, end, timing.clock);
-    if (missing > 0 && ExamineMatroskaSegment(path) == MatroskaSegment::kWhole) missing = 0;
+    if (missing > 0 || holes > 0) {
+      const MatroskaSegment segment = ExamineMatroskaSegment(path);
+      if (segment == MatroskaSegment::kWhole) missing = 0;
+      const bool few = static_cast<double>(holes) <= kFewHoles * static_cast<double>(slots);
+      if (segment == MatroskaSegment::kDamaged && few) timing.lost_pictures = pictures_in_holes;
+    }
     *timing.slots +=
         std::max(missing, MissingInFragments(path, format, stream, *timing.rate, packets, slots));
     return timing;

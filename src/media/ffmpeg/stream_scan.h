@@ -27,6 +27,9 @@ struct StreamTiming {
   // The expected frames come from a length that another stream may have: no more
   // than delivered are missing when that stream reaches it.
   bool slots_of_any_stream = false;
+  // Pictures that the demuxer passes over: in a stream of constant rate the holes in the
+  // timestamps, but only where the file itself is seen to be damaged.
+  int64_t lost_pictures = 0;
 };
 
 // `format` and `stream` are open and probed; `path` is read a second time, and
