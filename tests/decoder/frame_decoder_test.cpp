@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <limits>
+
 #include "support/container_file.h"
 #include "support/moving_picture.h"
 #include "support/temporary_folder.h"
@@ -325,6 +328,46 @@ TEST_F(FrameDecoderTest, KeyFrameMayChangeTheSize) {
     EXPECT_EQ(frame.height, 31);
     EXPECT_EQ(frame.pixels.size(), 9U * 31 * 4);
   }
+}
+
+// Runs of 255 frames up to a key frame near the last number, and one more run.
+TEST_F(FrameDecoderTest, FramesAreCountedUpToTheLargestNumberAndNoFurther) {
+  constexpr int32_t kMost = std::numeric_limits<int32_t>::max();
+  constexpr int32_t kRun = 255;
+  constexpr int32_t kRuns = (kMost - 100) / kRun;
+  constexpr int32_t kKeyFrame = kRuns * kRun;
+  FileHeader header = PlainHeader(8, 8);
+  header.frame_count = 0xFFFFFFFF;
+  PictureCoder coder(header.flags, 60);
+  const Record key_frame = coder.Key(MovingPicture(8, 8, 0));
+  {
+    std::ofstream file(folder_ / "a.qolm", std::ios::binary);
+    const auto put = [&file](const auto& bytes) {
+      file.write(reinterpret_cast<const char*>(bytes.data()),
+                 static_cast<std::streamsize>(bytes.size()));
+    };
+    const auto run = container::EncodeRecordHeader({RecordType::kRepeatRun, kRun, 0, 0});
+    put(container::EncodeFileHeader(header));
+    std::vector<uint8_t> runs;
+    for (int32_t i = 0; i < kRuns; ++i) runs.insert(runs.end(), run.begin(), run.end());
+    put(runs);
+    put(container::EncodeRecordHeader(
+        {RecordType::kKeyFrame, 0, 0, static_cast<uint32_t>(key_frame.payload.size())}));
+    put(key_frame.payload);
+    put(run);
+  }
+  ASSERT_TRUE(reader_.open(folder_ / "a.qolm"));
+  FrameDecoder decoder(reader_, video::PixelOrder::kRgba, 0);
+  ASSERT_TRUE(decoder.seek_to_frame(kKeyFrame));
+  int32_t delivered = 0;
+  while (decoder.next_planes()) ++delivered;
+  EXPECT_EQ(delivered, kMost - kKeyFrame);
+  EXPECT_EQ(decoder.frames_delivered(), kMost);
+  EXPECT_EQ(decoder.stream_end(), StreamEnd::kFramesMissing);
+  EXPECT_TRUE(SamePicture(decoder.planes(), coder.reference()));
+  EXPECT_TRUE(decoder.seek_to_frame(kMost - 1));
+  EXPECT_TRUE(decoder.next_planes());
+  EXPECT_FALSE(decoder.next_planes());
 }
 
 TEST_F(FrameDecoderTest, BothLayoutsAndAnAudioBlockDecodeAlike) {
