@@ -12,6 +12,9 @@
 namespace qolm::audio {
 namespace {
 
+// Between two questions whether to stop.
+constexpr size_t kBatchFrames = size_t{1} << 18;
+
 uint64_t AdpcmByteCount(uint64_t frames, uint32_t channels) {
   return channels == 2 ? frames : (frames + 1) / 2;
 }
@@ -19,7 +22,7 @@ uint64_t AdpcmByteCount(uint64_t frames, uint32_t channels) {
 }  // namespace
 
 bool EncodeAdpcmPayload(std::span<const int16_t> samples, uint32_t sample_rate, uint32_t channels,
-                        std::vector<uint8_t>& payload) {
+                        std::vector<uint8_t>& payload, const std::function<bool()>& stop) {
   payload.clear();
   if (samples.empty() || sample_rate == 0 || channels == 0) return false;
   if (channels > std::numeric_limits<uint16_t>::max()) return false;
@@ -28,20 +31,24 @@ bool EncodeAdpcmPayload(std::span<const int16_t> samples, uint32_t sample_rate, 
 
   const auto frame_count = static_cast<size_t>(frames);
   std::vector<uint8_t> codes(static_cast<size_t>(AdpcmByteCount(frames, channels)));
-  if (channels == 2) {
-    AdpcmState left, right;
-    for (size_t f = 0; f < frame_count; ++f) {
-      const uint8_t low = AdpcmEncodeSample(samples[2 * f], left);
-      const uint8_t high = AdpcmEncodeSample(samples[2 * f + 1], right);
-      codes[f] = static_cast<uint8_t>(low | (high << 4));
-    }
-  } else {
-    AdpcmState state;
-    for (size_t f = 0; f < frame_count; ++f) {
-      const uint8_t code = AdpcmEncodeSample(samples[f], state);
-      codes[f / 2] = static_cast<uint8_t>(codes[f / 2] | (code << (4 * (f % 2))));
+  AdpcmState left, right;
+  for (size_t start = 0; start < frame_count; start += kBatchFrames) {
+    if (stop()) return false;
+    const size_t end = std::min(start + kBatchFrames, frame_count);
+    if (channels == 2) {
+      for (size_t f = start; f < end; ++f) {
+        const uint8_t low = AdpcmEncodeSample(samples[2 * f], left);
+        const uint8_t high = AdpcmEncodeSample(samples[2 * f + 1], right);
+        codes[f] = static_cast<uint8_t>(low | (high << 4));
+      }
+    } else {
+      for (size_t f = start; f < end; ++f) {
+        const uint8_t code = AdpcmEncodeSample(samples[f], left);
+        codes[f / 2] = static_cast<uint8_t>(codes[f / 2] | (code << (4 * (f % 2))));
+      }
     }
   }
+  if (stop()) return false;
 
   const std::vector<uint8_t> stream = entropy::RansEncodeBytes(codes);
   if (stream.size() > std::numeric_limits<uint32_t>::max()) return false;

@@ -17,6 +17,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -27,9 +28,11 @@ namespace qolm::audio {
 inline constexpr size_t kAdpcmHeaderBytes = 18;
 
 // False, and no payload, when a field is 0 or does not fit the header, or when
-// there are no samples. A last incomplete frame is dropped.
-[[nodiscard]] bool EncodeAdpcmPayload(std::span<const int16_t> samples, uint32_t sample_rate,
-                                      uint32_t channels, std::vector<uint8_t>& payload);
+// there are no samples, or once `stop` says true, which is asked again and again
+// meanwhile. A last incomplete frame is dropped.
+[[nodiscard]] bool EncodeAdpcmPayload(
+    std::span<const int16_t> samples, uint32_t sample_rate, uint32_t channels,
+    std::vector<uint8_t>& payload, const std::function<bool()>& stop = [] { return false; });
 
 // Appends the payload's samples; see DecodeAudio.
 [[nodiscard]] bool DecodeAdpcmPayload(std::span<const uint8_t> payload, uint64_t max_values,

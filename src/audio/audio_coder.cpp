@@ -6,14 +6,15 @@
 
 namespace qolm::audio {
 
-bool EncodeAudio(const PcmView& sound, AudioCodingMode mode, std::vector<uint8_t>& payload) {
+bool EncodeAudio(const PcmView& sound, AudioCodingMode mode, std::vector<uint8_t>& payload,
+                 const std::function<bool()>& stop) {
   payload.clear();
   if (mode == AudioCodingMode::kTransform) {
-    return EncodeAudioTransform(sound.samples, sound.sample_rate, sound.channels, payload);
+    return EncodeAudioTransform(sound.samples, sound.sample_rate, sound.channels, payload, stop);
   }
   // This one rate would read as the transform coder's tag.
   if (sound.sample_rate == kTransformTag) return false;
-  return EncodeAdpcmPayload(sound.samples, sound.sample_rate, sound.channels, payload);
+  return EncodeAdpcmPayload(sound.samples, sound.sample_rate, sound.channels, payload, stop);
 }
 
 bool DecodeAudio(std::span<const uint8_t> payload, uint64_t max_values, PcmTrack& track) {

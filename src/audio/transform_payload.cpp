@@ -47,9 +47,10 @@ struct ChannelStreams {
   std::vector<uint8_t> levels;
 };
 
-ChannelStreams EncodeChannel(std::span<const int16_t> samples, uint32_t channels,
-                             size_t coded_channel, const LappedTransform& transform,
-                             size_t frame_count) {
+// False when `stop` said true.
+bool EncodeChannel(std::span<const int16_t> samples, uint32_t channels, size_t coded_channel,
+                   const LappedTransform& transform, size_t frame_count,
+                   const std::function<bool()>& stop, ChannelStreams& streams) {
   const size_t n = transform.frame_length();
   const BandEdges edges = BandEdgesFor(static_cast<uint32_t>(n));
   const float strength = StrengthOf(coded_channel);
@@ -59,6 +60,7 @@ ChannelStreams EncodeChannel(std::span<const int16_t> samples, uint32_t channels
   std::vector<int16_t> piece((batch + 1) * n);
   std::vector<double> coefficients(batch * n);
   for (size_t start = 0; start < frame_count; start += batch) {
+    if (stop()) return false;
     const size_t count = std::min(batch, frame_count - start);
     const auto first_sample = static_cast<int64_t>(start * n) - static_cast<int64_t>(n);
     const std::span<int16_t> input(piece.data(), (count + 1) * n);
@@ -69,7 +71,9 @@ ChannelStreams EncodeChannel(std::span<const int16_t> samples, uint32_t channels
                     scales.data() + (start + f) * kBandCount, levels.data() + (start + f) * n);
     });
   }
-  return {entropy::RansEncodeBytes(scales), entropy::EncodeCoefficients(levels)};
+  if (stop()) return false;
+  streams = {entropy::RansEncodeBytes(scales), entropy::EncodeCoefficients(levels)};
+  return true;
 }
 
 struct TransformHeader {
@@ -266,7 +270,7 @@ uint64_t CostBeside(const TransformHeader& header, uint64_t values) {
 uint32_t FrameLengthFor(uint32_t sample_rate) { return std::max(64u, sample_rate / 50); }
 
 bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate, uint32_t channels,
-                          std::vector<uint8_t>& payload) {
+                          std::vector<uint8_t>& payload, const std::function<bool()>& stop) {
   payload.clear();
   if (samples.empty() || sample_rate == 0) return false;
   if (channels != 1 && channels != 2) return false;
@@ -279,7 +283,9 @@ bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate
   const LappedTransform transform(frame_length);
   ChannelStreams streams[2];
   for (size_t c = 0; c < channels; ++c) {
-    streams[c] = EncodeChannel(samples, channels, c, transform, frame_count);
+    if (!EncodeChannel(samples, channels, c, transform, frame_count, stop, streams[c])) {
+      return false;
+    }
     // Empty when there were more tokens than a stream can count.
     if (streams[c].levels.empty()) return false;
     if (streams[c].levels.size() > std::numeric_limits<uint32_t>::max()) return false;

@@ -25,6 +25,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -46,9 +47,11 @@ uint32_t FrameLengthFor(uint32_t sample_rate);
 // Codes `samples`, channels interleaved; a last incomplete frame of channels is
 // only counted. False, and no payload, when there are no samples or too many,
 // the rate is 0 or above kHighestTransformRate, or the channel count is not 1 or
-// 2. Takes memory for the levels of one channel and their tokens beyond the input.
-[[nodiscard]] bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate,
-                                        uint32_t channels, std::vector<uint8_t>& payload);
+// 2, or `stop` says true, which is asked for every batch of frames. Takes memory for the
+// levels of one channel and their tokens beyond the input.
+[[nodiscard]] bool EncodeAudioTransform(
+    std::span<const int16_t> samples, uint32_t sample_rate, uint32_t channels,
+    std::vector<uint8_t>& payload, const std::function<bool()>& stop = [] { return false; });
 
 // Appends the payload's samples, a batch of frames at a time; see DecodeAudio.
 [[nodiscard]] bool DecodeAudioTransform(std::span<const uint8_t> payload, uint64_t max_values,

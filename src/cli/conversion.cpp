@@ -185,8 +185,11 @@ class Conversion {
         out_ << std::flush;
         status_.Show(texts::CodingAudioStatus(audio_seconds_));
       }
-      const bool opened = session_->open_output(part_file_.path());
+      const bool opened = session_->open_output(part_file_.path(), environment_.interrupted);
       status_.Clear();
+      if (!opened && session_->stream_error() == std::errc::operation_canceled) {
+        return Fail(texts::InterruptedWithNothing(request_.output_path));
+      }
       if (!opened) reason = session_->stream_error().message();
     }
     if (!reason.empty()) return Fail(texts::OutputOpenError(reason, request_.output_path));
@@ -217,12 +220,14 @@ class Conversion {
 
   int Conclude(LoopEnd end) {
     if (end == LoopEnd::kInterrupted && frames_ == 0) {
+      session_->abandon();
       Fail(texts::InterruptedWithNothing(request_.output_path));
       return kFailure;
     }
     if (end != LoopEnd::kWriteFailed) session_->finish();
     const std::chrono::nanoseconds stop = environment_.monotonic_now();
     if (session_->stream_error()) {
+      session_->abandon();
       Fail(texts::WriteError(session_->stream_error().message(), request_.output_path));
       return kFailure;
     }

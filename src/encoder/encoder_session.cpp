@@ -49,20 +49,30 @@ EncoderSession::~EncoderSession() {
 
 void EncoderSession::set_audio(PcmTrack audio) { state_->sound.set_track(std::move(audio)); }
 
-bool EncoderSession::open_output(const std::filesystem::path& path) {
+bool EncoderSession::open_output(const std::filesystem::path& path,
+                                 const std::function<bool()>& stop) {
   finish();
   state_->refusal = Refusal(state_->settings);
   if (state_->refusal) return false;
   if (!state_->writer.open_output(path)) return false;
   state_->reset_for_new_output();
 
-  const std::vector<uint8_t> audio_block = state_->sound.start(state_->settings);
+  bool stopped = false;
+  const std::vector<uint8_t> audio_block = state_->sound.start(state_->settings, [&] {
+    stopped = stopped || stop();
+    return stopped;
+  });
+  if (stopped) {
+    state_->refusal = std::make_error_code(std::errc::operation_canceled);
+    abandon();
+    return false;
+  }
   const container::IndexPlacement placement{
       .fast_start = state_->settings.fast_start && !ExpectsTooManyRecords(state_->settings),
       .expected_frames = ExpectedFrames(state_->settings)};
   const bool head_written = state_->writer.write_head(
       MakeFileHeader(state_->settings, state_->sound.stored()), placement, audio_block);
-  if (!head_written) state_->writer.close();
+  if (!head_written) abandon();
   return head_written;
 }
 
@@ -88,6 +98,8 @@ bool EncoderSession::finish() {
   state_->write_trailer();
   return true;
 }
+
+void EncoderSession::abandon() { state_->writer.close(); }
 
 bool EncoderSession::is_open() const { return state_->writer.is_open(); }
 

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <system_error>
 
@@ -32,7 +33,11 @@ class EncoderSession {
   // False when the file cannot be created or written (a head that could not be
   // written leaves the file behind) or when the settings' width or height is
   // outside 1..16384 (invalid_argument; no file is made). stream_error() says why.
-  [[nodiscard]] bool open_output(const std::filesystem::path& path);
+  // False also once `stop` says true (operation_canceled; a file without content is
+  // left behind). It is asked while the sound is coded, which for a long track takes
+  // seconds.
+  [[nodiscard]] bool open_output(
+      const std::filesystem::path& path, const std::function<bool()>& stop = [] { return false; });
 
   // Takes one source frame, in source order. True when the frame counts (it
   // was written, held or became part of a repeat run); false when the session
@@ -45,6 +50,10 @@ class EncoderSession {
   // failed write or close shows in stream_error(). Throws what coding the
   // pending frame and sound throws; the file is then finished without them.
   bool finish();
+
+  // Closes the output as it is, without what finish would still code and write, for
+  // one that nobody will keep.
+  void abandon();
 
   bool is_open() const;
   int32_t frames_skipped() const;        // frames counted into repeat runs so far

@@ -16,12 +16,13 @@ audio::AudioCodingMode CodingMode(const EncodeSettings& settings) {
 }
 
 // An empty payload where the coder refuses the sound.
-std::vector<uint8_t> Code(const PcmTrack& track, size_t first, size_t values,
-                          const EncodeSettings& settings) {
+std::vector<uint8_t> Code(
+    const PcmTrack& track, size_t first, size_t values, const EncodeSettings& settings,
+    const std::function<bool()>& stop = [] { return false; }) {
   std::vector<uint8_t> payload;
   const audio::PcmView view{track.sample_rate, track.channels,
                             std::span(track.samples).subspan(first, values)};
-  if (!audio::EncodeAudio(view, CodingMode(settings), payload)) payload.clear();
+  if (!audio::EncodeAudio(view, CodingMode(settings), payload, stop)) payload.clear();
   return payload;
 }
 
@@ -45,7 +46,8 @@ uint64_t SoundChunkValues(uint64_t frames, const EncodeSettings& settings, uint3
   return values == 0 ? channels : values;
 }
 
-std::vector<uint8_t> SoundStore::start(const EncodeSettings& settings) {
+std::vector<uint8_t> SoundStore::start(const EncodeSettings& settings,
+                                       const std::function<bool()>& stop) {
   stored_ = {};
   position_ = 0;
   const bool has_sound = settings.audio_present && track_.sample_rate != 0 &&
@@ -57,7 +59,7 @@ std::vector<uint8_t> SoundStore::start(const EncodeSettings& settings) {
       settings.audio_interleave || track_.samples.size() > audio::kMaxPayloadValues;
   if (stored_.interleaved) return {};
 
-  std::vector<uint8_t> block = Code(track_, 0, track_.samples.size(), settings);
+  std::vector<uint8_t> block = Code(track_, 0, track_.samples.size(), settings, stop);
   if (block.size() > max_payload_bytes_) {
     stored_.interleaved = true;
     return {};

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -32,8 +33,10 @@ class SoundStore {
   // Decides how the sound is stored and resets the position. Returns the whole
   // track as one payload, or nothing when the file holds no such block: no
   // sound, sound in pieces as the settings ask, or a track too long for one
-  // payload or one record, which is stored in pieces instead.
-  std::vector<uint8_t> start(const EncodeSettings& settings);
+  // payload or one record, which is stored in pieces instead. Nothing also once
+  // `stop` says true, which is asked again and again while the track is coded.
+  std::vector<uint8_t> start(
+      const EncodeSettings& settings, const std::function<bool()>& stop = [] { return false; });
 
   // The next piece: the sound of `frames` frames, or with `final` all that is
   // left, or the beginning of it where it does not fit one payload. Nothing when

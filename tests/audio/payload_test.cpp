@@ -55,6 +55,35 @@ TEST(TransformPayload, OfSilenceByteForByte) {
   EXPECT_EQ(DecodeTransform(with_size).samples, Samples(100, 0));
 }
 
+// Coding a long track takes seconds, in which the caller may want to stop.
+TEST(AudioCoder, StopsWithinABatchWhenAsked) {
+  constexpr uint32_t kRate = 8000;
+  constexpr size_t kSeconds = 110;
+  for (const AudioCodingMode mode : {AudioCodingMode::kTransform, AudioCodingMode::kAdpcm}) {
+    for (const uint32_t channels : {1U, 2U}) {
+      const Samples samples = test::Noise(kSeconds * kRate * channels, 3000);
+      const PcmView track{kRate, channels, samples};
+      Bytes undisturbed;
+      int questions = 0;
+      ASSERT_TRUE(EncodeAudio(track, mode, undisturbed, [&] {
+        ++questions;
+        return false;
+      }));
+      Bytes payload;
+      ASSERT_TRUE(EncodeAudio(track, mode, payload));
+      EXPECT_EQ(payload, undisturbed);
+
+      EXPECT_GE(questions, 5);  // once in 40 seconds of this rate, or more often
+      for (const int last : {1, questions / 2, questions}) {
+        int asked = 0;
+        EXPECT_FALSE(EncodeAudio(track, mode, payload, [&] { return ++asked == last; })) << last;
+        EXPECT_EQ(asked, last);
+        EXPECT_TRUE(payload.empty());
+      }
+    }
+  }
+}
+
 TEST(TransformPayload, HeaderAndStreamsOfStereo) {
   const Samples samples = test::Interleave(test::Noise(1000, 9000, 1), test::Noise(1000, 9000, 2));
   const Bytes payload = EncodeTransform(samples, 8000, 2);

@@ -58,7 +58,10 @@ class ConversionTest : public testing::Test {
       return true;
     };
     environment.monotonic_now = [this] { return now_; };
-    environment.interrupted = [this] { return interrupted_; };
+    environment.interrupted = [this] {
+      interrupted_ = interrupted_ || ++questions_ == interrupting_question_;
+      return interrupted_;
+    };
     environment.errors_on_terminal = errors_on_terminal_;
     return EncodeVideo({input_, output_, options_}, environment, out_, err_);
   }
@@ -111,6 +114,8 @@ class ConversionTest : public testing::Test {
   int32_t asked_channels_ = 0;
   std::chrono::nanoseconds now_{0};
   bool interrupted_ = false;
+  int questions_ = 0;  // whether to stop, before the answer was yes
+  int interrupting_question_ = 0;
   std::ostringstream out_;
   std::ostringstream err_;
 };

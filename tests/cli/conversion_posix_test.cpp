@@ -43,6 +43,22 @@ TEST_F(ConversionTest, AFailedWriteEndsTheLoop) {
   EXPECT_FALSE(fs::exists(output_));
 }
 
+// A long track takes seconds to code, for a file that is removed at once.
+TEST_F(ConversionTest, NoMoreSoundIsCodedForAFileThatIsNotKept) {
+  options_.settings.audio_interleave = true;
+  sound_ = PcmTrack{8000, 1, std::vector<int16_t>(80'000)};
+  const fs::path watched = directory_ / "watched";
+  script_.before_end = [&] {
+    fs::create_hard_link(Part(), watched);
+    interrupted_ = true;
+  };
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(err_.str(), "[-] Error: Interrupted before the first frame; nothing was written: " +
+                            output_ + "\n");
+  EXPECT_FALSE(fs::exists(Part()));
+  EXPECT_EQ(fs::file_size(watched), 65'596U);  // the head alone
+}
+
 TEST_F(ConversionTest, ASymbolicLinkIsWrittenThrough) {
   script_.frames = 2;
   fs::create_directory(directory_ / "elsewhere");

@@ -433,6 +433,30 @@ TEST_F(ConversionTest, AnInterruptWhileTheSoundIsReadLeavesNothing) {
   }
 }
 
+// The head of the file, with the whole track in it, is written after the coding.
+TEST_F(ConversionTest, AnInterruptWhileTheSoundIsCodedLeavesNothing) {
+  script_.frames = 3;
+  int delivered = 0;
+  script_.before_frame = [&delivered](int) { ++delivered; };
+  sound_ = PcmTrack{8000, 1, std::vector<int16_t>(1'000'000)};
+  for (const uint16_t mode : {uint16_t{1}, uint16_t{2}}) {
+    options_.settings.audio_coding_mode = mode;
+    interrupted_ = false;
+    questions_ = 0;
+    // One between reading and coding, one before the first batch of the coder.
+    during_sound_ = [this] { interrupting_question_ = questions_ + 3; };
+    out_.str("");
+    err_.str("");
+    EXPECT_EQ(Run(), 1);
+    EXPECT_EQ(err_.str(), "[-] Error: Interrupted before the first frame; nothing was written: " +
+                              output_ + "\n");
+    EXPECT_THAT(out_.str(), EndsWith(", 1000000 samples)\n"));
+    EXPECT_EQ(delivered, 0);
+    EXPECT_FALSE(fs::exists(output_));
+    EXPECT_FALSE(fs::exists(Part()));
+  }
+}
+
 TEST_F(ConversionTest, AnInterruptAfterTheLastFrameChangesNothing) {
   script_.frames = 5;
   options_.frame_limit = 5;

@@ -122,6 +122,34 @@ TEST_F(Session, DestroyedSessionLeavesACompleteFile) {
   EXPECT_EQ(reader.index().size(), 2U);
 }
 
+TEST_F(Session, AnAbandonedOutputGetsNothingMore) {
+  EncodeSettings settings = SettingsFor(16, 16);
+  settings.audio_interleave = true;
+  uint64_t written = 0;
+  {
+    EncoderSession session(settings);
+    session.set_audio({8000, 1, std::vector<int16_t>(80'000)});
+    ASSERT_TRUE(session.open_output(path()));
+    ASSERT_TRUE(session.encode_frame(GreyFrame(16, 16, 100)));
+    written = session.bytes_written();
+    session.abandon();
+    EXPECT_FALSE(session.is_open());
+    EXPECT_FALSE(session.encode_frame(GreyFrame(16, 16, 200)));
+  }
+  EXPECT_EQ(ReadBytes(path()).size(), written);
+}
+
+TEST_F(Session, AStoppedOpeningIsNoOpenOutput) {
+  EncoderSession session(SettingsFor(16, 16));
+  session.set_audio({8000, 1, std::vector<int16_t>(80'000)});
+  EXPECT_FALSE(session.open_output(path(), [] { return true; }));
+  EXPECT_EQ(session.stream_error(), std::errc::operation_canceled);
+  EXPECT_FALSE(session.is_open());
+  EXPECT_TRUE(ReadBytes(path()).empty());
+  EXPECT_TRUE(session.open_output(path()));
+  EXPECT_FALSE(session.stream_error());
+}
+
 TEST_F(Session, OpeningAgainFinishesTheFirstFileAndStartsAfresh) {
   // A last picture that the temporal filter would mix into the next file's
   // first one, if it were remembered.

@@ -104,6 +104,19 @@ TEST(SoundStore, OnlyModeTwoIsTheTransform) {
   EXPECT_EQ(LoadLe32(store.start(settings).data()), 0x5355504FU);
 }
 
+TEST(SoundStore, AWholeTrackIsNotCodedOnceItIsNotWanted) {
+  SoundStore store;
+  store.set_track(Ramp(8000, 2, 4000));
+  for (const uint16_t mode : std::initializer_list<uint16_t>{1, 2}) {
+    EncodeSettings settings = AtRate(25, 1);
+    settings.audio_coding_mode = mode;
+    int questions = 0;
+    EXPECT_THAT(store.start(settings, [&] { return ++questions == 2; }), IsEmpty());
+    EXPECT_EQ(questions, 2);
+    EXPECT_FALSE(store.start(settings).empty());
+  }
+}
+
 TEST(SoundStore, NothingIsStoredWithoutSound) {
   SoundStore store;
   EXPECT_THAT(store.start(AtRate(25, 1)), IsEmpty());
