@@ -275,6 +275,27 @@ TEST(Team, WaitsForItsSlowestMember) {
   EXPECT_GT(helped, 0);
 }
 
+// The last of the others may end at any moment of the caller's falling asleep, so it
+// takes a little longer from round to round.
+TEST(Team, EndsThoughTheLastMemberIsDoneAsTheCallerFallsAsleep) {
+  const test::ScopedTeamSize forced(2);
+  const std::thread::id caller = std::this_thread::get_id();
+  for (int round = 0; round < 100'000; ++round) {
+    std::atomic<bool> someone_helps = false;
+    std::atomic<int> spent = 0;
+    ForEachInTeam(2, true, [&](size_t) {
+      if (std::this_thread::get_id() != caller) {
+        someone_helps = true;
+        while (spent < round % 100) ++spent;
+      } else {
+        for (int patience = 1000; patience > 0 && !someone_helps; --patience) {
+          std::this_thread::yield();
+        }
+      }
+    });
+  }
+}
+
 TEST(Team, ThreadsThatWereEndedAreStartedAgain) {
   EndTeamThreads();
   EndTeamThreads();
