@@ -3,6 +3,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/md5.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -129,6 +130,8 @@ DecodedMedia DecodeMedia(const std::filesystem::path& path) {
   media.rate_denominator = picture.stream->avg_frame_rate.den;
   if (sound.stream != nullptr) {
     media.sound_codec = avcodec_get_name(sound.stream->codecpar->codec_id);
+    const uint8_t* const setup = sound.stream->codecpar->extradata;
+    media.sound_setup.assign(setup, setup + sound.stream->codecpar->extradata_size);
     media.sample_rate = sound.stream->codecpar->sample_rate;
     media.channels = sound.stream->codecpar->ch_layout.nb_channels;
   }
@@ -154,6 +157,18 @@ DecodedMedia DecodeMedia(const std::filesystem::path& path) {
   Decode(picture, nullptr, take_picture);
   if (sound.stream != nullptr) Decode(sound, nullptr, take_sound);
   return media;
+}
+
+std::array<uint8_t, 16> Md5Of(std::span<const int16_t> samples) {
+  std::vector<uint8_t> bytes;
+  for (const int16_t sample : samples) {
+    const auto word = static_cast<uint16_t>(sample);
+    bytes.push_back(static_cast<uint8_t>(word & 255));
+    bytes.push_back(static_cast<uint8_t>(word >> 8));
+  }
+  std::array<uint8_t, 16> sum{};
+  av_md5_sum(sum.data(), bytes.data(), bytes.size());
+  return sum;
 }
 
 }  // namespace qolm::test

@@ -2,8 +2,10 @@
 #ifndef QOLM_TESTS_EXPORT_DECODED_MEDIA_H_
 #define QOLM_TESTS_EXPORT_DECODED_MEDIA_H_
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,7 +21,8 @@ struct PacketPlace {
 struct DecodedMedia {
   std::string container;
   std::string picture_codec;
-  std::string sound_codec;  // empty without sound
+  std::string sound_codec;           // empty without sound
+  std::vector<uint8_t> sound_setup;  // what the container holds for the codec
   std::string matrix;
   std::string range;
   std::string chroma_location;
@@ -38,6 +41,9 @@ struct DecodedMedia {
 
 // Throws std::runtime_error when the file cannot be read.
 DecodedMedia DecodeMedia(const std::filesystem::path& path);
+
+// Of the samples as 16 bits each, the lower byte first.
+std::array<uint8_t, 16> Md5Of(std::span<const int16_t> samples);
 
 }  // namespace qolm::test
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 #include "export/media_muxer.h"
@@ -101,6 +102,16 @@ TEST(ExportOptionsTest, BadValuesAreNamed) {
                   "\" (columns and rows, each 1 to 100, such as 4x3)");
   }
   EXPECT_EQ(ProblemOf({"a", "b.png", "--sheet"}), "--sheet needs a value");
+}
+
+TEST(ExportOptionsTest, ASheetHasUpToAHundredTilesOnASide) {
+  for (const auto& [value, columns, rows] :
+       {std::tuple{"1x1", 1U, 1U}, {"100x1", 100U, 1U}, {"1x100", 1U, 100U}}) {
+    const auto options = Parse({"a", "b.png", "--sheet", value});
+    ASSERT_TRUE(options) << value;
+    EXPECT_EQ(options->sheet->columns, columns) << value;
+    EXPECT_EQ(options->sheet->rows, rows) << value;
+  }
 }
 
 TEST(ExportOptionsTest, WrongCommandLines) {

@@ -275,6 +275,16 @@ TEST_F(ExportProgramTest, DamagedSheetShowsWhatDecodes) {
                             Output("sheet.png") + ": sheet of 3 frames, 204x22\n");
 }
 
+TEST_F(ExportProgramTest, ASheetWithoutAnyFrameReplacesNothing) {
+  for (const size_t key_frame : {0U, 4U}) records_[key_frame].payload.resize(9);
+  Write(header_);
+  test::WriteBytes(Output("sheet.png"), OldPng());
+  ExpectFailure({Input(), Output("sheet.png"), "--sheet", "2x2"},
+                Input() + ": damaged record behind 6 frames of 8");
+  EXPECT_EQ(test::ReadBytes(Output("sheet.png")), OldPng());
+  EXPECT_THAT(Files(), testing::ElementsAre("in.qolm", "sheet.png"));
+}
+
 TEST_F(ExportProgramTest, CutFileSaysSo) {
   std::vector<uint8_t> bytes = test::ReadBytes(Input());
   // Keep the head and the first record, cut inside the second.

@@ -99,6 +99,15 @@ TEST_F(MediaProgramTest, FormsAndTheirCodecs) {
   EXPECT_EQ(messages_, "");
 }
 
+// The encoder knows the sum only when it has been emptied at the end.
+TEST_F(MediaProgramTest, FlacCarriesTheSumOfItsSamples) {
+  WriteUsual();
+  const std::vector<uint8_t> setup = DecodeMedia(Export("out.mkv")).sound_setup;
+  ASSERT_EQ(setup.size(), 34U);
+  EXPECT_THAT(std::vector<uint8_t>(setup.begin() + 18, setup.end()),
+              testing::ElementsAreArray(test::Md5Of(track_.samples)));
+}
+
 TEST_F(MediaProgramTest, PlayersLearnTheColours) {
   WriteUsual();
   for (const std::string output : {"out.mkv", "-", "out.mp4"}) {
