@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -293,6 +294,28 @@ TEST_F(AudioFilesTest, DamagedAndLostPacketsAreSilenceOfTheirLength) {
   EXPECT_EQ(Read(Write("lost.mkv", clip)).samples, expected);
 }
 
+// Its samples would decode, but nobody knows how many of them are right.
+TEST_F(AudioFilesTest, FlacWithAWrongChecksumIsSilence) {
+  SoundClip clip;
+  clip.codec = "flac";
+  clip.samples = 10 * 4608;
+  clip.wrong_last_bytes = {4};
+  std::vector<int16_t> expected = NumberedSamples(0, clip.samples);
+  std::fill_n(expected.begin() + 4 * 4608, 4608, int16_t{0});
+  EXPECT_EQ(Read(Write("sum.mkv", clip)).samples, expected);
+}
+
+// Its decoder gives a block only when the next one comes, the last at the end. The
+// first one only swings the codec in.
+TEST_F(AudioFilesTest, TheLastBlockOfADelayingDecoderIsHeard) {
+  SoundClip clip;
+  clip.codec = "wmav2";
+  clip.rate = 44100;
+  clip.samples = 22 * 2048;
+  const PcmTrack track = Read(Write("a.wma", clip, Tone(440, clip.rate)), 1, clip.rate);
+  EXPECT_EQ(track.samples.size(), 21U * 2048);
+}
+
 TEST_F(AudioFilesTest, DamagedAacKeepsItsLength) {
   SoundClip clip;
   clip.codec = "aac";
@@ -324,6 +347,23 @@ TEST_F(AudioFilesTest, SurroundIsMixedDownWithTheStandardWeights) {
     EXPECT_NEAR(stereo.samples[5000], c.left, 1) << c.layout << " channel " << c.channel;
     EXPECT_NEAR(stereo.samples[5001], c.right, 1) << c.layout << " channel " << c.channel;
     EXPECT_NEAR(Read(path, 1).samples.at(2500), (c.left + c.right) / 2, 1);
+  }
+}
+
+// Nothing tells what the channels stand for, so they are what six usually are.
+TEST_F(AudioFilesTest, SixUnnamedChannelsAreMixedAsSurround) {
+  SoundClip clip;
+  clip.layout = "6C";
+  clip.samples = 3000;
+  for (const auto& [loud, left, right] :
+       {std::tuple{0, 4142, 0}, {2, 2929, 2929}, {3, 0, 0}, {5, 0, 2929}}) {
+    const auto path = Write("six.wav", clip, [loud = loud](int64_t, int channel) {
+      return static_cast<int16_t>(channel == loud ? 10000 : 0);
+    });
+    const PcmTrack stereo = Read(path, 2);
+    ASSERT_EQ(stereo.samples.size(), 6'000u);
+    EXPECT_NEAR(stereo.samples[3000], left, 1) << "channel " << loud;
+    EXPECT_NEAR(stereo.samples[3001], right, 1) << "channel " << loud;
   }
 }
 
@@ -403,6 +443,25 @@ TEST_F(AudioFilesTest, ResampledSoundIsNeverLongerThanItsSource) {
                   std::llround(length))
             << samples << " from " << from << " to " << to;
       }
+    }
+  }
+}
+
+// The filter begins anew behind every gap, so that the sound there is not late by
+// what it held before.
+TEST_F(AudioFilesTest, ResampledSoundKeepsItsPlaceBehindEveryGap) {
+  SoundClip clip;
+  clip.packet_samples = 4800;
+  clip.samples = 12 * 4800;
+  clip.shift = [](int packet) { return 0.25 * (packet / 4); };  // 400 ms of sound, 250 ms without
+  const auto path = Write("gaps.mkv", clip, Tone(440, clip.rate));
+  const std::vector<int16_t> samples = Read(path, 1, 24000).samples;
+  ASSERT_EQ(samples.size(), 3U * 9600 + 2 * 6000);
+  const Signal expected = Tone(440, 24000);
+  for (int64_t part = 0; part < 3; ++part) {
+    for (int64_t i = 100; i < 9500; ++i) {
+      const int16_t sample = samples[static_cast<size_t>(part * 15600 + i)];
+      ASSERT_NEAR(sample, expected(part * 9600 + i, 0), 200) << "part " << part << ", " << i;
     }
   }
 }

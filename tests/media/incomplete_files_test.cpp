@@ -296,6 +296,14 @@ TEST_F(IncompleteFilesTest, DamagedPicturesAreCounted) {
   }
 }
 
+TEST_F(IncompleteFilesTest, ADamagedLastPictureIsCounted) {
+  ClipOptions options = OptionsOf(kKinds.front());
+  options.corrupt_packet = options.frames - 1;
+  options.codec_options = {{"g", "1"}};
+  Read("a.mkv", Written("a.mkv", options));
+  EXPECT_EQ(source_.losses().damaged, 1);
+}
+
 TEST_F(IncompleteFilesTest, AHoleInATransportStreamIsDamage) {
   const Kind kind{"a.ts", "mpeg2video", AV_PIX_FMT_YUV420P, false};
   Bytes stream = Written("a.ts", OptionsOf(kind));

@@ -75,6 +75,17 @@ TEST_F(PictureShapeTest, PixelsBecomeSquareBySizeOfTheSqueezedSide) {
   }
 }
 
+TEST_F(PictureShapeTest, ThePictureMayBeAsLargeAsOneCanBe) {
+  ClipOptions options;
+  options.format = AV_PIX_FMT_YUV420P;
+  options.width = 8192;
+  options.height = 2;
+  options.pixel_shape = {2, 1};
+  Write("a.mkv", options);
+  EXPECT_EQ(First("a.mkv").width, 16384);
+  EXPECT_THAT(source_.notices(), IsEmpty());
+}
+
 TEST_F(PictureShapeTest, WhatStaysAsStoredIsReported) {
   struct Case {
     AVRational pixel;
@@ -143,6 +154,34 @@ TEST_F(PictureShapeTest, AnotherShapeInMidStreamIsFittedBetweenBlackBars) {
     for (const int x : {18, 45}) EXPECT_NEAR(LevelAt(frames[1], x, 0), 200, 3) << x;
     for (const int y : {0, 6, 25, 31}) EXPECT_EQ(LevelAt(frames[3], 32, y), 0) << y;
     for (const int y : {10, 21}) EXPECT_NEAR(LevelAt(frames[3], 0, y), 200, 3) << y;
+  }
+}
+
+// The bars are made anew in every picture, whose memory held another one before.
+TEST_F(PictureShapeTest, NothingOfOtherPicturesShowsInTheBars) {
+  std::ofstream joined(folder_ / "joined.png", std::ios::binary);
+  constexpr int kOfEachShape = 20;
+  for (int part = 0; part < 2 * kOfEachShape; ++part) {
+    ClipOptions options;
+    options.codec = "png";
+    options.muxer = "image2pipe";
+    options.format = AV_PIX_FMT_RGB24;
+    options.width = part < kOfEachShape ? 128 : 32;
+    options.height = 32;
+    Write("part", options, 100 + part);  // or it would count as the same picture
+    joined << std::ifstream(folder_ / "part", std::ios::binary).rdbuf();
+  }
+  joined.close();
+  ASSERT_TRUE(source_.Open(folder_ / "joined.png")) << source_.failure_reason();
+  VideoFrame frame;
+  for (int picture = 0; picture < 2 * kOfEachShape; ++picture) {
+    ASSERT_TRUE(source_.ReadNextFrame(frame));
+    if (picture < kOfEachShape) continue;
+    // 32 of the 128 columns are the picture.
+    for (int x = 0; x < 128; ++x) {
+      if (x >= 47 && x <= 80) continue;
+      ASSERT_EQ(LevelAt(frame, x, 16), 0) << "picture " << picture << ", column " << x;
+    }
   }
 }
 

@@ -420,6 +420,11 @@ TEST_F(VideoSourceTest, AShortBufferFillsWhatItHolds) {
   }
 }
 
+TEST_F(VideoSourceTest, TightRowsAreTakenAsSuchWhateverTheStrideSays) {
+  script_.stride = 32;
+  EXPECT_EQ(ReadLinear(Memory(6, 4, 24, 4)).pixels, ExpectedPixels(6, 4));
+}
+
 TEST_F(VideoSourceTest, AStrideBeyondTheBufferIsNotFollowed) {
   script_.stride = 1'000'000;
   std::vector<uint8_t> bytes = Memory(6, 4, 24, 4);

@@ -213,6 +213,10 @@ void WriteSoundClip(const std::filesystem::path& path, const SoundClip& clip,
       Check(av_packet_make_writable(&packet), "memory");
       std::memset(packet.data, 0xa5, static_cast<size_t>(packet.size));
     }
+    if (clip.wrong_last_bytes.count(i) != 0) {
+      Check(av_packet_make_writable(&packet), "memory");
+      packet.data[packet.size - 1] ^= 0xff;
+    }
     Write(*muxer, *sound, *sound_codec, clip.start + (clip.shift ? clip.shift(i) : 0), packet);
   }
   Check(av_write_trailer(muxer.get()), "trailer");
