@@ -193,8 +193,9 @@ bool AudioSource::ReadAll(const std::filesystem::path& path, const AudioOptions&
     attributes.enable_hardware_transforms = true;
     attributes.low_latency = false;
     std::unique_ptr<AudioReader> reader = framework_->Open(absolute_path, attributes);
-    if (reader == nullptr || !reader->SelectFirstAudioStream()) return false;
-    const auto delivered = Negotiate(*reader, channels, rate);
+    if (reader == nullptr) return false;
+    const bool selected = reader->SelectFirstAudioStream();
+    const auto delivered = selected ? Negotiate(*reader, channels, rate) : std::nullopt;
     if (!delivered) {
       failure_reason_ = reader->failure_reason();
       return false;

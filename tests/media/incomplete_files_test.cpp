@@ -37,16 +37,6 @@ const std::vector<Kind> kKinds = {
     {"a.nut", "ffv1", AV_PIX_FMT_BGR0, false},
 };
 
-void PaintNoise(AVFrame& frame, int index) {
-  uint32_t noise = static_cast<uint32_t>(index) + 1;
-  for (int y = 0; y < frame.height; ++y) {
-    for (int x = 0; x < frame.width; ++x) {
-      noise = noise * 1664525U + 1013904223U;
-      frame.data[0][ptrdiff_t{y} * frame.linesize[0] + x] = static_cast<uint8_t>(noise >> 24);
-    }
-  }
-}
-
 // The Duration element of a Matroska file: its identifier, its size and a number.
 void DeclareDuration(Bytes& matroska, double milliseconds) {
   const std::string element = "\x44\x89\x88";
@@ -72,7 +62,7 @@ class IncompleteFilesTest : public ::testing::Test {
 
   Bytes Written(const std::string& name, const ClipOptions& options) {
     const std::filesystem::path path = folder_ / name;
-    test::WriteClip(path, options, PaintNoise);
+    test::WriteClip(path, options, test::PaintNoise);
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   }

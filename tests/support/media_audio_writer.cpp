@@ -16,6 +16,7 @@ extern "C" {
 #include <utility>
 #include <vector>
 
+#include "support/media_clip_writer.h"
 #include "support/media_objects.h"
 
 namespace qolm::test {
@@ -60,13 +61,17 @@ Codec OpenSoundEncoder(const AVFormatContext& muxer, const SoundClip& clip) {
 }
 
 Codec OpenPictureEncoder(const AVFormatContext& muxer, const char* name, AVPixelFormat format,
-                         int reordered = 0) {
+                         int reordered = 0, int side = 16, bool fixed_quality = false) {
   Codec codec = AllocateEncoder(muxer, name);
-  codec->width = codec->height = 16;
+  codec->width = codec->height = side;
   codec->pix_fmt = format;
   codec->time_base = {1, 25};
   codec->framerate = {25, 1};
   codec->max_b_frames = reordered;
+  if (fixed_quality) {
+    codec->flags |= AV_CODEC_FLAG_QSCALE;
+    codec->bit_rate = int64_t{25} * side * side * 16;  // by which program streams keep time
+  }
   Check(avcodec_open2(codec.get(), codec->codec, nullptr), "picture encoder");
   return codec;
 }
@@ -123,7 +128,8 @@ std::vector<Packet> EncodeSound(AVCodecContext& codec, const SoundClip& clip,
 }
 
 std::vector<Packet> EncodePictures(AVCodecContext& codec, int count,
-                                   const std::function<uint8_t(int)>& brightness) {
+                                   const std::function<uint8_t(int)>& brightness,
+                                   bool noisy = false) {
   std::vector<Packet> packets;
   for (int i = 0; i < count; ++i) {
     const Frame frame(Check(av_frame_alloc(), "memory"));
@@ -136,6 +142,8 @@ std::vector<Packet> EncodePictures(AVCodecContext& codec, int count,
       const int value = plane == 0 && brightness ? brightness(i) : 128;
       std::memset(frame->data[plane], value, static_cast<size_t>(frame->linesize[plane] * rows));
     }
+    if (noisy) PaintNoise(*frame, i);
+    frame->quality = noisy ? FF_QP2LAMBDA : 0;
     frame->pts = i;
     Check(avcodec_send_frame(&codec, frame.get()), "picture");
     Drain(codec, packets);
@@ -179,8 +187,10 @@ void WriteSoundClip(const std::filesystem::path& path, const SoundClip& clip,
   AVStream* video = nullptr;
   if (clip.pictures > 0) {
     const char* const plain = is_transport ? "mpeg2video" : "mpeg4";
-    const char* const name = clip.reordered > 0 ? "libx264" : plain;
-    picture_codec = OpenPictureEncoder(*muxer, name, AV_PIX_FMT_YUV420P, clip.reordered);
+    std::string name = clip.reordered > 0 ? "libx264" : plain;
+    if (!clip.picture_codec.empty()) name = clip.picture_codec;
+    picture_codec = OpenPictureEncoder(*muxer, name.c_str(), AV_PIX_FMT_YUV420P, clip.reordered,
+                                       clip.picture_side, clip.noisy_pictures);
     video = AddStream(*muxer, *picture_codec);
   }
   Codec cover_codec;
@@ -200,7 +210,8 @@ void WriteSoundClip(const std::filesystem::path& path, const SoundClip& clip,
     }
   }
   if (video != nullptr) {
-    for (const Packet& packet : EncodePictures(*picture_codec, clip.pictures, clip.brightness)) {
+    for (const Packet& packet :
+         EncodePictures(*picture_codec, clip.pictures, clip.brightness, clip.noisy_pictures)) {
       packet->duration = 1;
       Write(*muxer, *video, *picture_codec, clip.picture_start, *packet);
     }

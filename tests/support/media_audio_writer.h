@@ -15,13 +15,16 @@ struct SoundClip {
   std::string codec = "pcm_s16le";
   std::string muxer;  // by the file's ending when empty
   std::string layout = "mono";
-  int rate = 48000;           // Hz
-  int64_t samples = 48000;    // of each channel
-  int packet_samples = 1024;  // where the codec leaves it open
-  double start = 0;           // of the sound, in seconds
-  int pictures = 0;           // of 16x16 pixels, 25 a second; none without
-  double picture_start = 0;   // seconds
-  int reordered = 0;          // pictures in a row that may be stored behind a later one
+  int rate = 48000;             // Hz
+  int64_t samples = 48000;      // of each channel
+  int packet_samples = 1024;    // where the codec leaves it open
+  double start = 0;             // of the sound, in seconds
+  int pictures = 0;             // 25 a second; none without
+  int picture_side = 16;        // pixels
+  std::string picture_codec;    // by the container when empty
+  bool noisy_pictures = false;  // about a byte a pixel, where the codec allows
+  double picture_start = 0;     // seconds
+  int reordered = 0;            // pictures in a row that may be stored behind a later one
   // Luma of a picture; mid-grey without it.
   std::function<uint8_t(int picture)> brightness;
   bool cover_art = false;

@@ -119,6 +119,16 @@ void FillPlanes(AVFrame& frame, const std::vector<int>& values) {
   }
 }
 
+void PaintNoise(AVFrame& frame, int index) {
+  uint32_t noise = static_cast<uint32_t>(index) + 1;
+  for (int y = 0; y < frame.height; ++y) {
+    for (int x = 0; x < frame.width; ++x) {
+      noise = noise * 1664525U + 1013904223U;
+      frame.data[0][ptrdiff_t{y} * frame.linesize[0] + x] = static_cast<uint8_t>(noise >> 24);
+    }
+  }
+}
+
 void SetPixel(AVFrame& frame, int x, int y, uint8_t red, uint8_t green, uint8_t blue) {
   uint8_t* const pixel =
       frame.data[0] + static_cast<ptrdiff_t>(y) * frame.linesize[0] + static_cast<ptrdiff_t>(x) * 4;

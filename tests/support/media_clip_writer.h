@@ -56,6 +56,9 @@ void WriteClip(const std::filesystem::path& path, const ClipOptions& options,
 // Sets every sample of each plane that the format has, in its 8 or 16 bits.
 void FillPlanes(AVFrame& frame, const std::vector<int>& values);
 
+// A painter of other random samples in each frame's first plane.
+void PaintNoise(AVFrame& frame, int index);
+
 // Sets the B, G, R, X pixel of a BGR0 or BGRA frame.
 void SetPixel(AVFrame& frame, int x, int y, uint8_t red, uint8_t green, uint8_t blue);
 

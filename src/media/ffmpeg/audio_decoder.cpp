@@ -5,10 +5,10 @@
 #include <new>
 #include <utility>
 
-#include "media/ffmpeg/container_file.h"
 #include "media/ffmpeg/declared_times.h"
 #include "media/ffmpeg/numbers.h"
 #include "media/ffmpeg/packet_times.h"
+#include "media/ffmpeg/probed_container.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -32,17 +32,17 @@ std::unique_ptr<AudioDecoder> AudioDecoder::Open(const std::filesystem::path& pa
                                                  const StopSignal& stop,
                                                  std::string& failure_reason) {
   std::unique_ptr<AudioDecoder> decoder(new AudioDecoder);
-  decoder->format_ = OpenContainer(path, &stop, failure_reason);
-  if (decoder->format_ == nullptr) return nullptr;
+  ProbedContainer container = OpenProbed(path, stop, failure_reason);
+  if (container.format == nullptr) return nullptr;
+  decoder->format_ = std::move(container.format);
+  decoder->search_ended_ = container.search_ended();
   decoder->packet_.reset(av_packet_alloc());
   decoder->frame_.reset(av_frame_alloc());
   if (decoder->packet_ == nullptr || decoder->frame_ == nullptr) throw std::bad_alloc();
-  // What this cannot tell shows when a stream is looked for.
-  avformat_find_stream_info(decoder->format_.get(), nullptr);
   return decoder;
 }
 
-bool AudioDecoder::SelectFirstAudioStream() {
+bool AudioDecoder::SelectFirstAudioStream(std::string& failure_reason) {
   clock_ = MakeFileClock(*format_);
   stream_ = nullptr;
   for (unsigned i = 0; i < format_->nb_streams; ++i) {
@@ -54,6 +54,7 @@ bool AudioDecoder::SelectFirstAudioStream() {
       stream->discard = clock_.declared_end() ? AVDISCARD_ALL : AVDISCARD_DEFAULT;
     }
   }
+  if (stream_ == nullptr && search_ended_) failure_reason = "none in its first 64 MiB";
   return stream_ != nullptr;
 }
 

@@ -32,8 +32,9 @@ class AudioDecoder {
   static std::unique_ptr<AudioDecoder> Open(const std::filesystem::path& path,
                                             const StopSignal& stop, std::string& failure_reason);
 
-  // False when there is no audio stream.
-  [[nodiscard]] bool SelectFirstAudioStream();
+  // False when there is no audio stream, with the reason where the file was not
+  // searched to its end.
+  [[nodiscard]] bool SelectFirstAudioStream(std::string& failure_reason);
   // False when the selected stream has no working decoder, with the reason where it
   // is known.
   [[nodiscard]] bool OpenCodec(std::string& failure_reason);
@@ -56,6 +57,7 @@ class AudioDecoder {
   AudioPiece PieceOfDamage() const;
 
   FormatContext format_;
+  bool search_ended_ = false;  // for streams that begin late, before the file's end
   CodecContext codec_;
   AVStream* stream_ = nullptr;
   FileClock clock_{false, std::nullopt};

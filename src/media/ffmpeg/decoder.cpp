@@ -7,6 +7,7 @@
 #include "media/ffmpeg/container_file.h"
 #include "media/ffmpeg/numbers.h"
 #include "media/ffmpeg/packet_times.h"
+#include "media/ffmpeg/probed_container.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -14,11 +15,6 @@ namespace {
 // What fails as often as this without any progress does not get past the damage.
 constexpr int kErrorsInARow = 100;
 constexpr size_t kPacketsBeforeABreak = 2;
-
-bool IsVideo(const AVStream& stream) {
-  constexpr int kNoVideo = AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS;
-  return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && (stream.disposition & kNoVideo) == 0;
-}
 
 // What the container says holds before what the pictures say, which may change. A
 // container that says nothing has the value of the first ones.
@@ -70,12 +66,14 @@ std::unique_ptr<Decoder> Decoder::Open(const std::filesystem::path& path, const 
   if (!failure_reason.empty()) return nullptr;
 
   std::unique_ptr<Decoder> decoder(new Decoder);
-  decoder->format_ = OpenContainer(path, &stop, failure_reason);
-  if (decoder->format_ == nullptr) return nullptr;
-  const int probed = avformat_find_stream_info(decoder->format_.get(), nullptr);
+  ProbedContainer container = OpenProbed(path, stop, failure_reason);
+  if (container.format == nullptr) return nullptr;
+  decoder->format_ = std::move(container.format);
   decoder->stream_ = SelectFirstVideoStream(*decoder->format_);
   if (decoder->stream_ == nullptr) {
-    failure_reason = probed < 0 ? DescribeError(probed) : "no video stream";
+    failure_reason = container.probe_result < 0 ? DescribeError(container.probe_result)
+                     : container.search_ended() ? "no video stream in its first 64 MiB"
+                                                : "no video stream";
     return nullptr;
   }
 

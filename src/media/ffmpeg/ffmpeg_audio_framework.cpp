@@ -98,7 +98,9 @@ class FfmpegAudioReader : public AudioReader {
     return decoder_ != nullptr;
   }
 
-  bool SelectFirstAudioStream() override { return decoder_->SelectFirstAudioStream(); }
+  bool SelectFirstAudioStream() override {
+    return decoder_->SelectFirstAudioStream(failure_reason_);
+  }
 
   bool SetOutputPcm(const PcmType& request) override {
     try {

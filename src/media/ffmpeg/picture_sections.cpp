@@ -11,6 +11,7 @@
 #include "media/ffmpeg/handles.h"
 #include "media/ffmpeg/numbers.h"
 #include "media/ffmpeg/packet_times.h"
+#include "media/ffmpeg/probed_container.h"
 #include "media/ffmpeg/stream_scan.h"
 
 namespace qolm::media::ffmpeg {
@@ -41,7 +42,7 @@ PictureSections PictureSections::Scan(const std::filesystem::path& path, const S
   if (decoder == nullptr || format == nullptr || packet == nullptr) return PictureSections({});
   const StreamTiming timing = ScanTiming(path, stop, decoder->format(), decoder->stream());
   const int index = decoder->stream().index;
-  if (!timing.rate || avformat_find_stream_info(format.get(), nullptr) < 0 ||
+  if (!timing.rate || !ProbeAlike(*format, decoder->format()) ||
       static_cast<unsigned>(index) >= format->nb_streams) {
     return PictureSections({});
   }

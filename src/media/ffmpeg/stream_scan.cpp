@@ -16,11 +16,11 @@
 #include "media/ffmpeg/movie_fragments.h"
 #include "media/ffmpeg/numbers.h"
 #include "media/ffmpeg/packet_times.h"
+#include "media/ffmpeg/probed_container.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
 
-constexpr int64_t kScannedBytes = int64_t{64} << 20;
 constexpr int64_t kScannedPackets = 1'000'000;
 
 // What the lengths that containers declare are rounded by.
@@ -40,23 +40,17 @@ struct PacketTimes {
   bool complete = false;         // every packet of the stream was seen
 };
 
-// Other streams' packets cost reading too, even where they are passed over. 0 for
-// a playlist, whose files are opened elsewhere.
-int64_t BytesRead(const AVFormatContext& format) {
-  return format.pb != nullptr ? format.pb->bytes_read : 0;
-}
-
-// With a clock, the other streams' packets are read too, and cover it.
+// `probed` is the same file. With a clock, the other streams' packets are read too,
+// and cover it.
 PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal& stop,
-                            int stream_index, FileClock* clock) {
+                            const AVFormatContext& probed, int stream_index, FileClock* clock) {
   PacketTimes times;
   std::string ignored_reason;
   const FormatContext format = OpenContainer(path, &stop, ignored_reason);
   if (format == nullptr) return times;
   // Some containers (FLV, MPEG programs) name their streams only as they go.
   if (static_cast<unsigned>(stream_index) >= format->nb_streams &&
-      (avformat_find_stream_info(format.get(), nullptr) < 0 ||
-       static_cast<unsigned>(stream_index) >= format->nb_streams)) {
+      (!ProbeAlike(*format, probed) || static_cast<unsigned>(stream_index) >= format->nb_streams)) {
     return times;
   }
   for (unsigned i = 0; clock == nullptr && i < format->nb_streams; ++i) {
@@ -67,9 +61,12 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
   const Ratio time_base = TimeBaseOf(format->streams[stream_index]->time_base);
   PacketClock shown(time_base);
   PacketClock decoded(time_base);
+  // The packets that were read in a far probe are still to come, and count then.
+  const int64_t bytes_of_probe = IsProbedFurther(*format) ? BytesRead(*format) : 0;
   int64_t packet_bytes = 0;
+  // Other streams' packets cost reading too, even where they are passed over.
   while (!stop.IsSet() && times.packets < kScannedPackets &&
-         std::max(packet_bytes, BytesRead(*format)) < kScannedBytes) {
+         std::max(packet_bytes, BytesRead(*format) - bytes_of_probe) < kMostBytesAhead) {
     const int result = av_read_frame(format.get(), packet.get());
     if (result < 0) {
       times.complete = result == AVERROR_EOF;
@@ -149,7 +146,8 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
   PacketTimes packets;
   // What is no regular file cannot be read twice.
   if (std::filesystem::is_regular_file(path, error)) {
-    packets = ReadPacketTimes(path, stop, stream.index, declares_its_end ? nullptr : &timing.clock);
+    packets = ReadPacketTimes(path, stop, format, stream.index,
+                              declares_its_end ? nullptr : &timing.clock);
   }
   const bool all_timed =
       !packets.timestamps.empty() &&
