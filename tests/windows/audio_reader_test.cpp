@@ -17,9 +17,9 @@ namespace qolm::test {
 namespace {
 
 // Opens nothing but the reader that it was given, once.
-class OneReader : public media::AudioFramework {
+class OneAudioReader : public media::AudioFramework {
  public:
-  explicit OneReader(ComPtr<IMFSourceReader> reader) : reader_(std::move(reader)) {}
+  explicit OneAudioReader(ComPtr<IMFSourceReader> reader) : reader_(std::move(reader)) {}
   std::unique_ptr<media::AudioReader> Open(const std::filesystem::path&,
                                            const ReaderAttributes&) override {
     return media::mediafoundation::AdaptAudioReader(std::exchange(reader_, nullptr));
@@ -84,7 +84,7 @@ class AudioReaderTest : public testing::Test {
   // Empty when there is no sound.
   std::vector<int16_t> ReadAll() {
     PcmTrack track;
-    const bool read = media::AudioSource(std::make_unique<OneReader>(reader_))
+    const bool read = media::AudioSource(std::make_unique<OneAudioReader>(reader_))
                           .ReadAll("any", media::AudioOptions{}, track);
     EXPECT_EQ(read, !track.samples.empty());
     return track.samples;

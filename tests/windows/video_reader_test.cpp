@@ -26,9 +26,9 @@ constexpr UINT32 kHeight = 2;
 constexpr size_t kRowBytes = kWidth * 4;
 
 // Opens nothing but the reader that it was given, once.
-class OneReader : public media::VideoFramework {
+class OneVideoReader : public media::VideoFramework {
  public:
-  explicit OneReader(ComPtr<IMFSourceReader> reader) : reader_(std::move(reader)) {}
+  explicit OneVideoReader(ComPtr<IMFSourceReader> reader) : reader_(std::move(reader)) {}
   std::unique_ptr<VideoReader> Open(const std::filesystem::path&,
                                     const std::optional<ReaderAttributes>&) override {
     return media::mediafoundation::AdaptVideoReader(std::exchange(reader_, nullptr));
@@ -99,7 +99,7 @@ class VideoReaderTest : public testing::Test {
 
   // The source, opened, over the scripted reader, which it releases.
   std::unique_ptr<VideoSource> Open() {
-    auto source = std::make_unique<VideoSource>(std::make_unique<OneReader>(reader_));
+    auto source = std::make_unique<VideoSource>(std::make_unique<OneVideoReader>(reader_));
     opened_ = source->Open("any");
     return source;
   }
