@@ -57,10 +57,10 @@ TEST_F(PartFileTest, AnOutputThatIsOpenElsewhereStaysAsItIs) {
 }
 
 TEST_F(PartFileTest, ThePartFileOfAnEndedRunThatIsOpenElsewhere) {
-  WriteFile(Part(), "left");
+  WriteFile(Part(), "own: left");
   const OpenElsewhere reader(Part());
   ExpectRefused("Device or resource busy");
-  EXPECT_EQ(ReadFile(Part()), "left");
+  EXPECT_EQ(ReadFile(Part()), "own: left");
 }
 
 TEST_F(PartFileTest, NamesInEveryScript) {
