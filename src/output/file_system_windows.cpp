@@ -23,6 +23,11 @@ bool IsLink(const fs::path& path) {
          IsReparseTagNameSurrogate(found.dwReserved0);
 }
 
+bool IsPipeName(const fs::path& path) {
+  constexpr std::wstring_view kPipes = L"\\\\.\\pipe\\";
+  return _wcsnicmp(path.c_str(), kPipes.data(), kPipes.size()) == 0;
+}
+
 }  // namespace
 
 fs::path FollowLinks(const fs::path& path, std::error_code& error) {
@@ -52,6 +57,8 @@ fs::path FollowLinks(const fs::path& path, std::error_code& error) {
 // The standard library's answer does not see through drive letters and shares
 // that stand for one another.
 bool IsSameFile(const fs::path& a, const fs::path& b) {
+  // Opening a pipe takes the place of its one reader.
+  if (IsPipeName(a) || IsPipeName(b)) return false;
   const auto open = [](const fs::path& path) {
     return CreateFileW(path.c_str(), 0, kShareAll, nullptr, OPEN_EXISTING,
                        FILE_FLAG_BACKUP_SEMANTICS, nullptr);  // folders as well

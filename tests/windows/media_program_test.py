@@ -394,6 +394,29 @@ class Outputs(ProgramCase):
         self.assertIn("[+] Decoded Frames : 150\n", shown.out)
 
 
+class Handles(ProgramCase):
+    """Missing standard handles, and pipes."""
+
+    def started(self, *before, source):
+        name = self.output()
+        result = self.windows.run("starter", *before, "qolm2_converter.exe", "encode", source,
+                                  name, folder=self.folder)
+        self.assertEqual((result.code, result.err), (0, ""), result.out)
+        self.assertEqual(self.bytes_of(name), self.encoded("raw.avi"))
+        self.assertEqual(list(pathlib.Path(self.folder).glob("qolm-source-*")), [])
+        return result
+
+    def test_no_standard_handles(self):
+        self.assertEqual(self.started("null", source="raw.avi").out, "")
+
+    def test_standard_input_is_an_anonymous_pipe(self):
+        self.assertIn("64000 samples", self.started("anonymous", "raw.avi", source="-").out)
+
+    def test_a_named_pipe(self):
+        pipe = r"\\.\pipe\qolm-test-source"
+        self.assertIn("64000 samples", self.started(pipe, "raw.avi", source=pipe).out)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     for option in ("--runner", "--prefix", "--windows", "--native", "--clips"):
