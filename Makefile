@@ -54,14 +54,14 @@ test:
 	@tools/setup.sh test
 	cmake --preset dev
 	cmake --build --preset dev
-	ctest --preset dev
+	ctest --preset dev -j $$(nproc) $(CTEST_FLAGS)
 
 clang-test asan-test tsan-test: preset = $(if $(filter asan-test,$@),asan-ubsan,$(@:-test=))
 clang-test asan-test tsan-test:
 	@tools/setup.sh ci
 	cmake --preset $(preset)
 	cmake --build --preset $(preset)
-	ctest --preset $(preset)
+	ctest --preset $(preset) -j $$(nproc) $(CTEST_FLAGS)
 
 windows:
 	@tools/setup.sh windows
@@ -73,7 +73,7 @@ windows-test:
 	@tools/setup.sh test windows
 	cmake --preset windows
 	cmake --build --preset windows
-	ctest --preset windows
+	ctest --preset windows -j $$(nproc) $(CTEST_FLAGS)
 
 package-windows: version = $(shell awk '/^project/ {print $$3}' CMakeLists.txt)
 package-windows: windows
