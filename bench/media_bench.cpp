@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
+#include "base/parallel_for.h"
 #include "base/simd_level.h"
-#include "base/team.h"
 #include "media/ffmpeg/picture_converter.h"
 
 namespace qolm::media::ffmpeg {
@@ -32,14 +32,14 @@ void ConvertPicture(benchmark::State& state, AVPixelFormat format) {
   }
   const std::unique_ptr<Picture> picture = PictureConverter(kWidth, kHeight).Convert(frame);
   std::vector<uint8_t> rgba(kBytes);
-  ForceTeamSize(1);
+  ForceWorkerCount(1);
   ForceSimdLevel(static_cast<SimdLevel>(state.range(0)));
   for (auto _ : state) {
     picture->yuv->WriteRgba(rgba.data());
     benchmark::ClobberMemory();
   }
   ForceSimdLevel(DetectedSimdLevel());
-  ForceTeamSize(0);
+  ForceWorkerCount(0);
   state.SetBytesProcessed(state.iterations() * int64_t{kBytes});
 }
 

@@ -5,7 +5,7 @@
 
 #include "audio/cosine_table.h"
 #include "audio/transform_kernels.h"
-#include "base/team.h"
+#include "base/parallel_for.h"
 
 namespace qolm::audio {
 namespace {
@@ -16,8 +16,8 @@ constexpr size_t kPieceLength = 240;
 constexpr size_t kMaxTiles = 32;
 // Packed blocks of a batch stay within 2 MiB, except at absurd rates.
 constexpr size_t kBatchValues = size_t{1} << 18;
-// Below this many products a team takes longer to start than one thread needs.
-constexpr size_t kProductsWorthATeam = size_t{1} << 20;
+// Below this many products a loop takes longer to distribute than to run.
+constexpr size_t kMinParallelProducts = size_t{1} << 20;
 
 constexpr size_t kTileSums = kTileFrames * kTileColumns;
 
@@ -91,7 +91,7 @@ void LappedTransform::Forward(std::span<const int16_t> samples,
   const size_t block_count = coefficients.size() / n;
   const size_t tiles = TileCount(block_count);
   std::vector<double> packed(tiles * n * kTileFrames);
-  ForEachInTeam(block_count, block_count * n >= kSamplesWorthATeam, [&](size_t b) {
+  ParallelFor(block_count, block_count * n >= kMinParallelSamples, [&](size_t b) {
     const int16_t* block = samples.data() + b * n;
     double* values = packed.data() + b / kTileFrames * n * kTileFrames + b % kTileFrames;
     for (size_t i = 0; i < 2 * n; ++i) {
@@ -115,7 +115,7 @@ void LappedTransform::Inverse(std::span<const double> coefficients, std::span<fl
   Multiply(packed, block_count, Direction::kInverse, folded.data());
 
   const double scale = 2.0 / static_cast<double>(n);
-  ForEachInTeam(block_count, block_count * n >= kSamplesWorthATeam, [&](size_t b) {
+  ParallelFor(block_count, block_count * n >= kMinParallelSamples, [&](size_t b) {
     const double* values = folded.data() + b * n;
     float* block = blocks.data() + b * 2 * n;
     for (size_t i = 0; i < 2 * n; ++i) {
@@ -145,7 +145,7 @@ void LappedTransform::Multiply(const std::vector<double>& packed, size_t block_c
   const bool even = n % 2 == 0;
   const auto period = static_cast<uint32_t>(4 * n);
   const size_t panels = (n + kTileColumns - 1) / kTileColumns;
-  ForEachInTeam(panels, block_count * n * n >= kProductsWorthATeam, [&](size_t p) {
+  ParallelFor(panels, block_count * n * n >= kMinParallelProducts, [&](size_t p) {
     // Row i, column k holds cos(pi / N (i + o) (k + 1/2)), o being 1/2 for even N
     // and 0 for odd N; backwards rows and columns change places.
     std::array<ColumnWalk, kTileColumns> walks{};

@@ -8,8 +8,8 @@
 #include "audio/band_quantizer.h"
 #include "audio/lapped_transform.h"
 #include "base/byte_order.h"
+#include "base/parallel_for.h"
 #include "base/rounding.h"
-#include "base/team.h"
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
 #include "entropy/rans_stream_reader.h"
@@ -66,7 +66,7 @@ bool EncodeChannel(std::span<const int16_t> samples, uint32_t channels, size_t c
     const std::span<int16_t> input(piece.data(), (count + 1) * n);
     CopyCodedChannel(samples, channels, coded_channel, first_sample, input);
     transform.Forward(input, std::span(coefficients.data(), count * n));
-    ForEachInTeam(count, count * n >= kSamplesWorthATeam, [&](size_t f) {
+    ParallelFor(count, count * n >= kMinParallelSamples, [&](size_t f) {
       QuantizeFrame(edges, strength, coefficients.data() + f * n,
                     scales.data() + (start + f) * kBandCount, levels.data() + (start + f) * n);
     });
@@ -184,7 +184,7 @@ class ChannelSynthesis {
       }
     }
     std::copy_n(blocks_.data() + 2 * n * held_, 2 * n, blocks_.data());
-    ForEachInTeam(count, count * n >= kSamplesWorthATeam, [&](size_t f) {
+    ParallelFor(count, count * n >= kMinParallelSamples, [&](size_t f) {
       DequantizeFrame(edges_, scales_.data() + f * kBandCount, levels_.data() + f * n,
                       coefficients_.data() + f * n);
     });
@@ -230,7 +230,7 @@ bool Synthesise(std::span<CodedChannel> coded, const LappedTransform& transform,
     const size_t ahead = start == 0 ? 1 : 0;
     const size_t batch_samples = std::min((count - ahead) * n, samples_left);
     int16_t* out = room.extend(channels.size() * batch_samples);
-    ForEachInTeam(count - ahead, count * n >= kSamplesWorthATeam, [&](size_t frame) {
+    ParallelFor(count - ahead, count * n >= kMinParallelSamples, [&](size_t frame) {
       const size_t f = ahead + frame;
       const size_t first = frame * n;
       const size_t samples = std::min(n, batch_samples - std::min(first, batch_samples));

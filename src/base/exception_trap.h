@@ -1,5 +1,5 @@
-// Carries an exception from any member of a team to the thread that began the loop:
-// Run around the calls, Rethrow behind the loop.
+// Carries an exception from any worker to the thread that started the loop: Run wraps
+// the calls, Rethrow follows the loop.
 #ifndef QOLM_BASE_EXCEPTION_TRAP_H_
 #define QOLM_BASE_EXCEPTION_TRAP_H_
 

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 #include "video/kernels/video_kernels.h"
 
 namespace qolm::encoder {
 namespace {
 
-// Samples that a member of the team takes at a time.
+// Samples of one parallel call.
 constexpr size_t kPieceSamples = 16384;
 
 }  // namespace
@@ -19,7 +19,7 @@ void FilterLuma(std::span<const uint8_t> current, std::span<const uint8_t> previ
   const video::VideoKernels& kernels = video::ActiveVideoKernels();
   const size_t samples = filtered.size();
   const size_t pieces = (samples + kPieceSamples - 1) / kPieceSamples;
-  ForEachInTeam(pieces, samples >= kSamplesWorthATeam, [&](size_t piece) {
+  ParallelFor(pieces, samples >= kMinParallelSamples, [&](size_t piece) {
     const size_t first = piece * kPieceSamples;
     kernels.denoise_luma(current.data() + first, previous.data() + first,
                          std::min(kPieceSamples, samples - first), filtered.data() + first);

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <new>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 #include "base/windows_text.h"
 #include "entry/program_main.h"
 
@@ -63,7 +63,7 @@ int wmain(int argc, wchar_t** argv) {
     // Not even the words, or an error's own line, found room.
     std::fputs("[-] Error: out of memory\n", stderr);
   }
-  qolm::EndTeamThreads();
+  qolm::StopWorkerThreads();
   std::fflush(stdout);
   std::fflush(stderr);
   RestoreCodePage();

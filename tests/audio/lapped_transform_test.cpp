@@ -161,8 +161,9 @@ TEST(LappedTransform, ItsKernelHasAnAvx2Variant) {
   EXPECT_NE(AddTileProductsFor(SimdLevel::kAvx2), AddTileProductsScalar);
 }
 
-// 2^20 products pay for a team: two blocks of 960 by 960 are more, 192 of 64 by 64 fewer.
-TEST(LappedTransform, HasATeamWhereThereIsEnoughToDo) {
+// 2^20 products are enough for several workers: two blocks of 960 by 960 are more, 192 of 64 by 64
+// fewer.
+TEST(LappedTransform, UsesWorkersForLargeInputs) {
   const LappedTransform transform(64);
   for (const auto& [blocks, threads] : {std::pair{192u, 0u}, {8u, 0u}}) {
     const Samples samples = test::Noise((blocks + 1) * 64, 30000);
@@ -173,7 +174,7 @@ TEST(LappedTransform, HasATeamWhereThereIsEnoughToDo) {
   EXPECT_EQ(test::StartedThreads([&] { Forward(longer, samples); }), 2u);
 }
 
-TEST(LappedTransform, SameBitsForEveryTeam) {
+TEST(LappedTransform, SameBitsForEveryWorkerCount) {
   const LappedTransform transform(960);
   const Samples samples = test::Noise((transform.batch_blocks() + 1) * 960, 30000);
   const std::vector<double> expected = Forward(transform, samples);

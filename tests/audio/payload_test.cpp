@@ -219,7 +219,7 @@ TEST(TransformPayload, SameBytesAndSamplesForEveryLevel) {
   EXPECT_EQ(DecodeTransform(expected).samples, decoded);
 }
 
-TEST(TransformPayload, SameBytesAndSamplesForEveryTeam) {
+TEST(TransformPayload, SameBytesAndSamplesForEveryWorkerCount) {
   const Samples samples = MixedSound();
   const Bytes expected = EncodeTransform(samples, 48000, 2);
   const Samples decoded = DecodeTransform(expected).samples;

@@ -20,7 +20,7 @@
 
 #include "audio/audio_coder.h"
 #include "base/byte_order.h"
-#include "base/team.h"
+#include "base/parallel_for.h"
 #include "container/container_reader.h"
 #include "decoder/frame_decoder.h"
 #include "support/container_file.h"
@@ -242,7 +242,7 @@ std::vector<uint8_t> MuchSilence() {
 // than the test takes already.
 template <typename Work>
 [[noreturn]] void RunInLittleMemory(const Work& work) {
-  ForceTeamSize(1);  // it has none of its parent's threads
+  ForceWorkerCount(1);  // it has none of its parent's threads
   rlim_t pages = 0;
   std::ifstream("/proc/self/statm") >> pages;
   const rlim_t most = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (64 << 20);

@@ -79,7 +79,7 @@ TEST(TemporalFilter, PlanesOfManyPiecesAreFilteredWhole) {
   }
 }
 
-TEST(TemporalFilter, LargePlanesHaveATeamAndSmallOnesNone) {
+TEST(TemporalFilter, LargePlanesUseWorkersAndSmallOnesNone) {
   for (const auto& [length, threads] : {std::pair{32'767U, 0U}, {32'768U, 2U}}) {
     Plane plane(length, 50);
     EXPECT_EQ(test::StartedThreads([&plane = plane] { FilterLuma(plane, plane, plane); }), threads);

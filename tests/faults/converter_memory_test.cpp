@@ -69,7 +69,7 @@ TEST_F(ConverterMemory, OneRefusalAmongBidirectionalFramesAndPiecesOfSound) {
   SweepEncode({"--monolithic", "--interleave", "--bidirectional", "--gop", "5"});
 }
 
-TEST_F(ConverterMemory, OneRefusalInATeam) {
+TEST_F(ConverterMemory, OneRefusalInAWorker) {
   Clip{.width = 256, .height = 144, .frames = 3}.Write(input_);
   SweepEncode({"--bidirectional"});
 }

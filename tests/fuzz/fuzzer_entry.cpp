@@ -2,12 +2,12 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 #include "fuzz/targets.h"
 
 // Threads that run one small input would only wait for each other.
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  qolm::ForceTeamSize(1);
+  qolm::ForceWorkerCount(1);
   return 0;
 }
 

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 #include "container/container_reader.h"
 #include "decoder/frame_decoder.h"
 #include "encoder/encoder_session.h"
@@ -164,7 +164,7 @@ void AddSounds(std::vector<Case>& cases) {
   cases.back().settings.audio_present = false;
 }
 
-// Large enough for teams of threads, in every coder.
+// Large enough for several workers, in every coder.
 void AddLarge(std::vector<Case>& cases) {
   Case base = Sized(352, 288, Scene::kPan, 4);
   base.name = "large_defaults_ntsc";
@@ -231,10 +231,10 @@ const std::vector<Case>& AllCases() {
   return all;
 }
 
-bool MayUseTeams(const Case& golden_case) {
+bool MayUseWorkers(const Case& golden_case) {
   const auto samples =
       static_cast<size_t>(golden_case.width) * static_cast<size_t>(golden_case.height);
-  return golden_case.sound != Sound::kNone || samples >= kSamplesWorthATeam;
+  return golden_case.sound != Sound::kNone || samples >= kMinParallelSamples;
 }
 
 Source MakeSource(const Case& golden_case) {

@@ -31,8 +31,8 @@ struct Case {
 
 const std::vector<Case>& AllCases();
 
-// Whether parts of the case are worth a team of threads.
-bool MayUseTeams(const Case& golden_case);
+// Whether parts of the case are large enough to run on several workers.
+bool MayUseWorkers(const Case& golden_case);
 
 struct Source {
   std::vector<VideoFrame> frames;

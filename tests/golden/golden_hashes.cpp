@@ -5,7 +5,7 @@
 //   golden_hashes FILE.qolm...      of these files, as in files/hashes.txt
 //   golden_hashes --keep CASE FILE  writes the file of a case
 //   golden_hashes --check FOLDER    compares all cases and files with the lists in
-//                                   FOLDER, at every vector level, with every team
+//                                   FOLDER, at every vector level, with every number of workers
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -71,7 +71,7 @@ void Check(const std::filesystem::path& golden) {
     const Expected* const expected = Find(list, golden_case.name);
     if (expected == nullptr) throw std::runtime_error(golden_case.name + " has no hashes");
     const Source source = MakeSource(golden_case);
-    AtEachLevel(MayUseTeams(golden_case), [&](const std::string& where) {
+    AtEachLevel(MayUseWorkers(golden_case), [&](const std::string& where) {
       WriteCase(golden_case, source, path);
       checker.Compare(*expected, path, where);
     });

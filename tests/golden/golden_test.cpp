@@ -45,7 +45,7 @@ TEST_P(GoldenCase, GivesItsBytesPicturesAndSound) {
   const test::TemporaryFolder folder;
   const std::filesystem::path path = folder / "golden.qolm";
   const Source source = MakeSource(GetParam());
-  AtEachLevel(MayUseTeams(GetParam()), [&](const std::string& where) {
+  AtEachLevel(MayUseWorkers(GetParam()), [&](const std::string& where) {
     if (HasFailure()) return;
     SCOPED_TRACE(where);
     WriteCase(GetParam(), source, path);

@@ -4,43 +4,43 @@
 
 #include <cstddef>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 
 namespace qolm::test {
 
-inline constexpr size_t kTeamSizes[] = {1, 2, 3, 8};
+inline constexpr size_t kWorkerCounts[] = {1, 2, 3, 8};
 
-// Gives teams another size for the time of a scope.
-class ScopedTeamSize {
+// Sets another number of workers for the time of a scope.
+class ScopedWorkerCount {
  public:
-  explicit ScopedTeamSize(size_t size) { ForceTeamSize(size); }
-  ~ScopedTeamSize() { ForceTeamSize(0); }
-  ScopedTeamSize(const ScopedTeamSize&) = delete;
-  ScopedTeamSize& operator=(const ScopedTeamSize&) = delete;
+  explicit ScopedWorkerCount(size_t size) { ForceWorkerCount(size); }
+  ~ScopedWorkerCount() { ForceWorkerCount(0); }
+  ScopedWorkerCount(const ScopedWorkerCount&) = delete;
+  ScopedWorkerCount& operator=(const ScopedWorkerCount&) = delete;
 };
 
-// Calls work() with teams of several sizes, and from inside a team's loop, where every
-// team has one member.
+// Calls work() with several numbers of workers, and from inside a parallel loop, where
+// the calling thread is the only one.
 template <typename Work>
 void WithEachThreadCount(const Work& work) {
-  for (const size_t size : kTeamSizes) {
-    const ScopedTeamSize forced(size);
+  for (const size_t size : kWorkerCounts) {
+    const ScopedWorkerCount forced(size);
     work();
   }
-  const ScopedTeamSize forced(2);
-  ForEachInTeam(2, true, [&](size_t i) {
+  const ScopedWorkerCount forced(2);
+  ParallelFor(2, true, [&](size_t i) {
     if (i == 1) work();
   });
 }
 
-// How many threads help in work() when teams have three members.
+// How many threads the pool starts during work() when loops have three workers.
 template <typename Work>
 size_t StartedThreads(const Work& work) {
-  EndTeamThreads();
-  const ScopedTeamSize forced(3);
+  StopWorkerThreads();
+  const ScopedWorkerCount forced(3);
   work();
-  const size_t started = KeptTeamThreads();
-  EndTeamThreads();
+  const size_t started = WorkerThreadCount();
+  StopWorkerThreads();
   return started;
 }
 

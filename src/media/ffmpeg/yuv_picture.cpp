@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -46,8 +46,8 @@ void YuvPicture::WriteRgba(uint8_t* rgba) const {
                         rgba + 4 * width * static_cast<size_t>(y));
   };
   const auto strips = static_cast<size_t>((height + kStripRows - 1) / kStripRows);
-  const bool worth_a_team = width * static_cast<size_t>(height) >= kSamplesWorthATeam;
-  ForEachInTeam(strips, worth_a_team, [&](size_t strip) {
+  const bool parallel = width * static_cast<size_t>(height) >= kMinParallelSamples;
+  ParallelFor(strips, parallel, [&](size_t strip) {
     std::vector<uint16_t> chroma(2 * width);  // at every pixel of a row
     const int first = static_cast<int>(strip) * kStripRows;
     for (int y = first; y < std::min(first + kStripRows, height); ++y) {

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 #include "video/inter/motion_compensation.h"
 
 namespace qolm::video {
@@ -44,7 +44,7 @@ void CompensateMacroblockBothWays(const YuvPlanes& past, const YuvPlanes& future
 
 void CompensateBothWays(const YuvPlanes& past, const YuvPlanes& future, const MacroblockGrid& grid,
                         const BidirectionalField& field, YuvPlanes& prediction) {
-  ForEachInTeam(grid.rows, prediction.y.size() >= kSamplesWorthATeam, [&](size_t i) {
+  ParallelFor(grid.rows, prediction.y.size() >= kMinParallelSamples, [&](size_t i) {
     const auto row = static_cast<uint32_t>(i);
     for (uint32_t column = 0; column < grid.columns; ++column) {
       const size_t index = i * grid.columns + column;

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 #include "video/inter/block_matching.h"
 #include "video/inter/motion_compensation.h"
 #include "video/inter/motion_search.h"
@@ -68,7 +68,7 @@ class BidirectionalSearch {
     const std::vector<MacroblockMotion> future = search_anchor(future_);
 
     std::vector<MacroblockVectors> vectors(grid_.Count());
-    ForEachInTeam(grid_.rows, source_.y.size() >= kSamplesWorthATeam, [&](size_t row) {
+    ParallelFor(grid_.rows, source_.y.size() >= kMinParallelSamples, [&](size_t row) {
       for (uint32_t column = 0; column < grid_.columns; ++column) {
         const size_t i = row * grid_.columns + column;
         vectors[i] = RefineTogether(past_matcher_.MacroblockAt(column, static_cast<uint32_t>(row)),

@@ -5,7 +5,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 
 namespace qolm::video {
 namespace {
@@ -205,7 +205,7 @@ void CompensateMotion(const YuvPlanes& reference, const MacroblockGrid& grid,
                       std::span<const MacroblockMotion> field, YuvPlanes& prediction) {
   const PlaneGeometry luma = LumaGeometry(reference);
   const PlaneGeometry chroma = ChromaGeometry(reference);
-  ForEachInTeam(grid.rows, reference.y.size() >= kSamplesWorthATeam, [&](size_t i) {
+  ParallelFor(grid.rows, reference.y.size() >= kMinParallelSamples, [&](size_t i) {
     const std::span<const MacroblockMotion> motions = field.subspan(i * grid.columns, grid.columns);
     const auto row = static_cast<uint32_t>(i);
     for (uint32_t column = 0; column < grid.columns;) {

@@ -5,7 +5,7 @@
 #include <limits>
 #include <span>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 #include "video/inter/block_matching.h"
 #include "video/inter/coarse_search.h"
 #include "video/kernels/video_kernels.h"
@@ -49,7 +49,7 @@ class MotionSearch {
     std::vector<MacroblockMotion> field(grid_.Count());
     if (options_.pre_analysis) global_ = EstimateGlobalMotion();
 
-    ForEachInTeam(grid_.rows, WorthATeam(), [&](size_t row) {
+    ParallelFor(grid_.rows, IsLargeEnoughToParallelise(), [&](size_t row) {
       // Within a row the vector on the left is a candidate; rows share nothing.
       MotionVector left;
       for (uint32_t column = 0; column < grid_.columns; ++column) {
@@ -63,9 +63,9 @@ class MotionSearch {
   }
 
  private:
-  bool WorthATeam() const {
+  bool IsLargeEnoughToParallelise() const {
     return static_cast<size_t>(matcher_.width()) * static_cast<size_t>(matcher_.height()) >=
-           kSamplesWorthATeam;
+           kMinParallelSamples;
   }
 
   // What coding `vector` is worth, in differences over every sample.
@@ -94,7 +94,7 @@ class MotionSearch {
     const uint32_t voting_columns = grid_.columns / kGlobalSpacing;
     std::vector<MotionVector> ballots(size_t{voting_rows} * voting_columns);
 
-    ForEachInTeam(voting_rows, WorthATeam(), [&](size_t row) {
+    ParallelFor(voting_rows, IsLargeEnoughToParallelise(), [&](size_t row) {
       for (uint32_t column = 0; column < voting_columns; ++column) {
         const LumaBlock block =
             matcher_.MacroblockAt(column * kGlobalSpacing + kGlobalSpacing / 2,

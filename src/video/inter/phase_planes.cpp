@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 
 namespace qolm::video {
 
@@ -20,7 +20,7 @@ PhasePlanes::PhasePlanes(const uint8_t* plane, uint32_t width, uint32_t height, 
                 uint8_t{0});
   }
 
-  ForEachInTeam(height, size_t{width} * height >= kSamplesWorthATeam, [&](size_t y) {
+  ParallelFor(height, size_t{width} * height >= kMinParallelSamples, [&](size_t y) {
     if (even_only && y % 2 != 0) return;
     const size_t pairs = width / 2;  // a local one, which no sample written can change
     const uint8_t* const samples = plane + y * width;

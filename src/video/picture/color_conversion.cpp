@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 #include "video/kernels/video_kernels.h"
 
 namespace qolm::video {
@@ -14,8 +14,8 @@ void ConvertFrameToYuv(const VideoFrame& frame, YuvPlanes& planes) {
   const size_t chroma_width = planes.ChromaWidth();
   const uint8_t* pixels = frame.pixels.data();
   // Two rows at a time, which are still in the cache when their chroma is made.
-  ForEachInTeam(
-      planes.ChromaHeight(), planes.y.size() >= kSamplesWorthATeam, [&](size_t chroma_row) {
+  ParallelFor(
+      planes.ChromaHeight(), planes.y.size() >= kMinParallelSamples, [&](size_t chroma_row) {
         const size_t top = 2 * chroma_row;
         const size_t bottom = std::min(top + 1, size_t{planes.height} - 1);
         for (size_t row = top; row <= bottom; ++row) {
@@ -34,7 +34,7 @@ void ConvertYuvToPacked(const YuvPlanes& planes, PixelOrder order, std::vector<u
   pixels.resize(width * planes.height * 4);
   uint8_t* const packed = pixels.data();
 
-  ForEachInTeam(planes.height, planes.y.size() >= kSamplesWorthATeam, [&](size_t row) {
+  ParallelFor(planes.height, planes.y.size() >= kMinParallelSamples, [&](size_t row) {
     const size_t chroma_row = (row / 2) * chroma_width;
     kernels.yuv_to_packed_row(planes.y.data() + row * width, planes.cb.data() + chroma_row,
                               planes.cr.data() + chroma_row, width, order == PixelOrder::kBgra,

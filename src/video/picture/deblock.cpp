@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 #include "video/kernels/video_kernels.h"
 
 namespace qolm::video {
@@ -22,14 +22,14 @@ void DeblockPlane(uint8_t* plane, uint32_t width, uint32_t height, float step) {
   const VideoKernels& kernels = ActiveVideoKernels();
   const DeblockLimits limits = MakeLimits(step);
   const size_t stride = width;
-  const bool worth_a_team = stride * height >= kSamplesWorthATeam;
+  const bool parallel = stride * height >= kMinParallelSamples;
 
-  ForEachInTeam(height, worth_a_team, [&](size_t y) {
+  ParallelFor(height, parallel, [&](size_t y) {
     kernels.deblock_vertical_edges(limits, plane + y * stride, stride);
   });
   // Edges lie 8 rows apart, the last at least 5 above the end, and each touches
   // 4, so they are independent.
-  ForEachInTeam((height - 5) / 8, worth_a_team, [&](size_t edge) {
+  ParallelFor((height - 5) / 8, parallel, [&](size_t edge) {
     uint8_t* const q0 = plane + 8 * (edge + 1) * stride;
     kernels.deblock_horizontal_edge(limits, q0 - 2 * stride, q0 - stride, q0, q0 + stride, stride);
   });

@@ -1,6 +1,6 @@
 #include "video/transform/residual_planes.h"
 
-#include "base/team.h"
+#include "base/parallel_for.h"
 #include "entropy/coefficient_stream.h"
 #include "video/transform/residual.h"
 
@@ -19,16 +19,18 @@ ResidualPlanes::ResidualPlanes(const InterTables& tables, YuvPlanes& picture)
               Plane({picture.ChromaWidth(), picture.ChromaHeight()}, tables.chroma, picture.cb),
               Plane({picture.ChromaWidth(), picture.ChromaHeight()}, tables.chroma, picture.cr)} {}
 
-bool ResidualPlanes::WorthATeam() const { return planes_[0].Levels().size() >= kSamplesWorthATeam; }
+bool ResidualPlanes::IsLargeEnoughToParallelise() const {
+  return planes_[0].Levels().size() >= kMinParallelSamples;
+}
 
 // Calls work(plane number, block row) for every block row of the three planes.
-// All rows go to one team, since a task for each plane would leave the luma's
+// All rows go into one parallel loop, since a task for each plane would leave the luma's
 // thread with two thirds of the work.
 template <typename Work>
 void ResidualPlanes::ForEachBlockRow(const Work& work) {
   const size_t luma_rows = planes_[0].grid.Rows();
   const size_t chroma_rows = planes_[1].grid.Rows();
-  ForEachInTeam(luma_rows + 2 * chroma_rows, WorthATeam(), [&](size_t row) {
+  ParallelFor(luma_rows + 2 * chroma_rows, IsLargeEnoughToParallelise(), [&](size_t row) {
     if (row < luma_rows) {
       work(size_t{0}, static_cast<uint32_t>(row));
     } else {
@@ -62,14 +64,14 @@ void ResidualPlanes::Reconstruct() {
 
 // Each of the three coefficient streams is one member's work.
 void ResidualPlanes::EncodeLevels(std::span<std::vector<uint8_t>, 3> streams) const {
-  ForEachInTeam(streams.size(), WorthATeam(), [&](size_t plane) {
+  ParallelFor(streams.size(), IsLargeEnoughToParallelise(), [&](size_t plane) {
     streams[plane] = entropy::EncodeCoefficients(planes_[plane].Levels(), planes_[plane].coded);
   });
 }
 
 bool ResidualPlanes::DecodeLevels(std::span<const std::span<const uint8_t>, 3> streams) {
   std::array<bool, 3> decoded{};
-  ForEachInTeam(streams.size(), WorthATeam(), [&](size_t plane) {
+  ParallelFor(streams.size(), IsLargeEnoughToParallelise(), [&](size_t plane) {
     decoded[plane] = entropy::DecodeCoefficients(streams[plane], planes_[plane].Levels());
   });
   return decoded[0] && decoded[1] && decoded[2];

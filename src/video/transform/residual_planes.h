@@ -58,7 +58,7 @@ class ResidualPlanes {
     }
   };
 
-  bool WorthATeam() const;
+  bool IsLargeEnoughToParallelise() const;
   template <typename Work>
   void ForEachBlockRow(const Work& work);
 

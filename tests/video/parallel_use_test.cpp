@@ -1,5 +1,5 @@
-// Loops over a picture have a team from 32768 samples on, and below they start no
-// thread. Threads never change a result, so only their number tells.
+// Loops over a picture are parallel from 32768 samples on and start no thread below.
+// Threads never change a result, so only their number shows it.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -74,14 +74,14 @@ const std::vector<std::pair<std::string, Loop>>& Loops() {
   return loops;
 }
 
-TEST(TeamUse, LargePicturesHaveATeam) {
+TEST(ParallelUse, LargePicturesUseWorkers) {
   const YuvPlanes picture = test::RandomPicture(256, 128, 1);
   for (const auto& [name, loop] : Loops()) {
     EXPECT_EQ(test::StartedThreads([&loop = loop, &picture] { loop(picture); }), 2U) << name;
   }
 }
 
-TEST(TeamUse, SmallPicturesHaveNone) {
+TEST(ParallelUse, SmallPicturesUseNone) {
   const YuvPlanes picture = test::RandomPicture(248, 128, 1);
   for (const auto& [name, loop] : Loops()) {
     EXPECT_EQ(test::StartedThreads([&loop = loop, &picture] { loop(picture); }), 0U) << name;
