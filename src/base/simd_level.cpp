@@ -15,16 +15,13 @@ SimdLevel Detect() {
   // registers: the compiler's builtin checks both.
   __builtin_cpu_init();
   if (__builtin_cpu_supports("avx2")) return SimdLevel::kAvx2;
-  if (__builtin_cpu_supports("ssse3")) return SimdLevel::kSsse3;
 #elif defined(_MSC_VER) && defined(_M_X64)
   int leaf1[4];
   __cpuid(leaf1, 1);
-  const bool ssse3 = (leaf1[2] & (1 << 9)) != 0;
   const bool saves_ymm = (leaf1[2] & (1 << 27)) != 0 && (_xgetbv(0) & 6) == 6;
   int leaf7[4];
   __cpuidex(leaf7, 7, 0);
   if (saves_ymm && (leaf7[1] & (1 << 5)) != 0) return SimdLevel::kAvx2;
-  if (ssse3) return SimdLevel::kSsse3;
 #endif
   return SimdLevel::kScalar;
 }

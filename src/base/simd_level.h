@@ -6,7 +6,7 @@
 namespace qolm {
 
 // Ordered: a higher level includes the lower ones.
-enum class SimdLevel { kScalar = 0, kSsse3 = 1, kAvx2 = 2 };
+enum class SimdLevel { kScalar = 0, kAvx2 = 1 };
 
 // What this processor (and the operating system's saved state) offers.
 SimdLevel DetectedSimdLevel();

@@ -27,9 +27,7 @@ TEST_F(SimdLevelTest, IsTheHighestThatTheSystemLists) {
   if (line.empty()) GTEST_SKIP() << "the system lists no flags: nothing was compared";
   line += ' ';
   const auto has = [&line](const char* flag) { return line.find(flag) != std::string::npos; };
-  const SimdLevel expected = has(" avx2 ")    ? SimdLevel::kAvx2
-                             : has(" ssse3 ") ? SimdLevel::kSsse3
-                                              : SimdLevel::kScalar;
+  const SimdLevel expected = has(" avx2 ") ? SimdLevel::kAvx2 : SimdLevel::kScalar;
   EXPECT_EQ(DetectedSimdLevel(), expected);
 }
 #endif
@@ -44,14 +42,9 @@ TEST_F(SimdLevelTest, CanBeLoweredAndRestored) {
 TEST_F(SimdLevelTest, NeverRisesAboveTheDetectedLevel) {
   ForceSimdLevel(SimdLevel::kAvx2);
   EXPECT_EQ(ActiveSimdLevel(), DetectedSimdLevel());
-  ForceSimdLevel(SimdLevel::kSsse3);
-  EXPECT_LE(ActiveSimdLevel(), DetectedSimdLevel());
 }
 
-TEST_F(SimdLevelTest, LevelsAreOrdered) {
-  EXPECT_LT(SimdLevel::kScalar, SimdLevel::kSsse3);
-  EXPECT_LT(SimdLevel::kSsse3, SimdLevel::kAvx2);
-}
+TEST_F(SimdLevelTest, LevelsAreOrdered) { EXPECT_LT(SimdLevel::kScalar, SimdLevel::kAvx2); }
 
 }  // namespace
 }  // namespace qolm

@@ -17,7 +17,7 @@ inline constexpr const char* kNothingCompared =
 
 inline std::vector<SimdLevel> AvailableSimdLevels() {
   std::vector<SimdLevel> levels;
-  for (const SimdLevel level : {SimdLevel::kScalar, SimdLevel::kSsse3, SimdLevel::kAvx2}) {
+  for (const SimdLevel level : {SimdLevel::kScalar, SimdLevel::kAvx2}) {
     if (level <= DetectedSimdLevel()) levels.push_back(level);
   }
   return levels;
