@@ -33,7 +33,7 @@ help:
 	@echo "make sound-table CLIPS=... the same for the sound"
 	@echo "make long-run [HOURS=10] a long lecture through encode, info and export: memory, sync"
 	@echo "make format | lint       clang-format in place | clang-tidy over src/"
-	@echo "make check               include, document and path checks"
+	@echo "make check               include, document, path and commit checks"
 	@echo "make ci                  what the merge gate runs"
 	@echo "make clean               remove build/ and demo/"
 
@@ -141,6 +141,7 @@ lint:
 check:
 	@python3 tools/check_includes.py
 	@python3 tools/check_documents.py
+	@python3 tools/check_commits.py
 
 ci:
 	@bash .ci/run

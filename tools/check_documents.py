@@ -5,7 +5,8 @@
 
 - Every path in backticks in ARCHITECTURE.md and docs/*.md exists, and so does
   every relative link of every document.
-- No file holds an absolute path of somebody's machine.
+- No file holds an absolute path that exists on one machine only: where the tree
+  lies, the user's own folder, or a folder below one of those.
 - With --usage: the options that README.md lists under "Option of `COMMAND`"
   are those that the program's usage text lists.
 
@@ -26,8 +27,6 @@ CODE_SPAN = re.compile(r"`([^`\n]+)`")
 PATH_LIKE = re.compile(r"^[A-Za-z0-9_.][A-Za-z0-9_./-]*$")
 FILE_ENDINGS = (".cpp", ".h", ".md", ".txt", ".cmake", ".json", ".sh", ".py")
 LINK = re.compile(r"\]\(([^)\s]+)\)")
-MACHINE_FOLDERS = ("home", "root", "Users", "work", "workspace", "farm")
-MACHINE_PATH = re.compile(r"(?<![\w.~}>)-])/(?:" + "|".join(MACHINE_FOLDERS) + r")/[\w.]")
 OPTION = re.compile(r"(?<![\w-])--[a-z][a-z-]+")
 SWITCH = re.compile(r"(?<![\w-])--\[no-\]([a-z][a-z-]+)")
 
@@ -78,9 +77,12 @@ def text_files(root):
 
 
 def breaches_of_machine_paths(root):
+    places = {str(root.resolve()), str(pathlib.Path.home())} - {"/"}
+    machine_path = re.compile(
+        r"(?<![\w.~}>)-])(?:" + "|".join(map(re.escape, sorted(places))) + r")(?![\w-])")
     for path in text_files(root):
         for number, line in lines_of(path):
-            if MACHINE_PATH.search(line):
+            if machine_path.search(line):
                 yield path, number, "holds an absolute path of a machine"
 
 

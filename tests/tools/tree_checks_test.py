@@ -150,13 +150,17 @@ class CheckDocuments(TreeCase):
         self.assert_breach("README.md:1: the link docs/gone.md leads nowhere")
 
     def test_machine_path_fails(self):
-        for folder in ("home", "root", "Users"):
+        for folder in (self.root.resolve(), pathlib.Path.home()):
             with self.subTest(folder=folder):
-                self.write("src/container/layout.h", f'const char* p = "/{folder}/me/x";\n')
+                self.write("src/container/layout.h", f'const char* p = "{folder}/x";\n')
                 self.assert_breach("src/container/layout.h:1: holds an absolute path")
 
     def test_other_paths_are_no_machine_paths(self):
         self.write("src/container/layout.h", '// "/tmp/x", src/home/x, ../build/x, "/usr/bin/x"\n')
+        self.assert_clean()
+
+    def test_paths_that_only_begin_alike_are_no_machine_paths(self):
+        self.write("src/container/layout.h", f"// {pathlib.Path.home()}-less, x{pathlib.Path.home()}\n")
         self.assert_clean()
 
     def test_option_table_is_compared_with_the_usage_text(self):
@@ -177,6 +181,49 @@ class CheckDocuments(TreeCase):
         self.assert_clean(*usage)
         offer("--sheet")
         self.assert_clean("--usage", f"export={program}")
+
+
+class CheckCommits(TreeCase):
+    check = "check_commits.py"
+
+    def git(self, *arguments):
+        subprocess.run(["git", "-C", str(self.root), "-c", "user.name=a", "-c", "user.email=a@b",
+                        *arguments], check=True, capture_output=True)
+
+    def commit(self, subject):
+        self.git("commit", "--allow-empty", "-m", subject)
+
+    def setUp(self):
+        super().setUp()
+        self.git("init", "--quiet")
+        self.commit("before the check anything went")
+        self.write("tools/check_commits.py", "")
+        self.git("add", ".")
+        self.commit("tools: a check")
+
+    def test_subjects_of_area_and_what_pass(self):
+        self.commit("audio, tests: " + "x" * 58)
+        self.assert_clean()
+
+    def test_one_character_too_many_fails(self):
+        self.commit("audio, tests: " + "x" * 59)
+        self.assert_breach("73 characters, 72 are the most: audio")
+
+    def test_a_subject_without_its_area_fails(self):
+        self.commit("Fix things")
+        self.assert_breach('the subject is not "area: what": Fix things')
+
+    def test_commits_before_the_check_are_left_alone_unless_named(self):
+        self.assert_clean()
+        self.assert_breach("before the check", "HEAD")
+
+    def test_a_range_that_is_none_fails(self):
+        self.assert_breach("no commits are called", "nowhere..HEAD")
+
+    def test_a_tree_without_history_passes(self):
+        with tempfile.TemporaryDirectory() as archive:
+            self.root = pathlib.Path(archive)
+            self.assert_clean()
 
 
 if __name__ == "__main__":
