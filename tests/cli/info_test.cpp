@@ -120,7 +120,7 @@ TEST_F(Info, SaysThatAnUnfinishedFileHoldsNothingWhole) {
 
 // As after a writer that was ended before its first frame came to the disk.
 TEST_F(Info, SaysThatAFileWithNothingBehindItsHeadWasNeverFinished) {
-  for (const size_t bytes : {0, 1, 3}) {
+  for (const size_t bytes : {0u, 1u, 3u}) {
     out_.str("");
     records_.assign(bytes, '\0');
     EXPECT_EQ(Run(), 0);
