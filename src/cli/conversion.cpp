@@ -148,7 +148,7 @@ class Conversion {
       return;
     }
     PcmTrack sound;
-    std::string failure_reason;
+    AudioReadReport report;
     out_ << std::flush;  // a status line follows
     std::chrono::nanoseconds shown = environment_.monotonic_now();
     const auto show_progress = [&](double seconds) {
@@ -157,15 +157,18 @@ class Conversion {
       shown = now;
       status_.Show(texts::ReadingAudioStatus(seconds, source_.duration_ms()));
     };
-    const bool read = environment_.read_sound(input_, request_.options.audio, sound, failure_reason,
-                                              show_progress);
+    const bool read =
+        environment_.read_sound(input_, request_.options.audio, sound, report, show_progress);
     status_.Clear();
     if (!read) {
-      if (!environment_.interrupted()) out_ << texts::SoundNotReadNotice(failure_reason);
+      if (!environment_.interrupted()) out_ << texts::SoundNotReadNotice(report.failure_reason);
       return;
     }
     out_ << AudioStreamLine(sound.sample_rate, sound.channels, sound.samples.size());
-    if (!failure_reason.empty()) out_ << texts::SoundCutShortNotice(failure_reason);
+    if (report.damaged_seconds > 0) out_ << texts::DamagedAudioNotice(report.damaged_seconds);
+    if (!report.failure_reason.empty()) {
+      out_ << texts::SoundCutShortNotice(report.failure_reason);
+    }
     audio_seconds_ = SecondsOf(sound);
     session_->set_audio(std::move(sound));
   }

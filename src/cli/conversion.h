@@ -25,15 +25,20 @@ struct EncodeRequest {
   EncodeOptions options;
 };
 
+// What is known of the audio that was read, beside its samples.
+struct AudioReadReport {
+  std::string failure_reason;  // of a failure, or of what could not be read to its end
+  double damaged_seconds = 0;  // decoded with errors, or not at all
+};
+
 // What a conversion takes from its surroundings.
 struct EncodeEnvironment {
   std::function<std::unique_ptr<media::VideoFramework>()> make_video_framework;
   // Reads the whole sound of a file; false when it has none that can be read, or
-  // when interrupted() ended the reading. A reason, where one is known, comes with
-  // a failure and with what could not be read to its end. `progress` is called with
-  // the seconds read so far.
+  // when interrupted() ended the reading. `progress` is called with the seconds read
+  // so far.
   std::function<bool(const std::filesystem::path&, const media::AudioOptions&, PcmTrack&,
-                     std::string& failure_reason, const std::function<void(double)>& progress)>
+                     AudioReadReport& report, const std::function<void(double)>& progress)>
       read_sound;
   std::function<std::chrono::nanoseconds()> monotonic_now;
   std::function<bool()> interrupted;

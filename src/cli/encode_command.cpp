@@ -19,10 +19,10 @@ int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostre
   environment.make_video_framework = [&platform] { return platform.MakeVideoFramework(); };
   environment.read_sound =
       [&](const std::filesystem::path& path, const media::AudioOptions& options, PcmTrack& track,
-          std::string& failure_reason, const std::function<void(double)>& progress) {
+          AudioReadReport& report, const std::function<void(double)>& progress) {
         media::AudioSource source(platform.MakeAudioFramework());
         const bool read = source.ReadAll(path, options, track, environment.interrupted, progress);
-        failure_reason = source.failure_reason();
+        report = {source.failure_reason(), source.damaged_seconds()};
         return read;
       };
   environment.monotonic_now = [] {

@@ -1,5 +1,6 @@
 #include "cli/texts.h"
 
+#include <algorithm>
 #include <initializer_list>
 
 #include "base/printable.h"
@@ -185,6 +186,12 @@ std::string SoundNotReadNotice(std::string_view reason) {
 std::string SoundCutShortNotice(std::string_view reason) {
   return Note(
       {"the sound could not be read to its end (", reason, "); the file holds what came before."});
+}
+
+std::string DamagedAudioNotice(double seconds) {
+  constexpr double kLeastShown = 0.01;
+  return Note({FixedNumber(std::max(seconds, kLeastShown), 2),
+               " s of the sound of the source are damaged; what could not be decoded is silent."});
 }
 
 std::string SourceNotice(std::string_view phrase) { return Note({phrase, "."}); }

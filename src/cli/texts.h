@@ -42,6 +42,7 @@ std::string ReportLostNotice(std::string_view reason, std::string_view output_pa
 std::string SoundNotReadNotice(std::string_view reason);
 // Goes behind the line that tells how much sound there is.
 std::string SoundCutShortNotice(std::string_view reason);
+std::string DamagedAudioNotice(double seconds);
 std::string SoundOffNotice();
 // A phrase of the source.
 std::string SourceNotice(std::string_view phrase);

@@ -70,6 +70,9 @@ class AudioReader {
   // Samples hold native-endian values, channels interleaved.
   [[nodiscard]] virtual ReadResult ReadSample() = 0;
 
+  // Seconds of the audio read so far that were decoded with errors or not at all.
+  virtual double damaged_seconds() const { return 0; }
+
   // Why the last call that failed did so, in a few words; may be empty.
   virtual std::string failure_reason() const { return {}; }
 };

@@ -179,6 +179,7 @@ bool AudioSource::ReadAll(const std::filesystem::path& path, const AudioOptions&
                           const std::function<void(double)>& progress) {
   track = PcmTrack{};
   failure_reason_.clear();
+  damaged_seconds_ = 0;
   if (options.enabled == 0 || path.empty()) return false;
   if (options.sample_rate < 0 || options.sample_rate > kHighestRate) return false;
   const uint32_t rate =
@@ -202,6 +203,7 @@ bool AudioSource::ReadAll(const std::filesystem::path& path, const AudioOptions&
     }
     std::vector<int16_t> samples =
         ReadSamples(*reader, *delivered, stop, progress, failure_reason_);
+    damaged_seconds_ = reader->damaged_seconds();
     reader.reset();
     ConvertChannels(delivered->channels, channels, samples);
     if (delivered->sample_rate != rate) {

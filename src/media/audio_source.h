@@ -40,9 +40,13 @@ class AudioSource {
   // a few words; empty when nothing tells so.
   const std::string& failure_reason() const { return failure_reason_; }
 
+  // Seconds of the track that the last ReadAll decoded with errors or not at all.
+  double damaged_seconds() const { return damaged_seconds_; }
+
  private:
   std::unique_ptr<AudioFramework> framework_;
   std::string failure_reason_;
+  double damaged_seconds_ = 0;
 };
 
 }  // namespace qolm::media

@@ -42,7 +42,7 @@ class ConversionTest : public testing::Test {
       return std::make_unique<ScriptedFramework>(script_);
     };
     environment.read_sound = [this](const fs::path&, const media::AudioOptions& options,
-                                    PcmTrack& track, std::string& failure_reason,
+                                    PcmTrack& track, AudioReadReport& report,
                                     const std::function<void(double)>& progress) {
       ++sound_reads_;
       if (during_sound_) during_sound_();
@@ -54,7 +54,7 @@ class ConversionTest : public testing::Test {
       asked_channels_ = options.channels;
       if (!sound_) return false;
       track = *sound_;
-      failure_reason = sound_failure_;
+      report = {sound_failure_, damaged_seconds_};
       return true;
     };
     environment.monotonic_now = [this] { return now_; };
@@ -106,6 +106,7 @@ class ConversionTest : public testing::Test {
   EncodeOptions options_;
   std::optional<PcmTrack> sound_;
   std::string sound_failure_;
+  double damaged_seconds_ = 0;  // of the sound
   int sound_reads_ = 0;
   std::function<void()> during_sound_;
   std::vector<double> seconds_read_;  // reported, each after 400 ms

@@ -304,6 +304,26 @@ TEST_F(ConversionTest, SoundIsReportedStereo) {
                                     "ADPCM+rANS, 2400 samples)\n"));
 }
 
+TEST_F(ConversionTest, DamagedSoundIsReportedInSeconds) {
+  sound_ = PcmTrack{32000, 1, std::vector<int16_t>(3200)};
+  for (const auto& [seconds, shown] :
+       {std::pair{12.3456, "12.35"}, {0.021, "0.02"}, {0.0001, "0.01"}}) {
+    damaged_seconds_ = seconds;
+    options_ = ParseEncodeOptions({"--frames", "1", "--overwrite"}, 0);
+    out_.str("");
+    EXPECT_EQ(Run(), 0);
+    EXPECT_THAT(out_.str(), HasSubstr(std::string("3200 samples)\n[+] Note: ") + shown +
+                                      " s of the sound of the source are damaged; what could "
+                                      "not be decoded is silent.\n[+] Encoding"));
+  }
+}
+
+TEST_F(ConversionTest, UndamagedSoundIsNotReported) {
+  sound_ = PcmTrack{32000, 1, std::vector<int16_t>(3200)};
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(), Not(HasSubstr("damaged")));
+}
+
 TEST_F(ConversionTest, SoundCutShortIsTold) {
   sound_ = PcmTrack{32000, 1, std::vector<int16_t>(3200)};
   sound_failure_ = "Input/output error";

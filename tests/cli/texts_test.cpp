@@ -75,8 +75,8 @@ TEST(Texts, ErrorLinesEndWithThePathInQuestion) {
 TEST(Texts, InformationIsMarkedAndOneLineLong) {
   for (const std::string& line :
        {texts::SoundNotReadNotice("r"), texts::SourceNotice("p"), texts::SoundCutShortNotice("r"),
-        texts::SoundOffNotice(), texts::IndexAtEndNotice(), texts::EarlyEndNotice(10, 300),
-        texts::FewerFramesDecodedNotice(10, 300)}) {
+        texts::DamagedAudioNotice(3), texts::SoundOffNotice(), texts::IndexAtEndNotice(),
+        texts::EarlyEndNotice(10, 300), texts::FewerFramesDecodedNotice(10, 300)}) {
     EXPECT_THAT(line, StartsWith("[+] "));
     EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
   }

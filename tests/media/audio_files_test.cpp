@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -81,7 +82,9 @@ class AudioFilesTest : public ::testing::Test {
     options.channels = channels;
     options.sample_rate = rate;
     PcmTrack track;
-    EXPECT_TRUE(AudioSource(platform_.MakeAudioFramework()).ReadAll(path, options, track)) << path;
+    AudioSource source(platform_.MakeAudioFramework());
+    EXPECT_TRUE(source.ReadAll(path, options, track)) << path;
+    damaged_seconds_ = source.damaged_seconds();
     EXPECT_EQ(track.channels, channels);
     EXPECT_EQ(track.sample_rate, static_cast<uint32_t>(rate));
     return track;
@@ -93,6 +96,7 @@ class AudioFilesTest : public ::testing::Test {
 
   test::TemporaryFolder folder_;
   Platform platform_;
+  double damaged_seconds_ = 0;  // of the last file read
 };
 
 TEST_F(AudioFilesTest, LosslessSoundKeepsEverySample) {
@@ -290,8 +294,11 @@ TEST_F(AudioFilesTest, DamagedAndLostPacketsAreSilenceOfTheirLength) {
   std::fill_n(expected.begin() + 9 * 4608, 2 * 4608, int16_t{0});
   clip.damaged_packets = {5, 9, 10};
   EXPECT_EQ(Read(Write("damaged.mkv", clip)).samples, expected);
+  EXPECT_NEAR(damaged_seconds_, 3 * 4608 / 48000.0, 1e-6);
+  clip.damaged_packets.clear();
   clip.dropped_packets = {5, 9, 10};
   EXPECT_EQ(Read(Write("lost.mkv", clip)).samples, expected);
+  EXPECT_EQ(damaged_seconds_, 0);
 }
 
 // Its samples would decode, but nobody knows how many of them are right.
@@ -321,6 +328,38 @@ TEST_F(AudioFilesTest, DamagedAacKeepsItsLength) {
   clip.codec = "aac";
   clip.damaged_packets = {10, 11, 20};
   EXPECT_EQ(Read(Write("damaged.mp4", clip, Sweep(clip.rate))).samples.size(), 48'000u);
+}
+
+TEST_F(AudioFilesTest, DamagedSoundIsCountedInSeconds) {
+  for (const auto& [name, codec] :
+       {std::pair{"a.mp4", "aac"}, {"a.mkv", "aac"}, {"a.flv", "aac"}, {"b.mkv", "flac"}}) {
+    SoundClip clip;
+    clip.codec = codec;
+    clip.samples = 60 * 4608;
+    EXPECT_FALSE(Read(Write(name, clip, Sweep(clip.rate))).samples.empty());
+    EXPECT_EQ(damaged_seconds_, 0) << name;
+    const double packet = clip.codec == "aac" ? 1024 : 4608;
+    for (int i = 2; i < 50; i += 3) clip.damaged_packets.insert(i);
+    EXPECT_FALSE(Read(Write(name, clip, Sweep(clip.rate))).samples.empty());
+    EXPECT_NEAR(damaged_seconds_, 16 * packet / clip.rate, packet / clip.rate) << name;
+  }
+}
+
+// A recording may begin within a packet, and what follows the last may be something
+// else; more of it is damage.
+TEST_F(AudioFilesTest, ShortDamageAtEitherEndIsNotCounted) {
+  SoundClip clip;
+  clip.codec = "flac";
+  clip.samples = 40 * 4608;
+  const double packet = 4608.0 / 48000;
+  for (const auto& [packets, counted] : {std::pair{std::set<int>{0, 39}, 0},
+                                         {{0, 2, 39}, 1},
+                                         {{0, 1, 2, 3, 4, 5, 6, 7}, 8},
+                                         {{33, 34, 35, 36, 37, 38, 39}, 7}}) {
+    clip.damaged_packets = packets;
+    EXPECT_FALSE(Read(Write("a.mkv", clip)).samples.empty());
+    EXPECT_NEAR(damaged_seconds_, counted * packet, 1e-6);
+  }
 }
 
 TEST_F(AudioFilesTest, SurroundIsMixedDownWithTheStandardWeights) {

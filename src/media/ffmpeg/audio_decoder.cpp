@@ -92,6 +92,8 @@ std::optional<AudioPiece> AudioDecoder::Next() {
       if (draining_) return std::nullopt;
       AudioPiece damage = PieceOfDamage();
       if (damage.duration > 0) return damage;
+      // Only the first frame will show how long such packets are.
+      if (last_frame_duration_ <= 0) ++unmeasured_damage_;
     }
   }
 }
@@ -123,7 +125,9 @@ AudioPiece AudioDecoder::PieceOfFrame() {
   av_frame_move_ref(piece.frame.get(), frame_.get());
   const AVFrame& frame = *piece.frame;
   piece.time = ToSeconds(frame.best_effort_timestamp, stream_->time_base);
+  piece.damaged = frame.decode_error_flags != 0;
   piece.duration = static_cast<double>(frame.nb_samples) / frame.sample_rate;
+  piece.lost_before = std::exchange(unmeasured_damage_, 0) * piece.duration;
   piece.byte = byte_;
   if (frame.pkt_duration > 0) {
     piece.excess = piece.duration - static_cast<double>(frame.pkt_duration) * time_unit();
@@ -135,6 +139,7 @@ AudioPiece AudioDecoder::PieceOfFrame() {
 
 AudioPiece AudioDecoder::PieceOfDamage() const {
   AudioPiece piece;
+  piece.damaged = true;
   piece.time =
       ToSeconds(packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts, stream_->time_base);
   double duration = static_cast<double>(packet_->duration) * time_unit();

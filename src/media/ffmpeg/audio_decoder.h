@@ -19,6 +19,8 @@ namespace qolm::media::ffmpeg {
 
 struct AudioPiece {
   Frame frame;                 // null where a packet could not be decoded
+  bool damaged = false;        // not decoded, or with errors
+  double lost_before = 0;      // seconds that could not be decoded and gave no piece
   std::optional<double> time;  // of its first sample, in seconds on the file's clock
   double duration = 0;         // seconds
   int64_t byte = 0;            // where its packet lies in the file, or one before it
@@ -66,6 +68,7 @@ class AudioDecoder {
   int64_t byte_ = 0;                // of the latest packet that tells it
   double decoded_of_packet_ = 0;    // seconds
   double last_frame_duration_ = 0;  // seconds
+  int unmeasured_damage_ = 0;       // packets of unknown duration that could not be decoded
   bool draining_ = false;
 };
 

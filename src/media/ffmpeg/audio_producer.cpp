@@ -14,6 +14,8 @@ namespace {
 // up to.
 constexpr double kMostValues = std::numeric_limits<int32_t>::max();
 constexpr int64_t kSilentFrames = 65536;  // delivered at once
+// Less of it at either end of the track is no sign of damage.
+constexpr double kLeastDamageAtAnEnd = 0.5;  // seconds
 
 }  // namespace
 
@@ -38,6 +40,7 @@ std::optional<std::vector<int16_t>> AudioProducer::Next() {
       ended_ = true;
     } else if (queue_.empty()) {
       ended_ = true;
+      CountDamage(kLeastDamageAtAnEnd);
       InsertSilence(0, output);
     } else if (const double silence = NextCorrection(); silence > 0) {
       InsertSilence(silence, output);
@@ -90,6 +93,13 @@ void AudioProducer::Play(AudioPiece piece, std::vector<int16_t>& output) {
     return;
   }
   const double cut = std::exchange(cut_left_, 0);
+  damage_pending_ += piece.lost_before;
+  if (piece.damaged) {
+    damage_pending_ += piece.duration - cut;
+  } else {
+    CountDamage(undamaged_played_ ? 0 : kLeastDamageAtAnEnd);
+    undamaged_played_ = true;
+  }
   if (piece.frame != nullptr) {
     const AVFrame& frame = *piece.frame;
     const int skipped = static_cast<int>(std::lround(cut * frame.sample_rate));
@@ -102,6 +112,12 @@ void AudioProducer::Play(AudioPiece piece, std::vector<int16_t>& output) {
     frames_delivered_ += static_cast<int64_t>(output.size() / channels_);
   }
   InsertSilence(piece.duration - cut, output);
+}
+
+// The pending damage, of which less than `least` seconds are forgotten.
+void AudioProducer::CountDamage(double least) {
+  const double seconds = std::exchange(damage_pending_, 0);
+  if (seconds >= least) damaged_seconds_ += seconds;
 }
 
 // Ends the sound so far at exactly its length, then makes it longer.

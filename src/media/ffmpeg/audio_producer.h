@@ -25,10 +25,16 @@ class AudioProducer {
   // and nothing at all when no packet could be decoded.
   std::optional<std::vector<int16_t>> Next();
 
+  // Of the track so far that were decoded with errors or not at all, complete at the
+  // end. A short piece of damage at either end does not count: recordings begin in the
+  // middle, and what stands behind the last packet may be something else.
+  double damaged_seconds() const { return damaged_seconds_; }
+
  private:
   void FillQueue();
   double NextCorrection();
   void Play(AudioPiece piece, std::vector<int16_t>& output);
+  void CountDamage(double least);
   void InsertSilence(double seconds, std::vector<int16_t>& output);
   int64_t FramesDue() const;
   std::vector<int16_t> TakeSilence();
@@ -45,6 +51,9 @@ class AudioProducer {
   bool ended_ = false;
   double cut_left_ = 0;          // seconds
   double silence_inserted_ = 0;  // seconds
+  bool undamaged_played_ = false;
+  double damaged_seconds_ = 0;
+  double damage_pending_ = 0;  // seconds, since the last undamaged piece
   int64_t frames_delivered_ = 0;
   int64_t silence_left_ = 0;  // sample frames to deliver before anything else
 };

@@ -157,6 +157,8 @@ class FfmpegAudioReader : public AudioReader {
     return result;
   }
 
+  double damaged_seconds() const override { return producer_ ? producer_->damaged_seconds() : 0; }
+
   std::string failure_reason() const override { return failure_reason_; }
 
  private:
