@@ -1,30 +1,26 @@
 #include <signal.h>
 
-#include <atomic>
-
 #include "cli/interrupt.h"
 #include "output/end_signals.h"
 
 namespace qolm::cli {
 namespace {
 
-// The only thing that the handlers touch. A signal may arrive on any thread.
-std::atomic<bool> g_interrupted{false};
-static_assert(std::atomic<bool>::is_always_lock_free);
+// All that the handlers touch. A signal may arrive on any thread.
+output::EndRequest g_request;
 
 extern "C" void HandleInterrupt(int signal_number) {
-  const bool again = g_interrupted.exchange(true);
-  if (again) output::EndBySignal(signal_number);
+  if (g_request.Repeated()) output::EndBySignal(signal_number);
 }
 
 // A terminal that closes sends it more than once, so it never counts as a
 // second request.
-extern "C" void HandleHangUp(int /*signal_number*/) { g_interrupted = true; }
+extern "C" void HandleHangUp(int /*signal_number*/) { static_cast<void>(g_request.Repeated()); }
 
 }  // namespace
 
-InterruptListener::InterruptListener() {
-  g_interrupted = false;
+InterruptListener::InterruptListener(SignalClock clock) {
+  g_request.Reset(clock != nullptr ? clock : output::SignalMilliseconds);
   output::HandleEndSignal(SIGINT, HandleInterrupt);
   output::HandleEndSignal(SIGTERM, HandleInterrupt);
   output::HandleEndSignal(SIGHUP, HandleHangUp);
@@ -36,6 +32,6 @@ InterruptListener::~InterruptListener() {
   output::StopHandlingEndSignal(SIGHUP);
 }
 
-bool InterruptListener::interrupted() const { return g_interrupted; }
+bool InterruptListener::interrupted() const { return g_request.made(); }
 
 }  // namespace qolm::cli

@@ -26,7 +26,8 @@ BOOL WINAPI HandleConsoleEvent(DWORD event) {
 
 }  // namespace
 
-InterruptListener::InterruptListener() {
+// One Ctrl-C is one event here, so none need be timed.
+InterruptListener::InterruptListener(SignalClock /*clock*/) {
   // It stays: taking a handler away may wait for one that runs, and the one
   // above does not return once the console closes.
   [[maybe_unused]] static const BOOL handled = SetConsoleCtrlHandler(HandleConsoleEvent, TRUE);

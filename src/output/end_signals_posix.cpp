@@ -1,3 +1,6 @@
+#include <time.h>
+
+#include <algorithm>
 #include <csignal>
 
 #include "output/end_signals.h"
@@ -24,6 +27,23 @@ void StopHandlingEndSignal(int signal_number) {
 void EndBySignal(int signal_number) {
   std::signal(signal_number, SIG_DFL);
   std::raise(signal_number);
+}
+
+uint32_t SignalMilliseconds() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<uint32_t>(now.tv_sec) * 1000 + static_cast<uint32_t>(now.tv_nsec / 1'000'000);
+}
+
+void EndRequest::Reset(SignalClock clock) {
+  clock_ = clock;
+  first_ = 0;
+}
+
+bool EndRequest::Repeated() {
+  const uint32_t now = std::max(clock_.load()(), uint32_t{1});
+  uint32_t first = 0;
+  return !first_.compare_exchange_strong(first, now) && now - first >= kEchoMilliseconds;
 }
 
 }  // namespace qolm::output

@@ -2,6 +2,7 @@
 #ifndef QOLM_OUTPUT_PART_CLEANUP_H_
 #define QOLM_OUTPUT_PART_CLEANUP_H_
 
+#include <cstdint>
 #include <filesystem>
 
 namespace qolm::output {
@@ -14,11 +15,14 @@ namespace qolm::output {
 void RemoveFileOnSignal(const std::filesystem::path* file);
 
 // While one lives, what would end the program so waits for its end, though on POSIX
-// systems a second signal does not. For between making a file and naming it to
-// RemoveFileOnSignal. One at a time.
+// systems a second signal, 0.3 s after the first or later, does not. For between making a file and
+// naming it to RemoveFileOnSignal. One at a time.
 class EndSignalsWait {
  public:
-  EndSignalsWait();
+  // A clock of milliseconds, which signals are timed by; null for the system's.
+  using SignalClock = uint32_t (*)();
+
+  explicit EndSignalsWait(SignalClock clock = nullptr);
   ~EndSignalsWait();
   EndSignalsWait(const EndSignalsWait&) = delete;
   EndSignalsWait& operator=(const EndSignalsWait&) = delete;

@@ -16,13 +16,18 @@ constexpr int kNoneWaits = -1;
 std::atomic<const char*> g_file{nullptr};
 // The signal that waits, 0 while one would.
 std::atomic<int> g_waiting{kNoneWaits};
+EndRequest g_request;  // while one would wait
 static_assert(std::atomic<const char*>::is_always_lock_free);
 static_assert(std::atomic<int>::is_always_lock_free);
 
 extern "C" void RemoveAndEnd(int signal_number) {
   int would_wait = 0;
-  if (g_waiting.compare_exchange_strong(would_wait, signal_number)) return;
-  if (const char* const file = g_file.exchange(nullptr)) unlink(file);
+  if (g_waiting.compare_exchange_strong(would_wait, signal_number) || would_wait != kNoneWaits) {
+    if (!g_request.Repeated()) return;
+  }
+  // The file stays named: a signal that arrives before it is removed must not end the
+  // program first.
+  if (const char* const file = g_file) unlink(file);
   EndBySignal(signal_number);
 }
 
@@ -39,7 +44,8 @@ void RemoveFileOnSignal(const std::filesystem::path* file) {
   if (file != nullptr) HandleEndSignals();
 }
 
-EndSignalsWait::EndSignalsWait() {
+EndSignalsWait::EndSignalsWait(SignalClock clock) {
+  g_request.Reset(clock != nullptr ? clock : SignalMilliseconds);
   g_waiting = 0;
   HandleEndSignals();
 }

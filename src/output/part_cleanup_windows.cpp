@@ -44,7 +44,7 @@ void RemoveFileOnSignal(const std::filesystem::path* file) {
   removal.file = file != nullptr && handled ? file->native() : std::wstring();
 }
 
-EndSignalsWait::EndSignalsWait() {
+EndSignalsWait::EndSignalsWait(SignalClock /*clock*/) {
   HandleConsoleEvents();
   GetRemoval().mutex.lock();
 }

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdlib>
 
 #include "support/default_signals.h"
@@ -20,13 +21,19 @@ class InterruptListenerDeathTest : public testing::Test {
   const test::DefaultSignals signals_;
 };
 
-[[noreturn]] void RaiseTwice(int first, int second) {
-  const InterruptListener listener;
+uint32_t g_now = 0;  // milliseconds
+uint32_t Now() { return g_now; }
+
+// What two signals do, the second `apart` milliseconds after the first.
+[[noreturn]] void RaiseTwice(int first, int second, uint32_t start = 1000, uint32_t apart = 300) {
+  g_now = start;
+  const InterruptListener listener(Now);
   if (listener.interrupted()) _exit(1);
   raise(first);
   if (!listener.interrupted()) _exit(2);
+  g_now += apart;
   raise(second);
-  _exit(3);
+  _exit(listener.interrupted() ? kThrough : 3);
 }
 
 TEST_F(InterruptListenerDeathTest, TheFirstSignalIsOnlyNoted) {
@@ -45,6 +52,32 @@ TEST_F(InterruptListenerDeathTest, TheSecondSignalEndsTheProgram) {
   EXPECT_EXIT(RaiseTwice(SIGINT, SIGINT), testing::KilledBySignal(SIGINT), "");
   EXPECT_EXIT(RaiseTwice(SIGTERM, SIGTERM), testing::KilledBySignal(SIGTERM), "");
   EXPECT_EXIT(RaiseTwice(SIGINT, SIGTERM), testing::KilledBySignal(SIGTERM), "");
+}
+
+// As timeout sends them, to the program and then to its group.
+TEST_F(InterruptListenerDeathTest, SignalsWithinAMomentAreOneRequest) {
+  for (const uint32_t start : {0U, 1U, 1000U, 0xffff'ff00U}) {
+    for (const uint32_t apart : {0U, 1U, 298U}) {
+      EXPECT_EXIT(RaiseTwice(SIGINT, SIGINT, start, apart), testing::ExitedWithCode(kThrough), "");
+      EXPECT_EXIT(RaiseTwice(SIGTERM, SIGINT, start, apart), testing::ExitedWithCode(kThrough), "");
+      EXPECT_EXIT(RaiseTwice(SIGHUP, SIGTERM, start, apart), testing::ExitedWithCode(kThrough), "");
+    }
+    EXPECT_EXIT(RaiseTwice(SIGINT, SIGINT, start, 301), testing::KilledBySignal(SIGINT), "");
+  }
+}
+
+TEST_F(InterruptListenerDeathTest, AfterThemTheNextOneEndsTheProgram) {
+  EXPECT_EXIT(
+      {
+        g_now = 1000;
+        const InterruptListener listener(Now);
+        raise(SIGINT);
+        raise(SIGINT);
+        g_now += 300;  // since the first
+        raise(SIGTERM);
+        _exit(kThrough);
+      },
+      testing::KilledBySignal(SIGTERM), "");
 }
 
 TEST_F(InterruptListenerDeathTest, AClosingTerminalIsNoSecondRequest) {

@@ -208,7 +208,8 @@ TEST_P(InterruptedRuns, KeepTheFramesThatWereTaken) {
   EXPECT_GT(kept_parts_, kMoments / 5);
 }
 
-TEST_P(InterruptedRuns, ASecondSignalEndsThemAtOnce) {
+// Signals at every call from one on; those of the first 0.3 s are one request.
+TEST_P(InterruptedRuns, FurtherSignalsEndThemAtOnceOrKeepTheFrames) {
   AtMoments(6, [this](uint64_t moment, uint64_t at) {
     const int signal_number = moment % 2 == 0 ? SIGINT : SIGTERM;
     const FaultedRun run = RunTo(at, signal_number, true);
@@ -216,7 +217,7 @@ TEST_P(InterruptedRuns, ASecondSignalEndsThemAtOnce) {
       ExpectOldOrWhole();
       fs::remove(Part());
     } else {
-      Judge(run);  // no call was left for a second one
+      Judge(run);  // no call was left for a second request
     }
   });
 }

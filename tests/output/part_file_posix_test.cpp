@@ -3,6 +3,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdint>
+
+#include "output/part_cleanup.h"
 #include "part_file_fixture.h"
 #include "support/default_signals.h"
 #include "support/run_program.h"
@@ -92,6 +95,33 @@ TEST_F(PartFileTest, ASignalRemovesItOnRequest) {
     EXPECT_THAT(Files(), ElementsAre("input", "output"));
     EXPECT_EQ(ReadFile(output_), "own: the old file");
   }
+}
+
+uint32_t g_now = 0;  // milliseconds
+uint32_t Now() { return g_now; }
+
+// Makes the part file while signals wait. The second signal arrives after `apart`
+// milliseconds.
+[[noreturn]] void MakeFileAmidSignals(const fs::path& file, uint32_t apart) {
+  {
+    g_now = 1000;
+    const EndSignalsWait wait(Now);
+    WriteFile(file, "unfinished");
+    raise(SIGINT);
+    g_now += apart;
+    raise(SIGTERM);
+    RemoveFileOnSignal(&file);
+  }
+  _exit(1);
+}
+
+TEST_F(PartFileTest, SignalsWithinAMomentWaitForTheFilesName) {
+  const test::DefaultSignals signals;
+  for (const uint32_t apart : {0U, 299U}) {
+    EXPECT_EXIT(MakeFileAmidSignals(Part(), apart), testing::KilledBySignal(SIGINT), "");
+    EXPECT_FALSE(fs::exists(Part()));
+  }
+  EXPECT_EXIT(MakeFileAmidSignals(Part(), 300), testing::KilledBySignal(SIGTERM), "");
 }
 
 TEST_F(PartFileTest, ASignalAfterTheEndRemovesNothing) {
