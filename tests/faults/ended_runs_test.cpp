@@ -103,12 +103,27 @@ class KilledRuns : public EndedRuns {
     const uint64_t bytes = fs::file_size(Part());
     if (bytes < container::kFileHeaderBytes) return;
     const uint64_t frames = FramesWithin(bytes);
-    if (frames == 0 || frames == kRunFrames) return;  // no frame yet, or perhaps the index as well
+    if (frames == 0) ExpectNoFrameSaved();
+    if (frames == 0 || frames == kRunFrames) return;  // perhaps with the index as well
     ++readable_parts_;
     // Without a reserved index in front, info finds what the unfinished file holds.
     const bool has_front_index = GetParam().options.empty();
     EXPECT_EQ(FramesByInfo(Part()), has_front_index ? 0 : frames) << bytes;
     ExpectSaved(frames);
+  }
+
+  // Neither program promises a frame.
+  void ExpectNoFrameSaved() {
+    ++parts_without_frames_;
+    const FaultedRun info = RunWithFault(ConverterMain, {"info", Part()});
+    EXPECT_EQ(info.exit_code, 0) << info.err;
+    EXPECT_NE(info.out.find("[+] Note: the file "), std::string::npos) << info.out;
+    EXPECT_EQ(info.out.find("qolm2_export can save what it holds"), std::string::npos) << info.out;
+    const std::string saved = (folder_ / "saved.y4m").string();
+    fs::remove(saved);
+    EXPECT_EQ(RunWithFault(ExportMain, {Part(), saved}).err,
+              "[-] Error: " + Part() + ": the file holds no frames\n");
+    EXPECT_FALSE(fs::exists(saved));
   }
 
   // Info says what the part file is, and the export saves its frames.
@@ -132,12 +147,14 @@ class KilledRuns : public EndedRuns {
   container::ContainerReader whole_reader_;
   uint64_t parts_ = 0;
   uint64_t readable_parts_ = 0;
+  uint64_t parts_without_frames_ = 0;
 };
 
 TEST_P(KilledRuns, LeaveTheOldFileOrTheWholeNewOne) {
   AtMoments(kMoments, [this](uint64_t, uint64_t at) { Judge(RunTo(at, SIGKILL)); });
   EXPECT_GT(parts_, kMoments / 3);
   EXPECT_GT(readable_parts_, kMoments / 5);
+  EXPECT_GT(parts_without_frames_, 0U);
   // What a killed run left is in nobody's way.
   ExpectSuccess(Run({}, options_));
 }
