@@ -77,7 +77,9 @@ def text_files(root):
 
 
 def breaches_of_machine_paths(root):
-    places = {str(root.resolve()), str(pathlib.Path.home())} - {"/"}
+    # Where a run has no folder of its own, as in a container, home is one of everybody's.
+    everybodys = {"/", "/tmp", "/nonexistent"}
+    places = {str(root.resolve()), str(pathlib.Path.home())} - everybodys
     machine_path = re.compile(
         r"(?<![\w.~}>)-])(?:" + "|".join(map(re.escape, sorted(places))) + r")(?![\w-])")
     for path in text_files(root):
