@@ -17,6 +17,7 @@
 #include "video/intra/key_frame.h"
 #include "video/kernels/video_kernels.h"
 #include "video/picture/color_conversion.h"
+#include "video/transform/level_selection.h"
 #include "video/transform/quant_table.h"
 
 namespace qolm::video {
