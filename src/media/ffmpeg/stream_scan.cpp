@@ -27,9 +27,11 @@ constexpr int64_t kScannedPackets = 1'000'000;
 constexpr double kRoundedShare = 0.05;
 constexpr double kMostRounded = 2;  // seconds
 constexpr double kFewestMissingFrames = 2;
-constexpr double kHole = 1.5;             // slots from one picture to the next
-constexpr double kFewHoles = 0.1;         // of all pictures, where the rate is constant
 constexpr double kRoundedFileLength = 1;  // seconds, of what no single stream declares
+
+// What is a hole in a stream of constant rate, and how many such a stream has.
+constexpr double kHole = 1.5;      // slots from one picture to the next
+constexpr double kFewHoles = 0.1;  // of all pictures
 
 struct PacketTimes {
   std::vector<int64_t> timestamps;  // as the pictures are shown
