@@ -82,6 +82,27 @@ TEST(ChooseConstantRate, TimestampsThatComeTwiceDoNotDoubleTheRate) {
   EXPECT_EQ(Choose(timestamps, {1, 90000}, {25, 1}, {25, 1}), (Ratio{25, 1}));
 }
 
+TEST(ChooseConstantRate, HolesDoNotChangeTheRate) {
+  for (const auto& [rate, declared] : {std::pair{Ratio{25, 2}, Ratio{25, 1}},
+                                       {Ratio{15, 1}, Ratio{30, 1}},
+                                       {Ratio{2997, 200}, Ratio{30000, 1001}},
+                                       {Ratio{30000, 1001}, Ratio{60000, 1001}},
+                                       {Ratio{25, 1}, Ratio{25, 1}},
+                                       {Ratio{25, 1}, Ratio{50, 1}},
+                                       {Ratio{30, 1}, Ratio{30, 1}},
+                                       {Ratio{30000, 1001}, Ratio{30000, 1001}}}) {
+    for (const Ratio time_base : {kMillisecondTicks, Ratio{1, 90000}}) {
+      auto timestamps = Timestamps(rate, time_base, 400, 0, 40);
+      EXPECT_EQ(Choose(timestamps, time_base, declared, declared), rate);
+      timestamps.erase(timestamps.begin() + 200, timestamps.begin() + 211);
+      EXPECT_EQ(Choose(timestamps, time_base, declared, declared), rate) << declared.numerator;
+      timestamps.erase(timestamps.begin() + 90, timestamps.begin() + 91);
+      timestamps.erase(timestamps.begin() + 30, timestamps.begin() + 50);
+      EXPECT_EQ(Choose(timestamps, time_base, declared, declared), rate) << declared.numerator;
+    }
+  }
+}
+
 TEST(ChooseConstantRate, AScreenRecordingKeepsItsFastParts) {
   // Mostly still at 5 a second, a third of the pictures in bursts of 60.
   std::vector<int64_t> timestamps;

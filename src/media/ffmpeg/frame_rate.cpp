@@ -82,16 +82,18 @@ Ratio ToThousandths(double rate) {
 }
 
 // The rate that spreads the timestamps evenly from the first to the last, without
-// the breaks in their clock.
-Ratio MeasuredRate(const StreamTimes& times, const FileClock& clock) {
+// the breaks in their clock. With a `slot`, in seconds, a longer interval counts as the
+// slots that it holds.
+Ratio MeasuredRate(const StreamTimes& times, const FileClock& clock, double slot) {
   FrameTimeline timeline({1, 1}, times.time_base, clock);
   double seconds = 0;
   double steps = 0;
   for (size_t i = 0; i < times.timestamps.size(); ++i) {
     const double step = timeline.Place(times.timestamps[i], NextTime(times.timestamps, i)).step;
     const bool same_time = i > 0 && times.timestamps[i] == times.timestamps[i - 1];
+    const double held = slot > 0 ? std::round(step / slot) : 0;
     seconds += step;
-    steps += step > 0 || same_time ? 1 : 0;
+    steps += step > 0 || same_time ? std::max(1.0, held) : 0;
   }
   const double rate = steps / seconds;
   return seconds > 0 && rate <= kHighestRate ? ToThousandths(rate) : Ratio{};
@@ -104,7 +106,7 @@ bool AreWithin(Ratio a, Ratio b, double tolerance) {
 struct Outcome {
   int64_t repeats = 0;
   int64_t drops = 0;
-  double longest_interval = 0;  // slots
+  int64_t holes = 0;  // intervals of more than a slot
 };
 
 Outcome Simulate(const StreamTimes& times, Ratio rate, const FileClock& clock) {
@@ -115,15 +117,14 @@ Outcome Simulate(const StreamTimes& times, Ratio rate, const FileClock& clock) {
         timeline.Place(times.timestamps[i], NextTime(times.timestamps, i));
     outcome.repeats += placement.repeats;
     outcome.drops += placement.drop ? 1 : 0;
-    outcome.longest_interval = std::max(outcome.longest_interval, placement.step);
+    outcome.holes += placement.step >= kRealGap ? 1 : 0;
   }
   return outcome;
 }
 
 // The rates to try for a constant stream, the likeliest first.
-std::vector<Ratio> Candidates(const StreamTimes& times, const FileClock& clock) {
+std::vector<Ratio> Candidates(const StreamTimes& times, Ratio measured) {
   std::vector<Ratio> candidates;
-  const Ratio measured = MeasuredRate(times, clock);
   const double highest = std::max(kHighestDeclaredRate, measured.value() * kConfirmed);
   for (const Ratio rate : {times.average_rate, times.lowest_exact_rate, measured}) {
     if (!rate.is_positive() || rate.value() > highest) continue;
@@ -180,6 +181,20 @@ bool AllAreOnGrid(const StreamTimes& times, Ratio rate) {
   return true;
 }
 
+// The rate of a stream that would be constant without a few holes, as damage leaves them.
+std::optional<Ratio> RateBetweenHoles(const StreamTimes& times, const FileClock& clock) {
+  const Interval interval = TypicalInterval(times);
+  if (interval.share < kMostlyTypical) return std::nullopt;
+  for (const Ratio rate : Candidates(times, MeasuredRate(times, clock, interval.seconds))) {
+    const Outcome outcome = Simulate(times, rate, clock);
+    const double most_holes =
+        (1 - kMostlyTypical) * static_cast<double>(times.timestamps.size() - 1);
+    if (outcome.drops > 0 || static_cast<double>(outcome.holes) > most_holes) continue;
+    if (AllAreOnGrid(times, rate)) return rate;
+  }
+  return std::nullopt;
+}
+
 // The rate on whose ticks a variable stream shows its pictures: the declared one, or
 // else the lowest common one that holds them all.
 std::optional<Ratio> TickRate(const StreamTimes& times, const FileClock& clock) {
@@ -199,16 +214,17 @@ std::optional<Ratio> TickRate(const StreamTimes& times, const FileClock& clock) 
 }  // namespace
 
 std::optional<Ratio> ChooseConstantRate(const StreamTimes& times, const FileClock& clock) {
-  const std::vector<Ratio> candidates = Candidates(times, clock);
+  const std::vector<Ratio> candidates = Candidates(times, MeasuredRate(times, clock, 0));
   if (candidates.empty()) return std::nullopt;
   std::optional<Ratio> even;
   for (const Ratio rate : candidates) {
     const Outcome outcome = Simulate(times, rate, clock);
-    if (outcome.repeats > 0 || outcome.drops > 0 || outcome.longest_interval >= kRealGap) continue;
+    if (outcome.repeats > 0 || outcome.drops > 0 || outcome.holes > 0) continue;
     if (IsCommon(rate) || AllAreOnGrid(times, rate)) return rate;
     if (!even) even = rate;
   }
   if (times.timestamps.size() >= kFewestTicks) {
+    if (const auto rate = RateBetweenHoles(times, clock)) return rate;
     if (const auto rate = TickRate(times, clock)) return rate;
   }
   if (even) return even;

@@ -6,6 +6,9 @@
 // common rate that it is within 0.04 % of. Then every picture passes exactly
 // once, however the container rounded or jittered its timestamps.
 //
+// A stream that has such a rate but for holes in less than a tenth of its intervals, as
+// damage leaves them, gets it too where all its pictures lie on its ticks.
+//
 // An uncommon rate is taken so only where the timestamps are its ticks. For a mean of
 // uneven intervals, as of every fifth to tenth picture of a second's 25, and for a
 // stream that no rate is clean for, first comes the declared rate, or the lowest common
