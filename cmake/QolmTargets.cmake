@@ -1,8 +1,7 @@
 # The one place that knows how a library, a program or a test of this tree is
 # compiled. Folders only name their sources and what they may link.
 
-# What a system does its own way stands in files <name>_${QOLM_SYSTEM}.cpp
-# behind one header.
+# The folder of src/platform/ with the code of the system that is built for.
 set(QOLM_SYSTEM posix)
 if(WIN32)
   set(QOLM_SYSTEM windows)
@@ -84,19 +83,19 @@ function(qolm_add_library folder)
 endfunction()
 
 # qolm_add_program(<name> DESCRIPTION <text> SOURCES ... LINKS <folder>...)
-# makes a command program; its sources define ProgramMain, and src/entry/ calls it.
+# makes a command program; its sources define ProgramMain, and src/platform/ calls it.
 function(qolm_add_program program)
   cmake_parse_arguments(arg "" "DESCRIPTION" "SOURCES;LINKS" ${ARGN})
-  set(entry ${PROJECT_SOURCE_DIR}/src/entry)
-  add_executable(${program} ${arg_SOURCES} ${entry}/main_${QOLM_SYSTEM}.cpp)
+  set(platform ${PROJECT_SOURCE_DIR}/src/platform)
+  add_executable(${program} ${arg_SOURCES} ${platform}/${QOLM_SYSTEM}/main.cpp)
   target_link_libraries(${program} PRIVATE qolm_compile_options)
   foreach(link IN LISTS arg_LINKS)
     target_link_libraries(${program} PRIVATE qolm_${link})
   endforeach()
   if(WIN32)
     set(description "${arg_DESCRIPTION}")
-    configure_file(${entry}/program.manifest.in ${program}.manifest @ONLY)
-    configure_file(${entry}/program.rc.in ${program}.rc @ONLY)
+    configure_file(${platform}/windows/program.manifest.in ${program}.manifest @ONLY)
+    configure_file(${platform}/windows/program.rc.in ${program}.rc @ONLY)
     target_sources(${program} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${program}.rc)
     set_property(SOURCE ${CMAKE_CURRENT_BINARY_DIR}/${program}.rc
       PROPERTY OBJECT_DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/${program}.manifest)

@@ -13,10 +13,10 @@
 #include "cli/texts.h"
 #include "container/layout.h"
 #include "encoder/encoder_session.h"
-#include "media/source_copy.h"
 #include "media/video_source.h"
 #include "output/output_path.h"
 #include "output/part_file.h"
+#include "platform/source_copy.h"
 
 namespace qolm::cli {
 namespace {
@@ -87,21 +87,21 @@ class Conversion {
     const bool is_standard_input = request_.input_path == words::kStandardInput;
     std::optional<std::filesystem::path> input;
     if (!is_standard_input) input = PathFromBytes(request_.input_path);
-    const auto file = input ? input : media::SourceCopy::FileOfStandardInput();
-    if (file && !media::SourceCopy::IsNeeded(*file)) {
+    const auto file = input ? input : platform::SourceCopy::FileOfStandardInput();
+    if (file && !platform::SourceCopy::IsNeeded(*file)) {
       input_ = *file;
       return true;
     }
 
     // What comes through a pipe cannot be had again once the output is refused.
     output::OutputPath place;
-    std::error_code refusal = output::JudgeOutputPath(
+    std::error_code refusal = output::ValidateOutputPath(
         output_, input.value_or(std::filesystem::path()), replace_policy_, place);
     if (!refusal && place.special) refusal = output::OutputRefusal::kNotRegular;
     if (refusal) return Fail(texts::OutputOpenError(refusal.message(), request_.output_path));
 
-    using Status = media::SourceCopy::Status;
-    const media::SourceCopy::Result copied =
+    using Status = platform::SourceCopy::Status;
+    const platform::SourceCopy::Result copied =
         source_copy_.Make(input, place.target.parent_path(), environment_.interrupted);
     input_ = source_copy_.path();
     switch (copied.status) {
@@ -330,7 +330,7 @@ class Conversion {
   // Destroyed from the last to the first: the session closes the part file
   // before part_file_ may remove it, the source goes after both, and the copy that
   // it reads last.
-  media::SourceCopy source_copy_;
+  platform::SourceCopy source_copy_;
   media::VideoSource source_;
   output::PartFile part_file_;
   std::optional<encoder::EncoderSession> session_;

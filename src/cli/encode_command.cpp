@@ -3,17 +3,18 @@
 #include <chrono>
 #include <functional>
 
-#include "cli/interrupt.h"
 #include "cli/status_line.h"
 #include "media/audio_source.h"
 #include "media/platform.h"
-#include "output/write_signals.h"
+#include "platform/interrupt.h"
+#include "platform/terminal.h"
+#include "platform/write_signals.h"
 
 namespace qolm::cli {
 
 int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostream& err) {
-  output::IgnoreBrokenPipeSignal();
-  const InterruptListener listener;
+  platform::IgnoreBrokenPipeSignal();
+  const platform::InterruptListener listener;
   const media::Platform platform([&listener] { return listener.interrupted(); });
   EncodeEnvironment environment;
   environment.make_video_framework = [&platform] { return platform.MakeVideoFramework(); };
@@ -29,7 +30,7 @@ int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostre
     return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch());
   };
   environment.interrupted = [&listener] { return listener.interrupted(); };
-  environment.errors_on_terminal = StandardErrorIsTerminal();
+  environment.errors_on_terminal = platform::StandardErrorIsTerminal();
   return EncodeVideo(request, environment, out, err);
 }
 

@@ -1,10 +1,10 @@
 #include <iostream>
 
 #include "cli/program.h"
-#include "entry/program_main.h"
-#include "output/write_signals.h"
+#include "platform/program_main.h"
+#include "platform/write_signals.h"
 
 int qolm::ProgramMain(const std::vector<std::string>& arguments) {
-  output::IgnoreFileSizeSignal();
+  platform::IgnoreFileSizeSignal();
   return cli::RunProgram(arguments, std::cout, std::cerr);
 }

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "output/stream_error.h"
+#include "platform/output_stream.h"
 
 namespace qolm::cli {
 
@@ -30,7 +30,7 @@ int ReportBuffer::sync() {
 
 void ReportBuffer::NoteFailure() {
   if (failure_) return;
-  const int reason = output::StreamError();
+  const int reason = platform::StreamError();
   failure_ = std::error_code(reason != 0 ? reason : EIO, std::generic_category());
 }
 

@@ -10,8 +10,6 @@
 
 namespace qolm::cli {
 
-bool StandardErrorIsTerminal();
-
 class StatusLine {
  public:
   // One that is not visible prints nothing.

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "container/file_descriptor.h"
+#include "platform/file_descriptor.h"
 
 namespace qolm::container {
 namespace {
@@ -24,12 +24,12 @@ bool InputFile::open(const std::filesystem::path& path) {
     error_ = std::make_error_code(std::errc::is_a_directory);
     return false;
   }
-  descriptor_ = OpenForReading(path);
+  descriptor_ = platform::OpenForReading(path);
   if (descriptor_ < 0) {
     error_ = LastError();
     return false;
   }
-  const int64_t end = SeekToEnd(descriptor_);
+  const int64_t end = platform::SeekToEnd(descriptor_);
   if (end < 0) {
     error_ = LastError();
     close();
@@ -40,15 +40,15 @@ bool InputFile::open(const std::filesystem::path& path) {
 }
 
 void InputFile::close() {
-  if (descriptor_ >= 0) CloseDescriptor(std::exchange(descriptor_, -1));
+  if (descriptor_ >= 0) platform::CloseDescriptor(std::exchange(descriptor_, -1));
   size_ = 0;
 }
 
 bool InputFile::read_at(uint64_t position, std::span<uint8_t> bytes) const {
   if (descriptor_ < 0 || position > size_ || bytes.size() > size_ - position) return false;
   while (!bytes.empty()) {
-    const auto part = bytes.first(std::min(bytes.size(), kMaxBytesPerCall));
-    const int64_t got = ReadSome(descriptor_, position, part);
+    const auto part = bytes.first(std::min(bytes.size(), platform::kMaxBytesPerCall));
+    const int64_t got = platform::ReadSome(descriptor_, position, part);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) error_ = LastError();
     if (got <= 0) return false;  // 0: the file has shrunk since it was opened

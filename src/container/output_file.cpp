@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "container/file_descriptor.h"
+#include "platform/file_descriptor.h"
 
 namespace qolm::container {
 namespace {
@@ -21,7 +21,7 @@ bool OutputFile::open(const std::filesystem::path& path) {
   buffer_.clear();
   buffer_position_ = 0;
   do {
-    descriptor_ = OpenForWriting(path);
+    descriptor_ = platform::OpenForWriting(path);
   } while (descriptor_ < 0 && errno == EINTR);
   if (descriptor_ < 0) {
     fail_with_errno();
@@ -41,7 +41,7 @@ bool OutputFile::write(std::span<const uint8_t> bytes) {
 
 bool OutputFile::seek(uint64_t position) {
   if (!flush()) return false;
-  if (SeekTo(descriptor_, position) < 0) {
+  if (platform::SeekTo(descriptor_, position) < 0) {
     fail_with_errno();
     return false;
   }
@@ -58,7 +58,7 @@ bool OutputFile::flush() {
 
 bool OutputFile::sync() {
   if (!flush()) return false;
-  if (SyncDescriptor(descriptor_) == 0) return true;
+  if (platform::SyncDescriptor(descriptor_) == 0) return true;
   // Pipes and character devices answer so: they have nothing to wait for.
   if (errno == EINVAL || errno == ENOTSUP) return true;
   fail_with_errno();
@@ -68,7 +68,7 @@ bool OutputFile::sync() {
 bool OutputFile::close() {
   if (descriptor_ < 0) return false;
   flush();
-  if (CloseDescriptor(std::exchange(descriptor_, -1)) != 0) fail_with_errno();
+  if (platform::CloseDescriptor(std::exchange(descriptor_, -1)) != 0) fail_with_errno();
   return !error_;
 }
 
@@ -78,8 +78,8 @@ void OutputFile::fail(std::error_code error) {
 
 bool OutputFile::write_through(std::span<const uint8_t> bytes) {
   while (!bytes.empty()) {
-    const int64_t written =
-        WriteSome(descriptor_, bytes.first(std::min(bytes.size(), kMaxBytesPerCall)));
+    const int64_t written = platform::WriteSome(
+        descriptor_, bytes.first(std::min(bytes.size(), platform::kMaxBytesPerCall)));
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) {
       fail_with_errno();

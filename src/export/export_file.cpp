@@ -12,11 +12,11 @@
 #include "export/export_report.h"
 #include "export/form_signature.h"
 #include "export/media_export.h"
-#include "export/output_stream.h"
 #include "export/output_target.h"
 #include "export/png_writer.h"
 #include "export/y4m_writer.h"
 #include "output/output_path.h"
+#include "platform/terminal.h"
 
 namespace qolm::exporter {
 namespace {
@@ -167,14 +167,14 @@ ExportResult ExportFile(const ExportOptions& options) {
   if (!reader.open(options.input, container::UnfinishedFiles::kYieldRecords)) {
     return Failure(options.input, reader.failure_reason());
   }
-  if (options.to_standard_output && StandardOutputIsTerminal()) {
+  if (options.to_standard_output && platform::StandardOutputIsTerminal()) {
     return {false, {}, "standard output is a terminal, it takes no pictures"};
   }
   if (!options.to_standard_output) {
     // A long export shall not end at what could be seen before it.
     output::OutputPath judged;
-    if (const std::error_code refusal = output::JudgeOutputPath(options.output, options.input,
-                                                                ReplacePolicyOf(options), judged)) {
+    if (const std::error_code refusal = output::ValidateOutputPath(
+            options.output, options.input, ReplacePolicyOf(options), judged)) {
       return Failure(options.output, refusal == output::OutputRefusal::kIsInput
                                          ? "is the input file"
                                          : refusal.message());

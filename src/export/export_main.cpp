@@ -14,11 +14,11 @@
 
 #include "base/path_bytes.h"
 #include "base/printable.h"
-#include "entry/program_main.h"
 #include "export/export_file.h"
 #include "export/export_options.h"
-#include "output/stream_error.h"
-#include "output/write_signals.h"
+#include "platform/output_stream.h"
+#include "platform/program_main.h"
+#include "platform/write_signals.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ std::string ErrorLine(std::string_view message) {
 int Print(std::string_view text) {
   errno = 0;
   if (std::cout << text << std::flush) return 0;
-  const int reason = qolm::output::StreamError();
+  const int reason = qolm::platform::StreamError();
   std::cerr << "[-] Error: standard output: "
             << std::generic_category().message(reason != 0 ? reason : EIO) << "\n";
   return 1;
@@ -70,8 +70,8 @@ int Run(std::span<const std::string> arguments) {
 }  // namespace
 
 int qolm::ProgramMain(const std::vector<std::string>& arguments) {
-  output::IgnoreBrokenPipeSignal();
-  output::IgnoreFileSizeSignal();
+  platform::IgnoreBrokenPipeSignal();
+  platform::IgnoreFileSizeSignal();
   try {
     return Run(std::span(arguments).subspan(arguments.empty() ? 0 : 1));
   } catch (const std::bad_alloc&) {

@@ -2,9 +2,8 @@
 
 #include <cerrno>
 
-#include "export/output_stream.h"
-#include "output/part_cleanup.h"
-#include "output/stream_error.h"
+#include "platform/output_stream.h"
+#include "platform/removal_on_signal.h"
 
 namespace qolm::exporter {
 namespace {
@@ -23,7 +22,7 @@ bool OutputTarget::open(const std::filesystem::path& path, const std::filesystem
       refusal && refusal != output::OutputRefusal::kNotRegular) {
     return fail(refusal);
   }
-  stream_ = OpenStream(commits_part_ ? part_.path() : path);
+  stream_ = platform::OpenStream(commits_part_ ? part_.path() : path);
   if (stream_ == nullptr) return fail_with_errno();
   owns_stream_ = true;
   buffer_.resize(kBufferBytes);
@@ -34,7 +33,7 @@ bool OutputTarget::open(const std::filesystem::path& path, const std::filesystem
 std::error_code OutputTarget::prepare_part(const std::filesystem::path& path,
                                            const std::filesystem::path& input,
                                            const output::ReplacePolicy& policy) {
-  const output::EndSignalsWait until_it_is_removed_on_them;
+  const platform::ScopedSignalBlock until_it_is_removed_on_them;
   const std::error_code refusal = part_.Prepare(path, input, policy);
   commits_part_ = !refusal;
   if (commits_part_) part_.RemoveOnSignal();
@@ -42,7 +41,7 @@ std::error_code OutputTarget::prepare_part(const std::filesystem::path& path,
 }
 
 bool OutputTarget::open_standard_output() {
-  stream_ = BinaryStandardOutput();
+  stream_ = platform::BinaryStandardOutput();
   return true;
 }
 
@@ -56,7 +55,7 @@ bool OutputTarget::write(std::span<const uint8_t> bytes) {
 bool OutputTarget::seek(uint64_t position) {
   if (error_) return false;
   errno = 0;
-  return SeekStream(stream_, position) == 0 || fail_with_errno();
+  return platform::SeekStream(stream_, position) == 0 || fail_with_errno();
 }
 
 bool OutputTarget::commit() {
@@ -78,7 +77,7 @@ bool OutputTarget::fail(std::error_code error) {
 }
 
 bool OutputTarget::fail_with_errno() {
-  const int reason = output::StreamError();
+  const int reason = platform::StreamError();
   return fail(std::error_code(reason != 0 ? reason : EIO, std::generic_category()));
 }
 

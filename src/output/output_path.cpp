@@ -4,8 +4,8 @@
 #include <array>
 #include <vector>
 
-#include "output/file_system.h"
 #include "output/part_name.h"
+#include "platform/file_system.h"
 
 namespace qolm::output {
 namespace {
@@ -45,12 +45,13 @@ bool Holds(std::span<const uint8_t> bytes, const std::string& mark) {
   return std::search(bytes.begin(), bytes.end(), mark.begin(), mark.end()) != bytes.end();
 }
 
-std::error_code JudgeKind(const fs::path& path, const ReplacePolicy& policy) {
+std::error_code CheckKind(const fs::path& path, const ReplacePolicy& policy) {
   std::error_code ignored;
   if (policy.overwrite || !fs::is_regular_file(path, ignored)) return {};
   std::array<uint8_t, 32> bytes{};
   size_t count = 0;
-  const std::error_code error = ReadFilePart(path, FilePart::kBeginning, bytes, count);
+  const std::error_code error =
+      platform::ReadFilePart(path, platform::FilePart::kBeginning, bytes, count);
   if (error == std::errc::no_such_file_or_directory) return {};
   if (error) return error;
   if (count == 0) return {};
@@ -58,16 +59,16 @@ std::error_code JudgeKind(const fs::path& path, const ReplacePolicy& policy) {
   return OutputRefusal::kOtherKind;
 }
 
-std::error_code JudgePart(const fs::path& part, const fs::path& input,
+std::error_code CheckPart(const fs::path& part, const fs::path& input,
                           const ReplacePolicy& policy) {
   std::error_code error;
   const fs::file_status status = fs::symlink_status(part, error);
   if (status.type() == fs::file_type::none) return error;
   if (!fs::exists(status)) return {};
-  if (IsSameFile(part, input)) return OutputRefusal::kPartIsInput;
+  if (platform::IsSameFile(part, input)) return OutputRefusal::kPartIsInput;
   if (fs::is_directory(status)) return std::make_error_code(std::errc::is_a_directory);
   if (!fs::is_regular_file(status)) return OutputRefusal::kPartNotRegular;
-  error = JudgeKind(part, policy);
+  error = CheckKind(part, policy);
   return error == OutputRefusal::kOtherKind ? OutputRefusal::kPartOfOtherKind : error;
 }
 
@@ -78,16 +79,16 @@ const std::error_category& OutputRefusalCategory() {
   return category;
 }
 
-std::error_code JudgeReplacement(const fs::path& path, const ReplacePolicy& policy) {
-  std::error_code error = JudgeKind(path, policy);
+std::error_code CheckReplacement(const fs::path& path, const ReplacePolicy& policy) {
+  std::error_code error = CheckKind(path, policy);
   if (error || policy.overwrite || policy.mark.empty()) return error;
   std::error_code ignored;
   if (!fs::is_regular_file(path, ignored)) return {};
   constexpr size_t kMarkedBytes = 4096;
   std::vector<uint8_t> bytes(kMarkedBytes);
-  for (const FilePart part : {FilePart::kBeginning, FilePart::kEnd}) {
+  for (const platform::FilePart part : {platform::FilePart::kBeginning, platform::FilePart::kEnd}) {
     size_t count = 0;
-    error = ReadFilePart(path, part, bytes, count);
+    error = platform::ReadFilePart(path, part, bytes, count);
     if (error == std::errc::no_such_file_or_directory) return {};
     if (error) return error;
     if (count == 0 || Holds(std::span(bytes).first(count), policy.mark)) return {};
@@ -95,8 +96,8 @@ std::error_code JudgeReplacement(const fs::path& path, const ReplacePolicy& poli
   return OutputRefusal::kOtherOrigin;
 }
 
-std::error_code JudgeOutputPath(const fs::path& output, const fs::path& input,
-                                const ReplacePolicy& policy, OutputPath& judged) {
+std::error_code ValidateOutputPath(const fs::path& output, const fs::path& input,
+                                   const ReplacePolicy& policy, OutputPath& judged) {
   judged = {};
   if (output.empty()) return std::make_error_code(std::errc::no_such_file_or_directory);
   std::error_code error;
@@ -106,19 +107,19 @@ std::error_code JudgeOutputPath(const fs::path& output, const fs::path& input,
     return std::make_error_code(std::errc::is_a_directory);
   }
   judged.exists = fs::exists(status);
-  judged.special = IsSpecialFile(output, status);
+  judged.special = platform::IsSpecialFile(output, status);
   // A device that is no file is not opened just to be compared.
-  if ((judged.exists || !judged.special) && IsSameFile(output, input)) {
+  if ((judged.exists || !judged.special) && platform::IsSameFile(output, input)) {
     return OutputRefusal::kIsInput;
   }
-  judged.target = FollowLinks(output, error);
+  judged.target = platform::FollowLinks(output, error);
   if (error) return error;
   if (judged.special) return {};
-  if (judged.exists) error = CheckWritable(output);
-  if (!error && judged.exists) error = JudgeReplacement(judged.target, policy);
+  if (judged.exists) error = platform::CheckWritable(output);
+  if (!error && judged.exists) error = CheckReplacement(judged.target, policy);
   if (error) return error;
   judged.part = PartNameOf(judged.target);
-  return JudgePart(judged.part, input, policy);
+  return CheckPart(judged.part, input, policy);
 }
 
 }  // namespace qolm::output

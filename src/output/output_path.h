@@ -43,7 +43,7 @@ struct ReplacePolicy {
 };
 
 // Why the regular file at `path`, if there is one, may not be replaced.
-[[nodiscard]] std::error_code JudgeReplacement(const std::filesystem::path& path,
+[[nodiscard]] std::error_code CheckReplacement(const std::filesystem::path& path,
                                                const ReplacePolicy& policy);
 
 struct OutputPath {
@@ -62,9 +62,9 @@ struct OutputPath {
 // is changed, so a directory that is missing or takes no files shows only when
 // the part file is made. A link whose target does not exist is as good as its
 // target.
-[[nodiscard]] std::error_code JudgeOutputPath(const std::filesystem::path& output,
-                                              const std::filesystem::path& input,
-                                              const ReplacePolicy& policy, OutputPath& judged);
+[[nodiscard]] std::error_code ValidateOutputPath(const std::filesystem::path& output,
+                                                 const std::filesystem::path& input,
+                                                 const ReplacePolicy& policy, OutputPath& judged);
 
 }  // namespace qolm::output
 

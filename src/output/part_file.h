@@ -11,7 +11,7 @@
 #include <system_error>
 
 #include "output/output_path.h"
-#include "output/part_lock.h"
+#include "platform/locked_file.h"
 
 namespace qolm::output {
 
@@ -46,7 +46,7 @@ class PartFile {
  private:
   OutputPath place_;
   ReplacePolicy policy_;
-  PartLock lock_;
+  platform::LockedFile file_;
   bool owned_ = false;              // the part file is ours to remove
   bool removed_on_signal_ = false;  // by part_cleanup.h
 };

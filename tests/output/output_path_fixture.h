@@ -23,7 +23,7 @@ class OutputPathTest : public testing::Test {
     WriteFile(input_, "the input");
   }
 
-  std::error_code Judge() { return JudgeOutputPath(output_, input_, policy_, judged_); }
+  std::error_code Judge() { return ValidateOutputPath(output_, input_, policy_, judged_); }
   std::string Refusal() { return Judge().message(); }
   void ExpectAccepted() {
     const std::error_code refusal = Judge();

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include "output/part_cleanup.h"
 #include "part_file_fixture.h"
+#include "platform/removal_on_signal.h"
 #include "support/default_signals.h"
 #include "support/run_program.h"
 
@@ -105,12 +105,12 @@ uint32_t Now() { return g_now; }
 [[noreturn]] void MakeFileAmidSignals(const fs::path& file, uint32_t apart) {
   {
     g_now = 1000;
-    const EndSignalsWait wait(Now);
+    const platform::ScopedSignalBlock wait(Now);
     WriteFile(file, "unfinished");
     raise(SIGINT);
     g_now += apart;
     raise(SIGTERM);
-    RemoveFileOnSignal(&file);
+    platform::RemoveFileOnSignal(&file);
   }
   _exit(1);
 }

@@ -1,9 +1,9 @@
 // Outputs as only Windows has them.
 #include <windows.h>
 
-#include "output/file_system.h"
 #include "output_path_fixture.h"
 #include "part_file_fixture.h"
+#include "platform/file_system.h"
 
 namespace qolm::output {
 namespace {

@@ -1,7 +1,7 @@
 #include "media/mediafoundation/failure_words.h"
 
-#include "base/windows_text.h"
 #include "media/mediafoundation/com.h"
+#include "platform/windows/text.h"
 // After windows.h.
 #include <mferror.h>
 
@@ -13,7 +13,7 @@ std::string FrameworkMessage(DWORD code) {
   const HMODULE messages = LoadLibraryExW(L"mferror.dll", nullptr,
                                           LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_SEARCH_SYSTEM32);
   if (messages == nullptr) return {};
-  std::string words = WindowsMessage(code, messages);
+  std::string words = platform::WindowsMessage(code, messages);
   FreeLibrary(messages);
   return words;
 }
@@ -25,9 +25,9 @@ std::string FailureWords(HRESULT result) {
   if (SUCCEEDED(result) || result == MF_E_INVALIDSTREAMNUMBER) return {};
   const auto code = static_cast<DWORD>(result);
   if (HRESULT_FACILITY(result) == FACILITY_WIN32) {
-    return WindowsMessage(static_cast<DWORD>(HRESULT_CODE(result)));
+    return platform::WindowsMessage(static_cast<DWORD>(HRESULT_CODE(result)));
   }
-  std::string words = WindowsMessage(code);
+  std::string words = platform::WindowsMessage(code);
   return words.empty() ? FrameworkMessage(code) : words;
 }
 

@@ -1,0 +1,9 @@
+#include "platform/write_signals.h"
+
+namespace qolm::platform {
+
+void IgnoreFileSizeSignal() {}
+
+void IgnoreBrokenPipeSignal() {}
+
+}  // namespace qolm::platform
