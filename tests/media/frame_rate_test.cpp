@@ -103,6 +103,27 @@ TEST(ChooseConstantRate, HolesDoNotChangeTheRate) {
   }
 }
 
+TEST(ChooseConstantRate, AnUnevenStartDoesNotChangeTheRate) {
+  // As recordings that were cut without being coded again have it.
+  struct Cut {
+    std::vector<int64_t> start;
+    Ratio time_base;
+    int64_t interval;
+    Ratio declared;
+    Ratio rate;
+  };
+  for (const Cut& cut : {Cut{{106, 106, 106}, kMillisecondTicks, 40, {25, 1}, {25, 1}},
+                         Cut{{135540, 135541, 135542}, {1, 90000}, 3600, {25, 1}, {25, 1}},
+                         Cut{{0, 6, 7, 8, 9, 10, 11}, {1, 50}, 2, {50, 1}, {25, 1}},
+                         Cut{{0, 2, 4, 6, 8, 10, 12, 14, 17}, {1, 25}, 2, {25, 1}, {25, 2}}}) {
+    std::vector<int64_t> timestamps = cut.start;
+    for (int i = 0; i < 76; ++i) timestamps.push_back(timestamps.back() + cut.interval);
+    EXPECT_EQ(Choose(timestamps, cut.time_base, cut.declared, cut.declared), cut.rate);
+  }
+  // Too much of a short one for a mere start.
+  EXPECT_EQ(Choose({0, 1, 2, 3, 5, 7, 9, 11}, {1, 50}, {50, 1}, {50, 1}), (Ratio{50, 1}));
+}
+
 TEST(ChooseConstantRate, AScreenRecordingKeepsItsFastParts) {
   // Mostly still at 5 a second, a third of the pictures in bursts of 60.
   std::vector<int64_t> timestamps;

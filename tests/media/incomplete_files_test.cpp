@@ -106,6 +106,68 @@ TEST_F(IncompleteFilesTest, HalfAFilmExpectsTheWholeOne) {
   }
 }
 
+TEST_F(IncompleteFilesTest, ALateStartIsNoMissingEnd) {
+  // Neither declares how long its stream is; the length of the file counts from zero.
+  Kind flv{"a.flv", "flv", AV_PIX_FMT_YUV420P};
+  Kind wmv{"a.wmv", "wmv2", AV_PIX_FMT_YUV420P};
+  for (const Kind& kind : {flv, wmv}) {
+    SCOPED_TRACE(kind.name);
+    ClipOptions options = OptionsOf(kind);
+    for (int i = 0; i < options.frames; ++i) options.timestamps.push_back(90 + i);
+    if (kind.name == flv.name) options.muxer_options = {{"flvflags", "no_duration_filesize"}};
+    EXPECT_EQ(Read(kind.name, Written(kind.name, options)), 100);
+    EXPECT_EQ(source_.frame_count(), 100);
+  }
+}
+
+TEST_F(IncompleteFilesTest, TheDelayOfAPackedStreamIsNoMissingPicture) {
+  // Its writer leaves places empty behind the first picture, which the decoder gives out
+  // only with the packet behind them.
+  Kind kind{"a.avi", "libxvid", AV_PIX_FMT_YUV420P};
+  ClipOptions options = OptionsOf(kind);
+  options.codec_options = {{"bf", "2"}};
+  options.frames = 33;
+  for (int i = 0; i < options.frames; ++i) options.timestamps.push_back(i > 0 ? i + 6 : 0);
+  const int frames = Read(kind.name, Written(kind.name, options));
+  EXPECT_GE(frames, 30);
+  EXPECT_EQ(source_.frame_count(), frames);
+  EXPECT_EQ(source_.losses().pictures, frames);
+}
+
+TEST_F(IncompleteFilesTest, ABareStreamIsTimedByWhatItsPicturesSay) {
+  // These count in steps of 1001 / 30000 seconds, and no header says so.
+  for (const Kind& kind :
+       {Kind{"a.h261", "h261", AV_PIX_FMT_YUV420P}, Kind{"a.h263", "h263", AV_PIX_FMT_YUV420P}}) {
+    SCOPED_TRACE(kind.name);
+    ClipOptions options = OptionsOf(kind);
+    options.width = 176;
+    options.height = 144;
+    options.rate = {30000, 1001};
+    EXPECT_EQ(Read(kind.name, Written(kind.name, options)), 100);
+    EXPECT_EQ(source_.frame_count(), 100);
+    EXPECT_EQ(source_.fps_numerator(), 30000);
+    EXPECT_EQ(source_.fps_denominator(), 1001);
+    EXPECT_EQ(source_.losses().left_out, 0);
+  }
+}
+
+TEST_F(IncompleteFilesTest, PicturesBeforeTheFirstKeyFrameAreNotMissing) {
+  Kind kind{"a.ts", "mpeg2video", AV_PIX_FMT_YUV420P};
+  ClipOptions options = OptionsOf(kind);
+  options.codec_options = {{"bf", "2"}, {"g", "30"}};
+  const Bytes whole = Written(kind.name, options);
+  for (const size_t part : {4, 8, 16, 32}) {
+    SCOPED_TRACE(part);
+    constexpr size_t kPacket = 188;
+    const size_t cut = whole.size() / part / kPacket * kPacket;
+    const Bytes rest(whole.begin() + static_cast<ptrdiff_t>(cut), whole.end());
+    const int frames = Read(kind.name, rest);
+    EXPECT_GE(frames, 68);
+    EXPECT_NEAR(source_.frame_count(), frames, 1);
+    EXPECT_EQ(source_.fps_numerator(), 25);
+  }
+}
+
 TEST_F(IncompleteFilesTest, LongerSoundIsNoMissingPicture) {
   for (const Kind& kind : kKinds) {
     const std::string name = kind.name;

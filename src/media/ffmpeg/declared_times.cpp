@@ -54,6 +54,8 @@ double StartOf(int64_t stated, Ratio time_base) {
   return static_cast<double>(TimestampOf(stated, time_base).value_or(0)) * time_base.value();
 }
 
+constexpr Ratio kMicroseconds = {1, AV_TIME_BASE};
+
 void TakeLater(std::optional<double>& end, std::optional<double> other) {
   if (other) end = std::max(end.value_or(*other), *other);
 }
@@ -84,12 +86,15 @@ std::optional<double> DeclaredEnd(const AVFormatContext& format) {
   for (unsigned i = 0; i < format.nb_streams; ++i) {
     TakeLater(end, DeclaredEnd(format, *format.streams[i]));
   }
-  constexpr Ratio kMicroseconds = {1, AV_TIME_BASE};
   if (IsEstimated(format)) return end;
   if (const auto duration = DurationOf(format.duration, kMicroseconds)) {
-    TakeLater(end, StartOf(format.start_time, kMicroseconds) + *duration);
+    TakeLater(end, StartOfFile(format) + *duration);
   }
   return end;
+}
+
+double StartOfFile(const AVFormatContext& format) {
+  return StartOf(format.start_time, kMicroseconds);
 }
 
 std::optional<double> DeclaredDuration(const AVFormatContext& format, const AVStream& stream) {
@@ -99,7 +104,7 @@ std::optional<double> DeclaredDuration(const AVFormatContext& format, const AVSt
   }
   if (HasPlaceholderLength(format)) return std::nullopt;
   if (const auto estimated = DurationOf(stream.duration, time_base)) return estimated;
-  return DurationOf(format.duration, {1, AV_TIME_BASE});
+  return DurationOf(format.duration, kMicroseconds);
 }
 
 FileClock MakeFileClock(const AVFormatContext& format) {

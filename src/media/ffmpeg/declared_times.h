@@ -16,6 +16,9 @@ std::optional<double> DeclaredEnd(const AVFormatContext& format, const AVStream&
 // The same of the file as a whole, and so of whichever stream lasts longest.
 std::optional<double> DeclaredEnd(const AVFormatContext& format);
 
+// On the file's clock, in seconds; 0 where it is unknown.
+double StartOfFile(const AVFormatContext& format);
+
 // In seconds; the stream's own length before the file's, which sound may
 // stretch, and an estimate where nothing is declared.
 std::optional<double> DeclaredDuration(const AVFormatContext& format, const AVStream& stream);

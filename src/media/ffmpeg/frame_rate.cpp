@@ -24,6 +24,7 @@ constexpr double kSureTick = 0.001;     // slots
 constexpr double kCoarsestTick = 0.1;   // slots; a clock as coarse as its ticks fits any
 constexpr size_t kFewestTicks = 3;      // pictures
 constexpr double kMostlyTypical = 0.9;  // of all intervals
+constexpr size_t kLongestStart = 16;    // pictures
 
 constexpr std::array<Ratio, 22> kCommonRates = {
     {{1, 1},  {2, 1},        {5, 1},         {15, 2}, {8, 1},        {10, 1},
@@ -181,6 +182,35 @@ bool AllAreOnGrid(const StreamTimes& times, Ratio rate) {
   return true;
 }
 
+struct Even {
+  std::optional<Ratio> rate;  // that passes every picture exactly once
+  bool is_sure = false;       // it is a common one, or all pictures lie on its ticks
+};
+
+Even EvenRate(const StreamTimes& times, const std::vector<Ratio>& candidates,
+              const FileClock& clock) {
+  Even even;
+  for (const Ratio rate : candidates) {
+    const Outcome outcome = Simulate(times, rate, clock);
+    if (outcome.repeats > 0 || outcome.drops > 0 || outcome.holes > 0) continue;
+    if (IsCommon(rate) || AllAreOnGrid(times, rate)) return {rate, true};
+    if (!even.rate) even.rate = rate;
+  }
+  return even;
+}
+
+// The rate of a stream whose first pictures alone are uneven: in a recording that was cut
+// those before its first key frame have no times of their own left.
+std::optional<Ratio> RateBehindUnevenStart(const StreamTimes& times, const FileClock& clock) {
+  const size_t start = std::min(kLongestStart, times.timestamps.size() / 4);
+  if (times.timestamps.size() - start < kFewestTicks) return std::nullopt;
+  StreamTimes behind = times;
+  behind.timestamps.erase(behind.timestamps.begin(),
+                          behind.timestamps.begin() + static_cast<std::ptrdiff_t>(start));
+  const Even even = EvenRate(behind, Candidates(behind, MeasuredRate(behind, clock, 0)), clock);
+  return even.is_sure ? even.rate : std::nullopt;
+}
+
 // The rate of a stream that would be constant without a few holes, as damage leaves them.
 std::optional<Ratio> RateBetweenHoles(const StreamTimes& times, const FileClock& clock) {
   const Interval interval = TypicalInterval(times);
@@ -216,18 +246,14 @@ std::optional<Ratio> TickRate(const StreamTimes& times, const FileClock& clock) 
 std::optional<Ratio> ChooseConstantRate(const StreamTimes& times, const FileClock& clock) {
   const std::vector<Ratio> candidates = Candidates(times, MeasuredRate(times, clock, 0));
   if (candidates.empty()) return std::nullopt;
-  std::optional<Ratio> even;
-  for (const Ratio rate : candidates) {
-    const Outcome outcome = Simulate(times, rate, clock);
-    if (outcome.repeats > 0 || outcome.drops > 0 || outcome.holes > 0) continue;
-    if (IsCommon(rate) || AllAreOnGrid(times, rate)) return rate;
-    if (!even) even = rate;
-  }
+  const Even even = EvenRate(times, candidates, clock);
+  if (even.is_sure) return even.rate;
+  if (const auto rate = RateBehindUnevenStart(times, clock)) return rate;
   if (times.timestamps.size() >= kFewestTicks) {
     if (const auto rate = RateBetweenHoles(times, clock)) return rate;
     if (const auto rate = TickRate(times, clock)) return rate;
   }
-  if (even) return even;
+  if (even.rate) return even.rate;
 
   Ratio chosen = TypicalRate(times, candidates);
   for (const Ratio rate : kCommonRates) {

@@ -6,6 +6,9 @@
 // common rate that it is within 0.04 % of. Then every picture passes exactly
 // once, however the container rounded or jittered its timestamps.
 //
+// A stream that has such a rate behind its first 16 pictures, or their first quarter,
+// gets it too, since a recording that was cut has wrong timestamps there.
+//
 // A stream that has such a rate but for holes in less than a tenth of its intervals, as
 // damage leaves them, gets it too where all its pictures lie on its ticks.
 //

@@ -79,12 +79,24 @@ std::unique_ptr<PictureProducer> PictureProducer::Open(const std::filesystem::pa
     failure_reason = "no picture could be decoded";
     return nullptr;
   }
+  producer->ForgetUnseenSlots();
   const PictureShape shape = ShapeOf(*producer->first_frame_);
   producer->width_ = shape.width;
   producer->height_ = shape.height;
   producer->notices_ = NoticesOf(*producer->first_frame_, shape, *producer->filter_);
   producer->converter_.emplace(producer->width_, producer->height_);
   return producer;
+}
+
+// Of the expected ones, those before the first picture.
+void PictureProducer::ForgetUnseenSlots() {
+  const auto time = TimeOf(first_frame_.get());
+  for (const StreamTiming::Start& start : timing_.starts) {
+    if (timing_.slots && start.timestamp == time) {
+      *timing_.slots -= std::min(*timing_.slots, start.unseen_slots);
+      return;
+    }
+  }
 }
 
 std::optional<int64_t> PictureProducer::TimeOf(const AVFrame* frame) const {

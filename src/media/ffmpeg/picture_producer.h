@@ -56,6 +56,7 @@ class PictureProducer {
 
  private:
   PictureProducer() = default;
+  void ForgetUnseenSlots();
   Frame NextFrame();
   Frame TakeFrame();
   TimedPicture Deliver(std::shared_ptr<const Picture> picture);

@@ -33,14 +33,23 @@ constexpr double kRoundedFileLength = 1;  // seconds, of what no single stream d
 constexpr double kHole = 1.5;      // slots from one picture to the next
 constexpr double kFewHoles = 0.1;  // of all pictures
 
+constexpr size_t kMostDelay = 16;  // packets
+
 struct PacketTimes {
   std::vector<int64_t> timestamps;  // as the pictures are shown
   int64_t packets = 0;
-  int64_t not_shown = 0;         // packets that only others need
-  int64_t untimed_at_start = 0;  // as where a clock starts below zero and cannot say so
-  int64_t last_duration = 0;     // of the packet that is shown last
-  bool complete = false;         // every packet of the stream was seen
+  int64_t not_shown = 0;                  // packets that only others need
+  int64_t untimed_at_start = 0;           // as where a clock starts below zero and cannot say so
+  int64_t last_duration = 0;              // of the packet that is shown last
+  std::optional<int64_t> first_key_time;  // of the first packet that can be decoded
+  bool as_decoded = false;                // the timestamps are those of decoding
+  bool complete = false;                  // every packet of the stream was seen
 };
+
+bool IsToBeProbed(const AVFormatContext& format, int stream_index) {
+  return static_cast<unsigned>(stream_index) >= format.nb_streams ||
+         format.streams[stream_index]->codecpar->width <= 0;
+}
 
 // `probed` is the same file. With a clock, the other streams' packets are read too,
 // and cover it.
@@ -50,11 +59,11 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
   std::string ignored_reason;
   const FormatContext format = OpenContainer(path, &stop, ignored_reason);
   if (format == nullptr) return times;
-  // Some containers (FLV, MPEG programs) name their streams only as they go.
-  if (static_cast<unsigned>(stream_index) >= format->nb_streams &&
-      (!ProbeAlike(*format, probed) || static_cast<unsigned>(stream_index) >= format->nb_streams)) {
-    return times;
-  }
+  // Some containers (FLV, MPEG programs) name their streams only as they go; and where no
+  // header describes the pictures, as in a bare H.261 stream, the demuxer counts time by
+  // what probing found of them.
+  if (IsToBeProbed(*format, stream_index) && !ProbeAlike(*format, probed)) return times;
+  if (static_cast<unsigned>(stream_index) >= format->nb_streams) return times;
   for (unsigned i = 0; clock == nullptr && i < format->nb_streams; ++i) {
     if (static_cast<int>(i) != stream_index) format->streams[i]->discard = AVDISCARD_ALL;
   }
@@ -79,6 +88,9 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
       if (clock != nullptr) CoverWith(*packet, *format->streams[packet->stream_index], *clock);
     } else if ((packet->flags & AV_PKT_FLAG_DISCARD) == 0) {
       ++times.packets;
+      if (!times.first_key_time && (packet->flags & AV_PKT_FLAG_KEY) != 0) {
+        times.first_key_time = TimestampOf(packet->pts, time_base);
+      }
       shown.Add(packet->pts, packet->duration);
       decoded.Add(packet->dts, packet->duration);
     } else {
@@ -88,7 +100,8 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
   }
   // Where some pictures have no time to be shown at, the times at which they are
   // decoded run at the same rate; the two are never mixed.
-  PacketClock& chosen = shown.size() < decoded.size() ? decoded : shown;
+  times.as_decoded = shown.size() < decoded.size();
+  PacketClock& chosen = times.as_decoded ? decoded : shown;
   times.last_duration = chosen.duration_of_last();
   times.untimed_at_start = chosen.untimed_at_start();
   times.timestamps = std::move(chosen).InPresentationOrder();
@@ -114,6 +127,9 @@ int64_t MissingFrames(const AVFormatContext& format, const AVStream& stream, Rat
   const double length = static_cast<double>(slots) / rate.value() + missing;
   tolerance = std::max(tolerance, std::min(length * kRoundedShare, kMostRounded));
   if (missing <= tolerance) return 0;
+  // The length of a file that begins late may count from its clock's zero.
+  const bool of_file = !DeclaredEnd(format, stream);
+  if (of_file && std::abs(missing - StartOfFile(format)) <= tolerance) return 0;
   const int64_t frames_missing = FramesIn(missing, rate).value_or(0);
   const int64_t frames = FramesIn(declared - start, rate).value_or(slots + frames_missing);
   return std::max<int64_t>(0, std::min(frames_missing, frames - slots));
@@ -138,11 +154,21 @@ int64_t MissingInFragments(const std::filesystem::path& path, const AVFormatCont
   return std::max(unread, frames - slots);
 }
 
+// Whether the `i`-th picture that is shown can be the first that comes from the decoder.
+bool CanBeFirst(const PacketTimes& packets, const StreamTimes& times, size_t i) {
+  if (packets.as_decoded) return i <= kMostDelay;
+  // Recordings that were joined may all begin at this time.
+  return times.timestamps[i] == packets.first_key_time &&
+         std::find(times.timestamps.begin(), times.timestamps.begin() + static_cast<ptrdiff_t>(i),
+                   times.timestamps[i]) == times.timestamps.begin() + static_cast<ptrdiff_t>(i);
+}
+
 }  // namespace
 
 StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& stop,
                         const AVFormatContext& format, const AVStream& stream) {
-  StreamTiming timing{std::nullopt, MakeFileClock(format), std::nullopt};
+  StreamTiming timing;
+  timing.clock = MakeFileClock(format);
   const bool declares_its_end = DeclaredEnd(format, stream).has_value();
   std::error_code error;
   PacketTimes packets;
@@ -170,6 +196,13 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
     for (size_t i = 0; i < times.timestamps.size(); ++i) {
       const FrameTimeline::Placement placement =
           timeline.Place(times.timestamps[i], NextTime(times.timestamps, i));
+      if (CanBeFirst(packets, times, i)) {
+        // Pictures come out of the decoder some packets later than they went in, so that
+        // their times of decoding are those of later packets.
+        const int64_t seen = packets.as_decoded ? static_cast<int64_t>(i) : 0;
+        const int64_t unseen = timeline.slots_filled() - 1 - seen;
+        if (unseen > 0) timing.starts.push_back({times.timestamps[i], unseen});
+      }
       if (placement.step < kHole) continue;
       pictures_in_holes += placement.repeats;
       ++holes;

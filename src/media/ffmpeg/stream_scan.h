@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <vector>
 
 #include "media/ffmpeg/file_clock.h"
 #include "media/ffmpeg/handles.h"
@@ -21,12 +22,20 @@
 namespace qolm::media::ffmpeg {
 
 struct StreamTiming {
+  struct Start {
+    int64_t timestamp = 0;     // of the first picture that the decoder shows
+    int64_t unseen_slots = 0;  // of those expected, that lie before it
+  };
+
   std::optional<Ratio> rate;             // frames a second; nothing when nothing tells it
   FileClock clock{false, std::nullopt};  // covered as far as the scan came
   std::optional<int64_t> slots;          // frames that the stream is expected to fill
   // The expected frames come from a length that another stream may have: no more
   // than delivered are missing when that stream reaches it.
   bool slots_of_any_stream = false;
+  // What the first picture tells of them: in a recording that was cut, those before the
+  // first key frame cannot be decoded.
+  std::vector<Start> starts;
   // Pictures that the demuxer passes over: in a stream of constant rate the holes in the
   // timestamps, but only where the file itself is seen to be damaged.
   int64_t lost_pictures = 0;
