@@ -182,6 +182,38 @@ TEST_F(AudioFilesTest, SoundThatStartsEarlyIsCut) {
   EXPECT_EQ(Read(Write("early.mkv", clip)).samples, NumberedSamples(14'400, 33'600));
 }
 
+TEST_F(AudioFilesTest, EveryChannelOfSoundThatStartsEarlyIsCut) {
+  SoundClip clip;
+  clip.layout = "stereo";
+  clip.pictures = 50;
+  clip.picture_start = 0.3;
+  const Signal opposite = [](int64_t index, int channel) {
+    return static_cast<int16_t>(channel == 0 ? Numbered(index, 0) : -Numbered(index, 0));
+  };
+  const PcmTrack track = Read(Write("early.mkv", clip, opposite), 2);
+  ASSERT_EQ(track.samples.size(), 67'200u);
+  for (int64_t i = 0; i < 33'600; ++i) {
+    ASSERT_EQ(track.samples[static_cast<size_t>(2 * i)], opposite(14'400 + i, 0)) << i;
+    ASSERT_EQ(track.samples[static_cast<size_t>(2 * i + 1)], opposite(14'400 + i, 1)) << i;
+  }
+}
+
+TEST_F(AudioFilesTest, AGapThatNoTrackCanHoldIsLeftOut) {
+  SoundClip clip;
+  clip.shift = [](int packet) { return packet < 20 ? 0.0 : 1800.0; };
+  const auto path = Write("gap.mkv", clip);
+  AudioOptions options;
+  options.channels = 2;
+  options.sample_rate = 768'000;  // of which 2^31 values in stereo last 1398 seconds
+  PcmTrack track;
+  double seconds = 0;
+  EXPECT_TRUE(AudioSource(platform_.MakeAudioFramework())
+                  .ReadAll(
+                      path, options, track, [&] { return seconds > 10; },
+                      [&](double read) { seconds = read; }));
+  EXPECT_EQ(track.samples.size(), 2u * 768'000);
+}
+
 // Nothing declares a length here: the sound itself covers the time up to the picture,
 // and the picture that up to the sound.
 TEST_F(AudioFilesTest, ALateStartIsRealInATransportStreamThatCoversIt) {
@@ -415,6 +447,15 @@ TEST_F(AudioFilesTest, FullScaleSurroundDoesNotClip) {
   EXPECT_NEAR(Read(path, 2).samples.at(5000), 32767, 1);
 }
 
+TEST_F(AudioFilesTest, AClockSlowerThanAnySoundIsDamage) {
+  SoundClip clip;
+  clip.samples = 3000;
+  clip.rate = 1000;
+  EXPECT_TRUE(CanRead(Write("slowest.wav", clip)));
+  clip.rate = 999;
+  EXPECT_FALSE(CanRead(Write("slower.wav", clip)));
+}
+
 TEST_F(AudioFilesTest, MoreChannelsThanCanBeMixedAreNoSound) {
   SoundClip clip;
   clip.samples = 3000;
@@ -511,6 +552,15 @@ TEST_F(AudioFilesTest, WhatTheRateCannotHoldIsFilteredOut) {
   for (size_t i = 500; i + 500 < track.samples.size(); ++i) ASSERT_NEAR(track.samples[i], 0, 2);
 }
 
+TEST_F(AudioFilesTest, TheFilterEndsWhereTheRateDoesAndNotBefore) {
+  SoundClip clip;
+  const Signal folded = Tone(16'100, 48'000);  // would be heard at 15.9 kHz
+  const PcmTrack silent = Read(Write("beyond.wav", clip, folded), 1, 32'000);
+  for (size_t i = 500; i + 500 < silent.samples.size(); ++i) ASSERT_NEAR(silent.samples[i], 0, 2);
+  const PcmTrack kept = Read(Write("below.wav", clip, Tone(14'400, 48'000)), 1, 32'000);
+  EXPECT_GT(Fidelity(kept.samples, 0, Tone(14'400, 32'000)), 60);
+}
+
 TEST_F(AudioFilesTest, SoundThatChangesOnTheWayIsConvertedAllTheSame) {
   SoundClip clip;
   clip.codec = "aac";
@@ -531,6 +581,23 @@ TEST_F(AudioFilesTest, SoundThatChangesOnTheWayIsConvertedAllTheSame) {
     for (auto i = begin; i != begin + 24'000; ++i) crossings += (i[0] < 0) != (i[1] < 0) ? 1 : 0;
     EXPECT_NEAR(crossings, 1000, 10) << start;
   }
+}
+
+TEST_F(AudioFilesTest, SoundThatChangesItsRateAloneKeepsItsPitch) {
+  SoundClip clip;
+  clip.codec = "mp2";
+  clip.samples = 96 * 1152;
+  const auto first = Write("first.ts", clip, Tone(1000, 48000));
+  clip.rate = 32000;
+  const auto second = Write("second.ts", clip, Tone(1000, 32000));
+  std::ofstream(first, std::ios::binary | std::ios::app)
+      << std::ifstream(second, std::ios::binary).rdbuf();
+  const PcmTrack track = Read(first);
+  EXPECT_NEAR(static_cast<double>(track.samples.size()), 96 * 1152 * 2.5, 2500);
+  int crossings = 0;
+  const auto begin = track.samples.begin() + 200'000;
+  for (auto i = begin; i != begin + 24'000; ++i) crossings += (i[0] < 0) != (i[1] < 0) ? 1 : 0;
+  EXPECT_NEAR(crossings, 1000, 10);
 }
 
 TEST_F(AudioFilesTest, CoverArtIsNoPictureToStartWith) {

@@ -151,6 +151,16 @@ TEST(AudioTimelineTest, AGapOfHoursIsRealWhereTheSoundGoesOn) {
   EXPECT_EQ(Follow({0.0, kMillisecond, FileClock(true, std::nullopt)}, pieces).silence, 0);
 }
 
+TEST(AudioTimelineTest, AnOffsetWithinTheClocksTicksIsNoGap) {
+  const auto shifted = [](double offset) {
+    return Pieces(100, [offset](size_t i) { return OnTime(i) + (i >= 40 ? offset : 0); });
+  };
+  EXPECT_TRUE(Follow({0.0, 0.020}, shifted(0.029)).corrected.empty());
+  EXPECT_EQ(Follow({0.0, 0.020}, shifted(0.031)).corrected, std::vector<size_t>{40});
+  EXPECT_TRUE(Follow({0.0, kMillisecond}, shifted(0.0105)).corrected.empty());
+  EXPECT_EQ(Follow({0.0, kMillisecond}, shifted(0.0115)).corrected, std::vector<size_t>{40});
+}
+
 TEST(AudioTimelineTest, AStartWithinTheRoundingIsOnTime) {
   const auto pieces = Pieces(10, OnTime);
   EXPECT_TRUE(Follow({0.0015, kMillisecond}, pieces).corrected.empty());

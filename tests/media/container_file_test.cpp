@@ -7,6 +7,7 @@
 #include <fstream>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "media/audio_source.h"
 #include "media/platform.h"
@@ -78,6 +79,15 @@ TEST_F(ContainerFileTest, PlaylistsAreRefusedWhateverTheyName) {
   }
 }
 
+TEST_F(ContainerFileTest, ATextIsNoPictureOfItsCharacters) {
+  std::string text;
+  for (int i = 0; i < 30; ++i) text += "a line of notes beside a film\n";
+  for (const char* name : {"a.nfo", "a.txt", "a.ans"}) {
+    WriteFile(folder_ / name, text);
+    ExpectRefused(name, "not a video file, or damaged");
+  }
+}
+
 TEST_F(ContainerFileTest, ANameWithAPatternIsTheNameOfOneFile) {
   ClipOptions options;
   options.codec = "png";
@@ -113,6 +123,17 @@ TEST_F(ContainerFileTest, FailuresOfTheLibrariesAreInWordsOfAUser) {
     av_strerror(error, library, sizeof library);
     EXPECT_NE(DescribeError(error), library);
     EXPECT_NE(DescribeError(error), "");
+  }
+  for (const auto& [words, errors] :
+       {std::pair<std::string, std::vector<int>>{"it ends before any video", {AVERROR_EOF}},
+        {"interrupted", {AVERROR_EXIT}},
+        {"not a video file, or damaged",
+         {AVERROR_INVALIDDATA, AVERROR(EINVAL), AVERROR(EAGAIN), AVERROR(EDOM), AVERROR(ERANGE)}},
+        {"of a kind that cannot be decoded",
+         {AVERROR_BSF_NOT_FOUND, AVERROR_DECODER_NOT_FOUND, AVERROR_DEMUXER_NOT_FOUND,
+          AVERROR_EXPERIMENTAL, AVERROR_PATCHWELCOME, AVERROR(ENOSYS)}},
+        {"its decoder failed", {AVERROR_BUG, AVERROR_BUG2, AVERROR_EXTERNAL, AVERROR_UNKNOWN}}}) {
+    for (const int error : errors) EXPECT_EQ(DescribeError(error), words) << error;
   }
   EXPECT_EQ(DescribeError(AVERROR(EIO)), "Input/output error");
   EXPECT_EQ(DescribeError(AVERROR(EACCES)), "Permission denied");

@@ -30,6 +30,12 @@ TEST(FileClock, TheDeclaredDurationSupportsAnyStepWithinIt) {
   EXPECT_FALSE(clock.IsReal(29 * kHour, 30.5 * kHour, Behind::kGoesOn));
 }
 
+TEST(FileClock, TheDeclaredDurationIsRoundedByAShortStepAtMost) {
+  FileClock clock(false, 30 * kHour);
+  EXPECT_TRUE(clock.IsReal(0, 30 * kHour + 10, Behind::kNothing));
+  EXPECT_FALSE(clock.IsReal(0, 30 * kHour + 10.1, Behind::kNothing));
+}
+
 TEST(FileClock, AnotherStreamSupportsTheStepThatItCoversWithoutAHole) {
   for (const bool restarts : {false, true}) {
     FileClock covered(restarts, kUndeclared);
@@ -53,6 +59,27 @@ TEST(FileClock, SpansOfSeveralStreamsAndRestartsAreKeptApart) {
   EXPECT_FALSE(clock.IsReal(98'000, 99'500, Behind::kNothing));
   clock.Cover(5, 3);  // ends before it begins
   EXPECT_EQ(clock.covered_end(), 99'500);
+}
+
+// Each span and each step are longer than what is real without support.
+TEST(FileClock, TheLatestSpansAreRemembered) {
+  constexpr double kSpan = 2 * kHour;
+  FileClock clock(true, kUndeclared);
+  for (int i = 0; i < 100; ++i) clock.Cover(i * 3 * kHour, i * 3 * kHour + kSpan);
+  for (int i = 36; i < 100; ++i) {
+    EXPECT_TRUE(clock.IsReal(i * 3 * kHour, i * 3 * kHour + kSpan, Behind::kNothing)) << i;
+  }
+  EXPECT_FALSE(clock.IsReal(0, kSpan, Behind::kNothing));
+}
+
+TEST(FileClock, ASpanThatGrowsOutlivesOthers) {
+  constexpr double kFar = 1000 * kHour;
+  FileClock clock(true, kUndeclared);
+  for (int i = 0; i < 100; ++i) {
+    clock.Cover(i * 100.0, (i + 1) * 100.0);
+    clock.Cover(kFar + i * kHour, kFar + i * kHour + 1);
+  }
+  EXPECT_TRUE(clock.IsReal(0, 10'000, Behind::kNothing));
 }
 
 TEST(FileClock, WhatGoesOnBehindSupportsAStepWhereNothingIsDeclared) {

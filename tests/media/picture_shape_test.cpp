@@ -213,5 +213,20 @@ TEST_F(PictureShapeTest, HighDynamicRangeIsMappedToAUsualScreen) {
   EXPECT_NEAR(level(AVCOL_TRC_BT709, 0.5), 128, 2);
 }
 
+TEST_F(PictureShapeTest, HighDynamicRangeTooSmallToDeinterlaceIsMappedToo) {
+  ClipOptions options;
+  options.format = AV_PIX_FMT_YUV420P10;
+  options.transfer = AVCOL_TRC_ARIB_STD_B67;
+  options.width = options.height = 2;
+  const auto level = [&](const char* name, bool interlaced) {
+    options.interlaced = interlaced;
+    Write(name, options, static_cast<int>(std::lround(64 + 0.75 * 876)));
+    const VideoFrame frame = First(name);
+    EXPECT_THAT(source_.notices(), IsEmpty());
+    return LevelAt(frame, 0, 0);
+  };
+  EXPECT_EQ(level("a.mkv", true), level("b.mkv", false));
+}
+
 }  // namespace
 }  // namespace qolm::media
