@@ -50,7 +50,8 @@ bool EncodeAdpcmPayload(std::span<const int16_t> samples, uint32_t sample_rate, 
   }
   if (stop()) return false;
 
-  const std::vector<uint8_t> stream = entropy::RansEncodeBytes(codes);
+  const std::vector<uint8_t> stream = entropy::RansEncodeBytes(codes, stop);
+  if (stream.empty() && !codes.empty()) return false;
   if (stream.size() > std::numeric_limits<uint32_t>::max()) return false;
   payload.reserve(kAdpcmHeaderBytes + stream.size());
   AppendLe32(payload, sample_rate);

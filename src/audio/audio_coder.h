@@ -34,8 +34,8 @@ inline constexpr uint64_t kMaxPayloadValues = 0x7FFFFFFF;
 // channel counts other than 1 and 2, for rates above 768,000 Hz and for 2^31
 // values and more (fewer from 384 kHz on); in ADPCM mode also for channel counts from 65,536 on,
 // 2^32 samples per channel, and the one rate that would read as the transform's tag.
-// False also once `stop` says true, which is asked before each batch of frames and before
-// the streams of a channel are made of them.
+// False also once `stop` says true, which is asked before each batch of frames and again
+// and again while the streams of a channel are made of them.
 [[nodiscard]] bool EncodeAudio(
     const PcmView& sound, AudioCodingMode mode, std::vector<uint8_t>& payload,
     const std::function<bool()>& stop = [] { return false; });

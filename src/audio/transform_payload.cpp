@@ -47,7 +47,7 @@ struct ChannelStreams {
   std::vector<uint8_t> levels;
 };
 
-// False when `stop` said true.
+// False when `stop` said true, and for more than a stream can hold.
 bool EncodeChannel(std::span<const int16_t> samples, uint32_t channels, size_t coded_channel,
                    const LappedTransform& transform, size_t frame_count,
                    const std::function<bool()>& stop, ChannelStreams& streams) {
@@ -72,8 +72,11 @@ bool EncodeChannel(std::span<const int16_t> samples, uint32_t channels, size_t c
     });
   }
   if (stop()) return false;
-  streams = {entropy::RansEncodeBytes(scales), entropy::EncodeCoefficients(levels)};
-  return true;
+  streams.scales = entropy::RansEncodeBytes(scales, stop);
+  if (streams.scales.empty()) return false;
+  streams.levels = entropy::EncodeCoefficients(levels, {}, stop);
+  // Also where there were more tokens than a stream can count.
+  return !streams.levels.empty();
 }
 
 struct TransformHeader {
@@ -286,8 +289,6 @@ bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate
     if (!EncodeChannel(samples, channels, c, transform, frame_count, stop, streams[c])) {
       return false;
     }
-    // Empty when there were more tokens than a stream can count.
-    if (streams[c].levels.empty()) return false;
     if (streams[c].levels.size() > std::numeric_limits<uint32_t>::max()) return false;
   }
 

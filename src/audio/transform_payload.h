@@ -47,8 +47,8 @@ uint32_t FrameLengthFor(uint32_t sample_rate);
 // Codes `samples`, channels interleaved; a last incomplete frame of channels is
 // only counted. False, and no payload, when there are no samples or too many,
 // the rate is 0 or above kHighestTransformRate, or the channel count is not 1 or
-// 2, or `stop` says true, which is asked for every batch of frames. Takes memory for the
-// levels of one channel and their tokens beyond the input.
+// 2, or `stop` says true, which is asked for every batch of frames and of levels. Takes memory for
+// the levels of one channel and their tokens beyond the input.
 [[nodiscard]] bool EncodeAudioTransform(
     std::span<const int16_t> samples, uint32_t sample_rate, uint32_t channels,
     std::vector<uint8_t>& payload, const std::function<bool()>& stop = [] { return false; });

@@ -18,8 +18,8 @@ bool TokenCount(std::span<const uint8_t> stream, uint64_t values, uint32_t& coun
 }  // namespace
 
 std::vector<uint8_t> EncodeCoefficients(std::span<const int16_t> values,
-                                        std::span<const uint8_t> coded) {
-  return ContextRansEncode(EncodeCoefficientTokens(values, coded));
+                                        std::span<const uint8_t> coded, const StopCallback& stop) {
+  return ContextRansEncode(EncodeCoefficientTokens(values, coded, stop), stop);
 }
 
 bool DecodeCoefficients(std::span<const uint8_t> stream, std::span<int16_t> values) {

@@ -13,9 +13,11 @@
 
 namespace qolm::entropy {
 
-// The stream of `values`; empty for no values. `coded` as for EncodeCoefficientTokens.
+// The stream of `values`; empty for no values, and once `stop` says true. `coded` as for
+// EncodeCoefficientTokens.
 std::vector<uint8_t> EncodeCoefficients(std::span<const int16_t> values,
-                                        std::span<const uint8_t> coded = {});
+                                        std::span<const uint8_t> coded = {},
+                                        const StopCallback& stop = nullptr);
 
 // Fills `values`, whose size is the expected count. False, with the values partly
 // written or untouched, when the stream is malformed, or when it is absent (size

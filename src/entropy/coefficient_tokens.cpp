@@ -54,7 +54,8 @@ bool IsShortValue(uint8_t token) {
 }  // namespace
 
 std::vector<uint8_t> EncodeCoefficientTokens(std::span<const int16_t> values,
-                                             std::span<const uint8_t> coded) {
+                                             std::span<const uint8_t> coded,
+                                             const StopCallback& stop) {
   std::vector<uint8_t> tokens;
   if (values.empty()) return tokens;
   tokens.resize((values.size() >> 2) + 1024);
@@ -69,6 +70,7 @@ std::vector<uint8_t> EncodeCoefficientTokens(std::span<const int16_t> values,
   const size_t blocks = values.size() / kTokenBlockValues;
   size_t empty_blocks = 0;
   for (size_t b = 0; b < blocks; ++b) {
+    if (b % (kStopInterval / kTokenBlockValues) == 0 && IsToStop(stop)) return {};
     const int16_t* block = values.data() + b * kTokenBlockValues;
     const uint64_t mask = coded.empty() || coded[b] != 0 ? NonZeroMask64(block) : 0;
     if (mask == 0) {

@@ -15,17 +15,20 @@
 #include <span>
 #include <vector>
 
+#include "entropy/stop_callback.h"
+
 namespace qolm::entropy {
 
 inline constexpr size_t kTokenBlockValues = 64;
 // No value takes more bytes than an escaped one, so tokens of n values fit in 3 n bytes.
 inline constexpr size_t kMaxTokenBytesPerValue = 3;
 
-// The tokens of `values`; empty for no values. `coded`, unless it is empty, tells for
-// every block which ones may hold anything but zeros; the values of the others are not
-// read.
+// The tokens of `values`; empty for no values, and once `stop` says true. `coded`, unless it is
+// empty, tells for every block which ones may hold anything but zeros; the values of the others are
+// not read.
 std::vector<uint8_t> EncodeCoefficientTokens(std::span<const int16_t> values,
-                                             std::span<const uint8_t> coded = {});
+                                             std::span<const uint8_t> coded = {},
+                                             const StopCallback& stop = nullptr);
 
 // Fills `values`, whose size is the expected count. False, with the values partly
 // written, on an unused byte, a cut token, a run of length 0 or one that leaves

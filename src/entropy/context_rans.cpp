@@ -22,7 +22,8 @@ constexpr uint8_t kModeFiveStreams = 1;
 // The input's bytes sorted by context, each context in input order.
 class ContextSplit {
  public:
-  explicit ContextSplit(std::span<const uint8_t> input)
+  // Incomplete where `stop` said true.
+  ContextSplit(std::span<const uint8_t> input, const StopCallback& stop)
       : storage_(std::make_unique_for_overwrite<uint8_t[]>(StorageBytes(input.size()))) {
     // Each argument context takes at most every second byte, and a byte is
     // written behind a context's end before it is known to be another's.
@@ -35,16 +36,22 @@ class ContextSplit {
     std::array<uint8_t*, kContextCount> end = begin;
     const uint8_t* next = input.data();
     const uint8_t* const last = next + input.size();
+    const uint8_t* piece_end = next;
     while (next != last) {
+      if (next >= piece_end) {
+        stopped_ = IsToStop(stop);
+        if (stopped_) return;
+        piece_end = next + std::min(static_cast<size_t>(last - next), kStopInterval);
+      }
       // Tokens and zero runs: which comes next is as good as random to a predictor.
-      while (last - next >= 2 && *next != kZeroBlocksToken && *next != kEscapeToken) {
+      while (piece_end - next >= 2 && *next != kZeroBlocksToken && *next != kEscapeToken) {
         const ptrdiff_t with_run = *next == kZeroRunToken ? 1 : 0;
         *end[0]++ = next[0];
         *end[1] = next[1];
         end[1] += with_run;
         next += 1 + with_run;
       }
-      if (next == last) break;
+      if (next == piece_end) continue;
       const uint8_t byte = *next++;
       *end[0]++ = byte;
       if (byte == kZeroRunToken) {
@@ -59,6 +66,7 @@ class ContextSplit {
     for (size_t c = 0; c < kContextCount; ++c) contexts_[c] = {begin[c], end[c]};
   }
 
+  bool stopped() const { return stopped_; }
   std::span<const uint8_t> operator[](size_t context) const { return contexts_[context]; }
 
  private:
@@ -66,6 +74,7 @@ class ContextSplit {
 
   std::unique_ptr<uint8_t[]> storage_;
   std::array<std::span<const uint8_t>, kContextCount> contexts_;
+  bool stopped_ = false;
 };
 
 std::vector<uint8_t> StreamHead(size_t count, uint8_t mode) {
@@ -75,28 +84,33 @@ std::vector<uint8_t> StreamHead(size_t count, uint8_t mode) {
   return out;
 }
 
-std::vector<uint8_t> EncodePlain(std::span<const uint8_t> input, const ByteCounts& counts) {
+std::vector<uint8_t> EncodePlain(std::span<const uint8_t> input, const ByteCounts& counts,
+                                 const StopCallback& stop) {
   RansStreamEncoder encoder(input, counts);
-  encoder.Run();
+  if (!encoder.Run(stop)) return {};
   std::vector<uint8_t> out = StreamHead(input.size(), kModePlain);
   encoder.AppendTo(out);
   return out;
 }
 
 // Also yields the counts of the whole input.
-std::vector<uint8_t> EncodeFiveStreams(std::span<const uint8_t> input, ByteCounts& total_counts) {
-  const ContextSplit split(input);
+std::vector<uint8_t> EncodeFiveStreams(std::span<const uint8_t> input, ByteCounts& total_counts,
+                                       const StopCallback& stop) {
+  const ContextSplit split(input, stop);
+  if (split.stopped()) return {};
   std::vector<RansStreamEncoder> encoders;
   encoders.reserve(kContextCount);
   total_counts = {};
   for (size_t c = 0; c < kContextCount; ++c) {
+    if (IsToStop(stop)) return {};
     const ByteCounts counts = CountBytes(split[c]);
     for (size_t s = 0; s < counts.size(); ++s) total_counts[s] += counts[s];
     encoders.emplace_back(split[c], counts);
   }
   // The tokens and the zero runs are the two long streams.
-  RansStreamEncoder::RunBoth(encoders[0], encoders[1]);
-  for (size_t c = 2; c < kContextCount; ++c) encoders[c].Run();
+  bool done = RansStreamEncoder::RunBoth(encoders[0], encoders[1], stop);
+  for (size_t c = 2; c < kContextCount && done; ++c) done = encoders[c].Run(stop);
+  if (!done) return {};
 
   size_t size = kMinFiveStreamBytes;
   for (const RansStreamEncoder& encoder : encoders) size += encoder.StreamSize();
@@ -112,16 +126,18 @@ std::vector<uint8_t> EncodeFiveStreams(std::span<const uint8_t> input, ByteCount
 
 }  // namespace
 
-std::vector<uint8_t> ContextRansEncode(std::span<const uint8_t> input) {
+std::vector<uint8_t> ContextRansEncode(std::span<const uint8_t> input, const StopCallback& stop) {
   if (input.empty() || input.size() > std::numeric_limits<uint32_t>::max()) return {};
 
-  if (input.size() < kMinSplitCount) return EncodePlain(input, CountBytes(input));
+  if (input.size() < kMinSplitCount) return EncodePlain(input, CountBytes(input), stop);
   ByteCounts counts;
-  std::vector<uint8_t> five_streams = EncodeFiveStreams(input, counts);
+  std::vector<uint8_t> five_streams = EncodeFiveStreams(input, counts, stop);
+  if (five_streams.empty()) return {};
   // Coding the plain candidate costs as much again; mostly the bound tells that
   // it cannot win.
   if (kHeadBytes + RansStreamSizeLowerBound(counts) > five_streams.size()) return five_streams;
-  std::vector<uint8_t> plain = EncodePlain(input, counts);
+  std::vector<uint8_t> plain = EncodePlain(input, counts, stop);
+  if (plain.empty()) return {};
   return five_streams.size() < plain.size() ? five_streams : plain;
 }
 

@@ -26,13 +26,15 @@
 #include <vector>
 
 #include "entropy/rans_decoder.h"
+#include "entropy/stop_callback.h"
 #include "entropy/token_context.h"
 
 namespace qolm::entropy {
 
 // The stream of `input`; an empty vector for an empty input, and for one of 2^32
-// bytes or more.
-std::vector<uint8_t> ContextRansEncode(std::span<const uint8_t> input);
+// bytes or more. Also empty once `stop` says true.
+std::vector<uint8_t> ContextRansEncode(std::span<const uint8_t> input,
+                                       const StopCallback& stop = nullptr);
 
 // Fills `output`, whose size is the expected count, from 1. False, with the
 // output partly written or untouched, when the output is empty, the stored count

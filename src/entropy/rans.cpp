@@ -9,11 +9,11 @@
 #include "entropy/rans_encoder.h"
 
 namespace qolm::entropy {
-std::vector<uint8_t> RansEncodeBytes(std::span<const uint8_t> input) {
+std::vector<uint8_t> RansEncodeBytes(std::span<const uint8_t> input, const StopCallback& stop) {
   std::vector<uint8_t> out;
   if (input.empty() || input.size() > std::numeric_limits<uint32_t>::max()) return out;
   RansStreamEncoder encoder(input, CountBytes(input));
-  encoder.Run();
+  if (!encoder.Run(stop)) return out;
   encoder.AppendTo(out);
   return out;
 }

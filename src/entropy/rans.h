@@ -26,11 +26,14 @@
 #include <span>
 #include <vector>
 
+#include "entropy/stop_callback.h"
+
 namespace qolm::entropy {
 
 // The stream of `input`; an empty vector for an empty input, and for one of 2^32
-// bytes or more, which the format cannot count.
-std::vector<uint8_t> RansEncodeBytes(std::span<const uint8_t> input);
+// bytes or more, which the format cannot count. Also empty once `stop` says true.
+std::vector<uint8_t> RansEncodeBytes(std::span<const uint8_t> input,
+                                     const StopCallback& stop = nullptr);
 
 // Fills `output`, whose size is the expected count. False, with the output
 // partly written or untouched, when the stream is shorter than 6 bytes, its count

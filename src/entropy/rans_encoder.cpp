@@ -1,5 +1,6 @@
 #include "entropy/rans_encoder.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "base/byte_order.h"
@@ -46,23 +47,32 @@ inline void RansStreamEncoder::Cursor::Step(const RansEncodeSymbol* symbols) {
   state = RansEncodeStep(state >> (8 * shed), symbol);
 }
 
-void RansStreamEncoder::Run() {
+bool RansStreamEncoder::Run(const StopCallback& stop) {
   Cursor cursor = cursor_;
-  while (cursor.input_end != cursor.input_begin) cursor.Step(symbols_.data());
+  while (cursor.left() > 0) {
+    if (IsToStop(stop)) return false;
+    const uint8_t* const piece = cursor.input_end - std::min(cursor.left(), kStopInterval);
+    while (cursor.input_end != piece) cursor.Step(symbols_.data());
+  }
   cursor_ = cursor;
+  return true;
 }
 
-void RansStreamEncoder::RunBoth(RansStreamEncoder& first, RansStreamEncoder& second) {
+bool RansStreamEncoder::RunBoth(RansStreamEncoder& first, RansStreamEncoder& second,
+                                const StopCallback& stop) {
   Cursor a = first.cursor_;
   Cursor b = second.cursor_;
-  while (a.input_end != a.input_begin && b.input_end != b.input_begin) {
-    a.Step(first.symbols_.data());
-    b.Step(second.symbols_.data());
+  while (a.left() > 0 && b.left() > 0) {
+    if (IsToStop(stop)) return false;
+    const uint8_t* const piece = a.input_end - std::min({a.left(), b.left(), kStopInterval});
+    while (a.input_end != piece) {
+      a.Step(first.symbols_.data());
+      b.Step(second.symbols_.data());
+    }
   }
   first.cursor_ = a;
   second.cursor_ = b;
-  first.Run();
-  second.Run();
+  return first.Run(stop) && second.Run(stop);
 }
 
 size_t RansStreamEncoder::StreamSize() const {

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "entropy/rans_frequency_table.h"
+#include "entropy/stop_callback.h"
 
 namespace qolm::entropy {
 
@@ -57,13 +58,15 @@ class RansStreamEncoder {
  public:
   RansStreamEncoder(std::span<const uint8_t> input, const ByteCounts& counts);
 
-  // Codes whatever input is left. An empty input gives an empty stream.
-  void Run();
+  // Codes whatever input is left. An empty input gives an empty stream. False, without
+  // a stream, once `stop` says true, which is asked every kStopInterval bytes.
+  [[nodiscard]] bool Run(const StopCallback& stop);
 
   // Runs both encoders, step by step in turn while both have input: each step
   // waits for the one before it, so two independent chains take little longer
   // than one.
-  static void RunBoth(RansStreamEncoder& first, RansStreamEncoder& second);
+  [[nodiscard]] static bool RunBoth(RansStreamEncoder& first, RansStreamEncoder& second,
+                                    const StopCallback& stop);
 
   // The finished stream.
   size_t StreamSize() const;
@@ -77,6 +80,7 @@ class RansStreamEncoder {
     uint8_t* position;         // start of the renormalisation bytes so far
     uint32_t state;
 
+    size_t left() const { return static_cast<size_t>(input_end - input_begin); }
     void Step(const RansEncodeSymbol* symbols);
   };
 
