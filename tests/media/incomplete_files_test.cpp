@@ -2,29 +2,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include "media/platform.h"
-#include "media/video_source.h"
+#include "media/changed_file_fixture.h"
 #include "support/media_clip_writer.h"
-#include "support/temporary_folder.h"
 
 namespace qolm::media {
 namespace {
 
 using ::qolm::test::ClipOptions;
-using Bytes = std::vector<char>;
-
-struct Kind {
-  const char* name;
-  const char* codec;
-  AVPixelFormat format;
-  bool declares_its_length = true;
-};
 
 const std::vector<Kind> kKinds = {
     {"a.mkv", "ffv1", AV_PIX_FMT_BGR0},
@@ -46,45 +33,7 @@ void DeclareDuration(Bytes& matroska, double milliseconds) {
   std::reverse_copy(bytes, bytes + sizeof(milliseconds), found + 3);
 }
 
-class IncompleteFilesTest : public ::testing::Test {
- protected:
-  ClipOptions OptionsOf(const Kind& kind) {
-    ClipOptions options;
-    options.codec = kind.codec;
-    options.format = kind.format;
-    options.width = options.height = 64;
-    options.frames = 100;
-    if (std::string(kind.name) == "a.mp4" || std::string(kind.name) == "a.mov") {
-      options.muxer_options = {{"movflags", "+faststart"}};
-    }
-    return options;
-  }
-
-  Bytes Written(const std::string& name, const ClipOptions& options) {
-    const std::filesystem::path path = folder_ / name;
-    test::WriteClip(path, options, test::PaintNoise);
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  }
-
-  // Reads a file of these bytes to its end; the number of frames.
-  int Read(const std::string& name, const Bytes& bytes) {
-    const std::filesystem::path path = folder_ / name;
-    std::ofstream(path, std::ios::binary)
-        .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    EXPECT_TRUE(source_.Open(path)) << name << ": " << source_.failure_reason();
-    expected_when_opened_ = source_.frame_count();
-    VideoFrame frame;
-    int frames = 0;
-    while (source_.ReadNextFrame(frame)) ++frames;
-    return frames;
-  }
-
-  test::TemporaryFolder folder_;
-  Platform platform_;
-  VideoSource source_{platform_.MakeVideoFramework()};
-  int expected_when_opened_ = 0;
-};
+class IncompleteFilesTest : public ChangedFileTest {};
 
 TEST_F(IncompleteFilesTest, HalfAFilmExpectsTheWholeOne) {
   for (const Kind& kind : kKinds) {
@@ -199,11 +148,6 @@ TEST_F(IncompleteFilesTest, AHeldPictureAndAVariableRateAreNoMissingPictures) {
 
 // --- Files of full length that are damaged within ---
 
-void Overwrite(Bytes& bytes, size_t first, size_t count) {
-  ASSERT_LE(first + count, bytes.size());
-  std::fill_n(bytes.begin() + static_cast<ptrdiff_t>(first), count, '\0');
-}
-
 // The demuxer looks for the next cluster, and there is none.
 TEST_F(IncompleteFilesTest, WhatTheDemuxerNeverReachesIsMissing) {
   ClipOptions options = OptionsOf(kKinds.front());
@@ -250,22 +194,6 @@ TEST_F(FragmentedFilesTest, WhatLiesBehindADamagedFragmentIsMissing) {
     EXPECT_LE(frames, 60);
     EXPECT_EQ(source_.frame_count(), 100);
   }
-}
-
-// It goes on at the next cluster; without damage such a hole is a picture that stands.
-TEST_F(IncompleteFilesTest, PicturesThatTheDemuxerPassesOverAreDamaged) {
-  ClipOptions options = OptionsOf(kKinds.front());
-  const Bytes whole = Written("a.mkv", options);
-  Bytes damaged = whole;
-  Overwrite(damaged, whole.size() / 2, whole.size() / 20);
-  EXPECT_EQ(Read("b.mkv", damaged), 100);
-  EXPECT_GE(source_.losses().damaged, 5);
-  EXPECT_LE(source_.losses().damaged, 16);
-
-  options.time_base = {1, 25};
-  for (int i = 0; i < 100; ++i) options.timestamps.push_back(i < 50 ? i : i + 8);
-  EXPECT_EQ(Read("c.mkv", Written("c.mkv", options)), 108);
-  EXPECT_EQ(source_.losses().damaged, 0);
 }
 
 // Nothing but the structure of the file tells such a picture from a lost end.

@@ -55,6 +55,10 @@ AVStream* SelectFirstVideoStream(AVFormatContext& format) {
   return selected;
 }
 
+void ReadEveryStream(AVFormatContext& format) {
+  for (unsigned i = 0; i < format.nb_streams; ++i) format.streams[i]->discard = AVDISCARD_DEFAULT;
+}
+
 bool HasPictures(const AVFormatContext& format) {
   return std::any_of(format.streams, format.streams + format.nb_streams,
                      [](const AVStream* stream) { return IsVideo(*stream); });
@@ -66,6 +70,7 @@ std::unique_ptr<Decoder> Decoder::Open(const std::filesystem::path& path, const 
   if (!failure_reason.empty()) return nullptr;
 
   std::unique_ptr<Decoder> decoder(new Decoder);
+  decoder->path_ = path;
   ProbedContainer container = OpenProbed(path, stop, failure_reason);
   if (container.format == nullptr) return nullptr;
   decoder->format_ = std::move(container.format);
@@ -134,9 +139,12 @@ std::string Decoder::read_failure() const { return ReadFailure(*format_); }
 
 void Decoder::ObserveOtherStreams(FileClock& clock) {
   clock_ = &clock;
-  for (unsigned i = 0; i < format_->nb_streams; ++i) {
-    format_->streams[i]->discard = AVDISCARD_DEFAULT;
-  }
+  ReadEveryStream(*format_);
+}
+
+void Decoder::WatchForLosses(Ratio rate, FileClock clock) {
+  lost_pictures_.emplace(path_, *format_, *stream_, rate, std::move(clock));
+  if (lost_pictures_->needs_every_stream()) ReadEveryStream(*format_);
 }
 
 // Hands the decoder one more packet, or tells it that there are none left.
@@ -163,6 +171,7 @@ bool Decoder::ReadPacket() {
       ++errors;
       continue;
     }
+    if (lost_pictures_) lost_pictures_->Note(*packet_);
     if (packet_->stream_index == stream_->index) return true;
     if (clock_ != nullptr) {
       CoverWith(*packet_, *format_->streams[packet_->stream_index], *clock_);

@@ -13,6 +13,8 @@
 
 #include "media/ffmpeg/file_clock.h"
 #include "media/ffmpeg/handles.h"
+#include "media/ffmpeg/lost_pictures.h"
+#include "media/ffmpeg/ratio.h"
 #include "media/ffmpeg/stop_signal.h"
 
 namespace qolm::media::ffmpeg {
@@ -31,9 +33,16 @@ class Decoder {
 
   std::string read_failure() const;
 
-  // Pictures so far that were decoded with errors or not at all. What comes before
-  // the first key frame, as in a recording that begins in the middle, does not count.
-  int64_t damaged_pictures() const { return damaged_pictures_; }
+  // Pictures so far that were decoded with errors or not at all, with those that are
+  // watched for. What comes before the first key frame, as in a recording that begins in
+  // the middle, does not count.
+  int64_t damaged_pictures() const {
+    return damaged_pictures_ + (lost_pictures_ ? lost_pictures_->count() : 0);
+  }
+
+  // From now on what the demuxer passes over is counted as damaged too, in a stream of
+  // this rate.
+  void WatchForLosses(Ratio rate, FileClock clock);
 
   // From now on the other streams' packets are read too, and cover `clock`.
   void ObserveOtherStreams(FileClock& clock);
@@ -50,6 +59,7 @@ class Decoder {
   bool IsDamaged(const AVFrame& frame);
   void CountDamage() { damaged_pictures_ += key_frame_seen_ ? 1 : 0; }
 
+  std::filesystem::path path_;
   FormatContext format_;
   CodecContext codec_;
   AVStream* stream_ = nullptr;
@@ -62,11 +72,14 @@ class Decoder {
   std::deque<std::optional<int64_t>> suspects_;  // of the last packets, those said to be damaged
   std::set<int64_t> counted_packets_;            // among these, by timestamp
   FileClock* clock_ = nullptr;
+  std::optional<LostPictures> lost_pictures_;  // where they are watched for
 };
 
 // The first video stream that is no cover art or thumbnail, all other streams
 // switched off; null when there is none.
 AVStream* SelectFirstVideoStream(AVFormatContext& format);
+
+void ReadEveryStream(AVFormatContext& format);
 
 // Whether there is such a stream.
 bool HasPictures(const AVFormatContext& format);

@@ -37,11 +37,29 @@ constexpr std::array<uint32_t, 16> kKnownIds = {
     0xA0,        // block group
 };
 constexpr uint32_t kEncryptedBlockId = 0xAF;
+constexpr uint32_t kSimpleBlockId = 0xA3;
+constexpr uint32_t kBlockGroupId = 0xA0;
+constexpr uint32_t kBlockId = 0xA1;
 
-bool IsKnown(uint32_t id) {
-  return id == kEncryptedBlockId ||
-         std::find(kKnownIds.begin(), kKnownIds.end(), id) != kKnownIds.end();
+// Of a block group, beside the block.
+constexpr std::array<uint32_t, 9> kKnownInGroups = {
+    0x9B,    // duration
+    0xFB,    // reference
+    0xFA,    // its priority
+    0xFD,    // virtual reference
+    0x75A1,  // additions
+    0x75A2,  // padding that is discarded
+    0xA4,    // codec state
+    0x8E,    // slices
+    0xA2,    // virtual block
+};
+
+template <size_t kCount>
+bool Contains(const std::array<uint32_t, kCount>& ids, uint32_t id) {
+  return std::find(ids.begin(), ids.end(), id) != ids.end();
 }
+
+bool IsKnown(uint32_t id) { return id == kEncryptedBlockId || Contains(kKnownIds, id); }
 
 struct Element {
   uint32_t id = 0;
@@ -106,27 +124,68 @@ bool ElementsFill(std::istream& file, uint64_t end) {
   return true;
 }
 
+// As above, up to a block; `position` is where an element begins.
+bool ElementsLead(std::istream& file, uint64_t position, uint64_t block, int avoided_track) {
+  while (true) {
+    file.clear();
+    file.seekg(static_cast<std::streamoff>(position));
+    const auto element = TakeElement(file);
+    if (!element) return false;
+    const uint32_t id = element->id;
+    position = PositionIn(file);
+    if (position > block) return false;
+    if (id == kClusterId || id == kBlockGroupId) continue;
+    if (!IsKnown(id) && id != kBlockId && !Contains(kKnownInGroups, id)) return false;
+    const bool is_block = id == kSimpleBlockId || id == kBlockId || id == kEncryptedBlockId;
+    if (is_block && position == block) return true;
+    if (is_block && avoided_track >= 0 && file.peek() == avoided_track) return false;
+    if (!element->size || *element->size >= block - position) return false;
+    position += *element->size;
+  }
+}
+
 }  // namespace
 
-MatroskaSegment ExamineMatroskaSegment(const std::filesystem::path& path) {
+bool IsWholeMatroskaSegment(const std::filesystem::path& path) {
   std::error_code error;
   const uint64_t length = std::filesystem::file_size(path, error);
   std::ifstream file(path, std::ios::binary);
-  if (error || !file) return MatroskaSegment::kNone;
+  if (error || !file) return false;
   const auto header = TakeElement(file);
-  if (!header || header->id != kHeaderId) return MatroskaSegment::kNone;
-  if (header->size.value_or(kLongestHeader) >= kLongestHeader) return MatroskaSegment::kNone;
+  if (!header || header->id != kHeaderId) return false;
+  if (header->size.value_or(kLongestHeader) >= kLongestHeader) return false;
   file.seekg(static_cast<std::streamoff>(*header->size), std::ios::cur);
   const auto segment = TakeElement(file);
-  if (!segment || segment->id != kSegmentId) return MatroskaSegment::kNone;
+  if (!segment || segment->id != kSegmentId) return false;
 
   const uint64_t begin = PositionIn(file);
-  if (begin > length) return MatroskaSegment::kNone;
-  if (segment->size && *segment->size > length - begin) return MatroskaSegment::kCutOff;
-  if (!ElementsFill(file, segment->size ? begin + *segment->size : length)) {
-    return MatroskaSegment::kDamaged;
+  if (begin > length) return false;
+  return segment->size && *segment->size <= length - begin &&
+         ElementsFill(file, begin + *segment->size);
+}
+
+bool MatroskaBlocksLead(std::istream& file, int64_t from, int64_t to, bool each_gives_a_packet) {
+  constexpr int kLongestSize = 8;
+  if (from < 2 || to <= from) return false;
+  const auto begin = static_cast<uint64_t>(from);
+  file.clear();
+  file.seekg(from);
+  const int track = each_gives_a_packet ? file.peek() : -1;
+  // What leads from the first block is behind its content, whose size stands before it
+  // in one to eight bytes.
+  for (int bytes = 1; bytes <= kLongestSize && from > bytes; ++bytes) {
+    file.clear();
+    file.seekg(from - bytes - 1);
+    const auto element = TakeElement(file);
+    if (!element || !element->size || PositionIn(file) != begin) continue;
+    if (element->id != kSimpleBlockId && element->id != kBlockId &&
+        element->id != kEncryptedBlockId) {
+      continue;
+    }
+    if (*element->size >= static_cast<uint64_t>(to - from)) continue;
+    if (ElementsLead(file, begin + *element->size, static_cast<uint64_t>(to), track)) return true;
   }
-  return segment->size ? MatroskaSegment::kWhole : MatroskaSegment::kOpen;
+  return false;
 }
 
 }  // namespace qolm::media::ffmpeg

@@ -74,6 +74,7 @@ std::unique_ptr<PictureProducer> PictureProducer::Open(const std::filesystem::pa
   if (!DeclaredEnd(producer->decoder_->format(), stream)) {
     producer->decoder_->ObserveOtherStreams(producer->timeline_->clock());
   }
+  producer->decoder_->WatchForLosses(producer->rate(), producer->timing_.clock);
   producer->first_frame_ = producer->NextFrame();
   if (producer->first_frame_ == nullptr) {
     failure_reason = "no picture could be decoded";
@@ -141,7 +142,7 @@ Frame PictureProducer::TakeFrame() {
 }
 
 int64_t PictureProducer::DamagedPictures() const {
-  return decoder_->damaged_pictures() + unconverted_ + timing_.lost_pictures;
+  return decoder_->damaged_pictures() + unconverted_;
 }
 
 TimedPicture PictureProducer::Deliver(std::shared_ptr<const Picture> picture) {

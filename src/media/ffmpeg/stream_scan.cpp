@@ -29,10 +29,6 @@ constexpr double kMostRounded = 2;  // seconds
 constexpr double kFewestMissingFrames = 2;
 constexpr double kRoundedFileLength = 1;  // seconds, of what no single stream declares
 
-// What is a hole in a stream of constant rate, and how many such a stream has.
-constexpr double kHole = 1.5;      // slots from one picture to the next
-constexpr double kFewHoles = 0.1;  // of all pictures
-
 constexpr size_t kMostDelay = 16;  // packets
 
 struct PacketTimes {
@@ -191,11 +187,8 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
 
   if (packets.complete && all_timed) {
     FrameTimeline timeline(*timing.rate, times.time_base, timing.clock);
-    int64_t pictures_in_holes = 0;
-    int64_t holes = 0;
     for (size_t i = 0; i < times.timestamps.size(); ++i) {
-      const FrameTimeline::Placement placement =
-          timeline.Place(times.timestamps[i], NextTime(times.timestamps, i));
+      timeline.Place(times.timestamps[i], NextTime(times.timestamps, i));
       if (CanBeFirst(packets, times, i)) {
         // Pictures come out of the decoder some packets later than they went in, so that
         // their times of decoding are those of later packets.
@@ -203,9 +196,6 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
         const int64_t unseen = timeline.slots_filled() - 1 - seen;
         if (unseen > 0) timing.starts.push_back({times.timestamps[i], unseen});
       }
-      if (placement.step < kHole) continue;
-      pictures_in_holes += placement.repeats;
-      ++holes;
     }
     const auto last = std::max_element(times.timestamps.begin(), times.timestamps.end());
     const double start = static_cast<double>(times.timestamps.front()) * times.time_base.value();
@@ -216,12 +206,7 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
     end += DurationOf(packets.last_duration, times.time_base).value_or(0);
     timing.slots = slots;
     int64_t missing = MissingFrames(format, stream, *timing.rate, slots, start, end, timing.clock);
-    if (missing > 0 || holes > 0) {
-      const MatroskaSegment segment = ExamineMatroskaSegment(path);
-      if (segment == MatroskaSegment::kWhole) missing = 0;
-      const bool few = static_cast<double>(holes) <= kFewHoles * static_cast<double>(slots);
-      if (segment == MatroskaSegment::kDamaged && few) timing.lost_pictures = pictures_in_holes;
-    }
+    if (missing > 0 && IsWholeMatroskaSegment(path)) missing = 0;
     *timing.slots +=
         std::max(missing, MissingInFragments(path, format, stream, *timing.rate, packets, slots));
     return timing;

@@ -36,9 +36,6 @@ struct StreamTiming {
   // What the first picture tells of them: in a recording that was cut, those before the
   // first key frame cannot be decoded.
   std::vector<Start> starts;
-  // Pictures that the demuxer passes over: in a stream of constant rate the holes in the
-  // timestamps, but only where the file itself is seen to be damaged.
-  int64_t lost_pictures = 0;
 };
 
 // `format` and `stream` are open and probed; `path` is read a second time, and
