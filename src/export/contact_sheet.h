@@ -6,7 +6,7 @@
 #include <span>
 
 #include "export/export_options.h"
-#include "export/packed_picture.h"
+#include "export/rgba_picture.h"
 
 namespace qolm::exporter {
 
@@ -28,7 +28,7 @@ class ContactSheet {
   // the top left. `rgba` holds width * height * 4 bytes.
   void place(uint32_t tile, std::span<const uint8_t> rgba);
 
-  const PackedPicture& picture() const { return picture_; }
+  const RgbaPicture& picture() const { return picture_; }
 
  private:
   SheetLayout layout_;
@@ -36,7 +36,7 @@ class ContactSheet {
   uint32_t frame_height_;
   uint32_t tile_width_ = 1;
   uint32_t tile_height_ = 1;
-  PackedPicture picture_;
+  RgbaPicture picture_;
 };
 
 }  // namespace qolm::exporter

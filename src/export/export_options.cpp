@@ -31,52 +31,36 @@ std::optional<SheetLayout> ParseSheet(std::string_view text) {
   return SheetLayout{*columns, *rows};
 }
 
-bool TakeFrame(const std::string& value, ExportOptions& options) {
-  options.frame = ParseWhole<int32_t>(value);
-  return options.frame && *options.frame >= 0;
+bool ParseFrame(const std::string& value, ExportOptions& options) {
+  options.choice.frame = ParseWhole<int32_t>(value);
+  return options.choice.frame && *options.choice.frame >= 0;
 }
 
-bool TakeTime(const std::string& value, ExportOptions& options) {
-  options.seconds = ParseWhole<double>(value);
-  return options.seconds && std::isfinite(*options.seconds) && *options.seconds >= 0;
+bool ParseTime(const std::string& value, ExportOptions& options) {
+  options.choice.seconds = ParseWhole<double>(value);
+  return options.choice.seconds && std::isfinite(*options.choice.seconds) &&
+         *options.choice.seconds >= 0;
 }
 
-bool TakeSheet(const std::string& value, ExportOptions& options) {
-  options.sheet = ParseSheet(value);
-  return options.sheet.has_value();
+bool ParseSheetOption(const std::string& value, ExportOptions& options) {
+  options.choice.sheet = ParseSheet(value);
+  return options.choice.sheet.has_value();
 }
 
 struct ValueOption {
-  std::string_view word;
-  std::string_view wanted;
-  bool (*take)(const std::string& value, ExportOptions& options);  // false when it is invalid
+  std::string_view name;
+  std::string_view expected;
+  bool (*parse)(const std::string& value, ExportOptions& options);  // false when it is invalid
 };
 
 constexpr ValueOption kValueOptions[] = {
-    {"--frame", "a frame number, counted from 0", TakeFrame},
-    {"--time", "seconds, such as 1.5", TakeTime},
-    {"--sheet", "columns and rows, each 1 to 100, such as 4x3", TakeSheet},
+    {"--frame", "a frame number, counted from 0", ParseFrame},
+    {"--time", "seconds, such as 1.5", ParseTime},
+    {"--sheet", "columns and rows, each 1 to 100, such as 4x3", ParseSheetOption},
 };
-
-std::optional<Form> FormOf(const std::filesystem::path& output) {
-  std::string ending = BytesFromPath(output.extension());
-  std::transform(ending.begin(), ending.end(), ending.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  constexpr std::pair<std::string_view, Form> kEndings[] = {
-      {".y4m", Form::kY4m},      {".png", Form::kPng}, {".wav", Form::kWav},
-      {".mkv", Form::kMatroska}, {".mp4", Form::kMp4}, {".nut", Form::kNut}};
-  for (const auto& [known, form] : kEndings) {
-    if (ending == known) return form;
-  }
-  return std::nullopt;
-}
 
 Form FormOfStandardOutput(bool wants_y4m) {
   return wants_y4m || !MediaFormsAvailable() ? Form::kY4m : Form::kPipe;
-}
-
-bool NeedsMediaMuxer(Form form) {
-  return form == Form::kMatroska || form == Form::kMp4 || form == Form::kNut;
 }
 
 constexpr std::string_view kUsage =
@@ -129,8 +113,8 @@ constexpr std::string_view kUsageWithoutMedia =
     "  --version           print the program's version\n";
 
 // Splits the arguments into options and the two paths.
-bool TakeArguments(std::span<const std::string> arguments, ExportOptions& options, bool& wants_y4m,
-                   std::vector<std::string>& paths, OptionsProblem& problem) {
+bool SplitArguments(std::span<const std::string> arguments, ExportOptions& options, bool& wants_y4m,
+                    std::vector<std::string>& paths, OptionsProblem& problem) {
   // A file may be called "help", but never stands alone.
   if (arguments.size() == 1 && arguments[0] == "help") {
     options.help = true;
@@ -162,7 +146,7 @@ bool TakeArguments(std::span<const std::string> arguments, ExportOptions& option
     } else {
       const auto* const option =
           std::find_if(std::begin(kValueOptions), std::end(kValueOptions),
-                       [&](const ValueOption& known) { return known.word == argument; });
+                       [&](const ValueOption& known) { return known.name == argument; });
       if (option == std::end(kValueOptions)) {
         problem.text = "unknown option " + argument;
         return false;
@@ -172,9 +156,9 @@ bool TakeArguments(std::span<const std::string> arguments, ExportOptions& option
         return false;
       }
       const std::string& value = arguments[++i];
-      if (!option->take(value, options)) {
+      if (!option->parse(value, options)) {
         problem.text = "invalid value for " + argument + ": \"" + value + "\" (";
-        problem.text += option->wanted;
+        problem.text += option->expected;
         problem.text += ")";
         return false;
       }
@@ -194,7 +178,7 @@ std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arg
   ExportOptions options;
   std::vector<std::string> paths;
   bool wants_y4m = false;
-  if (!TakeArguments(arguments, options, wants_y4m, paths, problem)) return std::nullopt;
+  if (!SplitArguments(arguments, options, wants_y4m, paths, problem)) return std::nullopt;
   if (options.help || options.version) return options;
   if (paths.size() != 2) {
     problem.text =
@@ -205,14 +189,16 @@ std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arg
   options.output = PathFromBytes(paths[1]);
   options.to_standard_output = paths[1] == "-";
 
-  const std::optional<Form> form =
-      options.to_standard_output ? FormOfStandardOutput(wants_y4m) : FormOf(options.output);
+  const std::optional<Form> form = options.to_standard_output
+                                       ? FormOfStandardOutput(wants_y4m)
+                                       : FormOfExtension(BytesFromPath(options.output.extension()));
   if (!form) {
-    problem.text = paths[1] + ": the ending must be .mkv, .mp4, .nut, .wav, .y4m or .png";
+    problem.text =
+        paths[1] + ": unsupported file extension; expected .mkv, .mp4, .nut, .wav, .y4m or .png";
     problem.needs_usage = false;
     return std::nullopt;
   }
-  if (NeedsMediaMuxer(*form) && !MediaFormsAvailable()) {
+  if (IsMediaForm(*form) && !MediaFormsAvailable()) {
     problem.text =
         paths[1] + ": this program was built without FFmpeg; it makes .wav, .y4m and .png";
     problem.needs_usage = false;
@@ -223,8 +209,9 @@ std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arg
     return std::nullopt;
   }
   options.form = *form;
-  const int choices = int{options.frame.has_value()} + int{options.seconds.has_value()} +
-                      int{options.sheet.has_value()};
+  const int choices = int{options.choice.frame.has_value()} +
+                      int{options.choice.seconds.has_value()} +
+                      int{options.choice.sheet.has_value()};
   if (choices > 1) {
     problem.text = "--frame, --time and --sheet exclude each other";
     return std::nullopt;

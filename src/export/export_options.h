@@ -9,16 +9,22 @@
 #include <string>
 #include <string_view>
 
-namespace qolm::exporter {
+#include "export/form.h"
 
-// kPipe is the stream with picture and sound on standard output.
-enum class Form { kY4m, kPng, kWav, kMatroska, kMp4, kNut, kPipe };
+namespace qolm::exporter {
 
 struct SheetLayout {
   uint32_t columns = 0;  // 1..kMaxSheetSide
   uint32_t rows = 0;     // 1..kMaxSheetSide
 };
 inline constexpr uint32_t kMaxSheetSide = 100;
+
+// What a PNG shows: at most one of the three; without any, frame 0.
+struct PictureChoice {
+  std::optional<int32_t> frame;
+  std::optional<double> seconds;
+  std::optional<SheetLayout> sheet;
+};
 
 struct ExportOptions {
   bool help = false;     // the other members are then unset
@@ -28,13 +34,10 @@ struct ExportOptions {
   bool to_standard_output = false;
   Form form = Form::kY4m;
   bool overwrite = false;  // replaces even a file that is not of the form
-  // At most one of the three; a PNG without any shows frame 0.
-  std::optional<int32_t> frame;
-  std::optional<double> seconds;
-  std::optional<SheetLayout> sheet;
+  PictureChoice choice;
 };
 
-// Tells which forms this build leaves out, too.
+// Names the forms that this build leaves out, too.
 std::string_view UsageText();
 
 // The program's name and version.

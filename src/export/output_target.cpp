@@ -1,6 +1,7 @@
 #include "export/output_target.h"
 
 #include <cerrno>
+#include <utility>
 
 #include "platform/output_stream.h"
 #include "platform/removal_on_signal.h"
@@ -16,13 +17,26 @@ OutputTarget::~OutputTarget() {
   if (owns_stream_ && stream_ != nullptr) std::fclose(stream_);
 }
 
-bool OutputTarget::open(const std::filesystem::path& path, const std::filesystem::path& input,
-                        const output::ReplacePolicy& policy) {
-  if (const std::error_code refusal = prepare_part(path, input, policy);
+OutputTarget::OutputTarget(std::filesystem::path path, std::filesystem::path input,
+                           output::ReplacePolicy policy)
+    : file_({std::move(path), std::move(input), std::move(policy)}) {}
+
+std::error_code OutputTarget::Validate() const {
+  output::OutputPath ignored;
+  return file_ ? output::ValidateOutputPath(file_->path, file_->input, file_->policy, ignored)
+               : std::error_code();
+}
+
+bool OutputTarget::open() {
+  if (!file_) {
+    stream_ = platform::BinaryStandardOutput();
+    return true;
+  }
+  if (const std::error_code refusal = prepare_part();
       refusal && refusal != output::OutputRefusal::kNotRegular) {
     return fail(refusal);
   }
-  stream_ = platform::OpenStream(commits_part_ ? part_.path() : path);
+  stream_ = platform::OpenStream(commits_part_ ? part_.path() : file_->path);
   if (stream_ == nullptr) return fail_with_errno();
   owns_stream_ = true;
   buffer_.resize(kBufferBytes);
@@ -30,19 +44,13 @@ bool OutputTarget::open(const std::filesystem::path& path, const std::filesystem
   return true;
 }
 
-std::error_code OutputTarget::prepare_part(const std::filesystem::path& path,
-                                           const std::filesystem::path& input,
-                                           const output::ReplacePolicy& policy) {
-  const platform::ScopedSignalBlock until_it_is_removed_on_them;
-  const std::error_code refusal = part_.Prepare(path, input, policy);
+std::error_code OutputTarget::prepare_part() {
+  // No signal may terminate the program between the file's creation and its registration.
+  const platform::ScopedSignalBlock block;
+  const std::error_code refusal = part_.Prepare(file_->path, file_->input, file_->policy);
   commits_part_ = !refusal;
   if (commits_part_) part_.RemoveOnSignal();
   return refusal;
-}
-
-bool OutputTarget::open_standard_output() {
-  stream_ = platform::BinaryStandardOutput();
-  return true;
 }
 
 bool OutputTarget::write(std::span<const uint8_t> bytes) {

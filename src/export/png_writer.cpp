@@ -68,7 +68,7 @@ struct FreeMemory {
 
 }  // namespace
 
-bool EncodePng(const PackedPicture& picture, std::vector<uint8_t>& png, std::string& problem) {
+bool EncodePng(const RgbaPicture& picture, std::vector<uint8_t>& png, std::string& problem) {
   // The library counts in int: each row with one byte more, then the whole
   // stream with what incompressible bytes add to it.
   const uint64_t row_bytes = uint64_t{picture.width} * kChannels + 1;

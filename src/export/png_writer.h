@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "export/packed_picture.h"
+#include "export/rgba_picture.h"
 
 namespace qolm::exporter {
 
 // Replaces `png` by the picture as an 8-bit RGB image file; alpha is left out.
 // False with the reason in `problem` when the picture is too large or memory is short.
-[[nodiscard]] bool EncodePng(const PackedPicture& picture, std::vector<uint8_t>& png,
+[[nodiscard]] bool EncodePng(const RgbaPicture& picture, std::vector<uint8_t>& png,
                              std::string& problem);
 
 }  // namespace qolm::exporter

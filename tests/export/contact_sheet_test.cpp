@@ -8,7 +8,7 @@ namespace {
 
 using testing::ElementsAre;
 
-std::vector<uint8_t> PixelAt(const PackedPicture& picture, uint32_t x, uint32_t y) {
+std::vector<uint8_t> PixelAt(const RgbaPicture& picture, uint32_t x, uint32_t y) {
   const auto first =
       picture.pixels.begin() + static_cast<std::ptrdiff_t>((size_t{y} * picture.width + x) * 4);
   return {first, first + 4};

@@ -54,9 +54,9 @@ TEST(ExportOptionsTest, StandardOutputCarriesSoundUnlessItShallBeY4m) {
 }
 
 TEST(ExportOptionsTest, OptionsMayStandAnywhere) {
-  EXPECT_EQ(Parse({"--frame", "7", "a.qolm", "b.png"})->frame, 7);
-  EXPECT_EQ(Parse({"a.qolm", "--time", "1.5", "b.png"})->seconds, 1.5);
-  const auto sheet = Parse({"a.qolm", "b.png", "--sheet", "4x3"})->sheet;
+  EXPECT_EQ(Parse({"--frame", "7", "a.qolm", "b.png"})->choice.frame, 7);
+  EXPECT_EQ(Parse({"a.qolm", "--time", "1.5", "b.png"})->choice.seconds, 1.5);
+  const auto sheet = Parse({"a.qolm", "b.png", "--sheet", "4x3"})->choice.sheet;
   ASSERT_TRUE(sheet.has_value());
   EXPECT_EQ(sheet->columns, 4U);
   EXPECT_EQ(sheet->rows, 3U);
@@ -70,7 +70,7 @@ TEST(ExportOptionsTest, OptionsMayStandAnywhere) {
 TEST(ExportOptionsTest, WhatFollowsTwoDashesAreFiles) {
   const auto dashes = Parse({"--frame", "3", "--", "--frame", "-b.png"});
   ASSERT_TRUE(dashes.has_value());
-  EXPECT_EQ(dashes->frame, 3);
+  EXPECT_EQ(dashes->choice.frame, 3);
   EXPECT_EQ(dashes->input, "--frame");
   EXPECT_EQ(dashes->output, "-b.png");
   EXPECT_EQ(Parse({"a", "--", "--.png"})->output, "--.png");
@@ -109,8 +109,8 @@ TEST(ExportOptionsTest, ASheetHasUpToAHundredTilesOnASide) {
        {std::tuple{"1x1", 1U, 1U}, {"100x1", 100U, 1U}, {"1x100", 1U, 100U}}) {
     const auto options = Parse({"a", "b.png", "--sheet", value});
     ASSERT_TRUE(options) << value;
-    EXPECT_EQ(options->sheet->columns, columns) << value;
-    EXPECT_EQ(options->sheet->rows, rows) << value;
+    EXPECT_EQ(options->choice.sheet->columns, columns) << value;
+    EXPECT_EQ(options->choice.sheet->rows, rows) << value;
   }
 }
 
@@ -120,7 +120,7 @@ TEST(ExportOptionsTest, WrongCommandLines) {
   EXPECT_EQ(ProblemOf({"a", "b.png", "c"}), "unexpected argument c");
   EXPECT_EQ(ProblemOf({"a", "b.png", "--fast"}), "unknown option --fast");
   EXPECT_EQ(ProblemOf({"a", "b.avi"}),
-            "b.avi: the ending must be .mkv, .mp4, .nut, .wav, .y4m or .png");
+            "b.avi: unsupported file extension; expected .mkv, .mp4, .nut, .wav, .y4m or .png");
   EXPECT_THAT(ProblemOf({"a", "b.y4m", "--frame", "1"}), HasSubstr("for .png outputs"));
   EXPECT_THAT(ProblemOf({"a", "-", "--sheet", "2x2"}), HasSubstr("for .png outputs"));
   EXPECT_THAT(ProblemOf({"a", "b.png", "--frame", "1", "--time", "2"}), HasSubstr("exclude"));

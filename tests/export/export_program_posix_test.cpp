@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "export/export_program_fixture.h"
-#include "export/form_signature.h"
+#include "export/form.h"
 #include "export/output_target.h"
 #include "support/decoded_png.h"
 #include "support/default_signals.h"
@@ -78,8 +78,8 @@ TEST_F(ExportProgramTest, SignalLeavesNoPartFile) {
     test::WriteBytes(Output("x.y4m"), OldY4m());
     EXPECT_EXIT(
         {
-          OutputTarget target;
-          const bool opened = target.open(Output("x.y4m"), Input(), ReplacePolicyOf({}));
+          OutputTarget target(Output("x.y4m"), Input(), ReplacePolicyOf(Form::kY4m, false));
+          const bool opened = target.open();
           if (opened && std::filesystem::exists(Output("x.y4m.part"))) raise(signal_number);
         },
         testing::KilledBySignal(signal_number), "");
@@ -92,8 +92,8 @@ TEST_F(ExportProgramTest, SignalLeavesNoPartFile) {
 TEST_F(ExportProgramTest, AfterAFailedWriteNothingIsCommitted) {
   test::WriteBytes(Output("x.y4m"), OldY4m());
   {
-    OutputTarget target;
-    ASSERT_TRUE(target.open(Output("x.y4m"), Input(), ReplacePolicyOf({})));
+    OutputTarget target(Output("x.y4m"), Input(), ReplacePolicyOf(Form::kY4m, false));
+    ASSERT_TRUE(target.open());
     rlimit before = {};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
     rlimit limit = before;

@@ -156,7 +156,7 @@ TEST_F(ExportProgramTest, OutputsThatCannotBeWritten) {
   std::filesystem::create_directory(Output("folder.png"));
   ExpectFailure({Input(), Output("folder.png")}, Output("folder.png") + ": Is a directory");
   ExpectFailure({Input(), "x.avi"},
-                "x.avi: the ending must be .mkv, .mp4, .nut, .wav, .y4m or .png");
+                "x.avi: unsupported file extension; expected .mkv, .mp4, .nut, .wav, .y4m or .png");
 }
 
 TEST_F(ExportProgramTest, InputIsNeverOverwritten) {
@@ -242,8 +242,8 @@ TEST_F(ExportProgramTest, MessagesShowNamesOnOneLine) {
 }
 
 TEST_F(ExportProgramTest, OutputThatAnotherRunIsWritingIsLeftToIt) {
-  OutputTarget other;
-  ASSERT_TRUE(other.open(Output("x.y4m"), Input(), {}));
+  OutputTarget other(Output("x.y4m"), Input(), {});
+  ASSERT_TRUE(other.open());
   ExpectFailure({Input(), Output("x.y4m")},
                 Output("x.y4m") + ": another run is writing its part file");
   ASSERT_TRUE(other.write(std::vector<uint8_t>(3, 'o')));

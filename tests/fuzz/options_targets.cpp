@@ -108,18 +108,19 @@ void ExportOptions(Input input) {
   }
   if (options->help || options->version) return;
   QOLM_REQUIRE(options->to_standard_output == (options->output == "-"));
-  const bool picks_frames = options->frame || options->seconds || options->sheet;
+  const bool picks_frames =
+      options->choice.frame || options->choice.seconds || options->choice.sheet;
   QOLM_REQUIRE(!picks_frames || options->form == exporter::Form::kPng);
-  QOLM_REQUIRE(static_cast<int>(options->frame.has_value()) +
-                   static_cast<int>(options->seconds.has_value()) +
-                   static_cast<int>(options->sheet.has_value()) <=
+  QOLM_REQUIRE(static_cast<int>(options->choice.frame.has_value()) +
+                   static_cast<int>(options->choice.seconds.has_value()) +
+                   static_cast<int>(options->choice.sheet.has_value()) <=
                1);
-  if (options->frame) QOLM_REQUIRE(*options->frame >= 0);
-  if (options->seconds) QOLM_REQUIRE(*options->seconds >= 0.0);
-  if (options->sheet) {
-    QOLM_REQUIRE(options->sheet->columns >= 1 && options->sheet->rows >= 1);
-    QOLM_REQUIRE(options->sheet->columns <= exporter::kMaxSheetSide);
-    QOLM_REQUIRE(options->sheet->rows <= exporter::kMaxSheetSide);
+  if (options->choice.frame) QOLM_REQUIRE(*options->choice.frame >= 0);
+  if (options->choice.seconds) QOLM_REQUIRE(*options->choice.seconds >= 0.0);
+  if (options->choice.sheet) {
+    QOLM_REQUIRE(options->choice.sheet->columns >= 1 && options->choice.sheet->rows >= 1);
+    QOLM_REQUIRE(options->choice.sheet->columns <= exporter::kMaxSheetSide);
+    QOLM_REQUIRE(options->choice.sheet->rows <= exporter::kMaxSheetSide);
   }
 }
 

@@ -33,7 +33,7 @@ using CodecContext = std::unique_ptr<AVCodecContext, Deleter>;
 using Frame = std::unique_ptr<AVFrame, Deleter>;
 using Packet = std::unique_ptr<AVPacket, Deleter>;
 using Resampler = std::unique_ptr<SwrContext, Deleter>;
-using SoundQueue = std::unique_ptr<AVAudioFifo, Deleter>;
+using AudioQueue = std::unique_ptr<AVAudioFifo, Deleter>;
 using ByteStream = std::unique_ptr<AVIOContext, Deleter>;
 
 // Options for one call that takes a dictionary.

@@ -10,10 +10,10 @@ extern "C" {
 #include <array>
 #include <cstdio>
 
+#include "export/ffmpeg/audio_encoder.h"
 #include "export/ffmpeg/handles.h"
 #include "export/ffmpeg/picture_encoder.h"
-#include "export/ffmpeg/sound_encoder.h"
-#include "export/form_signature.h"
+#include "export/form.h"
 
 namespace qolm::exporter {
 namespace ffmpeg {
@@ -21,11 +21,11 @@ namespace {
 
 constexpr int kStreamBufferBytes = 1 << 20;
 
-const char* MuxerName(MediaForm form) {
+const char* MuxerName(Form form) {
   switch (form) {
-    case MediaForm::kMp4:
+    case Form::kMp4:
       return "mp4";
-    case MediaForm::kNut:
+    case Form::kNut:
       return "nut";
     default:
       return "matroska";
@@ -52,11 +52,13 @@ class FfmpegMuxer : public MediaMuxer {
 
   uint32_t stored_width() const override { return picture_.stored_width(); }
   uint32_t stored_height() const override { return picture_.stored_height(); }
-  size_t sound_chunk() const override { return static_cast<size_t>(sound_.packet_samples()); }
+  size_t audio_chunk_samples() const override {
+    return static_cast<size_t>(audio_.packet_samples());
+  }
 
   bool write_frame(const video::YuvPlanes& planes) override;
-  bool write_sound(std::span<const int16_t> samples) override;
-  bool end_sound() override;
+  bool write_audio(std::span<const int16_t> samples) override;
+  bool end_audio() override;
   bool finish() override;
 
  private:
@@ -66,7 +68,7 @@ class FfmpegMuxer : public MediaMuxer {
   int write_header();
   int write_packets(AVCodecContext& codec, AVRational time_base, const AVStream& stream);
   int write_pictures() { return write_packets(picture_.codec(), frame_time_, *picture_stream_); }
-  int write_queued_sound();
+  int write_queued_audio();
   int write_rest();
   bool keep(int result);
 
@@ -75,10 +77,10 @@ class FfmpegMuxer : public MediaMuxer {
   ByteStream bytes_;
   FormatContext format_;
   PictureEncoder picture_;
-  SoundEncoder sound_;
+  AudioEncoder audio_;
   Packet packet_;
   AVStream* picture_stream_ = nullptr;
-  AVStream* sound_stream_ = nullptr;  // null without sound
+  AVStream* audio_stream_ = nullptr;  // null without sound
   AVRational frame_time_{1, 25};      // seconds per frame
   // Only encoders that hold frames back mix up the order of the two streams;
   // libavformat then keeps packets until they can go in order.
@@ -100,8 +102,8 @@ bool FfmpegMuxer::keep(int result) {
 
 bool FfmpegMuxer::start(const MediaDescription& description) {
   av_log_set_level(AV_LOG_QUIET);
-  interleave_ = description.form == MediaForm::kMp4;
-  fragmented_ = description.form == MediaForm::kMp4 && !target_.seekable();
+  interleave_ = description.form == Form::kMp4;
+  fragmented_ = description.form == Form::kMp4 && !target_.seekable();
   frame_time_ = av_inv_q(ToRational(description.rate));
   packet_.reset(av_packet_alloc());
   if (!packet_) return keep(AVERROR(ENOMEM));
@@ -136,8 +138,8 @@ int FfmpegMuxer::open_streams(const MediaDescription& description) {
   picture_stream_->avg_frame_rate = av_inv_q(frame_time_);
   picture_stream_->r_frame_rate = av_inv_q(frame_time_);
   if (description.channels == 0) return 0;
-  if (const int result = sound_.open(description, global_header); result < 0) return result;
-  return add_stream(sound_.codec(), sound_stream_);
+  if (const int result = audio_.open(description, global_header); result < 0) return result;
+  return add_stream(audio_.codec(), audio_stream_);
 }
 
 int FfmpegMuxer::add_stream(const AVCodecContext& codec, AVStream*& stream) {
@@ -183,14 +185,14 @@ bool FfmpegMuxer::write_frame(const video::YuvPlanes& planes) {
   return !failed_ && keep(picture_.send(planes)) && keep(write_pictures());
 }
 
-bool FfmpegMuxer::write_sound(std::span<const int16_t> samples) {
-  return !failed_ && keep(sound_.queue(samples)) && keep(write_queued_sound());
+bool FfmpegMuxer::write_audio(std::span<const int16_t> samples) {
+  return !failed_ && keep(audio_.queue(samples)) && keep(write_queued_audio());
 }
 
-int FfmpegMuxer::write_queued_sound() {
-  while (sound_.has_packet()) {
-    if (const int result = sound_.send_packet(); result < 0) return result;
-    const int result = write_packets(sound_.codec(), sound_.codec().time_base, *sound_stream_);
+int FfmpegMuxer::write_queued_audio() {
+  while (audio_.has_packet()) {
+    if (const int result = audio_.send_packet(); result < 0) return result;
+    const int result = write_packets(audio_.codec(), audio_.codec().time_base, *audio_stream_);
     if (result < 0) return result;
   }
   return 0;
@@ -199,9 +201,9 @@ int FfmpegMuxer::write_queued_sound() {
 int FfmpegMuxer::write_rest() {
   if (const int result = avcodec_send_frame(&picture_.codec(), nullptr); result < 0) return result;
   if (const int result = write_pictures(); result < 0) return result;
-  if (sound_stream_ != nullptr) {
-    if (const int result = avcodec_send_frame(&sound_.codec(), nullptr); result < 0) return result;
-    const int result = write_packets(sound_.codec(), sound_.codec().time_base, *sound_stream_);
+  if (audio_stream_ != nullptr) {
+    if (const int result = avcodec_send_frame(&audio_.codec(), nullptr); result < 0) return result;
+    const int result = write_packets(audio_.codec(), audio_.codec().time_base, *audio_stream_);
     if (result < 0) return result;
   }
   if (const int result = av_write_trailer(format_.get()); result < 0) return result;
@@ -209,8 +211,8 @@ int FfmpegMuxer::write_rest() {
   return bytes_->error;
 }
 
-bool FfmpegMuxer::end_sound() {
-  return !failed_ && keep(sound_.queue_rest()) && keep(write_queued_sound());
+bool FfmpegMuxer::end_audio() {
+  return !failed_ && keep(audio_.queue_rest()) && keep(write_queued_audio());
 }
 
 bool FfmpegMuxer::finish() { return !failed_ && keep(write_rest()); }

@@ -25,18 +25,17 @@ void CopyPlane(std::span<const uint8_t> source, uint32_t width, uint32_t height,
   }
 }
 
-std::vector<const AVCodec*> Candidates(MediaForm form) {
+std::vector<const AVCodec*> Candidates(Form form) {
   std::vector<const AVCodec*> candidates;
   switch (form) {
-    case MediaForm::kMatroska:
+    case Form::kMatroska:
       candidates = {avcodec_find_encoder(AV_CODEC_ID_FFV1)};
       break;
-    case MediaForm::kMp4:
+    case Form::kMp4:
       candidates = {avcodec_find_encoder_by_name("libx264"),
                     avcodec_find_encoder(AV_CODEC_ID_MPEG4)};
       break;
-    case MediaForm::kNut:
-    case MediaForm::kPipe:
+    default:  // kNut and kPipe; the others have no streams
       candidates = {avcodec_find_encoder(AV_CODEC_ID_RAWVIDEO)};
       break;
   }

@@ -1,7 +1,8 @@
-#include "export/form_signature.h"
+#include "export/form.h"
 
 #include <algorithm>
-#include <string_view>
+#include <string>
+#include <utility>
 
 namespace qolm::exporter {
 namespace {
@@ -15,6 +16,23 @@ bool HasAt(std::span<const uint8_t> bytes, size_t position, std::string_view tex
 }
 
 }  // namespace
+
+std::optional<Form> FormOfExtension(std::string_view extension) {
+  std::string lower(extension);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  constexpr std::pair<std::string_view, Form> kExtensions[] = {
+      {".y4m", Form::kY4m},      {".png", Form::kPng}, {".wav", Form::kWav},
+      {".mkv", Form::kMatroska}, {".mp4", Form::kMp4}, {".nut", Form::kNut}};
+  for (const auto& [known, form] : kExtensions) {
+    if (lower == known) return form;
+  }
+  return std::nullopt;
+}
+
+bool IsMediaForm(Form form) {
+  return form == Form::kMatroska || form == Form::kMp4 || form == Form::kNut || form == Form::kPipe;
+}
 
 bool BeginsAs(Form form, std::span<const uint8_t> bytes) {
   switch (form) {
@@ -36,11 +54,9 @@ bool BeginsAs(Form form, std::span<const uint8_t> bytes) {
   return false;
 }
 
-output::ReplacePolicy ReplacePolicyOf(const ExportOptions& options) {
-  const Form form = options.form;
-  const bool others_write_it = form == Form::kMatroska || form == Form::kMp4 || form == Form::kNut;
-  return {[form](std::span<const uint8_t> bytes) { return BeginsAs(form, bytes); },
-          options.overwrite, others_write_it ? kProgramMark : ""};
+output::ReplacePolicy ReplacePolicyOf(Form form, bool overwrite) {
+  return {[form](std::span<const uint8_t> bytes) { return BeginsAs(form, bytes); }, overwrite,
+          IsMediaForm(form) ? kProgramMark : ""};
 }
 
 }  // namespace qolm::exporter

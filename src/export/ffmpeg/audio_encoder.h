@@ -1,6 +1,6 @@
 // Sound into the packets of one audio stream.
-#ifndef QOLM_EXPORT_FFMPEG_SOUND_ENCODER_H_
-#define QOLM_EXPORT_FFMPEG_SOUND_ENCODER_H_
+#ifndef QOLM_EXPORT_FFMPEG_AUDIO_ENCODER_H_
+#define QOLM_EXPORT_FFMPEG_AUDIO_ENCODER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace qolm::exporter::ffmpeg {
 
-class SoundEncoder {
+class AudioEncoder {
  public:
   // A libav error code, or 0. `global_header` is what the file's form wants.
   [[nodiscard]] int open(const MediaDescription& description, bool global_header);
@@ -42,7 +42,7 @@ class SoundEncoder {
 
   CodecContext codec_;
   Resampler resampler_;
-  SoundQueue queue_;
+  AudioQueue queue_;
   uint16_t channels_ = 0;
   int packet_samples_ = 0;
   bool ended_ = false;
@@ -51,4 +51,4 @@ class SoundEncoder {
 
 }  // namespace qolm::exporter::ffmpeg
 
-#endif  // QOLM_EXPORT_FFMPEG_SOUND_ENCODER_H_
+#endif  // QOLM_EXPORT_FFMPEG_AUDIO_ENCODER_H_

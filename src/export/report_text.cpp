@@ -1,19 +1,6 @@
-#include "export/export_report.h"
-
-#include "base/path_bytes.h"
+#include "export/report_text.h"
 
 namespace qolm::exporter {
-
-ExportResult Failure(const std::filesystem::path& path, const std::string& reason) {
-  return {false, {}, BytesFromPath(path) + ": " + reason};
-}
-
-ExportResult OutputFailure(const ExportOptions& options, const OutputTarget& target) {
-  if (target.reader_has_gone()) return {};
-  const std::string name =
-      options.to_standard_output ? "standard output" : BytesFromPath(options.output);
-  return {false, {}, name + ": " + target.error().message()};
-}
 
 std::string FramesText(int64_t count) {
   return std::to_string(count) + (count == 1 ? " frame" : " frames");
@@ -21,6 +8,10 @@ std::string FramesText(int64_t count) {
 
 std::string SizeText(uint32_t width, uint32_t height) {
   return std::to_string(width) + "x" + std::to_string(height);
+}
+
+std::string AudioText(const PcmTrack& track) {
+  return std::to_string(track.sample_rate) + " Hz " + (track.channels == 1 ? "mono" : "stereo");
 }
 
 std::string DamageText(const container::ContainerReader& reader, decoder::StreamEnd end,
@@ -42,6 +33,16 @@ std::string DamageText(const container::ContainerReader& reader, decoder::Stream
 std::string NoFrameText(const container::ContainerReader& reader, decoder::StreamEnd end) {
   const std::string damage = DamageText(reader, end, 0);
   return damage.empty() ? "the file holds no frames" : damage;
+}
+
+bool HasAudio(const PcmTrack& track) {
+  return track.channels != 0 && track.sample_rate != 0 && track.samples.size() >= track.channels;
+}
+
+std::string AudioDamageText(const container::ContainerReader& reader, const PcmTrack& track) {
+  // A header names the channels of a file with audio.
+  const bool announced = reader.header().audio_channels != 0;
+  return announced && !HasAudio(track) ? "the sound cannot be decoded" : "";
 }
 
 }  // namespace qolm::exporter

@@ -1,4 +1,4 @@
-#include "export/ffmpeg/sound_encoder.h"
+#include "export/ffmpeg/audio_encoder.h"
 
 extern "C" {
 #include <libavutil/channel_layout.h>
@@ -14,18 +14,17 @@ namespace {
 constexpr int kPcmPacketSamples = 1024;
 constexpr int64_t kAacBitsPerChannel = 112'000;  // a second
 
-std::vector<const AVCodec*> Candidates(MediaForm form) {
+std::vector<const AVCodec*> Candidates(Form form) {
   const AVCodec* const pcm = avcodec_find_encoder(AV_CODEC_ID_PCM_S16LE);
   std::vector<const AVCodec*> candidates;
   switch (form) {
-    case MediaForm::kMatroska:
+    case Form::kMatroska:
       candidates = {avcodec_find_encoder(AV_CODEC_ID_FLAC), pcm};
       break;
-    case MediaForm::kMp4:
+    case Form::kMp4:
       candidates = {avcodec_find_encoder(AV_CODEC_ID_AAC)};
       break;
-    case MediaForm::kNut:
-    case MediaForm::kPipe:
+    default:  // kNut and kPipe; the others have no streams
       candidates = {pcm};
       break;
   }
@@ -56,7 +55,7 @@ AVSampleFormat FormatOf(const AVCodec& encoder) {
 
 }  // namespace
 
-int SoundEncoder::open(const MediaDescription& description, bool global_header) {
+int AudioEncoder::open(const MediaDescription& description, bool global_header) {
   if (description.sample_rate > INT_MAX) return AVERROR(EINVAL);
   int result = AVERROR_ENCODER_NOT_FOUND;
   for (const AVCodec* const encoder : Candidates(description.form)) {
@@ -71,7 +70,7 @@ int SoundEncoder::open(const MediaDescription& description, bool global_header) 
   return open_resampler(description);
 }
 
-int SoundEncoder::try_open(const AVCodec* encoder, const MediaDescription& description,
+int AudioEncoder::try_open(const AVCodec* encoder, const MediaDescription& description,
                            bool global_header) {
   codec_.reset(avcodec_alloc_context3(encoder));
   if (!codec_) return AVERROR(ENOMEM);
@@ -87,7 +86,7 @@ int SoundEncoder::try_open(const AVCodec* encoder, const MediaDescription& descr
   return avcodec_open2(codec_.get(), encoder, nullptr);
 }
 
-int SoundEncoder::open_resampler(const MediaDescription& description) {
+int AudioEncoder::open_resampler(const MediaDescription& description) {
   SwrContext* resampler = nullptr;
   const int result = swr_alloc_set_opts2(&resampler, &codec_->ch_layout, codec_->sample_fmt,
                                          codec_->sample_rate, &codec_->ch_layout, AV_SAMPLE_FMT_S16,
@@ -96,18 +95,18 @@ int SoundEncoder::open_resampler(const MediaDescription& description) {
   return result < 0 ? result : swr_init(resampler_.get());
 }
 
-int SoundEncoder::queue(std::span<const int16_t> samples) {
+int AudioEncoder::queue(std::span<const int16_t> samples) {
   return convert(reinterpret_cast<const uint8_t*>(samples.data()),
                  static_cast<int>(samples.size() / channels_));
 }
 
-int SoundEncoder::queue_rest() {
+int AudioEncoder::queue_rest() {
   ended_ = true;
   return convert(nullptr, 0);
 }
 
 // Without samples the resampler gives what it has held back.
-int SoundEncoder::convert(const uint8_t* samples, int count) {
+int AudioEncoder::convert(const uint8_t* samples, int count) {
   const int room = swr_get_out_samples(resampler_.get(), count);
   if (room <= 0) return room;
   Frame converted;
@@ -122,12 +121,12 @@ int SoundEncoder::convert(const uint8_t* samples, int count) {
   return queued < got ? AVERROR(ENOMEM) : 0;
 }
 
-bool SoundEncoder::has_packet() const {
+bool AudioEncoder::has_packet() const {
   const int queued = av_audio_fifo_size(queue_.get());
   return queued >= packet_samples_ || (ended_ && queued > 0);
 }
 
-int SoundEncoder::send_packet() {
+int AudioEncoder::send_packet() {
   Frame frame;
   const int count = std::min(packet_samples_, av_audio_fifo_size(queue_.get()));
   if (const int result = new_frame(count, frame); result < 0) return result;
@@ -139,7 +138,7 @@ int SoundEncoder::send_packet() {
   return avcodec_send_frame(codec_.get(), frame.get());
 }
 
-int SoundEncoder::new_frame(int samples, Frame& frame) const {
+int AudioEncoder::new_frame(int samples, Frame& frame) const {
   frame.reset(av_frame_alloc());
   if (!frame) return AVERROR(ENOMEM);
   frame->nb_samples = samples;

@@ -1,26 +1,19 @@
-// The words of the export program's results.
-#ifndef QOLM_EXPORT_EXPORT_REPORT_H_
-#define QOLM_EXPORT_EXPORT_REPORT_H_
+// The phrases that the reports of several forms share.
+#ifndef QOLM_EXPORT_REPORT_TEXT_H_
+#define QOLM_EXPORT_REPORT_TEXT_H_
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 
+#include "audio/pcm_track.h"
 #include "container/container_reader.h"
 #include "decoder/frame_decoder.h"
-#include "export/export_file.h"
-#include "export/export_options.h"
-#include "export/output_target.h"
 
 namespace qolm::exporter {
 
-ExportResult Failure(const std::filesystem::path& path, const std::string& reason);
-
-// Of an output whose target has an error; quiet where the reader has gone.
-ExportResult OutputFailure(const ExportOptions& options, const OutputTarget& target);
-
 std::string FramesText(int64_t count);
 std::string SizeText(uint32_t width, uint32_t height);
+std::string AudioText(const PcmTrack& track);
 
 // Why decoding stopped early; empty when it did not.
 std::string DamageText(const container::ContainerReader& reader, decoder::StreamEnd end,
@@ -29,6 +22,13 @@ std::string DamageText(const container::ContainerReader& reader, decoder::Stream
 // Why a file shows no frame at all.
 std::string NoFrameText(const container::ContainerReader& reader, decoder::StreamEnd end);
 
+// Whether the track holds at least one sample of each channel.
+bool HasAudio(const PcmTrack& track);
+
+// Why `track`, decoded from the file, lacks the audio that the header announces; empty when
+// it does not.
+std::string AudioDamageText(const container::ContainerReader& reader, const PcmTrack& track);
+
 }  // namespace qolm::exporter
 
-#endif  // QOLM_EXPORT_EXPORT_REPORT_H_
+#endif  // QOLM_EXPORT_REPORT_TEXT_H_

@@ -1,4 +1,4 @@
-#include "export/form_signature.h"
+#include "export/form.h"
 
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ void ExpectBeginning(Form form, const std::string& text) {
   EXPECT_FALSE(Begins(form, text.substr(0, text.size() - 1))) << text;
 }
 
-TEST(FormSignatureTest, EveryFormIsKnownByItsFirstBytes) {
+TEST(FormTest, EveryFormIsKnownByItsFirstBytes) {
   ExpectBeginning(Form::kY4m, "YUV4MPEG2");
   ExpectBeginning(Form::kPng, "\x89PNG\r\n\x1A\n");
   ExpectBeginning(Form::kWav, "RIFF\0\1\2\3WAVE"s);
@@ -39,21 +39,17 @@ TEST(FormSignatureTest, EveryFormIsKnownByItsFirstBytes) {
   ExpectBeginning(Form::kNut, "nut/multimedia container\0"s);
 }
 
-TEST(FormSignatureTest, AVideoInRiffIsNoWav) {
-  EXPECT_FALSE(Begins(Form::kWav, "RIFF\0\1\2\3AVI LIST"s));
-}
+TEST(FormTest, AVideoInRiffIsNoWav) { EXPECT_FALSE(Begins(Form::kWav, "RIFF\0\1\2\3AVI LIST"s)); }
 
-TEST(FormSignatureTest, ThePolicyIsThatOfTheOptions) {
-  ExportOptions options;
-  options.form = Form::kMatroska;
-  options.overwrite = true;
-  const output::ReplacePolicy policy = ReplacePolicyOf(options);
-  EXPECT_TRUE(policy.overwrite);
-  EXPECT_TRUE(policy.is_own_kind(std::vector<uint8_t>{0x1A, 0x45, 0xDF, 0xA3}));
-  EXPECT_FALSE(policy.is_own_kind(std::vector<uint8_t>{'Y', 'U', 'V', '4'}));
-  EXPECT_FALSE(ReplacePolicyOf({}).overwrite);
-  EXPECT_EQ(policy.mark, kProgramMark);
-  EXPECT_EQ(ReplacePolicyOf({}).mark, "");
+TEST(FormTest, OnlyMediaFilesMustBearTheMark) {
+  const output::ReplacePolicy film = ReplacePolicyOf(Form::kMatroska, true);
+  EXPECT_TRUE(film.overwrite);
+  EXPECT_TRUE(film.is_own_kind(std::vector<uint8_t>{0x1A, 0x45, 0xDF, 0xA3}));
+  EXPECT_FALSE(film.is_own_kind(std::vector<uint8_t>{'Y', 'U', 'V', '4'}));
+  EXPECT_EQ(film.mark, kProgramMark);
+  const output::ReplacePolicy frames = ReplacePolicyOf(Form::kY4m, false);
+  EXPECT_FALSE(frames.overwrite);
+  EXPECT_EQ(frames.mark, "");
 }
 
 }  // namespace

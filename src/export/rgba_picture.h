@@ -1,13 +1,13 @@
-// An RGBA picture on its way into an image file.
-#ifndef QOLM_EXPORT_PACKED_PICTURE_H_
-#define QOLM_EXPORT_PACKED_PICTURE_H_
+// An RGBA picture to be written as an image file.
+#ifndef QOLM_EXPORT_RGBA_PICTURE_H_
+#define QOLM_EXPORT_RGBA_PICTURE_H_
 
 #include <cstdint>
 #include <vector>
 
 namespace qolm::exporter {
 
-struct PackedPicture {
+struct RgbaPicture {
   uint32_t width = 0;           // pixels
   uint32_t height = 0;          // pixels
   std::vector<uint8_t> pixels;  // width * height * 4 bytes R, G, B, A without padding
@@ -15,4 +15,4 @@ struct PackedPicture {
 
 }  // namespace qolm::exporter
 
-#endif  // QOLM_EXPORT_PACKED_PICTURE_H_
+#endif  // QOLM_EXPORT_RGBA_PICTURE_H_
