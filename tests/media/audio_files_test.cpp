@@ -285,6 +285,30 @@ TEST_F(AudioFilesTest, JoinedRecordingsKeepTheirSoundWithTheirPicture) {
   }
 }
 
+TEST_F(AudioFilesTest, SoundOfALaterRecordingStaysWithItsPicture) {
+  // The first recording has none. Clocks restart earlier, or much later.
+  const Signal click = [](int64_t index, int) {
+    return static_cast<int16_t>(index >= 24'000 && index < 24'240 ? 20'000 : 0);
+  };
+  for (const double start : {0.0, 40.0}) {
+    SoundClip clip;
+    clip.codec = "mp2";
+    clip.pictures = 75;
+    clip.samples = 0;
+    const std::filesystem::path joined = folder_ / "joined.ts";
+    std::filesystem::copy_file(Write("part.ts", clip), joined,
+                               std::filesystem::copy_options::overwrite_existing);
+    clip.samples = 72'000;
+    clip.start = clip.picture_start = start;
+    std::ofstream(joined, std::ios::binary | std::ios::app)
+        << std::ifstream(Write("part.ts", clip, click), std::ios::binary).rdbuf();
+    const std::vector<int16_t> samples = Read(joined).samples;
+    const auto found =
+        std::find_if(samples.begin(), samples.end(), [](int16_t sample) { return sample > 8000; });
+    EXPECT_NEAR(static_cast<double>(found - samples.begin()), 3 * 48'000 + 24'000, 240) << start;
+  }
+}
+
 TEST_F(AudioFilesTest, AnOffsetThatNothingCoversIsABrokenClock) {
   SoundClip clip;
   clip.codec = "mp2";

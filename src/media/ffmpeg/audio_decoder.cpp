@@ -18,6 +18,8 @@ constexpr int kErrorsInARow = 100;
 // A slower clock is damage, and would blow a small file up to days of sound.
 constexpr int kLowestRate = 1000;
 constexpr double kLongestPacket = 10;  // seconds
+// As for pictures: an earlier timestamp than this restarts the clock.
+constexpr double kBackwardJump = 1;  // seconds
 
 std::optional<double> ToSeconds(int64_t stated, AVRational stated_base) {
   const Ratio time_base = TimeBaseOf(stated_base);
@@ -112,10 +114,21 @@ bool AudioDecoder::ReadPacket() {
       byte_ = std::max(byte_, packet_->pos);
       return true;
     } else {
+      if (IsVideo(*format_->streams[packet_->stream_index])) NotePicture();
       CoverWith(*packet_, *format_->streams[packet_->stream_index], clock_);
     }
   }
   return false;
+}
+
+// Looks for a restart of the picture's clock, by the times of decoding, which ascend.
+void AudioDecoder::NotePicture() {
+  const auto time = ToSeconds(packet_->dts, format_->streams[packet_->stream_index]->time_base);
+  picture_followed_ = picture_followed_ || last_frame_duration_ > 0;
+  if (!time) return;
+  const double step = *time - picture_time_.value_or(*time);
+  if (step > FileClock::kSureStep || step < -kBackwardJump) picture_restarted_ = true;
+  picture_time_ = time;
 }
 
 AudioPiece AudioDecoder::PieceOfFrame() {

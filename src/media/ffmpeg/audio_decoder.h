@@ -48,6 +48,10 @@ class AudioDecoder {
   // What is known of the file's clock. Where the container does not declare how long
   // it is, the other streams' packets cover it as far as reading came.
   FileClock& clock() { return clock_; }
+  // Whether the clock of the pictures among these packets restarted.
+  bool picture_restarted() const { return picture_restarted_; }
+  // Whether pictures are read as well and the first one behind sound is still to come.
+  bool awaits_picture() const { return !clock_.declared_end() && !picture_followed_; }
   const AVCodecContext& codec() const { return *codec_; }
   const AVFormatContext& format() const { return *format_; }
   double time_unit() const { return TimeBaseOf(stream_->time_base).value(); }  // seconds
@@ -55,6 +59,7 @@ class AudioDecoder {
  private:
   AudioDecoder() = default;
   bool ReadPacket();
+  void NotePicture();
   AudioPiece PieceOfFrame();
   AudioPiece PieceOfDamage() const;
 
@@ -70,6 +75,9 @@ class AudioDecoder {
   double last_frame_duration_ = 0;  // seconds
   int unmeasured_damage_ = 0;       // packets of unknown duration that could not be decoded
   bool draining_ = false;
+  std::optional<double> picture_time_;  // of the latest packet, in seconds
+  bool picture_restarted_ = false;
+  bool picture_followed_ = false;  // the first packet of sound
 };
 
 }  // namespace qolm::media::ffmpeg

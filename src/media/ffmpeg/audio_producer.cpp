@@ -13,6 +13,7 @@ namespace {
 // A file holds no more values of sound. Bounds what a small damaged one can be blown
 // up to.
 constexpr double kMostValues = std::numeric_limits<int32_t>::max();
+constexpr size_t kMostAhead = 128;        // pieces that wait for a picture
 constexpr int64_t kSilentFrames = 65536;  // delivered at once
 // Less of it at either end of the track is no sign of damage.
 constexpr double kLeastDamageAtAnEnd = 0.5;  // seconds
@@ -53,9 +54,14 @@ std::optional<std::vector<int16_t>> AudioProducer::Next() {
   }
 }
 
-// Also looks far enough ahead to know that there is anything to be heard.
+// Also looks far enough ahead to know that there is anything to be heard, and at first
+// whether the picture's clock restarts where the sound begins.
 void AudioProducer::FillQueue() {
-  while (!decoder_ended_ && (queue_.size() < AudioTimeline::kLookAhead || !heard_)) {
+  const auto is_short = [this] {
+    return queue_.size() < AudioTimeline::kLookAhead ||
+           (first_ && decoder_.awaits_picture() && queue_.size() < kMostAhead);
+  };
+  while (!decoder_ended_ && (is_short() || !heard_)) {
     std::optional<AudioPiece> piece = decoder_.Next();
     if (piece) {
       heard_ = heard_ || (piece->frame != nullptr &&
@@ -80,8 +86,10 @@ double AudioProducer::NextCorrection() {
   std::array<AudioTimeline::Piece, AudioTimeline::kLookAhead> upcoming;
   const size_t count = std::min(queue_.size(), upcoming.size());
   for (size_t i = 0; i < count; ++i) {
-    upcoming[i] = {queue_[i].time, queue_[i].duration, queue_[i].byte};
+    upcoming[i] = {queue_[i].time, queue_[i].duration, queue_[i].byte,
+                   decoder_.picture_restarted()};
   }
+  first_ = false;
   const double correction = timeline_.Correction({upcoming.data(), count});
   cut_left_ = std::max(0.0, -correction);
   return silence_inserted_ + correction > most_silence_ ? 0 : std::max(0.0, correction);

@@ -47,6 +47,7 @@ class AudioProducer {
   AudioConverter converter_;
   std::deque<AudioPiece> queue_;
   bool heard_ = false;  // a packet could be decoded
+  bool first_ = true;   // nothing was played yet
   bool decoder_ended_ = false;
   bool ended_ = false;
   double cut_left_ = 0;          // seconds

@@ -27,6 +27,10 @@ double AudioTimeline::Correction(std::span<const Piece> upcoming) {
   if (upcoming.empty() || !upcoming.front().time) return 0;
   const double time = *upcoming.front().time;
   if (!origin_) {
+    if (upcoming.front().behind_restart && origin_behind_restart_) {
+      origin_ = origin_behind_restart_(upcoming.front());
+      if (origin_) return time - *origin_ - position_;
+    }
     origin_ = picture_start_.value_or(time - position_);
     const double offset = time - *origin_ - position_;
     const double zero = *origin_ + position_;

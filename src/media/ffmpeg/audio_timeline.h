@@ -28,6 +28,9 @@ class AudioTimeline {
     std::optional<double> time;  // of its first sample, in seconds on the file's clock
     double duration = 0;         // seconds
     int64_t byte = 0;            // where it lies in the file
+    // The picture's clock restarted about there or before. A first piece behind that
+    // belongs to a later recording than the first.
+    bool behind_restart = false;
   };
   // Where the track begins on the clock that a piece restarts; nothing where that
   // cannot be told, and the piece follows the one before it.
