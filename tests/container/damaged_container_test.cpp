@@ -183,6 +183,17 @@ TEST_F(DamagedContainerTest, CutAudioBlockMeansNoSound) {
   EXPECT_THAT(reader_.index(), IsEmpty());
 }
 
+TEST_F(DamagedContainerTest, AnEmptyAudioBlockIsARecordLikeOthers) {
+  Bytes bytes = FileBytes(false);
+  const Bytes empty_block = {static_cast<uint8_t>(RecordType::kAudioBlock), 0, 0, 0, 0, 0, 0, 0};
+  bytes.insert(bytes.begin() + kFileHeaderBytes, empty_block.begin(), empty_block.end());
+  bytes.resize(bytes.size() - kIndexCountBytes);  // only a scan finds the records
+  Open(bytes);
+  EXPECT_THAT(reader_.audio_block(), IsEmpty());
+  ASSERT_FALSE(reader_.index().empty());
+  EXPECT_EQ(reader_.index().front(), kFileHeaderBytes);
+}
+
 TEST_F(DamagedContainerTest, OversizedAudioBlockMeansNoSoundAndKeepsThePictures) {
   Bytes bytes = FileBytes(false, Bytes(100));
   StoreLe32(&bytes[52], 0xFFFFFFFF);

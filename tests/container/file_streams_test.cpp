@@ -50,6 +50,17 @@ TEST(OutputFile, WritesSeeksAndKnowsItsPosition) {
   EXPECT_THAT(ReadBytes(folder / "out"), ElementsAre(1, 9, 3, 4));
 }
 
+TEST(OutputFile, EveryFileBeginsAtPositionZero) {
+  const TemporaryFolder folder;
+  OutputFile file;
+  for (const char* name : {"first", "second"}) {
+    ASSERT_TRUE(file.open(folder / name));
+    EXPECT_EQ(file.position(), 0U);
+    EXPECT_TRUE(file.write(Ramp(10)));
+    EXPECT_TRUE(file.close());
+  }
+}
+
 TEST(OutputFile, PiecesOfEverySizeAroundTheBufferArriveInOrder) {
   const TemporaryFolder folder;
   const std::vector<uint8_t> expected = Ramp(2'000'000);

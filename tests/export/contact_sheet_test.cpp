@@ -46,6 +46,18 @@ TEST(ContactSheetTest, SmallFramesKeepTheirSizeBetweenGaps) {
   EXPECT_THAT(PixelAt(sheet.picture(), 4, 4), ElementsAre(32, 32, 32, 255));
 }
 
+TEST(ContactSheetTest, TilesAreRoundedToWholePixels) {
+  // Two columns leave 794 pixels a tile, and the height is 1000 pixels at most.
+  const ContactSheet wide({2, 1}, 1589, 100);  // 794 x 49.97
+  EXPECT_EQ(wide.picture().width, 4 + 2 * (794 + 4U));
+  EXPECT_EQ(wide.picture().height, 4 + 50 + 4U);
+  const ContactSheet high({1, 1}, 100, 1504);  // 66.49 x 1000
+  EXPECT_EQ(high.picture().width, 4 + 66 + 4U);
+  EXPECT_EQ(high.picture().height, 4 + 1000 + 4U);
+  const ContactSheet higher({1, 1}, 100, 1502);  // 66.58 x 1000
+  EXPECT_EQ(higher.picture().width, 4 + 67 + 4U);
+}
+
 TEST(ContactSheetTest, LargeFramesAreAveraged) {
   // One column gives tiles of at most 1592 pixels: half of 3184.
   ContactSheet sheet({1, 1}, 3184, 4);

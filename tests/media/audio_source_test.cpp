@@ -233,6 +233,16 @@ TEST_F(AudioSourceTest, StopsWhenToldTo) {
   EXPECT_EQ(script_.held, 0);
 }
 
+TEST_F(AudioSourceTest, TellsHowManySecondsWereRead) {
+  script_.type = {2, 8000, 16};
+  script_.sounds = {SoundOf(std::vector<int16_t>(16'000)), SoundOf(std::vector<int16_t>(8000))};
+  std::vector<double> seconds;
+  EXPECT_TRUE(source_.ReadAll(
+      "clip.mp4", options_, track_, [] { return false; },
+      [&seconds](double read) { seconds.push_back(read); }));
+  EXPECT_THAT(seconds, ElementsAre(1.0, 1.5));
+}
+
 TEST_F(AudioSourceTest, AnOddByteAtABuffersEndIsIgnored) {
   ScriptedSound odd = SoundOf({1, 2});
   odd.bytes.push_back(0x7f);

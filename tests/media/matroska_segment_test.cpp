@@ -53,6 +53,7 @@ TEST_F(MatroskaSegmentTest, OneThatStatesNoSizeIsNotKnownToBeWhole) {
     EXPECT_FALSE(IsWhole(kHeader + kSegment + size + content_));
     const std::string cluster = kCluster + size + Element("\xA3"s, "block"s);
     EXPECT_FALSE(IsWhole(kHeader + kSegment + size + cluster + cluster));
+    EXPECT_TRUE(IsWhole(kHeader + Element(kSegment, cluster + cluster)));  // its clusters need none
   }
 }
 

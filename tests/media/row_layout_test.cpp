@@ -86,6 +86,16 @@ TEST(RowLayout, FramesOfWholeBlocksShowThePictureAtTheirTopLeft) {
   EXPECT_EQ(rows->pitch, 7680);
 }
 
+TEST(RowLayout, AnAreaThatReachesPastTheFrameIsNotShown) {
+  for (const PictureArea& area :
+       {PictureArea{12, 14, {20, 10}}, PictureArea{12, 15, {20, 10}}, PictureArea{13, 14, {20, 10}},
+        PictureArea{0xFFFFFFFF, 0, {20, 10}}, PictureArea{0, 0xFFFFFFFF, {20, 10}}}) {
+    const bool inside = area.left == 12 && area.top == 14;
+    EXPECT_EQ(RowLayout::Make({{32, 24}, area, 128}, {20, 10}).has_value(), inside)
+        << area.left << "," << area.top;
+  }
+}
+
 TEST(RowLayout, TheShownAreaOfALargerFrame) {
   const FrameFormat format{{32, 24}, PictureArea{3, 2, {20, 10}}, 128};
   const auto layout = RowLayout::Make(format, {20, 10});

@@ -149,6 +149,15 @@ TEST_F(VideoSourceTest, ARefusedSelectionAloneIsNoFailure) {
   EXPECT_TRUE(source_.Open("clip.mp4"));
 }
 
+TEST_F(VideoSourceTest, ARefusedSelectionNamesTheFailureThatFollows) {
+  script_.output_succeeds = false;
+  EXPECT_FALSE(source_.Open("clip.mp4"));
+  EXPECT_EQ(source_.failure_reason(), "the video cannot be decoded");
+  script_.selection_succeeds = false;
+  EXPECT_FALSE(source_.Open("clip.mp4"));
+  EXPECT_EQ(source_.failure_reason(), "no video stream");
+}
+
 TEST_F(VideoSourceTest, FailsWithoutAFrameSize) {
   script_.size.reset();
   EXPECT_FALSE(source_.Open("clip.mp4"));
@@ -538,6 +547,19 @@ TEST_F(VideoSourceTest, APictureFromLinearMemoryHasNoNumber) {
   VideoFrame frame;
   ASSERT_TRUE(source_.ReadNextFrame(frame));
   EXPECT_EQ(frame.picture_number, 0u);
+}
+
+TEST_F(VideoSourceTest, TheLengthThatIsKnownAtTheEndCounts) {
+  ScriptedSample end;
+  end.end_of_stream = true;
+  script_.samples = {end};
+  script_.duration = 40'000'000;
+  ASSERT_TRUE(source_.Open("clip.mp4"));
+  EXPECT_EQ(source_.duration_ms(), 4000);
+  script_.duration = 30'000'000;
+  VideoFrame frame;
+  EXPECT_FALSE(source_.ReadNextFrame(frame));
+  EXPECT_EQ(source_.duration_ms(), 3000);
 }
 
 TEST_F(VideoSourceTest, EndErrorAndGapEndTheStream) {

@@ -99,6 +99,12 @@ TEST_F(OutputPathTest, AFileOfTheOwnKindWithoutTheMark) {
 }
 
 // A run that was ended may have left a part file that its mark is not in yet.
+TEST_F(OutputPathTest, AnEmptyFileNeedsNoMark) {
+  policy_.mark = "made by us";
+  WriteFile(output_, "");
+  ExpectAccepted();
+}
+
 TEST_F(OutputPathTest, APartFileNeedsNoMark) {
   policy_.mark = "made by us";
   WriteFile(Part(), "own: left");

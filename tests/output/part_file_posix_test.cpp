@@ -1,4 +1,5 @@
 // Permissions, links and signals as POSIX systems have them.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -38,6 +39,36 @@ TEST_F(PartFileTest, APrivateOutputIsPrivateFromTheStart) {
   ASSERT_EQ(chmod(output_.c_str(), 0600), 0);
   ASSERT_EQ(Prepare(), "");
   EXPECT_EQ(fs::status(Part()).permissions(), fs::perms(0600));
+}
+
+TEST_F(PartFileTest, IsTheOwnersToReadAndWriteWhateverTheOutputIs) {
+  WriteFile(output_, "own: the old file");
+  policy_.overwrite = true;  // what may not be read is of no known kind
+  ASSERT_EQ(chmod(output_.c_str(), 0200), 0);
+  ASSERT_EQ(Prepare(), "");
+  EXPECT_EQ(fs::status(Part()).permissions(), fs::perms(0600));
+  EXPECT_FALSE(part_file_->Commit());
+  EXPECT_EQ(fs::status(output_).permissions(), fs::perms(0200));
+}
+
+TEST_F(PartFileTest, TheOutputKeepsItsSpecialBits) {
+  WriteFile(output_, "own: the old file");
+  for (const mode_t mode : {04755U, 01644U}) {
+    ASSERT_EQ(chmod(output_.c_str(), mode), 0);
+    part_file_.emplace();
+    ASSERT_EQ(Prepare(), "");
+    EXPECT_FALSE(part_file_->Commit());
+    EXPECT_EQ(fs::status(output_).permissions(), fs::perms(mode));
+  }
+}
+
+TEST_F(PartFileTest, NothingOfOthersIsClosedAfterTheCommit) {
+  ASSERT_EQ(Prepare(), "");
+  EXPECT_FALSE(part_file_->Commit());
+  const int taken = open(input_.c_str(), O_RDONLY | O_CLOEXEC);  // the number that became free
+  ASSERT_GE(taken, 0);
+  part_file_.reset();
+  EXPECT_EQ(close(taken), 0);
 }
 
 TEST_F(PartFileTest, ALinkKeepsBeingOne) {
