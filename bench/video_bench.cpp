@@ -16,7 +16,7 @@
 #include "video/inter/inter_frame.h"
 #include "video/intra/key_frame.h"
 #include "video/kernels/video_kernels.h"
-#include "video/picture/color_conversion.h"
+#include "video/picture/colour_conversion.h"
 #include "video/transform/level_selection.h"
 #include "video/transform/quant_table.h"
 
@@ -129,12 +129,12 @@ void MayHaveNonzeroLevels(benchmark::State& state) {
   }
 }
 
-void Quantize(benchmark::State& state) {
+void Quantise(benchmark::State& state) {
   TransformInputs inputs;
   Kernels(state).forward_dct(inputs.source.data(), 64, inputs.prediction.data() + 7, 64,
                              inputs.coefficients);
   for (auto _ : state) {
-    benchmark::DoNotOptimize(Kernels(state).quantize(inputs.coefficients, inputs.table.step.data(),
+    benchmark::DoNotOptimize(Kernels(state).quantise(inputs.coefficients, inputs.table.step.data(),
                                                      0.5F, inputs.levels));
   }
 }
@@ -216,9 +216,9 @@ void DeblockHorizontalEdge(benchmark::State& state) {
 
 void DenoiseLuma(benchmark::State& state) {
   const std::vector<uint8_t> rows = Noise(2 * kWidth);
-  std::vector<uint8_t> quieted(kWidth);
+  std::vector<uint8_t> filtered(kWidth);
   for (auto _ : state) {
-    Kernels(state).denoise_luma(rows.data(), rows.data() + kWidth, kWidth, quieted.data());
+    Kernels(state).denoise_luma(rows.data(), rows.data() + kWidth, kWidth, filtered.data());
     benchmark::ClobberMemory();
   }
   CountBytes(state, kWidth);
@@ -283,7 +283,7 @@ void YuvToPackedRow(benchmark::State& state) {
 BENCHMARK(ForwardDct)->Apply(EachLevel);
 BENCHMARK(MeasureResidual)->Apply(EachLevel);
 BENCHMARK(MayHaveNonzeroLevels)->Apply(EachLevel);
-BENCHMARK(Quantize)->Apply(EachLevel);
+BENCHMARK(Quantise)->Apply(EachLevel);
 BENCHMARK(InverseDctAdd)->Apply(EachLevelAndExtent);
 BENCHMARK(Sad8x8)->Apply(EachLevel);
 BENCHMARK(Sad16x16)->Apply(EachLevel);

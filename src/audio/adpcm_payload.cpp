@@ -12,7 +12,7 @@
 namespace qolm::audio {
 namespace {
 
-// Between two questions whether to stop.
+// Sample frames between two polls of `stop`.
 constexpr size_t kBatchFrames = size_t{1} << 18;
 
 uint64_t AdpcmByteCount(uint64_t frames, uint32_t channels) {
@@ -63,7 +63,7 @@ bool EncodeAdpcmPayload(std::span<const int16_t> samples, uint32_t sample_rate, 
   return true;
 }
 
-bool DecodeAdpcmPayload(std::span<const uint8_t> payload, uint64_t max_values, TrackRoom& room) {
+bool DecodeAdpcmPayload(std::span<const uint8_t> payload, uint64_t max_values, SampleSink& sink) {
   if (payload.size() < kAdpcmHeaderBytes) return false;
   const uint32_t sample_rate = LoadLe32(payload.data());
   const uint16_t channels = LoadLe16(payload.data() + 4);
@@ -77,7 +77,7 @@ bool DecodeAdpcmPayload(std::span<const uint8_t> payload, uint64_t max_values, T
   entropy::RansStreamReader reader;
   if (code_bytes == 0 ? !stream.empty() : !reader.open(stream, code_bytes)) return false;
   const uint64_t values = uint64_t{frames} * channels;
-  if (!room.open(sample_rate, channels, values, max_values)) return false;
+  if (!sink.open(sample_rate, channels, values, max_values)) return false;
 
   AdpcmState left, right;
   std::array<uint8_t, 4096> codes;
@@ -87,7 +87,7 @@ bool DecodeAdpcmPayload(std::span<const uint8_t> payload, uint64_t max_values, T
     const auto count = static_cast<size_t>(std::min<uint64_t>(values_left, 2 * codes.size()));
     const std::span<uint8_t> piece = std::span(codes).first((count + 1) / 2);
     reader.read(piece);
-    int16_t* out = room.extend(count);
+    int16_t* out = sink.extend(count);
     AdpcmState& second = channels == 2 ? right : left;
     for (size_t i = 0; i < count; ++i) {
       const uint8_t code = piece[i / 2];
@@ -96,7 +96,7 @@ bool DecodeAdpcmPayload(std::span<const uint8_t> payload, uint64_t max_values, T
     }
     values_left -= count;
   }
-  room.keep();
+  sink.commit();
   return true;
 }
 

@@ -1,4 +1,4 @@
-// ADPCM sound as a payload.
+// ADPCM payloads.
 //
 // Payload, little-endian:
 //   0   4   sample rate in Hz
@@ -10,8 +10,8 @@
 // One channel takes two samples a byte, the earlier one in the low nibble, and
 // leaves the last high nibble 0 where F is odd: A = (F + 1) / 2. Two channels
 // take one frame a byte, left in the low nibble: A = F. Any other channel count
-// is coded like one channel whose samples are the first F interleaved values, so
-// that only mono and stereo survive; the decoder takes nothing else.
+// is coded like one channel whose samples are the first F interleaved values, which
+// the decoder rejects: only mono and stereo can be decoded.
 #ifndef QOLM_AUDIO_ADPCM_PAYLOAD_H_
 #define QOLM_AUDIO_ADPCM_PAYLOAD_H_
 
@@ -21,22 +21,22 @@
 #include <span>
 #include <vector>
 
-#include "audio/track_room.h"
+#include "audio/sample_sink.h"
 
 namespace qolm::audio {
 
 inline constexpr size_t kAdpcmHeaderBytes = 18;
 
-// False, and no payload, when a field is 0 or does not fit the header, or when
-// there are no samples, or once `stop` says true, which is asked again and again
-// meanwhile. A last incomplete frame is dropped.
+// False, with an empty payload, when a field is 0 or does not fit the header, when
+// there are no samples, or once `stop`, which is polled regularly, returns true. An
+// incomplete last frame is dropped.
 [[nodiscard]] bool EncodeAdpcmPayload(
     std::span<const int16_t> samples, uint32_t sample_rate, uint32_t channels,
     std::vector<uint8_t>& payload, const std::function<bool()>& stop = [] { return false; });
 
 // Appends the payload's samples; see DecodeAudio.
 [[nodiscard]] bool DecodeAdpcmPayload(std::span<const uint8_t> payload, uint64_t max_values,
-                                      TrackRoom& room);
+                                      SampleSink& sink);
 
 }  // namespace qolm::audio
 

@@ -10,11 +10,11 @@
 namespace qolm::audio {
 namespace {
 
-// Folded values whose columns are gathered at once: 15 KiB of the matrix and
-// 11 KiB of a tile's blocks share the first cache.
+// Matrix rows gathered at a time: 15 KiB of the matrix and 11 KiB of a tile's blocks
+// share the L1 cache.
 constexpr size_t kPieceLength = 240;
 constexpr size_t kMaxTiles = 32;
-// Packed blocks of a batch stay within 2 MiB, except at absurd rates.
+// Keeps the packed blocks of a batch within 2 MiB up to the highest common rates.
 constexpr size_t kBatchValues = size_t{1} << 18;
 // Below this many products a loop takes longer to distribute than to run.
 constexpr size_t kMinParallelProducts = size_t{1} << 20;
@@ -28,8 +28,8 @@ size_t BatchBlocks(size_t frame_length) {
   return kTileFrames * std::clamp<size_t>(tiles, 1, kMaxTiles);
 }
 
-// Where the cosine of folded value i and one column lies in the table: an index
-// that starts somewhere and advances by a constant from value to value.
+// The table index of one column's cosines: it advances by a constant from one folded
+// value to the next.
 struct ColumnWalk {
   uint32_t index = 0;
   uint32_t advance = 0;
@@ -129,7 +129,7 @@ void LappedTransform::Multiply(const std::vector<double>& packed, size_t block_c
                                Direction direction, double* rows) const {
   const size_t n = frame_length_;
   const size_t tiles = TileCount(block_count);
-  // A block without sound has sums of 0 anyway, and tracks are full of pauses.
+  // Silent tiles, which pauses make frequent, have sums of 0 and are skipped.
   std::array<bool, kMaxTiles> is_silent{};
   for (size_t t = 0; t < tiles; ++t) {
     const double* first = packed.data() + t * n * kTileFrames;
@@ -147,7 +147,7 @@ void LappedTransform::Multiply(const std::vector<double>& packed, size_t block_c
   const size_t panels = (n + kTileColumns - 1) / kTileColumns;
   ParallelFor(panels, block_count * n * n >= kMinParallelProducts, [&](size_t p) {
     // Row i, column k holds cos(pi / N (i + o) (k + 1/2)), o being 1/2 for even N
-    // and 0 for odd N; backwards rows and columns change places.
+    // and 0 for odd N; the inverse uses the transpose.
     std::array<ColumnWalk, kTileColumns> walks{};
     for (size_t c = 0; c < kTileColumns; ++c) {
       const auto column = static_cast<uint32_t>(std::min(p * kTileColumns + c, n - 1));

@@ -3,17 +3,17 @@
 //
 //   X[k] = sum over n = 0..2N-1 of w[n] x[n] cos(pi / N (n + 1/2 + N / 2) (k + 1/2))
 //
-// N / 2 is the real number, also for odd N. The sum stays a direct one, but each
-// cosine stands for two samples of the block: about pi N / 2 it repeats up to its
-// sign. So the windowed block is folded to N values first, and what is left is a
-// product with an N x N matrix, for many blocks at once. The matrix has only 4 N
-// different entries, so that its columns are gathered from a table in pieces that
-// stay in the first cache instead of being kept.
+// N / 2 is not rounded for odd N. The sum is evaluated directly, without a fast
+// factorisation, but the symmetry of the cosine about pi N / 2 lets two samples share
+// each factor: the windowed block is first folded to N values and then multiplied by an
+// N x N matrix, many blocks at a time. The matrix has only 4 N distinct entries, so its
+// columns are gathered from a table in pieces that fit the L1 cache instead of being
+// stored.
 //
-// The same bits for any number of threads, processor level and grouping of blocks
-// into calls: a window product is rounded to float, the one or two products of a
-// folded value are added in double, and each matrix product is a sum in double
-// over the folded values in ascending order.
+// Results are bit-identical for any number of threads, SIMD level and grouping of
+// blocks into calls: a window product is rounded to float, the one or two products of a
+// folded value are added in double, and each element of the matrix product is a sum in
+// double over the folded values in ascending order.
 #ifndef QOLM_AUDIO_LAPPED_TRANSFORM_H_
 #define QOLM_AUDIO_LAPPED_TRANSFORM_H_
 
@@ -31,15 +31,15 @@ class LappedTransform {
 
   size_t frame_length() const { return frame_length_; }
 
-  // How many blocks a call takes at most, and with how many it works best.
+  // The largest number of blocks per call, which is also the most efficient one.
   size_t batch_blocks() const { return batch_blocks_; }
 
-  // Block j is samples[j * N .. (j + 2) * N); `samples` holds a frame more than
-  // there are blocks. Writes N coefficients a block.
+  // Block j is samples[j * N .. (j + 2) * N), so `samples` holds one frame more than
+  // there are blocks. Writes N coefficients per block.
   void Forward(std::span<const int16_t> samples, std::span<double> coefficients) const;
 
-  // From N coefficients a block, its 2 N samples, windowed and scaled so that
-  // adding the halves in which two blocks overlap gives the signal.
+  // Computes the 2 N samples of each block from its N coefficients, windowed and scaled
+  // so that overlap-add of consecutive blocks reconstructs the signal.
   void Inverse(std::span<const double> coefficients, std::span<float> blocks) const;
 
  private:
@@ -55,8 +55,8 @@ class LappedTransform {
   size_t batch_blocks_;
   std::vector<float> window_;      // 2 N
   std::vector<double> cosines_;    // 4 N
-  std::vector<uint32_t> fold_to_;  // of each sample of a block, the folded value
-  std::vector<double> fold_sign_;  // and its sign; 0 where all cosines are 0
+  std::vector<uint32_t> fold_to_;  // by sample of a block: index of its folded value
+  std::vector<double> fold_sign_;  // by sample: its sign, 0 where all cosines are 0
 };
 
 }  // namespace qolm::audio

@@ -1,5 +1,5 @@
-// Decoded sound: interleaved 16-bit samples with their rate and channel count, or
-// only how many there are.
+// Decoded audio: interleaved 16-bit samples with their rate and channel count, or the
+// extent of such a track without its samples.
 #ifndef QOLM_AUDIO_PCM_TRACK_H_
 #define QOLM_AUDIO_PCM_TRACK_H_
 
@@ -9,14 +9,14 @@
 namespace qolm {
 
 struct PcmTrack {
-  uint32_t sample_rate = 0;      // Hz; 0 = no sound
-  uint16_t channels = 0;         // 1 or 2; 0 = no sound
+  uint32_t sample_rate = 0;      // Hz; 0 = no audio
+  uint16_t channels = 0;         // 1 or 2; 0 = no audio
   std::vector<int16_t> samples;  // channels interleaved
 };
 
-struct SoundExtent {
-  uint32_t sample_rate = 0;  // Hz; 0 = no sound
-  uint16_t channels = 0;     // 1 or 2; 0 = no sound
+struct AudioExtent {
+  uint32_t sample_rate = 0;  // Hz; 0 = no audio
+  uint16_t channels = 0;     // 1 or 2; 0 = no audio
   uint64_t values = 0;       // of all channels together
 };
 

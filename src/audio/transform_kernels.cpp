@@ -31,8 +31,8 @@ struct FourSums {
 }  // namespace
 
 void AddTileProductsScalar(const double* values, const double* basis, size_t count, double* sums) {
-  // Two blocks and four columns at a time: eight sums stay in registers where
-  // registers are narrow and few.
+  // Two blocks and four columns at a time, so that the eight sums fit the registers of
+  // a baseline processor.
   for (size_t r = 0; r < kTileFrames; r += 2) {
     for (size_t c = 0; c < kTileColumns; c += 4) {
       FourSums first(sums + r * kTileColumns + c);

@@ -1,9 +1,8 @@
-// The one kernel in which the transform spends its time: a tile of sums of
-// products of frames and basis columns.
+// The inner kernel of the transform: a tile of the product of packed blocks and basis
+// columns.
 //
-// The scalar function is the definition; a variant gives the same bits, because
-// every sum adds its products one by one in ascending order and nothing is
-// contracted into a fused multiply-add.
+// The scalar function is the definition. Variants are bit-identical because every sum
+// adds its products one by one in ascending order, without fused multiply-add.
 #ifndef QOLM_AUDIO_TRANSFORM_KERNELS_H_
 #define QOLM_AUDIO_TRANSFORM_KERNELS_H_
 
@@ -13,7 +12,7 @@
 
 namespace qolm::audio {
 
-// Twelve sums of four lanes: what sixteen wide registers hold next to the factors.
+// Twelve four-lane sums, which with their factors fill sixteen vector registers.
 inline constexpr size_t kTileFrames = 6;
 inline constexpr size_t kTileColumns = 8;
 

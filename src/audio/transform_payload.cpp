@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "audio/audio_coder.h"
-#include "audio/band_quantizer.h"
+#include "audio/band_quantiser.h"
 #include "audio/lapped_transform.h"
 #include "base/byte_order.h"
 #include "base/parallel_for.h"
@@ -23,8 +23,8 @@ uint64_t FrameCountFor(uint64_t samples_per_channel, uint64_t frame_length) {
 
 float StrengthOf(size_t channel) { return channel == 0 ? kMainStrength : kSideStrength; }
 
-// Copies one coded channel's samples `first` .. `first + out.size()` - 1, which
-// may reach beyond either end of the sound.
+// Copies the samples `first` .. `first + out.size()` - 1 of one coded channel, zero
+// beyond either end of the track.
 void CopyCodedChannel(std::span<const int16_t> samples, uint32_t channels, size_t coded_channel,
                       int64_t first, std::span<int16_t> out) {
   const auto available = static_cast<int64_t>(samples.size() / channels);
@@ -47,7 +47,7 @@ struct ChannelStreams {
   std::vector<uint8_t> levels;
 };
 
-// False when `stop` said true, and for more than a stream can hold.
+// False when `stop` returned true, and when the tokens exceed the 32-bit count of a stream.
 bool EncodeChannel(std::span<const int16_t> samples, uint32_t channels, size_t coded_channel,
                    const LappedTransform& transform, size_t frame_count,
                    const std::function<bool()>& stop, ChannelStreams& streams) {
@@ -67,7 +67,7 @@ bool EncodeChannel(std::span<const int16_t> samples, uint32_t channels, size_t c
     CopyCodedChannel(samples, channels, coded_channel, first_sample, input);
     transform.Forward(input, std::span(coefficients.data(), count * n));
     ParallelFor(count, count * n >= kMinParallelSamples, [&](size_t f) {
-      QuantizeFrame(edges, strength, coefficients.data() + f * n,
+      QuantiseFrame(edges, strength, coefficients.data() + f * n,
                     scales.data() + (start + f) * kBandCount, levels.data() + (start + f) * n);
     });
   }
@@ -116,13 +116,13 @@ bool AgreesWithField(uint64_t size, uint32_t stored) { return size % 65536 == st
 
 // One coded channel's streams, read frame by frame.
 struct CodedChannel {
-  entropy::RansStreamReader scales;   // 16 a frame
-  entropy::CoefficientReader levels;  // N a frame
+  entropy::RansStreamReader scales;   // 16 per frame
+  entropy::CoefficientReader levels;  // N per frame
 };
 
-// Finds the true stream sizes and opens all streams.
+// Recovers the full stream sizes and opens all streams.
 bool OpenStreams(std::span<const uint8_t> payload, const TransformHeader& header,
-                 std::span<CodedChannel> coded, TrackRoom& room) {
+                 std::span<CodedChannel> coded, SampleSink& sink) {
   const std::span<const uint8_t> body = payload.subspan(kTransformHeaderBytes);
   const uint64_t level_bytes = uint64_t{header.stream_sizes[1]} + header.stream_sizes[3];
   if (level_bytes > body.size()) return false;
@@ -135,7 +135,7 @@ bool OpenStreams(std::span<const uint8_t> payload, const TransformHeader& header
   if (header.channels == 2) {
     first_size = header.stream_sizes[0];
     if (first_size + header.stream_sizes[2] != scale_bytes) {
-      room.spend(scales);
+      sink.add_cost(scales);
       size_t size = 0;
       if (!entropy::RansPrefixSize(body, scales, size)) return false;
       first_size = size;
@@ -175,20 +175,20 @@ class ChannelSynthesis {
         coefficients_(batch * transform.frame_length()),
         blocks_(2 * (batch + 1) * transform.frame_length()) {}
 
-  // Makes the blocks of the next `count` frames, at most the batch. False when the
-  // streams hold no such frames.
+  // Computes the blocks of the next `count` frames, at most a batch. False when the
+  // streams are malformed.
   [[nodiscard]] bool MakeBlocks(size_t count) {
     const size_t n = transform_.frame_length();
     coded_.scales.read(std::span(scales_).first(count * kBandCount));
     if (!coded_.levels.read(std::span(levels_).first(count * n))) return false;
     for (size_t f = 0; f < count; ++f) {
-      if (!IsQuantizedFrame(edges_, scales_.data() + f * kBandCount, levels_.data() + f * n)) {
+      if (!IsQuantisedFrame(edges_, scales_.data() + f * kBandCount, levels_.data() + f * n)) {
         return false;
       }
     }
     std::copy_n(blocks_.data() + 2 * n * held_, 2 * n, blocks_.data());
     ParallelFor(count, count * n >= kMinParallelSamples, [&](size_t f) {
-      DequantizeFrame(edges_, scales_.data() + f * kBandCount, levels_.data() + f * n,
+      DequantiseFrame(edges_, scales_.data() + f * kBandCount, levels_.data() + f * n,
                       coefficients_.data() + f * n);
     });
     transform_.Inverse(std::span(coefficients_.data(), count * n),
@@ -210,15 +210,15 @@ class ChannelSynthesis {
   std::vector<uint8_t> scales_;
   std::vector<int16_t> levels_;
   std::vector<double> coefficients_;
-  std::vector<float> blocks_;  // the last block of the batch before, then the batch
+  std::vector<float> blocks_;  // the last block of the previous batch, then the batch
   size_t held_ = 0;            // blocks of the batch
 };
 
-// Block f and the one before it give the N samples in front of position f * N, so
-// the first block's own samples lie before the sound. False when the streams do not
-// hold what the header says.
+// Block f and the one before it overlap in the N samples before position f * N, so the
+// first half of the first block lies before the start of the track. False when the
+// streams are malformed or longer than the header declares.
 bool Synthesise(std::span<CodedChannel> coded, const LappedTransform& transform, size_t frame_count,
-                size_t samples_per_channel, TrackRoom& room) {
+                size_t samples_per_channel, SampleSink& sink) {
   const size_t n = transform.frame_length();
   const size_t batch = std::min(transform.batch_blocks(), frame_count);
   std::vector<ChannelSynthesis> channels;
@@ -232,7 +232,7 @@ bool Synthesise(std::span<CodedChannel> coded, const LappedTransform& transform,
     }
     const size_t ahead = start == 0 ? 1 : 0;
     const size_t batch_samples = std::min((count - ahead) * n, samples_left);
-    int16_t* out = room.extend(channels.size() * batch_samples);
+    int16_t* out = sink.extend(channels.size() * batch_samples);
     ParallelFor(count - ahead, count * n >= kMinParallelSamples, [&](size_t frame) {
       const size_t f = ahead + frame;
       const size_t first = frame * n;
@@ -254,18 +254,18 @@ bool Synthesise(std::span<CodedChannel> coded, const LappedTransform& transform,
                      [](const CodedChannel& channel) { return channel.levels.at_end(); });
 }
 
-// What a sample value counts for against the bounds on a file's sound. A longer
-// frame makes it dearer, which tells from 384 kHz on.
-uint64_t WeightOfValue(uint32_t frame_length) {
-  constexpr uint32_t kUsualFrame = 3840;
-  return std::max(1u, frame_length / kUsualFrame);
+// The weight of a sample value against the limit on a file's audio, at least 1: its
+// decoding time is proportional to the frame length.
+uint64_t ValueWeight(uint32_t frame_length) {
+  constexpr uint32_t kReferenceFrameLength = 3840;
+  return std::max(1u, frame_length / kReferenceFrameLength);
 }
 
-// What decoding costs beyond the values that are kept: what frames hold beyond them
-// is decoded as well and dropped, which in a piece of few samples is nearly all.
-uint64_t CostBeside(const TransformHeader& header, uint64_t values) {
+// The decoding work for values that are not delivered: the padding of the frames, which
+// dominates in payloads of few samples.
+uint64_t PaddingCost(const TransformHeader& header, uint64_t values) {
   const uint64_t decoded = uint64_t{header.frame_count} * header.frame_length * header.channels;
-  return decoded * WeightOfValue(header.frame_length) - values;
+  return decoded * ValueWeight(header.frame_length) - values;
 }
 
 }  // namespace
@@ -279,7 +279,7 @@ bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate
   if (channels != 1 && channels != 2) return false;
   if (sample_rate > kHighestTransformRate) return false;
   const uint32_t frame_length = FrameLengthFor(sample_rate);
-  if (samples.size() > kMaxPayloadValues / WeightOfValue(frame_length)) return false;
+  if (samples.size() > kMaxPayloadValues / ValueWeight(frame_length)) return false;
 
   const auto frame_count =
       static_cast<size_t>(FrameCountFor(samples.size() / channels, frame_length));
@@ -309,29 +309,29 @@ bool EncodeAudioTransform(std::span<const int16_t> samples, uint32_t sample_rate
   return true;
 }
 
-bool DecodeAudioTransform(std::span<const uint8_t> payload, uint64_t max_values, TrackRoom& room) {
+bool DecodeAudioTransform(std::span<const uint8_t> payload, uint64_t max_values, SampleSink& sink) {
   TransformHeader header{};
   if (!ReadHeader(payload, header)) return false;
   const uint64_t samples_per_channel = header.sample_values / header.channels;
   const uint64_t values = samples_per_channel * header.channels;
-  if (!room.open(header.sample_rate, header.channels, values, max_values,
-                 WeightOfValue(header.frame_length))) {
+  if (!sink.open(header.sample_rate, header.channels, values, max_values,
+                 ValueWeight(header.frame_length))) {
     return false;
   }
 
   std::vector<CodedChannel> coded(header.channels);
   const LappedTransform transform(header.frame_length);
-  if (!OpenStreams(payload, header, coded, room)) {
-    room.take_back();
+  if (!OpenStreams(payload, header, coded, sink)) {
+    sink.roll_back();
     return false;
   }
-  room.spend(CostBeside(header, values));
+  sink.add_cost(PaddingCost(header, values));
   if (!Synthesise(coded, transform, header.frame_count, static_cast<size_t>(samples_per_channel),
-                  room)) {
-    room.take_back();
+                  sink)) {
+    sink.roll_back();
     return false;
   }
-  room.keep();
+  sink.commit();
   return true;
 }
 

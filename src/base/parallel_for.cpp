@@ -14,8 +14,8 @@
 namespace qolm {
 namespace {
 
-// Enough chunks that no worker waits long for another's last one, few enough that
-// taking one costs little even where the calls are short.
+// Enough chunks that workers finish at about the same time, few enough that the cost
+// of taking one is negligible even for short calls.
 constexpr size_t kMaxChunks = 128;
 
 std::atomic<size_t> forced_count = 0;  // 0: the default applies
@@ -81,7 +81,7 @@ class WorkerPool {
     }
     work_.notify_all();
     loop.TakeChunks();
-    // A worker that has not entered by now is not waited for.
+    // Closes the gate: workers that have not entered do not delay completion.
     if (gate_.fetch_and(~kOpen, std::memory_order_acq_rel) == kOpen) return true;
     std::unique_lock lock(mutex_);
     done_.wait(lock, [this] { return gate_.load(std::memory_order_acquire) == 0; });
@@ -109,7 +109,7 @@ class WorkerPool {
   static constexpr uint32_t kOpen = 1;
   static constexpr uint32_t kOneInside = 2;
 
-  // Where the system refuses to start more threads, fewer do the work.
+  // When the system cannot start more threads, fewer share the work.
   void Start(size_t number) {
     try {
       while (threads_.size() < number) threads_.emplace_back([this] { ThreadMain(); });
@@ -152,8 +152,8 @@ class WorkerPool {
   ChunkedLoop* loop_ = nullptr;  // valid for the workers inside the gate
   std::atomic<uint32_t> max_inside_ = 0;
   std::atomic<uint32_t> gate_ = 0;  // kOpen, and kOneInside for each worker inside
-  // For blocking. (std::atomic's own wait may miss what wakes it where GCC 12 has no
-  // futex for it, as on Windows.)
+  // For blocking. std::atomic::wait can miss a notification on platforms for which GCC 12
+  // has no futex, such as Windows.
   std::mutex mutex_;
   std::condition_variable work_;
   std::condition_variable done_;

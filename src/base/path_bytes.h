@@ -1,5 +1,5 @@
-// Paths travel through the program as the UTF-8 bytes that the user gave, so
-// that reports print them unchanged.
+// Paths are passed through the program as the UTF-8 bytes of the command line, so that
+// reports print them unchanged.
 #ifndef QOLM_BASE_PATH_BYTES_H_
 #define QOLM_BASE_PATH_BYTES_H_
 

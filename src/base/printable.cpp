@@ -7,7 +7,7 @@
 namespace qolm {
 namespace {
 
-// The bytes of the UTF-8 character that begins `text`, 1 where none does so.
+// The length of the UTF-8 character at the start of `text`, 1 when it is malformed.
 size_t CharacterBytes(std::string_view text) {
   const auto first = static_cast<uint8_t>(text[0]);
   size_t length = 1;
@@ -21,9 +21,9 @@ size_t CharacterBytes(std::string_view text) {
              : 1;
 }
 
-bool IsHarmful(std::string_view character) {
+bool NeedsEscape(std::string_view character) {
   const auto byte = [&](size_t i) { return static_cast<uint8_t>(character[i]); };
-  // A lone byte of 0x80 to 0x9F is a control character where terminals read 8 bits.
+  // 8-bit terminals interpret a single byte of 0x80 to 0x9F as a control character.
   if (character.size() == 1) return byte(0) < 0x20 || (byte(0) >= 0x7F && byte(0) < 0xA0);
   if (character.size() == 2) return byte(0) == 0xC2 && byte(1) < 0xA0;
   if (character.size() != 3 || byte(0) != 0xE2) return false;
@@ -58,7 +58,7 @@ std::string Printable(std::string_view text) {
   printable.reserve(text.size());
   while (!text.empty()) {
     const std::string_view character = text.substr(0, CharacterBytes(text));
-    if (IsHarmful(character)) {
+    if (NeedsEscape(character)) {
       AppendEscaped(character, printable);
     } else {
       printable += character;

@@ -1,4 +1,4 @@
-// Names and reasons that come from outside, made fit for one line of a message.
+// Escapes untrusted text, such as file names and error messages, for one line of output.
 #ifndef QOLM_BASE_PRINTABLE_H_
 #define QOLM_BASE_PRINTABLE_H_
 
@@ -7,10 +7,10 @@
 
 namespace qolm {
 
-// `text` with everything escaped that could end its line, change what stands in it
-// or command a terminal: control characters, line separators and the marks that turn
-// the direction of writing. They show as \n, \r, \t or as their bytes, \x1B. All
-// else stays byte for byte, bytes that are no UTF-8 included.
+// `text` with everything escaped that could break its line, reorder it or control a
+// terminal: control characters, line separators and bidirectional formatting characters.
+// They are written as \n, \r, \t or as their bytes, \x1B. All other bytes are unchanged,
+// including those that are not valid UTF-8.
 std::string Printable(std::string_view text);
 
 }  // namespace qolm

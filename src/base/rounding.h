@@ -1,5 +1,5 @@
-// Rounding to whole numbers, halves away from zero, to the same bits everywhere: some C
-// libraries round the largest number below a half up.
+// Rounding to integers, halves away from zero, bit-identical on every platform: some C
+// libraries round the largest number below 0.5 up.
 #ifndef QOLM_BASE_ROUNDING_H_
 #define QOLM_BASE_ROUNDING_H_
 
@@ -8,7 +8,7 @@
 
 namespace qolm {
 
-// As std::round is defined. What is left behind the whole part is exact.
+// std::round as specified; the subtraction of the integer part is exact.
 template <std::floating_point Number>
 Number RoundHalfAway(Number value) {
   const Number whole = std::trunc(value);

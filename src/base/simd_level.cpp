@@ -11,8 +11,8 @@ namespace {
 
 SimdLevel Detect() {
 #if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
-  // CPUID leaf 7, EBX bit 5, and the operating system's saving of the wide
-  // registers: the compiler's builtin checks both.
+  // The builtin checks CPUID leaf 7, EBX bit 5, and that the operating system saves the
+  // YMM registers.
   __builtin_cpu_init();
   if (__builtin_cpu_supports("avx2")) return SimdLevel::kAvx2;
 #elif defined(_MSC_VER) && defined(_M_X64)

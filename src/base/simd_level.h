@@ -1,5 +1,4 @@
-// The processor's vector level, asked for once, and a way for tests and
-// benchmarks to pretend that the processor is older than it is.
+// The processor's SIMD level, detected once, which tests and benchmarks can lower.
 #ifndef QOLM_BASE_SIMD_LEVEL_H_
 #define QOLM_BASE_SIMD_LEVEL_H_
 
@@ -8,15 +7,14 @@ namespace qolm {
 // Ordered: a higher level includes the lower ones.
 enum class SimdLevel { kScalar = 0, kAvx2 = 1 };
 
-// What this processor (and the operating system's saved state) offers.
+// The level that the processor and the operating system support.
 SimdLevel DetectedSimdLevel();
 
-// The level that kernels shall use: the detected one, or a lower one that was
-// forced. Kernel tables are filled from it, never from CPUID directly.
+// The level that kernels use: the detected one, or a lower one set by ForceSimdLevel.
+// Kernel tables are filled from it, never from CPUID directly.
 SimdLevel ActiveSimdLevel();
 
-// Lowers the active level; a level above the detected one has no effect beyond
-// restoring the detected one. For tests and benchmarks; call it before the
+// Sets the active level, at most the detected one. For tests and benchmarks; call it before the
 // kernels under test run, from one thread.
 void ForceSimdLevel(SimdLevel level);
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/path_bytes.h"
+#include "base/picture_limits.h"
 #include "cli/encode_report.h"
 #include "cli/option_words.h"
 #include "cli/progress_line.h"
@@ -175,7 +176,7 @@ class Conversion {
 
   bool OpenOutput() {
     std::string reason;
-    const auto most = static_cast<int32_t>(container::kMaxDimension);
+    const auto most = static_cast<int32_t>(kMaxPictureSide);
     if (settings_.width > most || settings_.height > most) {
       reason = "pictures larger than " + std::to_string(most) + "x" + std::to_string(most) +
                " cannot be stored";

@@ -38,7 +38,7 @@ std::string HeaderText(const container::FileHeader& header) {
   return text;
 }
 
-std::string SoundText(const SoundExtent& sound) {
+std::string SoundText(const AudioExtent& sound) {
   if (sound.sample_rate == 0 || sound.channels == 0 || sound.values == 0) return {};
   return "    Audio     : " + std::to_string(sound.sample_rate) + " Hz, " +
          std::to_string(sound.channels) + " ch, " + std::to_string(sound.values) + " samples\n";

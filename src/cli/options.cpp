@@ -5,13 +5,11 @@
 #include <limits>
 #include <stdexcept>
 
+#include "audio/audio_coding_mode.h"
 #include "cli/option_words.h"
 
 namespace qolm::cli {
 namespace {
-
-constexpr uint16_t kAdpcmMode = 1;
-constexpr uint16_t kTransformMode = 2;
 
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -32,9 +30,9 @@ void ApplyAudioPreset(std::string_view preset, media::AudioOptions& audio) {
 
 void ApplyAudioMode(std::string_view mode, encoder::EncodeSettings& settings) {
   if (mode == words::kModeTransform || mode == words::kModeMdct) {
-    settings.audio_coding_mode = kTransformMode;
+    settings.audio_coding_mode = audio::AudioCodingMode::kTransform;
   } else if (mode == words::kModeAdpcm) {
-    settings.audio_coding_mode = kAdpcmMode;
+    settings.audio_coding_mode = audio::AudioCodingMode::kAdpcm;
   }
 }
 
@@ -82,17 +80,18 @@ constexpr std::array kOptions = {
     Switch(words::kAdaptiveGopOff, [](EncodeOptions& o) { o.settings.adaptive_gop = false; }),
     Switch(words::kTemporalFilterOn, [](EncodeOptions& o) { o.settings.temporal_filter = true; }),
     Switch(words::kTemporalFilterOff, [](EncodeOptions& o) { o.settings.temporal_filter = false; }),
-    Switch(words::kFlatBlocksOn, [](EncodeOptions& o) { o.settings.coder_flags[0] = true; }),
-    Switch(words::kFlatBlocksOff, [](EncodeOptions& o) { o.settings.coder_flags[0] = false; }),
-    Switch(words::kSparseLevelsOn, [](EncodeOptions& o) { o.settings.coder_flags[1] = true; }),
-    Switch(words::kSparseLevelsOff, [](EncodeOptions& o) { o.settings.coder_flags[1] = false; }),
-    Switch(words::kMotionPredictionOn, [](EncodeOptions& o) { o.settings.coder_flags[2] = true; }),
+    Switch(words::kFlatBlocksOn, [](EncodeOptions& o) { o.settings.flat_blocks = true; }),
+    Switch(words::kFlatBlocksOff, [](EncodeOptions& o) { o.settings.flat_blocks = false; }),
+    Switch(words::kSparseLevelsOn, [](EncodeOptions& o) { o.settings.sparse_levels = true; }),
+    Switch(words::kSparseLevelsOff, [](EncodeOptions& o) { o.settings.sparse_levels = false; }),
+    Switch(words::kMotionPredictionOn,
+           [](EncodeOptions& o) { o.settings.motion_prediction = true; }),
     Switch(words::kMotionPredictionOff,
-           [](EncodeOptions& o) { o.settings.coder_flags[2] = false; }),
-    Switch(words::kDeblockingOn, [](EncodeOptions& o) { o.settings.coder_flags[3] = true; }),
-    Switch(words::kDeblockingOff, [](EncodeOptions& o) { o.settings.coder_flags[3] = false; }),
-    Switch(words::kPreAnalysisOn, [](EncodeOptions& o) { o.settings.coder_flag = true; }),
-    Switch(words::kPreAnalysisOff, [](EncodeOptions& o) { o.settings.coder_flag = false; }),
+           [](EncodeOptions& o) { o.settings.motion_prediction = false; }),
+    Switch(words::kDeblockingOn, [](EncodeOptions& o) { o.settings.deblocking = true; }),
+    Switch(words::kDeblockingOff, [](EncodeOptions& o) { o.settings.deblocking = false; }),
+    Switch(words::kPreAnalysisOn, [](EncodeOptions& o) { o.settings.pre_analysis = true; }),
+    Switch(words::kPreAnalysisOff, [](EncodeOptions& o) { o.settings.pre_analysis = false; }),
 };
 
 // What is thrown names the option and its value.

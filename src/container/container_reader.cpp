@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/byte_order.h"
+#include "base/picture_limits.h"
 
 namespace qolm::container {
 
@@ -70,8 +71,8 @@ bool ContainerReader::read_header() {
   if (header.version != kVersion) {
     return fail("the file's version is " + std::to_string(header.version) + ", not 2");
   }
-  if (header.width == 0 || header.width > kMaxDimension || header.height == 0 ||
-      header.height > kMaxDimension) {
+  if (header.width == 0 || header.width > kMaxPictureSide || header.height == 0 ||
+      header.height > kMaxPictureSide) {
     return fail("the picture size " + std::to_string(header.width) + " x " +
                 std::to_string(header.height) + " is outside 1..16384");
   }

@@ -53,7 +53,6 @@ inline constexpr uint32_t kLegacyMagic = 0x4D4C4F51;  // version 1, which is onl
 inline constexpr uint32_t kVersion = 2;
 
 // Limits that reader and writer both keep.
-inline constexpr uint32_t kMaxDimension = 16384;           // pixels, width and height
 inline constexpr uint32_t kMaxIndexEntries = 1'000'000;    // of one stored index
 inline constexpr uint32_t kMaxScannedRecords = 1U << 24;   // listed without an index
 inline constexpr uint32_t kMaxListedKeyFrames = 1U << 20;  // more than an index holds

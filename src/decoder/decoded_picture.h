@@ -1,4 +1,4 @@
-// A rebuilt picture that several holders share; nobody changes one that is shared.
+// A reconstructed picture with shared ownership; shared pictures are immutable.
 #ifndef QOLM_DECODER_DECODED_PICTURE_H_
 #define QOLM_DECODER_DECODED_PICTURE_H_
 
@@ -13,10 +13,10 @@ using SharedPlanes = std::shared_ptr<const video::YuvPlanes>;
 
 struct DecodedPicture {
   SharedPlanes planes;  // null for none
-  uint64_t id = 0;      // names the picture among all of this process; 0 names none
+  uint64_t id = 0;      // unique in this process; 0 for none
 };
 
-// Bytes of the three planes of a picture; sizes are luma pixels.
+// Bytes of the three planes of a picture of width x height luma samples.
 inline uint64_t PlaneBytes(uint32_t width, uint32_t height) {
   const uint64_t chroma_width = (uint64_t{width} + 1) / 2;
   const uint64_t chroma_height = (uint64_t{height} + 1) / 2;

@@ -25,42 +25,42 @@ void DisplayOrder::add(const container::RecordHeader& record, DecodedPicture pic
     mode_ = Mode::kByNumber;
   }
   if (mode_ == Mode::kByNumber) {
-    // A run of no frames shows one all the same, which its number does not count.
+    // A run with a count of 0 shows one frame, which the frame numbers do not include.
     const bool counted = !is_run || record.count > 0;
     item.first_number = NumberOf(record);
-    if (counted && Park(item)) return;
+    if (counted && Insert(item)) return;
     mode_ = Mode::kNumbersLost;
   }
-  waiting_.push_back(std::move(item));
+  pending_.push_back(std::move(item));
 }
 
 bool DisplayOrder::take(DisplayItem& item) {
-  if (waiting_.empty()) return false;
-  if (mode_ == Mode::kByNumber && waiting_.front().first_number != frames_shown_) return false;
-  item = std::move(waiting_.front());
-  waiting_.erase(waiting_.begin());
+  if (pending_.empty()) return false;
+  if (mode_ == Mode::kByNumber && pending_.front().first_number != frames_shown_) return false;
+  item = std::move(pending_.front());
+  pending_.erase(pending_.begin());
   frames_shown_ += item.frames;
   return true;
 }
 
-// A picture with the number that all others wait for is that frame. Everything
-// else continues near the end of what has been added.
+// A picture whose low 16 bits equal those of the next frame to show is that frame. All
+// other numbers are extended to the value closest to the end of the pending records.
 int64_t DisplayOrder::NumberOf(const container::RecordHeader& record) const {
   const bool is_picture = record.type != RecordType::kRepeatRun;
   if (is_picture && record.frame_no == static_cast<uint16_t>(frames_shown_)) return frames_shown_;
-  const int64_t end = waiting_.empty() ? frames_shown_ : EndOf(waiting_.back());
+  const int64_t end = pending_.empty() ? frames_shown_ : EndOf(pending_.back());
   return end + static_cast<int16_t>(record.frame_no - static_cast<uint16_t>(end));
 }
 
-// Puts the item where its number belongs. False when that number has been shown
-// or is taken already, or when too much waits; `item` is then untouched.
-bool DisplayOrder::Park(DisplayItem& item) {
-  const auto behind = std::find_if(waiting_.begin(), waiting_.end(), [&](const DisplayItem& other) {
+// Inserts the item by its number. False, with `item` unchanged, when that number has been
+// shown or is occupied, or when the buffer is full.
+bool DisplayOrder::Insert(DisplayItem& item) {
+  const auto behind = std::find_if(pending_.begin(), pending_.end(), [&](const DisplayItem& other) {
     return other.first_number >= item.first_number;
   });
   if (item.first_number < frames_shown_) return false;
-  if (behind != waiting_.end() && behind->first_number < EndOf(item)) return false;
-  if (behind != waiting_.begin()) {
+  if (behind != pending_.end() && behind->first_number < EndOf(item)) return false;
+  if (behind != pending_.begin()) {
     DisplayItem& before = *std::prev(behind);
     if (EndOf(before) > item.first_number) return false;
     const bool both_repeat =
@@ -70,17 +70,17 @@ bool DisplayOrder::Park(DisplayItem& item) {
       return true;
     }
   }
-  if (item.first_number != frames_shown_ && !HasRoomFor(item)) return false;
-  waiting_.insert(behind, std::move(item));
+  if (item.first_number != frames_shown_ && !HasCapacityFor(item)) return false;
+  pending_.insert(behind, std::move(item));
   return true;
 }
 
-bool DisplayOrder::HasRoomFor(const DisplayItem& item) const {
-  if (waiting_.size() == kMaxParked) return false;
-  uint64_t parked_bytes = 0;
-  for (const DisplayItem& other : waiting_) parked_bytes += other.plane_bytes;
-  return parked_bytes == 0 || item.plane_bytes == 0 ||
-         parked_bytes + item.plane_bytes <= kMaxParkedPlaneBytes;
+bool DisplayOrder::HasCapacityFor(const DisplayItem& item) const {
+  if (pending_.size() == kMaxPending) return false;
+  uint64_t pending_bytes = 0;
+  for (const DisplayItem& other : pending_) pending_bytes += other.plane_bytes;
+  return pending_bytes == 0 || item.plane_bytes == 0 ||
+         pending_bytes + item.plane_bytes <= kMaxPendingPlaneBytes;
 }
 
 }  // namespace qolm::decoder

@@ -1,23 +1,22 @@
-// Brings the records of a file into the order in which their frames are shown.
+// The reorder buffer: brings the records of a file from coding order into display order.
 //
-// A held frame is coded behind the frame that follows it, so the file has, for
-// frames 1 to 6 of which 2 to 5 stand still:
+// A held frame is coded after the frame that follows it. For frames 1 to 6, of which 2
+// to 5 repeat frame 1, the records are (type[x count]@frame number):
 //
-//   5x4@2   2@6   4@1      stored: the run stands before the picture that it repeats
-//   4@1   5x4@2   2@6      shown
+//   5x4@2   2@6   4@1      coding order: the run precedes the picture that it repeats
+//   4@1   5x4@2   2@6      display order
 //
-// What surprises: a record says only the low 16 bits of its number, and a run of
-// still frames behind one held frame may be longer than those can tell. Numbers
-// are therefore continued from the record furthest ahead, and runs that follow
-// each other wait as one. One length stays ambiguous: behind a run of exactly
-// 65535 (131071, ...) frames the next anchor has the held frame's very number.
-// The two then change places, and nothing else does.
+// A record stores only the low 16 bits of its frame number, and the repeat runs after
+// one held frame may exceed their range. Numbers are therefore extended relative to the
+// last pending record, and consecutive runs are merged. One length remains ambiguous:
+// after a run of exactly 65535 (131071, ...) frames the next anchor has the same 16 bits
+// as the held frame. These two pictures are then swapped; nothing else is affected.
 //
-// A file whose numbers make no sense is shown as it is stored from there on, up
-// to a key frame whose number is that of the frames shown so far: all that is
-// stored before a key frame is shown before it. Where frames were lost no later
-// number is, and the stored order holds to the end. In either order every
-// record that is added comes out exactly once.
+// When the numbers are inconsistent, frames are shown in stored order until a key frame
+// whose number equals the count of frames shown so far: all records stored before a key
+// frame are displayed before it. After a loss of frames no number matches again, so the
+// stored order applies to the end. In either order every record that is added is
+// returned exactly once.
 #ifndef QOLM_DECODER_DISPLAY_ORDER_H_
 #define QOLM_DECODER_DISPLAY_ORDER_H_
 
@@ -30,10 +29,10 @@
 
 namespace qolm::decoder {
 
-// One picture, or frames that show the picture before them again.
+// One picture, or a run of frames that repeat the previous picture.
 struct DisplayItem {
   container::RecordType type{};  // kRepeatRun, or what the picture was coded as
-  int64_t first_number = 0;      // of its first frame; without meaning in stored order
+  int64_t first_number = 0;      // of its first frame; unused in stored order
   int64_t frames = 0;            // at least 1, exactly 1 for a picture
   uint64_t plane_bytes = 0;      // of the picture; 0 for a repeat run
   DecodedPicture picture;        // none for a repeat run
@@ -41,50 +40,50 @@ struct DisplayItem {
 
 class DisplayOrder {
  public:
-  // Records that may wait for earlier frames at a time.
-  static constexpr size_t kMaxParked = 8;
-  // What their pictures may take together, unless only one of them is a picture.
-  static constexpr uint64_t kMaxParkedPlaneBytes = uint64_t{128} << 20;
+  // The most records that can be pending at a time.
+  static constexpr size_t kMaxPending = 8;
+  // Limit on the memory of their pictures, unless only one of them is a picture.
+  static constexpr uint64_t kMaxPendingPlaneBytes = uint64_t{128} << 20;
 
   enum class Mode : uint8_t {
-    kStored,       // numbers are not looked at
-    kByNumber,     // pictures and runs wait for the numbers before theirs
-    kNumbersLost,  // as stored until a key frame has the number that it must have
+    kStored,       // in stored order, numbers are ignored
+    kByNumber,     // in ascending frame number
+    kNumbersLost,  // in stored order until a key frame has the expected number
   };
 
-  // At the start of a file.
+  // The initial state for a file.
   static DisplayOrder For(const container::FileHeader& header) {
     const bool bidirectional = (header.flags & container::kFlagBidirectional) != 0;
     return {bidirectional ? Mode::kByNumber : Mode::kStored, 0};
   }
 
-  // Behind `frames_shown` frames, with nothing that waits.
+  // The state after `frames_shown` frames with no pending records.
   DisplayOrder(Mode mode, int64_t frames_shown) : mode_(mode), frames_shown_(frames_shown) {}
 
-  // Adds the next record of the file, one that shows at least a frame: not
-  // sound, not an index. Only when take() has nothing more to give. `picture`
-  // is what the record was decoded to, `plane_bytes` what its planes take.
+  // Adds the next record of the file that shows frames, neither audio nor index; only
+  // after take() has returned false. `picture` is the decoded picture of the record,
+  // `plane_bytes` the size of its planes.
   void add(const container::RecordHeader& record, DecodedPicture picture, uint64_t plane_bytes);
 
-  // The next item to show; false when a further record is needed first.
+  // The next item in display order; false when another record is needed first.
   [[nodiscard]] bool take(DisplayItem& item);
 
-  // No further record comes: take() then gives all that waits, by number.
+  // At the end of the records: take() then returns all pending items by number.
   void release() { mode_ = Mode::kStored; }
 
   Mode mode() const { return mode_; }
 
-  // What has been added and not taken, the next to show first.
-  const std::vector<DisplayItem>& waiting() const { return waiting_; }
+  // The items added and not yet taken, in display order.
+  const std::vector<DisplayItem>& pending() const { return pending_; }
 
  private:
   int64_t NumberOf(const container::RecordHeader& record) const;
-  bool Park(DisplayItem& item);
-  bool HasRoomFor(const DisplayItem& item) const;
+  bool Insert(DisplayItem& item);
+  bool HasCapacityFor(const DisplayItem& item) const;
 
   Mode mode_;
-  int64_t frames_shown_;  // by number that is the next number to show
-  std::vector<DisplayItem> waiting_;
+  int64_t frames_shown_;  // which is also the number of the next frame to show
+  std::vector<DisplayItem> pending_;
 };
 
 }  // namespace qolm::decoder

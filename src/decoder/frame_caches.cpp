@@ -41,14 +41,14 @@ void FrameCaches::Hold(const Snapshot& snapshot) {
   Hold(snapshot.planes);
   Hold(snapshot.secondary_ref);
   Hold(snapshot.shown.planes);
-  for (const DisplayItem& item : snapshot.order.waiting()) Hold(item.picture.planes);
+  for (const DisplayItem& item : snapshot.order.pending()) Hold(item.picture.planes);
 }
 
 void FrameCaches::Release(const Snapshot& snapshot) {
   Release(snapshot.planes);
   Release(snapshot.secondary_ref);
   Release(snapshot.shown.planes);
-  for (const DisplayItem& item : snapshot.order.waiting()) Release(item.picture.planes);
+  for (const DisplayItem& item : snapshot.order.pending()) Release(item.picture.planes);
 }
 
 void FrameCaches::Drop(Kind kind, int32_t frame_number) {

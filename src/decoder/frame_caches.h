@@ -1,10 +1,9 @@
-// Pictures kept so that a later seek need not decode from the last key frame:
-// every key frame's reconstruction, and a snapshot of the decoder every few
-// frames.
+// Caches that shorten a later seek: the reconstruction of every key frame, and a snapshot
+// of the decoder every few frames.
 //
-// The pictures are shared with the decoder and with each other, never copied;
-// the decoder makes a new picture instead of changing one that is kept here.
-// All kept pictures together stay under a byte budget, the oldest go first.
+// The pictures are shared with the decoder and between entries, never copied; the decoder
+// allocates a new picture instead of modifying a cached one. The total size is limited
+// by a byte budget; the oldest entries are evicted first.
 #ifndef QOLM_DECODER_FRAME_CACHES_H_
 #define QOLM_DECODER_FRAME_CACHES_H_
 
@@ -19,35 +18,35 @@
 
 namespace qolm::decoder {
 
-// Everything that decoding needs to go on behind one delivered frame.
+// The decoder state after one delivered frame, from which decoding can resume.
 struct Snapshot {
   int32_t frame_number = 0;    // the delivered frame, counted from 0
   int32_t cursor = 0;          // the next index entry to read
   uint32_t width = 0;          // pixels
   uint32_t height = 0;         // pixels
-  SharedPlanes planes;         // the last anchor that was rebuilt
-  SharedPlanes secondary_ref;  // the anchor before it; null where the file keeps none
-  DecodedPicture shown;        // the delivered picture: the last anchor, or one that waited
-  DisplayOrder order{DisplayOrder::Mode::kStored, 0};  // with the pictures that wait behind it
+  SharedPlanes planes;         // the last reconstructed anchor
+  SharedPlanes secondary_ref;  // the anchor before it; null without bidirectional frames
+  DecodedPicture shown;        // the delivered picture: the last anchor or a reordered one
+  DisplayOrder order{DisplayOrder::Mode::kStored, 0};  // with its pending pictures
 };
 
 class FrameCaches {
  public:
-  // What a picture counts beside its samples, roughly its records in maps and
-  // lists: a million tiny pictures must not hide behind their few samples.
+  // Added to the size of each picture for its entries in maps and lists, so that the
+  // budget also limits a million tiny pictures.
   static constexpr uint64_t kBookkeepingBytes = 512;
 
   explicit FrameCaches(uint64_t budget_bytes) : budget_bytes_(budget_bytes) {}
 
-  // A frame number that is stored again replaces the older entry. An entry
-  // that is larger than the whole budget is not kept.
+  // Storing a frame number again replaces the older entry. An entry larger than the
+  // whole budget is not kept.
   void store_key_frame(int32_t frame_number, const SharedPlanes& planes);
   void store_snapshot(const Snapshot& snapshot);
 
   const std::map<int32_t, SharedPlanes>& key_cache() const { return key_cache_; }
   const std::map<int32_t, Snapshot>& snapshot_cache() const { return snapshot_cache_; }
 
-  // Bytes of the kept pictures with their bookkeeping; one that several entries share counts once.
+  // Bytes of the cached pictures and their bookkeeping; shared pictures count once.
   uint64_t bytes_held() const { return bytes_held_; }
 
  private:

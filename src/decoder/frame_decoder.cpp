@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "container/layout.h"
+#include "decoder/audio_collector.h"
 #include "decoder/display_order.h"
 #include "decoder/reconstruct.h"
 #include "decoder/seek_points.h"
-#include "decoder/sound_collector.h"
 
 namespace qolm::decoder {
 namespace {
@@ -20,8 +20,8 @@ using container::RecordType;
 
 constexpr int32_t kSnapshotInterval = 15;  // frames
 
-// Numbers are never used twice in a process, so a frame that another decoder
-// filled is never mistaken for this one's.
+// Ids are unique in the process, so that an OutputFrame filled by another decoder is
+// never mistaken for a picture of this one.
 uint64_t NewPictureId() {
   static std::atomic<uint64_t> last{0};
   return ++last;
@@ -36,7 +36,7 @@ struct FrameDecoder::State {
         reconstruction(opened.header().flags, opened.header().width, opened.header().height),
         display_order(DisplayOrder::For(opened.header())),
         caches(cache_bytes),
-        sound(opened) {}
+        audio(opened) {}
 
   bool Advance();
   bool ReadRecord();
@@ -54,35 +54,35 @@ struct FrameDecoder::State {
   void Deliver(OutputFrame& out) const;
   void MoveTo(const SeekPoint& point);
   void MoveTo(const Snapshot& snapshot);
-  void StandBefore(int32_t frame_number, int32_t index_entry);
-  const SeekPoints& Points();
+  void SetPosition(int32_t frame_number, int32_t index_entry);
+  const SeekPoints& GetSeekPoints();
 
   container::ContainerReader& reader;
   video::PixelOrder order;
   int32_t cursor = 0;  // next entry of the index
   int32_t frames_delivered = 0;
-  int64_t frames_left = 0;  // still to deliver of what is shown
+  int64_t frames_left = 0;  // of the current display item
   Reconstruction reconstruction;
   DisplayOrder display_order;
   DecodedPicture shown;
   FrameCaches caches;
-  StreamEnd records_end = StreamEnd::kNotReached;  // frames may still wait behind it
+  StreamEnd records_end = StreamEnd::kNotReached;  // pending frames may remain
   StreamEnd end = StreamEnd::kNotReached;
   std::vector<uint8_t> payload;
   uint64_t pictures_rebuilt = 0;
-  std::optional<SeekPoints> seek_points;  // nothing before the first seek
-  // The last end that a seek came to.
+  std::optional<SeekPoints> seek_points;  // built on the first seek
+  // The last end of the stream that a seek reached.
   struct SeekEnd {
-    uint32_t record_index;  // of the point that the seek started from, or could have
+    uint32_t record_index;  // of the last seek point before the requested frame
     int32_t frames_delivered;
     int32_t cursor;
     StreamEnd reason;
   };
   std::optional<SeekEnd> seek_end;
-  SoundCollector sound;
+  AudioCollector audio;
 };
 
-// One frame further: the planes to show are then those of `shown`.
+// Advances by one frame, whose picture is then `shown`.
 bool FrameDecoder::State::Advance() {
   if (!reader.is_open() || end != StreamEnd::kNotReached) return false;
   const uint32_t frame_count = reader.header().frame_count;
@@ -107,12 +107,12 @@ bool FrameDecoder::State::Advance() {
   return true;
 }
 
-// Takes the next record; false when there is none or it is damaged.
+// Reads the next record; false when there is none or it is damaged.
 bool FrameDecoder::State::ReadRecord() {
   const std::vector<uint64_t>& index = reader.index();
   if (static_cast<size_t>(cursor) >= index.size()) {
     const bool holds_nothing = reader.header().frame_count == 0 && frames_delivered == 0 &&
-                               display_order.waiting().empty();
+                               display_order.pending().empty();
     return RecordsEnded(holds_nothing ? StreamEnd::kComplete : StreamEnd::kFramesMissing);
   }
   const uint64_t offset = index[static_cast<size_t>(cursor)];
@@ -127,7 +127,7 @@ bool FrameDecoder::State::ReadRecord() {
     case RecordType::kIndex:
       return true;
     case RecordType::kAudio:
-      sound.pass_record(static_cast<size_t>(cursor) - 1, offset, header);
+      audio.collect_record(static_cast<size_t>(cursor) - 1, offset, header);
       return true;
     default:
       return Rebuild(offset, header) || RecordsEnded(StreamEnd::kDamagedRecord);
@@ -136,8 +136,8 @@ bool FrameDecoder::State::ReadRecord() {
 
 bool FrameDecoder::State::Rebuild(uint64_t offset, const RecordHeader& header) {
   if (!reader.read_payload(offset, header, payload)) return false;
-  // In stored order this picture is the next to be shown, so it may take the
-  // place of the one that is shown now.
+  // In stored order this picture is shown next, so it can reuse the memory of the one
+  // that is shown now.
   if (display_order.mode() != DisplayOrder::Mode::kByNumber) shown.planes.reset();
   DecodedPicture picture;
   ++pictures_rebuilt;
@@ -160,8 +160,7 @@ void FrameDecoder::State::Show(DisplayItem item) {
 
 void FrameDecoder::State::KeepForSeeking(RecordType type) {
   if (type == RecordType::kKeyFrame) caches.store_key_frame(frames_delivered, shown.planes);
-  // A snapshot goes on with the record at the cursor, which must not be one
-  // behind the end.
+  // A snapshot resumes with the record at the cursor, so none is kept after the end.
   if (frames_delivered % kSnapshotInterval != 0 || records_end != StreamEnd::kNotReached) return;
   caches.store_snapshot({frames_delivered, cursor, shown.planes->width, shown.planes->height,
                          reconstruction.current(), reconstruction.secondary_ref(), shown,
@@ -171,9 +170,9 @@ void FrameDecoder::State::KeepForSeeking(RecordType type) {
 void FrameDecoder::State::Deliver(OutputFrame& out) const {
   const video::YuvPlanes& planes = *shown.planes;
   out.presentation_tag = frames_delivered - 1;
-  const bool holds_it =
+  const bool is_current =
       out.picture_id == shown.id && out.pixels.size() == size_t{planes.width} * planes.height * 4;
-  if (holds_it) return;
+  if (is_current) return;
   out.picture_id = 0;
   video::ConvertYuvToPacked(planes, order, out.pixels);
   out.width = static_cast<int32_t>(planes.width);
@@ -182,21 +181,21 @@ void FrameDecoder::State::Deliver(OutputFrame& out) const {
 }
 
 void FrameDecoder::State::MoveTo(const SeekPoint& point) {
-  StandBefore(point.frame_number, static_cast<int32_t>(point.record_index));
+  SetPosition(point.frame_number, static_cast<int32_t>(point.record_index));
   display_order = DisplayOrder(point.order, point.frame_number);
   shown = {};
   reconstruction.restore(nullptr, nullptr);
 }
 
-// To the frame behind the snapshot's.
+// To the frame after the snapshot's.
 void FrameDecoder::State::MoveTo(const Snapshot& snapshot) {
-  StandBefore(snapshot.frame_number + 1, snapshot.cursor);
+  SetPosition(snapshot.frame_number + 1, snapshot.cursor);
   display_order = snapshot.order;
   shown = snapshot.shown;
   reconstruction.restore(snapshot.planes, snapshot.secondary_ref);
 }
 
-void FrameDecoder::State::StandBefore(int32_t frame_number, int32_t index_entry) {
+void FrameDecoder::State::SetPosition(int32_t frame_number, int32_t index_entry) {
   records_end = StreamEnd::kNotReached;
   end = StreamEnd::kNotReached;
   frames_left = 0;
@@ -204,7 +203,7 @@ void FrameDecoder::State::StandBefore(int32_t frame_number, int32_t index_entry)
   cursor = index_entry;
 }
 
-const SeekPoints& FrameDecoder::State::Points() {
+const SeekPoints& FrameDecoder::State::GetSeekPoints() {
   if (!seek_points) seek_points.emplace(reader);
   return *seek_points;
 }
@@ -241,10 +240,10 @@ uint64_t FrameDecoder::pictures_rebuilt() const { return state_->pictures_rebuil
 bool FrameDecoder::seek_to_key_frame(size_t keyframes_entry) {
   const std::vector<container::KeyFrameEntry>& entries = state_->reader.keyframes();
   if (keyframes_entry >= entries.size()) return false;
-  const SeekPoints& points = state_->Points();
+  const SeekPoints& points = state_->GetSeekPoints();
   const SeekPoint& point = points.last_before_record(entries[keyframes_entry].record_index);
   const int32_t frame_number = points.key_frame_numbers()[keyframes_entry];
-  // In a file whose order makes no sense a key frame may wait for others.
+  // With inconsistent frame numbers a key frame may be displayed after later records.
   if (point.frame_number != frame_number) return seek_to_frame(frame_number);
   state_->MoveTo(point);
   return true;
@@ -255,9 +254,9 @@ bool FrameDecoder::seek_to_frame(int32_t frame_number) {
   const uint32_t frame_count = state_->reader.header().frame_count;
   if (frame_count != 0 && static_cast<uint32_t>(frame_number) >= frame_count) return false;
 
-  const bool may_go_on =
+  const bool can_continue =
       state_->end == StreamEnd::kNotReached && state_->frames_delivered <= frame_number;
-  int32_t nearest = may_go_on ? state_->frames_delivered : -1;
+  int32_t nearest = can_continue ? state_->frames_delivered : -1;
 
   const auto& snapshots = state_->caches.snapshot_cache();
   const auto behind = snapshots.lower_bound(frame_number);
@@ -267,11 +266,11 @@ bool FrameDecoder::seek_to_frame(int32_t frame_number) {
     nearest = snapshot->frame_number + 1;
   }
 
-  const SeekPoint& point = state_->Points().last_before_frame(frame_number);
+  const SeekPoint& point = state_->GetSeekPoints().last_before_frame(frame_number);
   const auto& known_end = state_->seek_end;
   if (known_end && known_end->record_index == point.record_index &&
       frame_number > known_end->frames_delivered) {
-    state_->StandBefore(known_end->frames_delivered, known_end->cursor);
+    state_->SetPosition(known_end->frames_delivered, known_end->cursor);
     return state_->Ended(known_end->reason);
   }
   if (point.frame_number > nearest) {
@@ -287,8 +286,8 @@ bool FrameDecoder::seek_to_frame(int32_t frame_number) {
   return true;
 }
 
-const PcmTrack& FrameDecoder::decode_audio() { return state_->sound.decode_all(); }
+const PcmTrack& FrameDecoder::decode_audio() { return state_->audio.decode_all(); }
 
-SoundExtent FrameDecoder::measure_audio() { return state_->sound.measure_all(); }
+AudioExtent FrameDecoder::measure_audio() { return state_->audio.measure_all(); }
 
 }  // namespace qolm::decoder

@@ -13,9 +13,9 @@
 namespace qolm::decoder {
 namespace {
 
-// Two anchors and the picture between them: one of these is free whenever a
-// further picture is rebuilt and nobody else holds any.
-constexpr size_t kPicturesInTurn = 3;
+// Two anchors and the picture between them: unless callers hold pictures, one of the
+// three is free whenever another picture is reconstructed.
+constexpr size_t kPicturePoolSize = 3;
 
 }  // namespace
 
@@ -33,7 +33,7 @@ bool Reconstruction::reconstruct(container::RecordType type, uint8_t /*count*/,
       secondary_ref_ = bidirectional ? std::move(current_) : nullptr;
       current_ = nullptr;
       const bool cclc = (header_flags_ & container::kFlagCclc) != 0;
-      const auto rebuilt = FreePicture();
+      const auto rebuilt = AcquirePicture();
       if (!video::DecodeKeyFrame(payload, cclc, deblocking, *rebuilt)) return false;
       picture = current_ = rebuilt;
       return true;
@@ -42,7 +42,7 @@ bool Reconstruction::reconstruct(container::RecordType type, uint8_t /*count*/,
       if (payload.empty()) return false;
       if (bidirectional) secondary_ref_ = current_;
       const SharedPlanes reference = current_ ? std::move(current_) : blank();
-      const auto rebuilt = FreePicture();
+      const auto rebuilt = AcquirePicture();
       if (!video::DecodeInterFrame(payload, motion_prediction, deblocking, *reference, *rebuilt)) {
         return false;
       }
@@ -51,7 +51,7 @@ bool Reconstruction::reconstruct(container::RecordType type, uint8_t /*count*/,
     }
     case container::RecordType::kBidirectionalFrame: {
       if (!bidirectional || !current_ || !secondary_ref_) return false;
-      const auto rebuilt = FreePicture();
+      const auto rebuilt = AcquirePicture();
       if (!video::DecodeBidirectionalFrame(payload, motion_prediction, deblocking, *secondary_ref_,
                                            *current_, *rebuilt)) {
         return false;
@@ -75,17 +75,17 @@ void Reconstruction::restore(SharedPlanes current, SharedPlanes secondary_ref) {
   secondary_ref_ = std::move(secondary_ref);
 }
 
-// A picture to rebuild into, whatever it holds. One that others still hold must
-// stay as it is; it leaves the turn when it is the oldest.
-std::shared_ptr<video::YuvPlanes> Reconstruction::FreePicture() {
-  const auto free = std::find_if(rebuilt_.begin(), rebuilt_.end(),
+// A picture with unspecified content to reconstruct into. When all pictures of the pool
+// are referenced, the oldest leaves the pool and a new one is allocated.
+std::shared_ptr<video::YuvPlanes> Reconstruction::AcquirePicture() {
+  const auto free = std::find_if(pool_.begin(), pool_.end(),
                                  [](const auto& planes) { return planes.use_count() == 1; });
-  if (free != rebuilt_.end()) {
-    std::rotate(free, std::next(free), rebuilt_.end());
-    return rebuilt_.back();
+  if (free != pool_.end()) {
+    std::rotate(free, std::next(free), pool_.end());
+    return pool_.back();
   }
-  if (rebuilt_.size() == kPicturesInTurn) rebuilt_.erase(rebuilt_.begin());
-  return rebuilt_.emplace_back(std::make_shared<video::YuvPlanes>());
+  if (pool_.size() == kPicturePoolSize) pool_.erase(pool_.begin());
+  return pool_.emplace_back(std::make_shared<video::YuvPlanes>());
 }
 
 }  // namespace qolm::decoder

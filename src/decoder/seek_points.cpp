@@ -14,7 +14,7 @@ namespace {
 using container::RecordHeader;
 using container::RecordType;
 
-// Of the picture that a key frame's payload begins to tell of; 0 when it cannot be read.
+// The plane size of the picture that a key frame's payload declares; 0 when unreadable.
 uint64_t KeyFramePlaneBytes(const container::ContainerReader& reader, uint64_t offset,
                             RecordHeader header) {
   constexpr uint32_t kSizeBytes = 4;
@@ -39,8 +39,8 @@ SeekPoints::SeekPoints(const container::ContainerReader& reader)
   uint32_t last_anchor = 0;  // record
   DisplayItem item;
 
-  // Gives the number of the first frame that came out. Key frames go through
-  // the order with their place among all key frames, from 1, as their picture.
+  // Takes all available items and returns the number of the first frame among them. Key
+  // frames are identified by their index among all key frames, plus 1, as picture id.
   const auto take_all = [&] {
     const int64_t first = frames_shown;
     while (order.take(item)) {
@@ -60,19 +60,19 @@ SeekPoints::SeekPoints(const container::ContainerReader& reader)
   for (uint32_t entry = 0; entry < index.size(); ++entry) {
     if (!walk.read(index[entry], header)) break;
     const bool is_run = header.type == RecordType::kRepeatRun;
-    // An audio block that stands here ends decoding like a picture that cannot be
-    // rebuilt, so it takes a number as that would.
+    // An audio block among the media records ends decoding like a damaged picture, so it
+    // takes a frame number like one.
     if (header.type == RecordType::kAudio || header.type == RecordType::kIndex) continue;
     const bool is_key = header.type == RecordType::kKeyFrame;
-    if (is_key && key_frames == key_frame_numbers_.size()) break;  // as far as listed
+    if (is_key && key_frames == key_frame_numbers_.size()) break;  // not listed by the reader
     if (is_key) ++key_frames;
     if (is_key && bidirectional) plane_bytes = KeyFramePlaneBytes(reader, index[entry], header);
-    const bool was_in_order = order.waiting().empty();
+    const bool was_in_order = order.pending().empty();
     const DisplayOrder::Mode mode = order.mode();
     order.add(header, {nullptr, is_key ? key_frames : 0}, is_run ? 0 : plane_bytes);
     const int64_t number = take_all();
 
-    const bool is_point = is_key && was_in_order && order.waiting().empty();
+    const bool is_point = is_key && was_in_order && order.pending().empty();
     if (is_point && entry > 0 && number <= std::numeric_limits<int32_t>::max()) {
       points_.push_back({static_cast<int32_t>(number), entry, mode});
     }

@@ -1,4 +1,4 @@
-// Where decoding can start, told from the headers of all records.
+// The records at which decoding can start, derived from all record headers.
 #ifndef QOLM_DECODER_SEEK_POINTS_H_
 #define QOLM_DECODER_SEEK_POINTS_H_
 
@@ -10,26 +10,24 @@
 
 namespace qolm::decoder {
 
-// A record from which on all is shown as when decoding from the start:
-// everything before it in the file is shown before it, and nothing behind it
-// refers further back.
+// A record from which decoding gives the same frames as decoding from the start: all
+// records before it are displayed before it, and no later record refers to them.
 struct SeekPoint {
-  int32_t frame_number = 0;    // that the record shows
+  int32_t frame_number = 0;    // of the record's frame
   uint32_t record_index = 0;   // its entry in the reader's index
-  DisplayOrder::Mode order{};  // in which a decoder comes to the record
+  DisplayOrder::Mode order{};  // the mode of a decoder that arrives at the record
 };
 
 class SeekPoints {
  public:
-  // Walks every record header of `reader` once, and the sizes of key frames
-  // where pictures may wait for each other.
+  // Reads every record header of `reader` once, and in files with bidirectional frames
+  // also the sizes of the key frames.
   explicit SeekPoints(const container::ContainerReader& reader);
 
-  // For each entry of reader.keyframes() the number that its frame is shown
-  // as; negative where that is more than 2^31 - 1.
+  // The display number of each entry of reader.keyframes(); -1 when it exceeds 2^31 - 1.
   const std::vector<int32_t>& key_frame_numbers() const { return key_frame_numbers_; }
 
-  // The last point at or before a frame, or at a record. The start of the file is one.
+  // The last seek point at or before a frame or record. The start of the file is one.
   const SeekPoint& last_before_frame(int32_t frame_number) const;
   const SeekPoint& last_before_record(uint32_t record_index) const;
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/picture_limits.h"
 #include "container/layout.h"
 #include "encoder/session_state.h"
 
@@ -10,7 +11,7 @@ namespace qolm::encoder {
 namespace {
 
 bool SizeIsCodable(int32_t width, int32_t height) {
-  constexpr auto kLimit = static_cast<int32_t>(container::kMaxDimension);
+  constexpr auto kLimit = static_cast<int32_t>(kMaxPictureSide);
   return width >= 1 && width <= kLimit && height >= 1 && height <= kLimit;
 }
 
@@ -18,8 +19,7 @@ uint32_t ExpectedFrames(const EncodeSettings& settings) {
   return static_cast<uint32_t>(std::max(settings.expected_frame_count, 0));
 }
 
-// A stored index holds no more entries than this, so a longer conversion could
-// not be read back through it.
+// Whether the conversion is expected to exceed the entries of a stored index.
 bool ExpectsTooManyRecords(const EncodeSettings& settings) {
   const bool limited = settings.frame_limit >= 1 &&
                        static_cast<uint32_t>(settings.frame_limit) <= container::kMaxIndexEntries;
@@ -43,11 +43,11 @@ EncoderSession::~EncoderSession() {
   try {
     finish();
   } catch (...) {
-    // Nobody is left to be told, and the file holds what could be written.
+    // A destructor cannot report the failure; the file was finished without the rest.
   }
 }
 
-void EncoderSession::set_audio(PcmTrack audio) { state_->sound.set_track(std::move(audio)); }
+void EncoderSession::set_audio(PcmTrack audio) { state_->audio.set_track(std::move(audio)); }
 
 bool EncoderSession::open_output(const std::filesystem::path& path,
                                  const std::function<bool()>& stop) {
@@ -58,7 +58,7 @@ bool EncoderSession::open_output(const std::filesystem::path& path,
   state_->reset_for_new_output();
 
   bool stopped = false;
-  const std::vector<uint8_t> audio_block = state_->sound.start(state_->settings, [&] {
+  const std::vector<uint8_t> audio_block = state_->audio.start(state_->settings, [&] {
     stopped = stopped || stop();
     return stopped;
   });
@@ -71,7 +71,7 @@ bool EncoderSession::open_output(const std::filesystem::path& path,
       .fast_start = state_->settings.fast_start && !ExpectsTooManyRecords(state_->settings),
       .expected_frames = ExpectedFrames(state_->settings)};
   const bool head_written = state_->writer.write_head(
-      MakeFileHeader(state_->settings, state_->sound.stored()), placement, audio_block);
+      MakeFileHeader(state_->settings, state_->audio.stored()), placement, audio_block);
   if (!head_written) abandon();
   return head_written;
 }
@@ -92,7 +92,7 @@ bool EncoderSession::finish() {
     state_->interleave_audio(true);
     state_->close_repeat_run();
   } catch (...) {
-    state_->write_trailer();  // what was written before stays readable
+    state_->write_trailer();  // keeps the records written so far readable
     throw;
   }
   state_->write_trailer();
@@ -120,7 +120,7 @@ bool EncoderSession::index_too_large_for_front() const {
 }
 
 void EncoderSession::State::write_trailer() {
-  writer.finish(MakeFinalFileHeader(settings, sound.stored(), static_cast<uint32_t>(frame_index)));
+  writer.finish(MakeFinalFileHeader(settings, audio.stored(), static_cast<uint32_t>(frame_index)));
 }
 
 void EncoderSession::State::reset_for_new_output() {
@@ -131,7 +131,7 @@ void EncoderSession::State::reset_for_new_output() {
   run_first = 0;
   held_frame_no.reset();
   skipped_picture = 0;
-  sound_stored_up_to = 0;
+  audio_stored_up_to = 0;
   const auto width = static_cast<uint32_t>(settings.width);
   const auto height = static_cast<uint32_t>(settings.height);
   video::ResizeYuvPlanes(reference, width, height);

@@ -25,47 +25,45 @@ class EncoderSession {
   EncoderSession(const EncoderSession&) = delete;
   EncoderSession& operator=(const EncoderSession&) = delete;
 
-  // Takes over the decoded sound; call it before open_output. A session whose
-  // audio was never set carries 48000 Hz, 2 channels and no samples.
+  // Sets the decoded audio track; call it before open_output. The default is an empty
+  // track of 48000 Hz and 2 channels.
   void set_audio(PcmTrack audio);
 
-  // Finishes any output still open, creates the file and writes its head.
-  // False when the file cannot be created or written (a head that could not be
-  // written leaves the file behind) or when the settings' width or height is
-  // outside 1..16384 (invalid_argument; no file is made). stream_error() says why.
-  // False also once `stop` says true (operation_canceled; a file without content is
-  // left behind). It is asked while the sound is coded, which for a long track takes
-  // seconds.
+  // Finishes an output that is still open, creates the file and writes its head.
+  // False when the file cannot be created or written (the file remains when only
+  // writing failed) or when the settings' width or height is outside 1..16384
+  // (invalid_argument; no file is created). False also once `stop` returns true
+  // (operation_canceled; an empty file remains); it is polled while the audio is coded,
+  // which takes seconds for a long track. stream_error() returns the reason.
   [[nodiscard]] bool open_output(
       const std::filesystem::path& path, const std::function<bool()>& stop = [] { return false; });
 
-  // Takes one source frame, in source order. True when the frame counts (it
-  // was written, held or became part of a repeat run); false when the session
-  // is not open or the frame is ignored: one without pixels, or with a size
-  // outside 1..16384. A failed write shows in stream_error(), not here.
+  // Encodes the next source frame. True when the frame was accepted: written, held or
+  // added to a repeat run. False when the session is not open or the frame is ignored:
+  // one without pixels, or with a size outside 1..16384. A failed write is reported by
+  // stream_error(), not here.
   bool encode_frame(const VideoFrame& frame);
 
-  // Writes what is pending and the trailing structures, brings the bytes to
-  // the disk and closes the file. False when the session was not open; a
-  // failed write or close shows in stream_error(). Throws what coding the
-  // pending frame and sound throws; the file is then finished without them.
+  // Writes pending frames and audio and the trailing structures, flushes the file to
+  // disk and closes it. False when the session was not open; a failed write or close is
+  // reported by stream_error(). Rethrows exceptions from coding the pending frame and
+  // audio, after finishing the file without them.
   bool finish();
 
-  // Closes the output as it is, without what finish would still code and write, for
-  // one that nobody will keep.
+  // Closes the output without coding and writing what is pending, for a file that is
+  // going to be discarded.
   void abandon();
 
   bool is_open() const;
   int32_t frames_skipped() const;        // frames counted into repeat runs so far
   uint64_t bytes_written() const;        // header, head records and media records
-  std::error_code stream_error() const;  // the first failed operation's reason, sticky until open
+  std::error_code stream_error() const;  // the first failure, kept until the next open_output
 
   // The reconstruction of the last coded anchor, for tests and measurements.
   const video::YuvPlanes& reference_planes() const;
 
-  // True when the conversion will use (or, after finish, has used) the
-  // trailing index because more records are expected than the reserved index
-  // may hold; the driver tells the user.
+  // True when the conversion will use (or, after finish, has used) the trailing index
+  // because the records exceed the capacity of the reserved one; the driver reports it.
   bool index_too_large_for_front() const;
 
  private:

@@ -9,19 +9,19 @@
 
 namespace qolm::encoder {
 
-// The sound that the file really carries; all zero when it carries none.
-struct StoredSound {
+// The audio that the file contains; all zero for none.
+struct StoredAudio {
   uint32_t sample_rate = 0;  // Hz
   uint16_t channels = 0;
   bool interleaved = false;  // in type 8 records, not in one block
 };
 
-// Frame count and duration are 0; the fast-start flag is left to the writer.
+// Frame count and duration are 0; the container writer sets the fast-start flag.
 // Width and height must be 1..16384.
-container::FileHeader MakeFileHeader(const EncodeSettings& settings, const StoredSound& sound);
+container::FileHeader MakeFileHeader(const EncodeSettings& settings, const StoredAudio& audio);
 
-// The same with the values that are known once the last frame has been taken.
-container::FileHeader MakeFinalFileHeader(const EncodeSettings& settings, const StoredSound& sound,
+// The same with the values that are known after the last frame.
+container::FileHeader MakeFinalFileHeader(const EncodeSettings& settings, const StoredAudio& audio,
                                           uint32_t frame_count);
 
 }  // namespace qolm::encoder

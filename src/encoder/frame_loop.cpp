@@ -1,8 +1,8 @@
-// What one source frame becomes: part of a repeat run, a key frame, a predicted
-// frame, or one that is held until the next is coded and then lies between two
-// anchors. The order of the decisions decides which bytes a file gets:
-// a static frame is skipped before a scene cut is looked for, and the repeat
-// run before a coded frame is closed ahead of it.
+// Decides how each source frame is coded: as part of a repeat run, as a key frame, as a
+// predicted frame, or as a held frame that becomes bidirectional once the next one is
+// coded. The order of the decisions determines the bytes of the file: static frames are
+// skipped before the scene-cut test, and an open repeat run is closed before a coded
+// frame.
 #include <span>
 #include <utility>
 
@@ -13,7 +13,7 @@
 #include "video/inter/bidirectional_frame.h"
 #include "video/inter/inter_frame.h"
 #include "video/intra/key_frame.h"
-#include "video/picture/color_conversion.h"
+#include "video/picture/colour_conversion.h"
 
 namespace qolm::encoder {
 namespace {
@@ -40,7 +40,7 @@ void EncoderSession::State::encode_frame(const VideoFrame& frame) {
   }
   close_repeat_run();
   if (SceneCutDue(frame_index, frames_since_key, statistics)) key_frame = true;
-  // A predicted frame can only be coded against a picture of its own size.
+  // A predicted frame needs a reference of its own size.
   if (!current.SameSize(reference)) key_frame = true;
 
   if (key_frame) {
@@ -48,8 +48,8 @@ void EncoderSession::State::encode_frame(const VideoFrame& frame) {
     flush_held_frame();
     write_key_frame();
   }
-  // From here on `current` holds the prepared planes, which the next frame is
-  // compared with.
+  // From here on `current` holds the prepared planes, the reference of the next frame's
+  // filter and statistics.
   if (filtered) std::swap(current.y, filtered_luma);
   if (!key_frame) {
     if (settings.bidirectional) {
@@ -66,12 +66,12 @@ void EncoderSession::State::encode_frame(const VideoFrame& frame) {
 
 void EncoderSession::State::interleave_audio(bool final) {
   do {
-    const auto frames = static_cast<uint64_t>(frame_index - sound_stored_up_to);
-    const std::vector<uint8_t> chunk = sound.next_chunk(frames, final, settings);
+    const auto frames = static_cast<uint64_t>(frame_index - audio_stored_up_to);
+    const std::vector<uint8_t> chunk = audio.next_chunk(frames, final, settings);
     if (chunk.empty()) return;
-    sound_stored_up_to = frame_index;
+    audio_stored_up_to = frame_index;
     if (!writer.write_packet(RecordType::kAudio, 0, 0, chunk)) return;
-  } while (final && sound.has_frames_left());
+  } while (final && audio.has_frames_left());
 }
 
 void EncoderSession::State::prepare_planes(const VideoFrame& frame) {
@@ -87,8 +87,8 @@ FrameStatistics EncoderSession::State::measure_prepared_planes() const {
   return MeasureFrameDifference(prepared_luma(), previous.y);
 }
 
-// The previous planes stay: the next frame is compared with the last picture
-// that the viewer really gets, so a slow fade cannot creep past the limits.
+// Leaves `previous` unchanged: the next frame is compared with the last picture that is
+// shown, so that a slow fade does not stay below the limits forever.
 void EncoderSession::State::skip_static_frame() {
   if (run_count == 0) run_first = FrameNumber(frame_index);
   ++run_count;
@@ -107,19 +107,19 @@ void EncoderSession::State::close_repeat_run() {
 void EncoderSession::State::write_key_frame() {
   const video::KeyFrameOptions options{.quality = settings.quality,
                                        .cclc = settings.cclc,
-                                       .flat_blocks = settings.coder_flags[0],
-                                       .sparse_levels = settings.coder_flags[1],
-                                       .deblocking = settings.coder_flags[3]};
+                                       .flat_blocks = settings.flat_blocks,
+                                       .sparse_levels = settings.sparse_levels,
+                                       .deblocking = settings.deblocking};
   const std::vector<uint8_t> payload = video::EncodeKeyFrame(current, options, reference);
   writer.write_packet(RecordType::kKeyFrame, 0, FrameNumber(frame_index), payload);
 }
 
 video::InterFrameOptions EncoderSession::State::inter_frame_options() const {
   return {.quality = settings.quality,
-          .motion_prediction = settings.coder_flags[2],
-          .deblocking = settings.coder_flags[3],
-          .sparse_levels = settings.coder_flags[1],
-          .pre_analysis = settings.coder_flag};
+          .motion_prediction = settings.motion_prediction,
+          .deblocking = settings.deblocking,
+          .sparse_levels = settings.sparse_levels,
+          .pre_analysis = settings.pre_analysis};
 }
 
 void EncoderSession::State::write_predicted_frame(const video::YuvPlanes& planes,
@@ -129,7 +129,7 @@ void EncoderSession::State::write_predicted_frame(const video::YuvPlanes& planes
   writer.write_packet(RecordType::kPredictedFrame, 0, frame_no, payload);
 }
 
-// The later frame comes first in the file, since the earlier one refers to it.
+// The later frame is written first, since the held one refers to it.
 void EncoderSession::State::hold_or_write_pair() {
   if (!held_frame_no) {
     held_frame_no = FrameNumber(frame_index);

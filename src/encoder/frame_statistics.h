@@ -1,4 +1,4 @@
-// How much a picture differs from the one before it.
+// Difference measures between a picture and the one before it.
 #ifndef QOLM_ENCODER_FRAME_STATISTICS_H_
 #define QOLM_ENCODER_FRAME_STATISTICS_H_
 
@@ -12,8 +12,7 @@ namespace qolm::encoder {
 inline constexpr double kStaticMseLimit = 2.5;
 inline constexpr double kStaticChangedFractionLimit = 0.008;
 
-// Taken over every second luma sample; all zero where there is nothing to
-// compare with.
+// Measured over every second luma sample; all zero without a previous picture.
 struct FrameStatistics {
   double mse = 0.0;                       // mean squared difference
   double mean_absolute_difference = 0.0;  // in luma steps

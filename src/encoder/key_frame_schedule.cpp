@@ -18,7 +18,7 @@ bool KeyFrameDue(int32_t frame_index, int32_t frames_since_key, int32_t gop_leng
   int64_t effective_gop = gop_length;
   const bool calm = statistics.mean_absolute_difference < kCalmMeanDifference &&
                     statistics.changed_fraction < kCalmChangedFraction;
-  // The cap holds for calm frames only, also where it shortens a longer GOP.
+  // The cap applies to calm frames only, even when it shortens a longer GOP.
   if (adaptive_gop && calm) effective_gop = std::min(effective_gop * 2, kLongestCalmGop);
   return frames_since_key >= effective_gop;
 }

@@ -1,4 +1,4 @@
-// When a frame has to be a key frame.
+// The rules that make a frame a key frame.
 #ifndef QOLM_ENCODER_KEY_FRAME_SCHEDULE_H_
 #define QOLM_ENCODER_KEY_FRAME_SCHEDULE_H_
 
@@ -8,13 +8,12 @@
 
 namespace qolm::encoder {
 
-// The GOP rule. `frames_since_key` is the session's counter as it stands before
-// the frame: a key frame sets it to 0 and every other frame adds 1 after it was
-// tested, so the frame right after a key frame is tested against 0. A GOP
-// length of 60 therefore allows 60 frames between two key frames, which stand
-// at 0, 61, 122 …; and since an adaptive GOP doubles for calm frames (up to
-// 180), calm video has them at 0, 121, 242 …
-// Frame 0 is always due, and so is every frame at a GOP length of 0 or less.
+// The GOP rule. `frames_since_key` is the session's counter before the frame: a key
+// frame resets it to 0 and every other frame increments it after this test, so the
+// frame after a key frame is tested with 0. A GOP length of 60 therefore allows 60
+// frames between two key frames, at 0, 61, 122 …; an adaptive GOP doubles for calm
+// frames (up to 180), so that calm video has key frames at 0, 121, 242 …
+// Frame 0 is always due, and so is every frame when the GOP length is 0 or less.
 bool KeyFrameDue(int32_t frame_index, int32_t frames_since_key, int32_t gop_length,
                  bool adaptive_gop, const FrameStatistics& statistics);
 

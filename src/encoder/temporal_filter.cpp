@@ -9,7 +9,7 @@
 namespace qolm::encoder {
 namespace {
 
-// Samples of one parallel call.
+// Samples per call of the parallel loop.
 constexpr size_t kPieceSamples = 16384;
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Quiets the luma of a picture against the picture before it, so that camera
-// noise does not keep a still scene from being coded as still.
+// Temporal denoising of the luma, so that camera noise does not prevent the frames of a
+// static scene from being detected as static.
 #ifndef QOLM_ENCODER_TEMPORAL_FILTER_H_
 #define QOLM_ENCODER_TEMPORAL_FILTER_H_
 

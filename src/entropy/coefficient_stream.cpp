@@ -9,7 +9,7 @@
 namespace qolm::entropy {
 namespace {
 
-// Of a stream of `values` values; false when that many tokens cannot stand for them.
+// The token count of a stream; false when it is impossible for `values` values.
 bool TokenCount(std::span<const uint8_t> stream, uint64_t values, uint32_t& count) {
   if (!ContextRansCount(stream, count)) return false;
   return count >= 1 && count <= kMaxTokenBytesPerValue * values;

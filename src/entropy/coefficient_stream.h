@@ -1,5 +1,5 @@
-// The one way in which every coder stores a sequence of levels: coefficient
-// tokens inside a context rANS stream.
+// How every coder stores a sequence of levels: coefficient tokens in a context rANS
+// stream.
 #ifndef QOLM_ENTROPY_COEFFICIENT_STREAM_H_
 #define QOLM_ENTROPY_COEFFICIENT_STREAM_H_
 
@@ -13,7 +13,7 @@
 
 namespace qolm::entropy {
 
-// The stream of `values`; empty for no values, and once `stop` says true. `coded` as for
+// The stream of `values`; empty for no values, and once `stop` returns true. `coded` as for
 // EncodeCoefficientTokens.
 std::vector<uint8_t> EncodeCoefficients(std::span<const int16_t> values,
                                         std::span<const uint8_t> coded = {},
@@ -25,18 +25,18 @@ std::vector<uint8_t> EncodeCoefficients(std::span<const int16_t> values,
 // count must lie in 1..3 times the values before memory is taken for the tokens.
 [[nodiscard]] bool DecodeCoefficients(std::span<const uint8_t> stream, std::span<int16_t> values);
 
-// Reads a stream a piece at a time, where the whole would take too much memory.
+// Decodes a stream incrementally, to bound the memory.
 class CoefficientReader {
  public:
-  // For `count` values, at least 1. False for a stream whose head is malformed. It
-  // must outlive the reading.
+  // For `count` values, at least 1. False for a stream whose head is malformed.
+  // `stream` must outlive the reader.
   [[nodiscard]] bool open(std::span<const uint8_t> stream, uint64_t count);
 
-  // The next values, all in all no more than the count. False, with them partly
-  // written, when the stream is malformed so far.
+  // The next values, in total at most the count. False, with `values` partly written,
+  // when the stream is malformed up to here.
   [[nodiscard]] bool read(std::span<int16_t> values) { return decoder_->decode(*tokens_, values); }
 
-  // Whether the stream is used up, as it must be behind the last value.
+  // Whether the stream is exhausted, as it must be after the last value.
   bool at_end() const { return tokens_->at_end(); }
 
  private:

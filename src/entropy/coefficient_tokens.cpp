@@ -18,7 +18,7 @@ constexpr int kMaxShortValue = 120;
 constexpr uint8_t kFirstValueToken = kValueBias - kMaxShortValue;
 constexpr uint8_t kLastValueToken = kValueBias + kMaxShortValue;
 constexpr size_t kMaxRun = 255;
-// A block or a tail with its longest spelling, and one block run.
+// The longest tokens of a block or a tail, and one block run.
 constexpr size_t kMaxStepBytes = kMaxTokenBytesPerValue * kTokenBlockValues + 4;
 
 // Writes one value that is not zero; returns the position after it.
@@ -36,7 +36,8 @@ uint8_t* PutValue(uint8_t* out, int16_t value) {
 uint8_t* PutUpToLast(uint8_t* out, const int16_t* values, uint64_t mask) {
   while (mask != 0) {
     const int zeros = std::countr_zero(mask);
-    // Stored in any case, kept only if there is a run: no branch to mispredict.
+    // Stored unconditionally and overwritten when there is no run, which avoids an
+    // unpredictable branch.
     out[0] = kZeroRunToken;
     out[1] = static_cast<uint8_t>(zeros);
     out += zeros > 0 ? 2 : 0;
@@ -116,7 +117,7 @@ bool DecodeCoefficientTokens(std::span<const uint8_t> tokens, std::span<int16_t>
 bool TokenDecoder::decode(TokenSource& source, std::span<int16_t> values) {
   std::fill(values.begin(), values.end(), int16_t{0});
   const uint64_t tail_start = count_ - count_ % kTokenBlockValues;
-  // A run may end in a later piece: `at` then stands beyond this one's end.
+  // A run may extend into a later call: `at` then lies beyond the end of `values`.
   uint64_t at = zeros_;
   uint8_t token = 0;
   while (at < values.size()) {

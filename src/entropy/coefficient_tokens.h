@@ -20,21 +20,21 @@
 namespace qolm::entropy {
 
 inline constexpr size_t kTokenBlockValues = 64;
-// No value takes more bytes than an escaped one, so tokens of n values fit in 3 n bytes.
+// An escaped value is the longest, so the tokens of n values take at most 3 n bytes.
 inline constexpr size_t kMaxTokenBytesPerValue = 3;
 
-// The tokens of `values`; empty for no values, and once `stop` says true. `coded`, unless it is
-// empty, tells for every block which ones may hold anything but zeros; the values of the others are
+// The tokens of `values`; empty for no values, and once `stop` returns true. `coded`,
+// unless empty, has one flag per block: blocks whose flag is 0 count as all zeros and are
 // not read.
 std::vector<uint8_t> EncodeCoefficientTokens(std::span<const int16_t> values,
                                              std::span<const uint8_t> coded = {},
                                              const StopCallback& stop = nullptr);
 
 // Fills `values`, whose size is the expected count. False, with the values partly
-// written, on an unused byte, a cut token, a run of length 0 or one that leaves
-// its block or the tail, a block run off a block boundary or past the last whole
-// block, an end of block in the tail, values without tokens or tokens without
-// values. Longer spellings than the encoder's are read.
+// written, for an unused token byte, a truncated token, a run of length 0 or beyond its
+// block or the tail, a block run that does not start at a block boundary or exceeds the
+// whole blocks, an end of block in the tail, or too few or too many tokens. Redundant
+// encodings that the encoder does not produce are accepted.
 [[nodiscard]] bool DecodeCoefficientTokens(std::span<const uint8_t> tokens,
                                            std::span<int16_t> values);
 

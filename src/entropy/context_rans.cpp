@@ -22,11 +22,11 @@ constexpr uint8_t kModeFiveStreams = 1;
 // The input's bytes sorted by context, each context in input order.
 class ContextSplit {
  public:
-  // Incomplete where `stop` said true.
+  // Incomplete when `stop` returned true.
   ContextSplit(std::span<const uint8_t> input, const StopCallback& stop)
       : storage_(std::make_unique_for_overwrite<uint8_t[]>(StorageBytes(input.size()))) {
-    // Each argument context takes at most every second byte, and a byte is
-    // written behind a context's end before it is known to be another's.
+    // An argument context holds at most every second byte, plus one that is written
+    // speculatively past its end.
     const size_t half = input.size() / 2 + 1;
     std::array<uint8_t*, kContextCount> begin;
     begin[0] = storage_.get();
@@ -43,7 +43,7 @@ class ContextSplit {
         if (stopped_) return;
         piece_end = next + std::min(static_cast<size_t>(last - next), kStopInterval);
       }
-      // Tokens and zero runs: which comes next is as good as random to a predictor.
+      // Tokens and zero runs, branch-free because their order is unpredictable.
       while (piece_end - next >= 2 && *next != kZeroBlocksToken && *next != kEscapeToken) {
         const ptrdiff_t with_run = *next == kZeroRunToken ? 1 : 0;
         *end[0]++ = next[0];
@@ -93,7 +93,7 @@ std::vector<uint8_t> EncodePlain(std::span<const uint8_t> input, const ByteCount
   return out;
 }
 
-// Also yields the counts of the whole input.
+// Also returns the byte counts of the whole input.
 std::vector<uint8_t> EncodeFiveStreams(std::span<const uint8_t> input, ByteCounts& total_counts,
                                        const StopCallback& stop) {
   const ContextSplit split(input, stop);
@@ -108,7 +108,7 @@ std::vector<uint8_t> EncodeFiveStreams(std::span<const uint8_t> input, ByteCount
     encoders.emplace_back(split[c], counts);
   }
   // The tokens and the zero runs are the two long streams.
-  bool done = RansStreamEncoder::RunBoth(encoders[0], encoders[1], stop);
+  bool done = RansStreamEncoder::RunInterleaved(encoders[0], encoders[1], stop);
   for (size_t c = 2; c < kContextCount && done; ++c) done = encoders[c].Run(stop);
   if (!done) return {};
 
@@ -133,8 +133,8 @@ std::vector<uint8_t> ContextRansEncode(std::span<const uint8_t> input, const Sto
   ByteCounts counts;
   std::vector<uint8_t> five_streams = EncodeFiveStreams(input, counts, stop);
   if (five_streams.empty()) return {};
-  // Coding the plain candidate costs as much again; mostly the bound tells that
-  // it cannot win.
+  // Coding the plain candidate would double the time; usually the bound shows that it
+  // cannot be smaller.
   if (kHeadBytes + RansStreamSizeLowerBound(counts) > five_streams.size()) return five_streams;
   std::vector<uint8_t> plain = EncodePlain(input, counts, stop);
   if (plain.empty()) return {};
@@ -194,39 +194,40 @@ bool ContextRansReader::read(std::span<uint8_t> bytes) {
   return true;
 }
 
-// Where the next bytes of this context are to be decoded to; counts them as there.
-std::span<uint8_t> ContextRansReader::Context::room() {
+// Moves the unread bytes to the front of the buffer and returns the span that the next
+// bytes of this context must be decoded into; counts them as buffered.
+std::span<uint8_t> ContextRansReader::Context::refill_span() {
   const size_t kept = available();
-  std::memmove(ahead.data(), ahead.data() + next, kept);
-  const auto more = static_cast<uint32_t>(std::min<size_t>(kMostAhead - kept, left));
+  std::memmove(buffer.data(), buffer.data() + next, kept);
+  const auto more = static_cast<uint32_t>(std::min<size_t>(kBufferBytes - kept, left));
   next = 0;
   end = static_cast<uint32_t>(kept) + more;
   left -= more;
-  return std::span(ahead).subspan(kept, more);
+  return std::span(buffer).subspan(kept, more);
 }
 
-// False when the context has run out. The tokens and the zero runs are the two
+// False when the context has run out of bytes. The tokens and the zero runs are the two
 // long streams.
 bool ContextRansReader::decode_ahead(size_t context) {
   Context& wanted = (*contexts_)[context];
   if (wanted.left == 0) return false;
   if (context > 1) {
-    StepRansValues(wanted.slots, wanted.reader, wanted.room());
+    StepRansValues(wanted.slots, wanted.reader, wanted.refill_span());
   } else {
     Context& tokens = (*contexts_)[0];
     Context& runs = (*contexts_)[1];
-    StepBothRansValues(tokens.slots, tokens.reader, tokens.room(), runs.slots, runs.reader,
-                       runs.room());
+    StepInterleavedRansValues(tokens.slots, tokens.reader, tokens.refill_span(), runs.slots,
+                              runs.reader, runs.refill_span());
   }
   return true;
 }
 
 bool ContextRansReader::take(size_t context, uint8_t*& out, const uint8_t* out_end) {
   context_ = context;
-  if (out == out_end) return true;  // opens the next piece
+  if (out == out_end) return true;  // it begins the next call
   Context& taken = (*contexts_)[context];
   if (taken.available() == 0 && !decode_ahead(context)) return false;
-  *out++ = taken.ahead[taken.next++];
+  *out++ = taken.buffer[taken.next++];
   return true;
 }
 
@@ -237,40 +238,39 @@ bool ContextRansReader::take_argument(size_t context, uint8_t*& out, const uint8
   return true;
 }
 
-// Writes tokens with their arguments as long as all are at hand and there is room
-// for the longest. Whether a zero run follows is as good as random, so there is no
-// branch for it.
+// Writes tokens with their arguments while all are buffered and the output can take the
+// longest. Whether a zero run follows is unpredictable, so that case is branch-free.
 uint8_t* ContextRansReader::merge(uint8_t* out, const uint8_t* out_end) {
   Context& tokens = (*contexts_)[0];
   Context& runs = (*contexts_)[1];
   Context& blocks = (*contexts_)[2];
   Context& low_bytes = (*contexts_)[3];
   Context& high_bytes = (*contexts_)[4];
-  const uint8_t* token = tokens.ahead.data() + tokens.next;
-  const uint8_t* const token_end = tokens.ahead.data() + tokens.end;
-  const uint8_t* run = runs.ahead.data() + runs.next;
-  const uint8_t* const run_end = runs.ahead.data() + runs.end;
+  const uint8_t* token = tokens.buffer.data() + tokens.next;
+  const uint8_t* const token_end = tokens.buffer.data() + tokens.end;
+  const uint8_t* run = runs.buffer.data() + runs.next;
+  const uint8_t* const run_end = runs.buffer.data() + runs.end;
   for (; token != token_end && out_end - out >= 3; ++token) {
     if (*token == kZeroBlocksToken) {
       if (blocks.available() == 0) break;
       *out++ = *token;
-      *out++ = blocks.ahead[blocks.next++];
+      *out++ = blocks.buffer[blocks.next++];
     } else if (*token == kEscapeToken) {
       if (low_bytes.available() == 0 || high_bytes.available() == 0) break;
       *out++ = *token;
-      *out++ = low_bytes.ahead[low_bytes.next++];
-      *out++ = high_bytes.ahead[high_bytes.next++];
+      *out++ = low_bytes.buffer[low_bytes.next++];
+      *out++ = high_bytes.buffer[high_bytes.next++];
     } else {
       const bool with_run = *token == kZeroRunToken;
       if (run == run_end && with_run) break;
       out[0] = *token;
-      out[1] = *run;  // the next token goes over it unless it belongs there
+      out[1] = *run;  // overwritten by the next token when there is no run
       out += with_run ? 2 : 1;
       run += with_run ? 1 : 0;
     }
   }
-  tokens.next = static_cast<uint32_t>(token - tokens.ahead.data());
-  runs.next = static_cast<uint32_t>(run - runs.ahead.data());
+  tokens.next = static_cast<uint32_t>(token - tokens.buffer.data());
+  runs.next = static_cast<uint32_t>(run - runs.buffer.data());
   return out;
 }
 

@@ -1,11 +1,11 @@
-// Five rANS streams behind one door, for bytes in which 0, 2 and 255 announce
-// argument bytes, as coefficient tokens are.
+// Context coding over five rANS streams, for bytes in which 0, 2 and 255 are followed by
+// argument bytes, such as coefficient tokens.
 //
 // The context of a byte follows from the bytes before it, starting at 0:
 //   context 0: after a 0 comes 1, after a 2 comes 2, after a 255 comes 3, else 0
 //   contexts 1 and 2: back to 0     context 3: on to 4     context 4: back to 0
-// so run lengths, block counts and the two bytes of escaped values each have a
-// frequency table of their own.
+// so run lengths, block counts and the two bytes of escaped values each have their own
+// frequency table.
 //
 // Stream, little-endian:
 //   0  4     n, the number of bytes of the input
@@ -13,8 +13,8 @@
 //   5  rest  mode 0: the plain stream (rans.h)
 //            mode 1: for contexts 0..4: u32 raw_count, u32 coded_size, then
 //            coded_size bytes of plain stream; both 0 for an unused context
-// Inputs below 64 bytes are always mode 0, longer ones only where five streams
-// are not strictly smaller.
+// Inputs below 64 bytes always use mode 0, longer ones only when five streams are not
+// strictly smaller.
 #ifndef QOLM_ENTROPY_CONTEXT_RANS_H_
 #define QOLM_ENTROPY_CONTEXT_RANS_H_
 
@@ -32,41 +32,40 @@
 namespace qolm::entropy {
 
 // The stream of `input`; an empty vector for an empty input, and for one of 2^32
-// bytes or more. Also empty once `stop` says true.
+// bytes or more. Also empty once `stop` returns true.
 std::vector<uint8_t> ContextRansEncode(std::span<const uint8_t> input,
                                        const StopCallback& stop = nullptr);
 
-// Fills `output`, whose size is the expected count, from 1. False, with the
+// Fills `output`, whose size is the expected count, at least 1. False, with the
 // output partly written or untouched, when the output is empty, the stored count
-// is another one, the mode is unknown, a record or an inner stream is malformed
-// or runs past the end, the raw counts do not sum to n, or a context runs out of
-// bytes.
+// differs, the mode is unknown, a record or an inner stream is malformed or runs past
+// the end, the raw counts do not sum to n, or a context runs out of bytes.
 [[nodiscard]] bool ContextRansDecode(std::span<const uint8_t> stream, std::span<uint8_t> output);
 
-// Decodes a stream a piece at a time, where the whole would take too much memory.
+// Decodes a stream incrementally, to bound the memory.
 class ContextRansReader {
  public:
-  // False where ContextRansDecode is for `count` bytes, but for a context that runs
-  // out of them. `stream` must outlive the reading.
+  // False when ContextRansDecode of `count` bytes would fail, except that contexts that
+  // run out of bytes are not detected yet. `stream` must outlive the reader.
   [[nodiscard]] bool open(std::span<const uint8_t> stream, uint32_t count);
 
-  // The next bytes, all in all no more than the count. False when a context runs out.
+  // The next bytes, in total at most the count. False when a context runs out of bytes.
   [[nodiscard]] bool read(std::span<uint8_t> bytes);
 
  private:
-  // One context's stream, decoded some way ahead of what is read of it.
+  // One context's stream with a buffer of bytes decoded ahead.
   struct Context {
-    static constexpr size_t kMostAhead = 4096;
+    static constexpr size_t kBufferBytes = 4096;
 
     RansSlotTable slots;
     RansReader reader;
-    uint32_t left = 0;  // bytes that are not decoded yet
-    uint32_t next = 0;  // of those that are
+    uint32_t left = 0;  // bytes not decoded yet
+    uint32_t next = 0;  // the buffered bytes are buffer[next .. end)
     uint32_t end = 0;
-    std::array<uint8_t, kMostAhead + 1> ahead;  // one more may be looked at
+    std::array<uint8_t, kBufferBytes + 1> buffer;  // merge may read one byte past the end
 
     size_t available() const { return end - next; }
-    std::span<uint8_t> room();
+    std::span<uint8_t> refill_span();
   };
 
   bool open_five_streams(std::span<const uint8_t> stream, uint32_t count);
@@ -76,13 +75,13 @@ class ContextRansReader {
   bool take(size_t context, uint8_t*& out, const uint8_t* out_end);
   bool take_argument(size_t context, uint8_t*& out, const uint8_t* out_end);
 
-  std::unique_ptr<std::array<Context, kContextCount>> contexts_;  // a plain stream is the first
+  std::unique_ptr<std::array<Context, kContextCount>> contexts_;  // a plain stream uses the first
   bool plain_ = false;
   size_t context_ = 0;  // of the next byte
 };
 
-// The count n that a stream claims, so that a caller can judge it before it
-// allocates an output. False when the stream is shorter than its 5-byte head.
+// The count n that a stream declares, which callers check before they allocate the
+// output. False when the stream is shorter than its 5-byte head.
 [[nodiscard]] bool ContextRansCount(std::span<const uint8_t> stream, uint32_t& count);
 
 }  // namespace qolm::entropy

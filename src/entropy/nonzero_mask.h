@@ -1,5 +1,5 @@
-// Which of 64 consecutive values are not zero, as one 64-bit word: bit i stands
-// for values[i]. Word scans over it replace loops over the values.
+// A bit mask of the non-zero values among 64 consecutive ones: bit i is set when
+// values[i] is not 0. Bit scans then replace loops over the values.
 #ifndef QOLM_ENTROPY_NONZERO_MASK_H_
 #define QOLM_ENTROPY_NONZERO_MASK_H_
 
@@ -14,7 +14,7 @@ namespace qolm::entropy {
 
 inline uint64_t NonZeroMask64(const int16_t* values) {
 #if defined(__SSE2__) || defined(_M_X64)
-  // Part of every x86-64 processor. Packing saturates, so no value becomes zero.
+  // SSE2 is part of the x86-64 baseline. Packing saturates, so no value becomes zero.
   uint64_t zeros = 0;
   for (size_t i = 0; i < 4; ++i) {
     const auto* source = reinterpret_cast<const __m128i*>(values + 16 * i);

@@ -2,7 +2,7 @@
 // "Asymmetric numeral systems", 2013) with one 32-bit state, 12-bit
 // probabilities and byte-wise renormalisation.
 //
-// What surprises the reader:
+// Notes:
 // - The coder is a stack. The encoder walks the input from its last byte to its
 //   first and writes its bytes from the end of its buffer towards the start, so
 //   that the decoder reads both forwards.
@@ -10,8 +10,8 @@
 //   about 4096 / f; the encoder first drops low bytes until the state is below
 //   f * 4096, which keeps the result below 2^24.
 // - The division by f is a multiplication, and yet exact: see rans_encoder.h.
-// - The decoder may run out of bytes and go on. It then stops refilling and
-//   yields some values; only the caller's own checks can notice.
+// - The decoder continues when it runs out of bytes: it stops renormalising and returns
+//   arbitrary values, which only the caller's checks can detect.
 //
 // Stream, little-endian:
 //   0        4     n, the number of coded bytes
@@ -31,20 +31,20 @@
 namespace qolm::entropy {
 
 // The stream of `input`; an empty vector for an empty input, and for one of 2^32
-// bytes or more, which the format cannot count. Also empty once `stop` says true.
+// bytes or more, which the format cannot count. Also empty once `stop` returns true.
 std::vector<uint8_t> RansEncodeBytes(std::span<const uint8_t> input,
                                      const StopCallback& stop = nullptr);
 
 // Fills `output`, whose size is the expected count. False, with the output
 // partly written or untouched, when the stream is shorter than 6 bytes, its count
-// is another one, its table is invalid, or table or state run past its end. For
-// an empty output only the length and the count are checked. Missing
-// renormalisation bytes and surplus ones are not errors.
+// differs, its table is invalid, or table or state run past its end. For an empty
+// output only the length and the count are checked. Missing or surplus renormalisation
+// bytes are not errors.
 [[nodiscard]] bool RansDecodeBytes(std::span<const uint8_t> stream, std::span<uint8_t> output);
 
-// The size of a stream of `count` values, from 1, at the start of `bytes`. It ends
-// where the state after its last value is the encoder's first one, 65536, so
-// missing renormalisation bytes are an error here.
+// The size of a stream of `count` values, at least 1, at the start of `bytes`. After the
+// last value the state must be the encoder's initial one, 65536, so missing
+// renormalisation bytes are an error here.
 [[nodiscard]] bool RansPrefixSize(std::span<const uint8_t> bytes, uint32_t count,
                                   size_t& stream_size);
 

@@ -40,9 +40,9 @@ void StepRansValues(const RansSlotTable& slots, RansReader& reader, std::span<ui
   reader = cursor;
 }
 
-void StepBothRansValues(const RansSlotTable& first_slots, RansReader& first,
-                        std::span<uint8_t> first_output, const RansSlotTable& second_slots,
-                        RansReader& second, std::span<uint8_t> second_output) {
+void StepInterleavedRansValues(const RansSlotTable& first_slots, RansReader& first,
+                               std::span<uint8_t> first_output, const RansSlotTable& second_slots,
+                               RansReader& second, std::span<uint8_t> second_output) {
   RansReader a = first;
   RansReader b = second;
   const size_t both = std::min(first_output.size(), second_output.size());

@@ -1,5 +1,5 @@
-// The decoder's side of one rANS stream: a model that maps each of the 4096 slots
-// to its value, and a reader that both the plain and the context decoder step.
+// The decoder of one rANS stream: a table that maps each of the 4096 slots to its value,
+// and the reader that the plain and the context decoder share.
 #ifndef QOLM_ENTROPY_RANS_DECODER_H_
 #define QOLM_ENTROPY_RANS_DECODER_H_
 
@@ -16,25 +16,24 @@ namespace qolm::entropy {
 // slot's distance from its value's first slot (12 bits).
 using RansSlotTable = std::array<uint32_t, kRansTotal>;
 
-// State and byte position of one stream. Small enough to live in registers while
-// a loop steps it.
+// State and byte position of one stream, small enough for a loop to keep in registers.
 struct RansReader {
   uint32_t state = 0;
   const uint8_t* next = nullptr;
   const uint8_t* end = nullptr;
-  // Below it two bytes can be read, and two bytes at most are needed: a state of
-  // 2^16 or more leaves a step at 16 or more. A stream whose first state is
-  // smaller never takes the fast way.
+  // While `next` is below it two bytes can be read, and no step needs more: a state of
+  // at least 2^16 is at least 16 after a step. Streams whose initial state is smaller
+  // never use StepFast.
   const uint8_t* fast_end = nullptr;
 
-  // So many steps can be fast ones, since none takes more than two bytes.
+  // The number of steps that StepFast can take, each reading at most two bytes.
   size_t FastSteps() const {
     return next < fast_end ? static_cast<size_t>(fast_end - next + 1) / 2 : 0;
   }
 
   uint8_t StepFast(const RansSlotTable& slots) {
     const uint8_t symbol = Advance(slots);
-    // As if it took both bytes ahead; those that it does not need go back.
+    // Reads two bytes and shifts out those that are not needed.
     const uint32_t spare = 2 - OneIfBelow(state, kRansLowerBound) - OneIfBelow(state, 256);
     const uint64_t both = uint64_t{state} << 16 | uint64_t{next[0]} << 8 | next[1];
     state = static_cast<uint32_t>(both >> (8 * spare));
@@ -42,7 +41,7 @@ struct RansReader {
     return symbol;
   }
 
-  // Any state, any number of bytes left: running out of bytes only ends refilling.
+  // For any state and any number of bytes left; at the end it stops renormalising.
   uint8_t StepCareful(const RansSlotTable& slots) {
     const uint8_t symbol = Advance(slots);
     while (state < kRansLowerBound && next != end) state = (state << 8) | *next++;
@@ -67,11 +66,11 @@ struct RansReader {
 // Fills `output` with the next values.
 void StepRansValues(const RansSlotTable& slots, RansReader& reader, std::span<uint8_t> output);
 
-// Does so for two streams, step by step in turn: each step waits for the one
-// before it, so two independent chains take little longer than one.
-void StepBothRansValues(const RansSlotTable& first_slots, RansReader& first,
-                        std::span<uint8_t> first_output, const RansSlotTable& second_slots,
-                        RansReader& second, std::span<uint8_t> second_output);
+// Decodes two streams with interleaved steps: the latency of one dependency chain hides
+// that of the other.
+void StepInterleavedRansValues(const RansSlotTable& first_slots, RansReader& first,
+                               std::span<uint8_t> first_output, const RansSlotTable& second_slots,
+                               RansReader& second, std::span<uint8_t> second_output);
 
 }  // namespace qolm::entropy
 

@@ -8,7 +8,7 @@
 namespace qolm::entropy {
 namespace {
 
-// A step always stores two bytes below its position, used or not.
+// Every step stores two bytes below its position, whether or not it keeps them.
 constexpr size_t kStoreSlack = 2;
 
 // The state is below 2^24. A value of frequency 4096 never sheds a byte, one of
@@ -58,8 +58,8 @@ bool RansStreamEncoder::Run(const StopCallback& stop) {
   return true;
 }
 
-bool RansStreamEncoder::RunBoth(RansStreamEncoder& first, RansStreamEncoder& second,
-                                const StopCallback& stop) {
+bool RansStreamEncoder::RunInterleaved(RansStreamEncoder& first, RansStreamEncoder& second,
+                                       const StopCallback& stop) {
   Cursor a = first.cursor_;
   Cursor b = second.cursor_;
   while (a.left() > 0 && b.left() > 0) {

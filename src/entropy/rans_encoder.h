@@ -1,5 +1,5 @@
-// The encoder's side of one rANS stream: the coding step and the stream encoder
-// that the plain coder and the context coder share.
+// The encoder of one rANS stream: the coding step and the stream encoder that the plain
+// and the context coder share.
 //
 // The step is x' = floor(x / f) * 4096 + x mod f + cum. With q = floor(x / f) it
 // reads x' = x + cum + q * (4096 - f), and q comes from a multiplication:
@@ -28,7 +28,7 @@ namespace qolm::entropy {
 
 inline constexpr uint32_t kRansReciprocalBits = 36;
 
-// What the coding step needs to know about one byte value.
+// Precomputed coding step of one byte value.
 struct RansEncodeSymbol {
   uint64_t reciprocal;  // ceil(2^36 / freq)
   uint32_t limit;       // freq * 4096: the state must be below it
@@ -46,7 +46,7 @@ inline RansEncodeSymbol MakeRansEncodeSymbol(uint32_t freq, uint32_t start) {
   return symbol;
 }
 
-// The coding step for a renormalised `state`, that is one below symbol.limit.
+// The coding step for a renormalised `state`, one below symbol.limit.
 inline uint32_t RansEncodeStep(uint32_t state, const RansEncodeSymbol& symbol) {
   const auto quotient = static_cast<uint32_t>((state * symbol.reciprocal) >> kRansReciprocalBits);
   return state + symbol.start + quotient * symbol.complement;
@@ -58,15 +58,14 @@ class RansStreamEncoder {
  public:
   RansStreamEncoder(std::span<const uint8_t> input, const ByteCounts& counts);
 
-  // Codes whatever input is left. An empty input gives an empty stream. False, without
-  // a stream, once `stop` says true, which is asked every kStopInterval bytes.
+  // Codes the remaining input. An empty input gives an empty stream. False, without a
+  // stream, once `stop`, which is polled every kStopInterval bytes, returns true.
   [[nodiscard]] bool Run(const StopCallback& stop);
 
-  // Runs both encoders, step by step in turn while both have input: each step
-  // waits for the one before it, so two independent chains take little longer
-  // than one.
-  [[nodiscard]] static bool RunBoth(RansStreamEncoder& first, RansStreamEncoder& second,
-                                    const StopCallback& stop);
+  // Runs both encoders with interleaved steps: the latency of one dependency chain hides
+  // that of the other.
+  [[nodiscard]] static bool RunInterleaved(RansStreamEncoder& first, RansStreamEncoder& second,
+                                           const StopCallback& stop);
 
   // The finished stream.
   size_t StreamSize() const;
@@ -92,9 +91,9 @@ class RansStreamEncoder {
   Cursor cursor_{};
 };
 
-// No stream of bytes with these counts is shorter than this many bytes. The bound
-// holds whatever their order, lies a few per cent below the true size and costs no
-// pass over the input. At least one count is not zero.
+// A lower bound on the size of a stream with these byte counts, in any order: a few per
+// cent below the actual size, without a pass over the input. At least one count is not
+// zero.
 size_t RansStreamSizeLowerBound(const ByteCounts& counts);
 
 }  // namespace qolm::entropy

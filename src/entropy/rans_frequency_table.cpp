@@ -5,8 +5,7 @@
 namespace qolm::entropy {
 
 ByteCounts CountBytes(std::span<const uint8_t> input) {
-  // Four lanes, since a run of equal bytes would otherwise wait for its own
-  // stores.
+  // Four tables, so that runs of equal bytes do not stall on store-to-load forwarding.
   std::array<ByteCounts, 4> lanes{};
   const uint8_t* bytes = input.data();
   const size_t size = input.size();

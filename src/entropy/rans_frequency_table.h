@@ -17,11 +17,11 @@ namespace qolm::entropy {
 
 inline constexpr uint32_t kRansPrecisionBits = 12;
 inline constexpr uint32_t kRansTotal = 1u << kRansPrecisionBits;
-// The coder's state is at least this between two values.
+// Lower bound of the coder's renormalised state.
 inline constexpr uint32_t kRansLowerBound = 1u << 16;
 
-// 1 when a < b, else 0. A comparison would do, but compilers make it a branch, and
-// how many bytes a state takes is as good as random to a predictor.
+// 1 when a < b, else 0. Compilers turn the plain comparison into a branch, which is
+// unpredictable where it decides on the number of renormalisation bytes.
 inline uint32_t OneIfBelow(uint32_t a, uint32_t b) {
   return static_cast<uint32_t>((uint64_t{a} - b) >> 63);
 }
@@ -39,7 +39,7 @@ struct RansFrequencyTable {
 ByteCounts CountBytes(std::span<const uint8_t> input);
 
 // Scales the counts. At least one count must be non-zero and they must sum to
-// less than 2^32. Every present value gets at least 1; what rounding leaves over
+// less than 2^32. Every present value gets at least 1; the remainder of the rounding
 // goes to the most frequent value, the lowest of them if several tie.
 RansFrequencyTable BuildRansFrequencyTable(const ByteCounts& counts);
 

@@ -1,4 +1,4 @@
-// How short a stream can get, from its counts alone.
+// A lower bound on the size of a stream from its byte counts alone.
 //
 // Coding a value of frequency f on a renormalised state y (16 f <= y < 4096 f)
 // yields 4096 q + r + cum >= (4096 / f) y - r (4096 / f - 1) with r <= f - 1, so
@@ -24,7 +24,7 @@ size_t RansStreamSizeLowerBound(const ByteCounts& counts) {
     const double shed_factor = 16.0 * f / (16.0 * f + 1.0);
     bits += counts[s] * std::log2(4096.0 / f * step_factor * shed_factor);
   }
-  // A millionth of the sum is far more than its rounding errors.
+  // The margin of one millionth exceeds the rounding errors of the sum.
   const double shed_bytes = (bits * (1.0 - 1e-6) + 16.0 - 24.0) / 8.0;
   const size_t head = 8 + StoredTableSize(table);
   return shed_bytes > 1.0 ? head + static_cast<size_t>(shed_bytes - 1.0) : head;

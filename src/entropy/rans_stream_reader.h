@@ -1,4 +1,4 @@
-// Decodes a rANS stream a piece at a time, where the whole would take too much memory.
+// Decodes a rANS stream incrementally, to bound the memory.
 #ifndef QOLM_ENTROPY_RANS_STREAM_READER_H_
 #define QOLM_ENTROPY_RANS_STREAM_READER_H_
 
@@ -11,13 +11,13 @@ namespace qolm::entropy {
 
 class RansStreamReader {
  public:
-  // False where RansDecodeBytes is for `count` values, at least 1. `stream` must
-  // outlive the reading.
+  // False when RansDecodeBytes of `count` values would fail, or for a count of 0.
+  // `stream` must outlive the reader.
   [[nodiscard]] bool open(std::span<const uint8_t> stream, uint32_t count) {
     return count > 0 && OpenRansStream(stream, count, slots_, reader_);
   }
 
-  // The next values, all in all no more than the count.
+  // The next values, in total at most the count.
   void read(std::span<uint8_t> values) { StepRansValues(slots_, reader_, values); }
 
  private:

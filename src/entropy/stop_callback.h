@@ -1,4 +1,4 @@
-// How a caller ends the coding of a long stream, as of hours of sound.
+// Cancellation of the coding of long streams, such as hours of audio.
 #ifndef QOLM_ENTROPY_STOP_CALLBACK_H_
 #define QOLM_ENTROPY_STOP_CALLBACK_H_
 
@@ -7,10 +7,10 @@
 
 namespace qolm::entropy {
 
-// Once it says true, coding ends without a stream. Empty where nothing may end it.
+// Coding ends without a stream once it returns true. Empty when it cannot be cancelled.
 using StopCallback = std::function<bool()>;
 
-// Symbols that are coded between two questions.
+// Symbols coded between two polls.
 inline constexpr size_t kStopInterval = 65536;
 
 inline bool IsToStop(const StopCallback& stop) { return stop && stop(); }

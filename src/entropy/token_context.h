@@ -1,4 +1,4 @@
-// The state machine that tells each byte's context from the bytes before it.
+// The state machine that derives each byte's context from the bytes before it.
 #ifndef QOLM_ENTROPY_TOKEN_CONTEXT_H_
 #define QOLM_ENTROPY_TOKEN_CONTEXT_H_
 
@@ -8,8 +8,8 @@ namespace qolm::entropy {
 
 inline constexpr size_t kContextCount = 5;
 
-// The bytes that lead out of context 0. What follows the first two is one
-// argument byte (contexts 1, 2), what follows the third is two (3, then 4).
+// The tokens with arguments: one byte after the first two (contexts 1 and 2), two bytes
+// after the third (contexts 3 and 4).
 inline constexpr unsigned kZeroRunToken = 0;
 inline constexpr unsigned kZeroBlocksToken = 2;
 inline constexpr unsigned kEscapeToken = 255;

@@ -1,4 +1,4 @@
-// Coefficient tokens back to values, all at once or a piece at a time.
+// Decodes coefficient tokens, at once or incrementally.
 #ifndef QOLM_ENTROPY_TOKEN_DECODER_H_
 #define QOLM_ENTROPY_TOKEN_DECODER_H_
 
@@ -12,7 +12,7 @@
 
 namespace qolm::entropy {
 
-// Tokens that are there, or that a reader still has to decode.
+// The tokens, either in memory or decoded on demand by a reader.
 class TokenSource {
  public:
   explicit TokenSource(std::span<const uint8_t> tokens)
@@ -55,14 +55,14 @@ class TokenDecoder {
   // For `count` values in all.
   explicit TokenDecoder(uint64_t count) : count_(count) {}
 
-  // The next values. False, with them partly written, as DecodeCoefficientTokens,
-  // but for tokens that are left.
+  // The next values. False, with `values` partly written, when the tokens are malformed;
+  // surplus tokens are not detected.
   [[nodiscard]] bool decode(TokenSource& source, std::span<int16_t> values);
 
  private:
   uint64_t count_;
-  uint64_t first_ = 0;  // position of the next piece
-  uint64_t zeros_ = 0;  // with which it begins, from a run before it
+  uint64_t first_ = 0;  // position of the next value
+  uint64_t zeros_ = 0;  // zeros left of the last run, which begin the next call
 };
 
 }  // namespace qolm::entropy

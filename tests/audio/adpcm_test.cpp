@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "audio/audio_coder.h"
-#include "audio/sounds.h"
+#include "audio/test_signals.h"
 
 namespace qolm::audio {
 namespace {
@@ -27,8 +27,8 @@ Samples DecodeAdpcm(const Bytes& payload) {
   return track.samples;
 }
 
-TEST(AdpcmTables, AreTheStandardOnes) {
-  // The steps grow by a tenth each, but for the standard's own rounding.
+TEST(AdpcmTables, MatchTheStandard) {
+  // Each step is about 10 % larger; the standard rounds irregularly.
   EXPECT_EQ(kAdpcmSteps.front(), 7);
   EXPECT_EQ(kAdpcmSteps.back(), 32767);
   int64_t sum = 0;
@@ -44,7 +44,7 @@ TEST(AdpcmTables, AreTheStandardOnes) {
               ElementsAre(-1, -1, -1, -1, 2, 4, 6, 8, -1, -1, -1, -1, 2, 4, 6, 8));
 }
 
-TEST(AdpcmEncodeSample, FollowsTheStepsWorkedOutByHand) {
+TEST(AdpcmEncodeSample, MatchesHandComputedCodes) {
   AdpcmState state;
   // Step 7, distance 10: 4 leaves 3, 2 leaves 0, no 1. Delta 0 + 7 + 3.
   EXPECT_EQ(AdpcmEncodeSample(10, state), 6);
@@ -60,7 +60,7 @@ TEST(AdpcmEncodeSample, FollowsTheStepsWorkedOutByHand) {
   EXPECT_EQ(state.step_index, 13);
 }
 
-TEST(AdpcmEncodeSample, AFullScaleStepSaturatesWithoutWrapping) {
+TEST(AdpcmEncodeSample, FullScaleStepSaturates) {
   AdpcmState state;
   AdpcmEncodeSample(0, state);
   int32_t last = 0;
@@ -75,13 +75,13 @@ TEST(AdpcmEncodeSample, AFullScaleStepSaturatesWithoutWrapping) {
   EXPECT_TRUE(saturated);
 }
 
-TEST(AdpcmDecodeSample, StateStaysWithinItsLimitsAtEveryCode) {
+TEST(AdpcmDecodeSample, StateStaysInRangeForEveryCode) {
   for (const int32_t predictor : {-32768, -32767, 0, 32766, 32767}) {
     for (const int32_t step_index : {0, 1, 80, 81, 87, 88}) {
       for (int code = 0; code < 16; ++code) {
         AdpcmState state{predictor, step_index};
         const int32_t step = kAdpcmSteps[static_cast<size_t>(step_index)];
-        // Halves of steps truncate each by themselves.
+        // Each fraction of a step is truncated separately.
         int64_t delta = step / 8;
         if (code % 8 >= 4) delta += step;
         if (code % 4 >= 2) delta += step / 2;
@@ -97,7 +97,7 @@ TEST(AdpcmDecodeSample, StateStaysWithinItsLimitsAtEveryCode) {
   }
 }
 
-TEST(AdpcmEncodeSample, TheIndexStaysInRangeAndTheDecoderFollows) {
+TEST(AdpcmEncodeSample, StepIndexStaysInRangeAndDecoderAgrees) {
   Samples samples = test::Square(500, 3);
   const Samples quiet(300, 0);
   samples.insert(samples.end(), quiet.begin(), quiet.end());
@@ -117,7 +117,7 @@ TEST(AdpcmEncodeSample, TheIndexStaysInRangeAndTheDecoderFollows) {
   EXPECT_EQ(highest, 88);
 }
 
-TEST(AdpcmPayload, ThreeMonoSamplesLeaveTheLastHighNibbleZero) {
+TEST(AdpcmPayload, OddMonoCountLeavesLastHighNibbleZero) {
   // Codes 6, 15, 1 as above: bytes F6 and 01. Two values of equal count:
   // 4094 / 2 + 1 = 2048 each. 65536 = 32 * 2048, so 01 (cum 0) takes the coder's
   // state to 32 * 4096, and F6 (cum 2048) to 64 * 4096 + 2048 = 0x040800.
@@ -128,7 +128,7 @@ TEST(AdpcmPayload, ThreeMonoSamplesLeaveTheLastHighNibbleZero) {
   EXPECT_THAT(DecodeAdpcm(payload), ElementsAre(10, -13, -3));
 }
 
-TEST(AdpcmPayload, StereoPutsLeftIntoTheLowNibble) {
+TEST(AdpcmPayload, StereoStoresLeftInLowNibble) {
   // Left 10, -20 codes 6, 15; right 0, 0 codes 0, 0: bytes 06 and 0F. The coder's
   // state: 65536 = 32 * 2048, so 0F (cum 2048) gives 32 * 4096 + 2048 = 133120,
   // and 06 (cum 0) gives 65 * 4096 = 266240 = 0x041000.
@@ -139,14 +139,14 @@ TEST(AdpcmPayload, StereoPutsLeftIntoTheLowNibble) {
   EXPECT_THAT(DecodeAdpcm(EncodeAdpcm({10, 0, -20, 0}, 2)), ElementsAre(10, 0, -13, 0));
 }
 
-TEST(AdpcmPayload, SilenceHasOneTableEntryAndNoFurtherBytes) {
+TEST(AdpcmPayload, SilenceNeedsNoRenormalisationBytes) {
   EXPECT_THAT(EncodeAdpcm(Samples(1000, 0), 1, 48000),
               ElementsAre(0x80, 0xBB, 0, 0, 1, 0, 0xE8, 3, 0, 0, 0xF4, 1, 0, 0, 13, 0, 0, 0,  //
                           0xF4, 1, 0, 0, 1, 0, 0, 0x00, 0x10, 0, 0, 1, 0));
   EXPECT_EQ(DecodeAdpcm(EncodeAdpcm(Samples(1000, 0), 1)), Samples(1000, 0));
 }
 
-TEST(AdpcmPayload, OtherChannelCountsCodeTheFirstSamplesAsOneChannel) {
+TEST(AdpcmPayload, OtherChannelCountsAreCodedAsMono) {
   const Samples samples = {10, -20, 0, 5, 6, 7, 8, 9, 11, 12};
   const Bytes payload = EncodeAdpcm(samples, 3);
   const Bytes mono = EncodeAdpcm({10, -20, 0}, 1);
@@ -158,12 +158,12 @@ TEST(AdpcmPayload, OtherChannelCountsCodeTheFirstSamplesAsOneChannel) {
   EXPECT_FALSE(DecodeAudio(payload, 1000, track));
 }
 
-TEST(AdpcmPayload, AnOddStereoCountDropsTheHalfFrame) {
+TEST(AdpcmPayload, OddStereoValueCountDropsIncompleteFrame) {
   EXPECT_EQ(DecodeAdpcm(EncodeAdpcm({1, 2, 3, 4, 5}, 2)).size(), 4u);
   EXPECT_TRUE(DecodeAdpcm(EncodeAdpcm({1}, 2)).empty());
 }
 
-TEST(AdpcmPayload, RefusesWhatItCannotStore) {
+TEST(AdpcmPayload, UnsupportedInputIsRejected) {
   const Samples samples(10, 1);
   Bytes payload(3);
   EXPECT_FALSE(EncodeAudio({0, 1, samples}, AudioCodingMode::kAdpcm, payload));

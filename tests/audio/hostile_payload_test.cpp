@@ -1,8 +1,8 @@
-// Damaged payloads: refused or decoded to the right count, never more.
+// Damaged payloads are rejected or decoded to the declared count.
 #include <gtest/gtest.h>
 
 #include "audio/audio_coder.h"
-#include "audio/sounds.h"
+#include "audio/test_signals.h"
 #include "base/byte_order.h"
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
@@ -39,7 +39,7 @@ class HostilePayload : public ::testing::TestWithParam<std::tuple<uint32_t, Audi
   Bytes payload_ = Encode(std::get<0>(GetParam()), std::get<1>(GetParam()));
 };
 
-TEST_P(HostilePayload, EveryTruncationIsRefused) {
+TEST_P(HostilePayload, EveryTruncationIsRejected) {
   ASSERT_TRUE(Decodes(payload_));
   for (size_t size = 0; size < payload_.size(); ++size) {
     const Bytes cut(payload_.begin(), payload_.begin() + static_cast<ptrdiff_t>(size));
@@ -47,13 +47,13 @@ TEST_P(HostilePayload, EveryTruncationIsRefused) {
   }
 }
 
-TEST_P(HostilePayload, SurplusBytesAreRefused) {
+TEST_P(HostilePayload, SurplusBytesAreRejected) {
   payload_.push_back(0);
   EXPECT_FALSE(Decodes(payload_));
 }
 
-// Refused, or decoded to as many samples as the header then says; nothing behind the
-// payload is read.
+// Rejected, or decoded to the number of samples in the damaged header, without reading
+// past the payload.
 TEST_P(HostilePayload, SingleBitFlipsAreSurvived) {
   const uint32_t channels = std::get<0>(GetParam());
   int refused = 0;
@@ -65,8 +65,8 @@ TEST_P(HostilePayload, SingleBitFlipsAreSurvived) {
     PcmTrack track;
     if (DecodeAudio(flipped.span(), kMaxValues, track)) {
       ++decoded;
-      const uint64_t claimed = ClaimedValues(flipped.span());
-      ASSERT_EQ(track.samples.size(), claimed - claimed % channels) << bit;
+      const uint64_t declared = DeclaredValues(flipped.span());
+      ASSERT_EQ(track.samples.size(), declared - declared % channels) << bit;
       ASSERT_EQ(track.channels, channels) << bit;
     } else {
       ++refused;
@@ -84,9 +84,9 @@ INSTANTIATE_TEST_SUITE_P(Coders, HostilePayload,
                                             ::testing::Values(AudioCodingMode::kAdpcm,
                                                               AudioCodingMode::kTransform)));
 
-// What a mono payload says of itself; two frames of N = 64 for fewer than 64 samples
-// unless told otherwise.
-struct Claims {
+// The header fields of a mono payload; by default two frames of N = 64 for fewer than 64
+// samples.
+struct HeaderFields {
   uint32_t rate = 3200;
   uint16_t channels = 1;
   uint16_t frame_length = 64;
@@ -95,23 +95,23 @@ struct Claims {
   uint32_t fourth_size = 0;
 };
 
-// With streams of one's own.
-Bytes TransformPayload(const Bytes& scales, const Samples& levels, const Claims& claims) {
+// With the given streams.
+Bytes TransformPayload(const Bytes& scales, const Samples& levels, const HeaderFields& fields) {
   const Bytes first = entropy::RansEncodeBytes(scales);
   const Bytes second = entropy::EncodeCoefficients(levels);
   Bytes payload = {'O', 'P', 'U', 'S'};
-  AppendLe32(payload, claims.rate);
-  AppendLe16(payload, claims.channels);
-  AppendLe16(payload, claims.frame_length);
-  AppendLe32(payload, claims.frames);
-  AppendLe32(payload, claims.samples);
+  AppendLe32(payload, fields.rate);
+  AppendLe16(payload, fields.channels);
+  AppendLe16(payload, fields.frame_length);
+  AppendLe32(payload, fields.frames);
+  AppendLe32(payload, fields.samples);
   AppendLe16(payload, static_cast<uint16_t>(first.size()));
   AppendLe32(payload, static_cast<uint32_t>(second.size()));
   AppendLe16(payload, 0);
-  AppendLe32(payload, claims.fourth_size);
+  AppendLe32(payload, fields.fourth_size);
   payload.insert(payload.end(), first.begin(), first.end());
   payload.insert(payload.end(), second.begin(), second.end());
-  payload.resize(payload.size() + claims.fourth_size);
+  payload.resize(payload.size() + fields.fourth_size);
   return payload;
 }
 
@@ -120,31 +120,31 @@ Bytes TransformPayload(const Bytes& scales, const Samples& levels, uint32_t rate
                           {.rate = rate, .frame_length = static_cast<uint16_t>(rate / 50)});
 }
 
-// With streams that fit the claims, so that only their own disagreement is a fault.
-Bytes PayloadThatClaims(const Claims& claims) {
-  const size_t frames = claims.frames;
-  return TransformPayload(Bytes(16 * frames, 30), Samples(frames * claims.frame_length, 3), claims);
+// With streams that match the header fields, so that only inconsistent fields are a fault.
+Bytes PayloadWithHeader(const HeaderFields& fields) {
+  const size_t frames = fields.frames;
+  return TransformPayload(Bytes(16 * frames, 30), Samples(frames * fields.frame_length, 3), fields);
 }
 
 TEST(HostileTransform, HeaderFieldsMustAgree) {
-  ASSERT_TRUE(Decodes(PayloadThatClaims({})));
-  EXPECT_TRUE(Decodes(PayloadThatClaims({.rate = 3249}))) << "N is rounded down";
-  EXPECT_FALSE(Decodes(PayloadThatClaims({.rate = 3250}))) << "N is 65";
-  EXPECT_FALSE(Decodes(PayloadThatClaims({.frame_length = 65}))) << "N is 64";
-  EXPECT_FALSE(Decodes(PayloadThatClaims({.rate = 0})));
-  EXPECT_FALSE(Decodes(PayloadThatClaims({.channels = 0})));
-  EXPECT_FALSE(Decodes(PayloadThatClaims({.channels = 3})));
-  EXPECT_FALSE(Decodes(PayloadThatClaims({.frames = 1})));
-  EXPECT_FALSE(Decodes(PayloadThatClaims({.frames = 3})));
-  EXPECT_TRUE(Decodes(PayloadThatClaims({.samples = 1})));
-  EXPECT_TRUE(Decodes(PayloadThatClaims({.samples = 64})));
-  EXPECT_FALSE(Decodes(PayloadThatClaims({.samples = 65}))) << "three frames";
-  EXPECT_FALSE(Decodes(PayloadThatClaims({.frames = 1, .samples = 0})));
-  EXPECT_FALSE(Decodes(PayloadThatClaims({.fourth_size = 5}))) << "one channel has two streams";
+  ASSERT_TRUE(Decodes(PayloadWithHeader({})));
+  EXPECT_TRUE(Decodes(PayloadWithHeader({.rate = 3249}))) << "N is rounded down";
+  EXPECT_FALSE(Decodes(PayloadWithHeader({.rate = 3250}))) << "N is 65";
+  EXPECT_FALSE(Decodes(PayloadWithHeader({.frame_length = 65}))) << "N is 64";
+  EXPECT_FALSE(Decodes(PayloadWithHeader({.rate = 0})));
+  EXPECT_FALSE(Decodes(PayloadWithHeader({.channels = 0})));
+  EXPECT_FALSE(Decodes(PayloadWithHeader({.channels = 3})));
+  EXPECT_FALSE(Decodes(PayloadWithHeader({.frames = 1})));
+  EXPECT_FALSE(Decodes(PayloadWithHeader({.frames = 3})));
+  EXPECT_TRUE(Decodes(PayloadWithHeader({.samples = 1})));
+  EXPECT_TRUE(Decodes(PayloadWithHeader({.samples = 64})));
+  EXPECT_FALSE(Decodes(PayloadWithHeader({.samples = 65}))) << "three frames";
+  EXPECT_FALSE(Decodes(PayloadWithHeader({.frames = 1, .samples = 0})));
+  EXPECT_FALSE(Decodes(PayloadWithHeader({.fourth_size = 5}))) << "one channel has two streams";
 }
 
 TEST(HostileTransform, StreamSizesMustFillThePayload) {
-  const Bytes good = PayloadThatClaims({});
+  const Bytes good = PayloadWithHeader({});
   // The first size's low bits, the second one in full, the third one's low bits.
   for (const size_t offset : {20u, 22u, 26u}) {
     for (const int change : {-1, 1}) {
@@ -158,17 +158,16 @@ TEST(HostileTransform, StreamSizesMustFillThePayload) {
   EXPECT_FALSE(Decodes(beyond)) << "the second stream is longer than all that follows";
 }
 
-// A payload that is refused for what its header says costs nothing; one whose streams
-// are looked at does.
-TEST(HostileTransform, TheMostSamplesAreThoseOf31Bits) {
+// Rejection by the header costs nothing; decoding of the streams does.
+TEST(HostileTransform, SampleCountIsLimitedTo31Bits) {
   const auto cost_of = [](uint32_t samples) {
-    Bytes payload = PayloadThatClaims({});
+    Bytes payload = PayloadWithHeader({});
     StoreLe32(&payload[12], static_cast<uint32_t>((uint64_t{samples} + 63) / 64 + 1));
     StoreLe32(&payload[16], samples);
-    SoundExtent extent;
-    TrackRoom room(extent);
-    EXPECT_FALSE(DecodeAudio(payload, uint64_t{1} << 40, room));
-    return room.values_in_vain();
+    AudioExtent extent;
+    SampleSink sink(extent);
+    EXPECT_FALSE(DecodeAudio(payload, uint64_t{1} << 40, sink));
+    return sink.wasted_values();
   };
   EXPECT_GT(cost_of(0x7FFFFFFF), 0u);
   EXPECT_EQ(cost_of(0x80000000), 0u);
@@ -184,20 +183,20 @@ TEST(HostileTransform, ScalesAndLevelsMustBeInRange) {
   EXPECT_FALSE(Decodes(TransformPayload(Bytes(32, 0), Samples(127, 0))));
 }
 
-TEST(HostileTransform, RatesThatWouldTakeForeverAreRefused) {
+TEST(HostileTransform, ExcessiveSampleRatesAreRejected) {
   EXPECT_TRUE(Decodes(TransformPayload(Bytes(32, 30), Samples(2 * 15360, 3), 768000)));
   EXPECT_FALSE(Decodes(TransformPayload(Bytes(32, 30), Samples(2 * 15360, 3), 768001)));
   EXPECT_FALSE(Decodes(TransformPayload(Bytes(32, 30), Samples(2 * 65535, 3), 3276750)));
 }
 
-TEST(HostileTransform, TheLoudestLevelsAreClamped) {
+TEST(HostileTransform, SamplesAreClamped) {
   PcmTrack track;
   ASSERT_TRUE(DecodeAudio(TransformPayload(Bytes(32, 63), Samples(128, 2047)), kMaxValues, track));
   EXPECT_EQ(*std::max_element(track.samples.begin(), track.samples.end()), 32767);
   EXPECT_EQ(*std::min_element(track.samples.begin(), track.samples.end()), -32768);
 }
 
-// What an ADPCM payload says of itself, around a stream of `codes` bytes.
+// The header fields of an ADPCM payload with a stream of `codes` bytes.
 Bytes AdpcmPayload(uint32_t rate, uint16_t channels, uint32_t frames, uint32_t stated_codes,
                    uint32_t codes) {
   const Bytes stream = entropy::RansEncodeBytes(Bytes(codes, 0x31));
@@ -230,7 +229,7 @@ TEST(HostileAdpcm, HeaderFieldsMustAgree) {
   }
 }
 
-TEST(HostileAdpcm, NoSamplesHaveNoStream) {
+TEST(HostileAdpcm, NoSamplesMeanEmptyStream) {
   EXPECT_TRUE(Decodes(AdpcmPayload(8000, 1, 0, 0, 0)));
   EXPECT_FALSE(Decodes(AdpcmPayload(8000, 1, 0, 0, 1)));
 }

@@ -4,9 +4,9 @@
 
 #include <cmath>
 
-#include "audio/band_quantizer.h"
+#include "audio/band_quantiser.h"
 #include "audio/cosine_table.h"
-#include "audio/sounds.h"
+#include "audio/test_signals.h"
 #include "audio/transform_kernels.h"
 #include "base/simd_level.h"
 #include "support/thread_counts.h"
@@ -19,7 +19,7 @@ using test::Samples;
 
 constexpr double kPi = 3.14159265358979323846;
 
-// The sum as it is defined, without folding.
+// The sum by definition, without folding.
 std::vector<double> NaiveForward(const Samples& samples, size_t n, size_t block) {
   std::vector<double> coefficients(n, 0.0);
   for (size_t k = 0; k < n; ++k) {
@@ -42,7 +42,7 @@ std::vector<double> Forward(const LappedTransform& transform, const Samples& sam
   return coefficients;
 }
 
-TEST(CosineOfPi, IsTheCosine) {
+TEST(CosineOfPi, MatchesLibraryCosine) {
   for (const uint64_t q : {1ull, 2ull, 3ull, 7ull, 256ull, 3840ull, 262140ull}) {
     for (uint64_t p = 0; p <= 5 * q; p += 1 + q / 1000) {
       const double argument = kPi * static_cast<double>(p) / static_cast<double>(q);
@@ -59,7 +59,7 @@ TEST(CosineOfPi, IsTheCosine) {
   }
 }
 
-TEST(LappedTransform, AgreesWithTheDirectSum) {
+TEST(LappedTransform, MatchesDirectSum) {
   for (const uint32_t n : {64u, 65u, 160u, 220u, 441u, 640u, 960u}) {
     const LappedTransform transform(n);
     const Samples samples = test::Noise(8 * n, 32767, n);
@@ -73,7 +73,7 @@ TEST(LappedTransform, AgreesWithTheDirectSum) {
   }
 }
 
-TEST(LappedTransform, LevelsAreThoseOfTheDirectSum) {
+TEST(LappedTransform, QuantisedLevelsMatchDirectSum) {
   for (const uint32_t n : {64u, 441u, 960u}) {
     const LappedTransform transform(n);
     const BandEdges edges = BandEdgesFor(n);
@@ -83,9 +83,9 @@ TEST(LappedTransform, LevelsAreThoseOfTheDirectSum) {
       const std::vector<double> naive = NaiveForward(samples, n, block);
       std::vector<uint8_t> scales(kBandCount), naive_scales(kBandCount);
       std::vector<int16_t> levels(n), naive_levels(n);
-      QuantizeFrame(edges, kMainStrength, coefficients.data() + block * n, scales.data(),
+      QuantiseFrame(edges, kMainStrength, coefficients.data() + block * n, scales.data(),
                     levels.data());
-      QuantizeFrame(edges, kMainStrength, naive.data(), naive_scales.data(), naive_levels.data());
+      QuantiseFrame(edges, kMainStrength, naive.data(), naive_scales.data(), naive_levels.data());
       ASSERT_EQ(scales, naive_scales);
       for (size_t b = 0; b < kBandCount; ++b) {
         for (size_t k = edges[b]; k < edges[b + 1]; ++k) {
@@ -100,14 +100,14 @@ TEST(LappedTransform, LevelsAreThoseOfTheDirectSum) {
   }
 }
 
-TEST(LappedTransform, InverseGivesTheSignalBack) {
+TEST(LappedTransform, OverlapAddReconstructsSignal) {
   for (const uint32_t n : {64u, 65u, 441u, 960u}) {
     const LappedTransform transform(n);
     const Samples samples = test::Noise(9 * n, 32767, n);
     const std::vector<double> coefficients = Forward(transform, samples);
     std::vector<float> blocks(2 * coefficients.size());
     transform.Inverse(coefficients, blocks);
-    // The outermost frames lie in one block only.
+    // The first and the last frame are covered by one block only.
     for (size_t i = n; i < 8 * n; ++i) {
       const size_t block = i / n;
       const float sum = blocks[2 * block * n + i % n] + blocks[(2 * block - 1) * n + i % n];
@@ -133,7 +133,7 @@ TEST(LappedTransform, SameBitsForEveryBatch) {
   }
 }
 
-TEST(LappedTransform, SameBitsForEveryLevel) {
+TEST(LappedTransform, SameBitsForEverySimdLevel) {
   if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   for (const uint32_t n : {64u, 67u, 441u, 960u}) {
     const LappedTransform transform(n);
@@ -153,8 +153,8 @@ TEST(LappedTransform, SameBitsForEveryLevel) {
   }
 }
 
-// A slower kernel gives the same bits, so that nothing but the choice itself tells.
-TEST(LappedTransform, ItsKernelHasAnAvx2Variant) {
+// The kernels are bit-identical, so only the pointer shows which one is used.
+TEST(LappedTransform, Avx2VariantIsUsed) {
   EXPECT_EQ(AddTileProductsFor(SimdLevel::kScalar), AddTileProductsScalar);
   if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   EXPECT_NE(AddTileProductsFor(SimdLevel::kAvx2), AddTileProductsScalar);

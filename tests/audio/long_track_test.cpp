@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "audio/audio_coder.h"
-#include "audio/sounds.h"
+#include "audio/test_signals.h"
 #include "base/byte_order.h"
 #include "entropy/rans.h"
 
@@ -15,7 +15,7 @@ using test::Samples;
 constexpr uint32_t kRate = 3200;  // N = 64
 constexpr size_t kFourMinutes = size_t{240} * kRate + 17;
 
-// Noise whose loudness jumps every few samples, so that no scale tells the next.
+// Noise whose loudness changes every few samples, so that the scales are incompressible.
 Samples Gusts(uint32_t seed) {
   std::mt19937 random(seed);
   Samples samples(kFourMinutes);
@@ -44,7 +44,7 @@ void ExpectRefusedWithOtherBits(const Bytes& payload) {
   }
 }
 
-TEST(LongTrack, MonoFindsItsTrueSizes) {
+TEST(LongTrack, MonoStreamSizesAreRecovered) {
   const Samples samples = Gusts(1);
   Bytes payload;
   ASSERT_TRUE(EncodeAudio({kRate, 1, samples}, AudioCodingMode::kTransform, payload));
@@ -58,7 +58,7 @@ TEST(LongTrack, MonoFindsItsTrueSizes) {
   ExpectRefusedWithOtherBits(payload);
 }
 
-TEST(LongTrack, StereoFindsItsTrueSizes) {
+TEST(LongTrack, StereoStreamSizesAreRecovered) {
   const Samples samples = test::Interleave(Gusts(1), Gusts(2));
   Bytes payload;
   ASSERT_TRUE(EncodeAudio({kRate, 2, samples}, AudioCodingMode::kTransform, payload));
@@ -73,8 +73,8 @@ TEST(LongTrack, StereoFindsItsTrueSizes) {
   ExpectRefusedWithOtherBits(payload);
 }
 
-TEST(LongTrack, OnlyTheThirdSizeOverflowing) {
-  // Left and right cancel: mid is silent, and only side has scales to tell.
+TEST(LongTrack, OverflowOfThirdSizeAloneIsRecovered) {
+  // Left and right cancel: mid is silent, only side has incompressible scales.
   const Samples side = Gusts(3);
   const Samples samples = test::Interleave(side, test::Inverted(side));
   Bytes payload;

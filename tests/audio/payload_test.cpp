@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "audio/audio_coder.h"
-#include "audio/sounds.h"
+#include "audio/test_signals.h"
 #include "audio/transform_payload.h"
 #include "base/byte_order.h"
 #include "entropy/coefficient_stream.h"
@@ -33,21 +33,21 @@ PcmTrack DecodeTransform(const Bytes& payload) {
   return track;
 }
 
-TEST(FrameLength, IsTwentyMillisecondsAndAtLeast64) {
+TEST(FrameLength, IsTwentyMillisecondsButAtLeast64Samples) {
   EXPECT_EQ(FrameLengthFor(48000), 960u);
   EXPECT_EQ(FrameLengthFor(2000), 64u);
   EXPECT_EQ(FrameLengthFor(22050), 441u);
   EXPECT_EQ(FrameLengthFor(11025), 220u);
 }
 
-TEST(TransformPayload, OfSilenceByteForByte) {
+TEST(TransformPayload, SilenceMatchesExpectedBytes) {
   // 100 samples of N = 64: three frames, 48 scale bytes and 192 levels, all 0.
   // Levels: three empty blocks, tokens 2 and 3, so one plain stream of two values.
   const Bytes expected = {
       'O', 'P', 'U', 'S', 0xD0, 0x07, 0, 0, 1, 0, 64, 0, 3, 0, 0, 0, 100, 0, 0, 0,  //
       13, 0, 25, 0, 0, 0, 0, 0, 0, 0, 0, 0,                                         //
       48, 0, 0, 0, 1, 0, 0, 0x00, 0x10, 0, 0, 1, 0,                                 //
-      // 3 (cum 2048) takes the state to 32 * 4096 + 2048, 2 (cum 0) to 65 * 4096.
+      // 3 (cum 2048) gives a state of 32 * 4096 + 2048, 2 (cum 0) to 65 * 4096.
       2, 0, 0, 0, 0, 2, 0, 0, 0, 2, 0, 2, 0x00, 0x08, 3, 0x00, 0x08, 0x00, 0x10, 0x04, 0x00};
   Bytes with_size = expected;
   with_size[22] = static_cast<uint8_t>(expected.size() - 32 - 13);
@@ -55,8 +55,8 @@ TEST(TransformPayload, OfSilenceByteForByte) {
   EXPECT_EQ(DecodeTransform(with_size).samples, Samples(100, 0));
 }
 
-// Coding a long track takes seconds, in which the caller may want to stop.
-TEST(AudioCoder, StopsWithinABatchWhenAsked) {
+// Coding a long track takes seconds, so it must be interruptible.
+TEST(AudioCoder, StopIsPolledPerBatch) {
   constexpr uint32_t kRate = 8000;
   constexpr size_t kSeconds = 110;
   for (const AudioCodingMode mode : {AudioCodingMode::kTransform, AudioCodingMode::kAdpcm}) {
@@ -114,9 +114,9 @@ TEST(TransformPayload, HeaderAndStreamsOfStereo) {
   }
 }
 
-// A sound that repeats with every frame: all its frames but those at its ends are
-// alike, also where a batch of them ends.
-TEST(TransformPayload, FramesAreCodedAndDecodedAlikeInEveryBatch) {
+// A signal with the period of a frame: all frames except the first and last are identical,
+// even at batch boundaries.
+TEST(TransformPayload, BatchBoundariesDoNotMatter) {
   constexpr size_t kFrames = 450;
   const Samples period = test::Noise(64, 9000, 3);
   Samples samples;
@@ -142,8 +142,8 @@ TEST(TransformPayload, FramesAreCodedAndDecodedAlikeInEveryBatch) {
 }
 
 TEST(TransformPayload, StereoIsCodedAsMidAndSide) {
-  // Equal sides: mid is the one channel, side is silent. Streams 1 and 2 are those
-  // of the mono track, the size of the count field apart.
+  // Equal channels: mid is the mono signal, side is silent. Streams 1 and 2 are those of
+  // the mono track; only the count field differs.
   const Samples mono = test::SpeechLike(3000, 16000);
   const Bytes one = EncodeTransform(mono, 16000, 1);
   const Bytes two = EncodeTransform(test::Interleave(mono, mono), 16000, 2);
@@ -158,7 +158,7 @@ TEST(TransformPayload, StereoIsCodedAsMidAndSide) {
   }
 }
 
-TEST(TransformPayload, HalvesTruncateTowardZero) {
+TEST(TransformPayload, MidAndSideTruncateTowardZero) {
   // (-3 + 0) / 2 = -1 in both coded channels: the same as left -2, right 0.
   Samples odd, even;
   for (int i = 0; i < 500; ++i) {
@@ -168,7 +168,7 @@ TEST(TransformPayload, HalvesTruncateTowardZero) {
   EXPECT_EQ(EncodeTransform(odd, 8000, 2), EncodeTransform(even, 8000, 2));
 }
 
-TEST(TransformPayload, RefusesWhatItCannotStore) {
+TEST(TransformPayload, UnsupportedInputIsRejected) {
   const Samples samples(10, 1);
   Bytes payload(3);
   EXPECT_FALSE(EncodeAudioTransform({}, 8000, 1, payload));
@@ -209,21 +209,21 @@ TEST(TransformPayload, ExactSampleCounts) {
 }
 
 // Speech on the left and noise on the right.
-Samples MixedSound() {
+Samples MixedSignal() {
   return test::Interleave(test::SpeechLike(50000, 48000), test::Noise(50000, 3000, 5));
 }
 
-TEST(TransformPayload, SameBytesAndSamplesForEveryLevel) {
+TEST(TransformPayload, SameBytesAndSamplesForEverySimdLevel) {
   if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
-  const Bytes expected = EncodeTransform(MixedSound(), 48000, 2);
+  const Bytes expected = EncodeTransform(MixedSignal(), 48000, 2);
   const Samples decoded = DecodeTransform(expected).samples;
   const test::ScopedSimdLevel forced(SimdLevel::kScalar);
-  EXPECT_EQ(EncodeTransform(MixedSound(), 48000, 2), expected);
+  EXPECT_EQ(EncodeTransform(MixedSignal(), 48000, 2), expected);
   EXPECT_EQ(DecodeTransform(expected).samples, decoded);
 }
 
 TEST(TransformPayload, SameBytesAndSamplesForEveryWorkerCount) {
-  const Samples samples = MixedSound();
+  const Samples samples = MixedSignal();
   const Bytes expected = EncodeTransform(samples, 48000, 2);
   const Samples decoded = DecodeTransform(expected).samples;
   test::WithEachThreadCount([&] {
@@ -242,7 +242,7 @@ uint64_t Hash(const Values& values) {
   return hash;
 }
 
-// Made of integers only, so the same on every platform, as the bytes must be.
+// Computed in integers, so that it is identical on every platform.
 Samples Steps(size_t count) {
   Samples samples;
   int32_t level = 0;
@@ -265,7 +265,7 @@ TEST(TransformPayload, SameBytesAndSamplesOnEveryPlatform) {
   EXPECT_EQ(Hash(DecodeTransform(stereo).samples), 0x653125AE76D354E1u);
 }
 
-TEST(DecodeAudio, PiecesAppendToTheExactCount) {
+TEST(DecodeAudio, ChunksAppendToExactCount) {
   const Samples samples =
       test::Interleave(test::SpeechLike(10001, 8000), test::SineSweep(10001, 8000, 4000));
   for (const AudioCodingMode mode : {AudioCodingMode::kAdpcm, AudioCodingMode::kTransform}) {
@@ -285,41 +285,41 @@ TEST(DecodeAudio, PiecesAppendToTheExactCount) {
   }
 }
 
-TEST(DecodeAudio, CountsWithoutKeeping) {
+TEST(DecodeAudio, ExtentMatchesTrack) {
   const Samples samples = test::Noise(3000, 2000);
   for (const uint32_t channels : {1u, 2u}) {
     for (const auto mode : {AudioCodingMode::kAdpcm, AudioCodingMode::kTransform}) {
       Bytes payload;
       ASSERT_TRUE(EncodeAudio({8000, channels, samples}, mode, payload));
-      EXPECT_EQ(ClaimedValues(payload), 3000u);
-      EXPECT_EQ(ClaimedValues(std::span(payload).first(kClaimBytes)), 3000u);
-      EXPECT_EQ(ClaimedValues(std::span(payload).first(kClaimBytes - 1)), 0u);
+      EXPECT_EQ(DeclaredValues(payload), 3000u);
+      EXPECT_EQ(DeclaredValues(std::span(payload).first(kDeclarationBytes)), 3000u);
+      EXPECT_EQ(DeclaredValues(std::span(payload).first(kDeclarationBytes - 1)), 0u);
       if (mode == AudioCodingMode::kAdpcm) {
         Bytes surround = payload;
         StoreLe16(&surround[4], 6);
-        EXPECT_EQ(ClaimedValues(surround), 0u);
+        EXPECT_EQ(DeclaredValues(surround), 0u);
       }
-      SoundExtent extent;
+      AudioExtent extent;
       for (const uint64_t values : {3000u, 6000u}) {
-        TrackRoom room(extent);
-        ASSERT_TRUE(DecodeAudio(payload, 6000, room));
+        SampleSink sink(extent);
+        ASSERT_TRUE(DecodeAudio(payload, 6000, sink));
         EXPECT_EQ(extent.values, values);
         EXPECT_EQ(extent.sample_rate, 8000u);
         EXPECT_EQ(extent.channels, channels);
-        // 160 samples a frame, and what the frames of a payload hold beyond its own.
+        // 160 samples per frame; the rest is padding of the payload's frames.
         const uint64_t frames = (3000 / channels + 159) / 160 + 1;
-        EXPECT_EQ(room.values_in_vain(),
+        EXPECT_EQ(sink.wasted_values(),
                   mode == AudioCodingMode::kAdpcm ? 0 : 160 * channels * frames - 3000);
       }
-      TrackRoom full(extent);
+      SampleSink full(extent);
       EXPECT_FALSE(DecodeAudio(payload, 6000, full));
-      EXPECT_EQ(full.values_in_vain(), 0u) << "told from the header";
+      EXPECT_EQ(full.wasted_values(), 0u) << "told from the header";
     }
   }
 }
 
-// One token too many shows only behind the last value.
-TEST(DecodeAudio, TellsWhatARefusedPayloadCost) {
+// A surplus token is only detected after the last value.
+TEST(DecodeAudio, RejectedPayloadReportsItsCost) {
   constexpr uint32_t kSamples = 1'000'000;
   Bytes payload = EncodeTransform(Samples(kSamples, 0), 3200, 1);
   const uint32_t frames = LoadLe32(&payload[12]);
@@ -328,36 +328,36 @@ TEST(DecodeAudio, TellsWhatARefusedPayloadCost) {
   payload.insert(payload.end(), stream.begin(), stream.end());
   StoreLe32(&payload[22], static_cast<uint32_t>(stream.size()));
   PcmTrack track{3200, 1, Samples(5, 7)};
-  TrackRoom room(track);
-  EXPECT_FALSE(DecodeAudio(payload, kNoLimit, room));
-  EXPECT_EQ(room.values_in_vain(), 64 * frames);
+  SampleSink sink(track);
+  EXPECT_FALSE(DecodeAudio(payload, kNoLimit, sink));
+  EXPECT_EQ(sink.wasted_values(), 64 * frames);
   EXPECT_EQ(track.samples, Samples(5, 7));
 }
 
-// A value of so long a frame counts as 4.
-TEST(DecodeAudio, TellsWhatAPieceOfOneSampleCosts) {
+// A value of a frame of this length counts as 4.
+TEST(DecodeAudio, ChunkOfOneSampleReportsPaddingCost) {
   const Bytes payload = EncodeTransform(Samples(1, 9), 768000, 1);
-  SoundExtent extent;
-  TrackRoom room(extent);
-  ASSERT_TRUE(DecodeAudio(payload, kNoLimit, room));
+  AudioExtent extent;
+  SampleSink sink(extent);
+  ASSERT_TRUE(DecodeAudio(payload, kNoLimit, sink));
   EXPECT_EQ(extent.values, 1u);
-  EXPECT_EQ(room.values_in_vain(), 4 * 2 * 15360 - 1);
+  EXPECT_EQ(sink.wasted_values(), 4 * 2 * 15360 - 1);
 }
 
-TEST(DecodeAudio, CountsValuesOfLongFramesAsSeveral) {
+TEST(DecodeAudio, ValuesOfLongFramesCountMultiply) {
   for (const auto& [rate, weight] : {std::pair{192000U, 1U}, {383999U, 1U}, {384000U, 2U}}) {
     const Bytes payload = EncodeTransform(Samples(10, 9), rate, 1);
-    SoundExtent extent{rate, 1, 100};
-    TrackRoom too_small(extent);
+    AudioExtent extent{rate, 1, 100};
+    SampleSink too_small(extent);
     EXPECT_FALSE(DecodeAudio(payload, 100 + 10 * weight - 1, too_small)) << rate;
-    EXPECT_EQ(too_small.values_in_vain(), 0u);
-    TrackRoom room(extent);
-    EXPECT_TRUE(DecodeAudio(payload, 100 + 10 * weight, room)) << rate;
+    EXPECT_EQ(too_small.wasted_values(), 0u);
+    SampleSink sink(extent);
+    EXPECT_TRUE(DecodeAudio(payload, 100 + 10 * weight, sink)) << rate;
     EXPECT_EQ(extent.values, 110u);
   }
 }
 
-TEST(DecodeAudio, OneSampleMakesATracksKind) {
+TEST(DecodeAudio, OneSampleFixesTheFormatOfATrack) {
   const Samples samples(300, 7);
   Bytes payload;
   ASSERT_TRUE(EncodeAudio({8000, 1, samples}, AudioCodingMode::kAdpcm, payload));
@@ -372,7 +372,7 @@ TEST(DecodeAudio, OneSampleMakesATracksKind) {
   }
 }
 
-TEST(DecodeAudio, KeepsToTheLimitAndToTheTracksKind) {
+TEST(DecodeAudio, LimitAndFormatOfTheTrackAreEnforced) {
   for (const AudioCodingMode mode : {AudioCodingMode::kAdpcm, AudioCodingMode::kTransform}) {
     const Samples samples(300, 7);
     Bytes payload, stereo, faster;

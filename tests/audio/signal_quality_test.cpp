@@ -1,11 +1,11 @@
-// What each coder does to each kind of sound. The floors lie just below what was
-// measured; they fall when a coder gets worse.
+// The signal-to-noise ratio of each coder for each kind of signal. The limits are just
+// below the measured values, so that regressions fail.
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "audio/audio_coder.h"
-#include "audio/sounds.h"
+#include "audio/test_signals.h"
 
 namespace qolm::audio {
 namespace {
@@ -44,15 +44,15 @@ TEST(SignalQuality, QuietSineSweep) {
   EXPECT_GT(Transform(samples), 44.1);
 }
 
-// Its tone, gathered in one or two coefficients, passes the largest level at the
-// largest step, so the transform clips it.
+// The tone is concentrated in one or two coefficients, which exceed the largest level at
+// the largest step, so the transform coder clips it.
 TEST(SignalQuality, LoudSineSweep) {
   const Samples samples = test::SineSweep(kCount, 48000, 30000);
   EXPECT_GT(Adpcm(samples), 25.9);
   EXPECT_GT(Transform(samples), 9.8);
 }
 
-TEST(SignalQuality, SpeechLikeSound) {
+TEST(SignalQuality, SpeechLikeSignal) {
   const Samples samples = test::SpeechLike(kCount, 48000);
   EXPECT_GT(Adpcm(samples), 22.0);
   EXPECT_GT(Transform(samples), 33.8);

@@ -27,7 +27,7 @@ class ParallelForTest : public ::testing::TestWithParam<bool> {
  protected:
   bool parallel() const { return GetParam(); }
 
-  // How often the loop made each of its calls.
+  // The number of times that each call of the loop was made.
   std::vector<int> Calls(size_t count) const {
     std::vector<std::atomic<int>> calls(count);
     ParallelFor(count, parallel(), [&](size_t i) { ++calls.at(i); });
@@ -35,11 +35,11 @@ class ParallelForTest : public ::testing::TestWithParam<bool> {
   }
 };
 
-TEST_P(ParallelForTest, AnEmptyLoopMakesNoCall) {
+TEST_P(ParallelForTest, EmptyLoopMakesNoCall) {
   ParallelFor(0, parallel(), [](size_t) { FAIL() << "called"; });
 }
 
-TEST_P(ParallelForTest, OneCallIsMadeOnTheCallersThread) {
+TEST_P(ParallelForTest, SingleCallRunsOnCallingThread) {
   std::vector<std::thread::id> threads;
   ParallelFor(1, parallel(), [&](size_t i) {
     EXPECT_EQ(i, 0u);
@@ -48,7 +48,7 @@ TEST_P(ParallelForTest, OneCallIsMadeOnTheCallersThread) {
   EXPECT_THAT(threads, ElementsAre(std::this_thread::get_id()));
 }
 
-// Around the numbers of workers and of chunks, and where the chunks differ in length.
+// Counts around the number of workers and of chunks, and with chunks of unequal length.
 TEST_P(ParallelForTest, EveryCallIsMadeOnce) {
   for (const size_t count : {2U, 3U, 4U, 5U, 127U, 128U, 129U, 255U, 256U, 257U, 1000U, 10007U}) {
     const std::vector<int> calls = Calls(count);
@@ -63,7 +63,7 @@ TEST_P(ParallelForTest, WritesOfAllCallsAreVisibleAfterTheLoop) {
   for (size_t i = 0; i < squares.size(); ++i) ASSERT_EQ(squares[i], i * i);
 }
 
-TEST_P(ParallelForTest, AnExceptionReachesTheCaller) {
+TEST_P(ParallelForTest, ExceptionReachesCaller) {
   for (const size_t bad : {0U, 1U, 77U, 499U}) {
     try {
       ParallelFor(500, parallel(), [&](size_t i) {
@@ -76,12 +76,12 @@ TEST_P(ParallelForTest, AnExceptionReachesTheCaller) {
   }
 }
 
-TEST_P(ParallelForTest, OneOfManyExceptionsReachesTheCaller) {
+TEST_P(ParallelForTest, OneOfManyExceptionsReachesCaller) {
   EXPECT_THROW(ParallelFor(500, parallel(), [](size_t) { throw std::bad_alloc(); }),
                std::bad_alloc);
 }
 
-TEST_P(ParallelForTest, NoCallIsUnderWayOnceTheExceptionIsThere) {
+TEST_P(ParallelForTest, NoCallRunsAfterException) {
   std::atomic<int> under_way = 0;
   const auto throw_from_some = [&](size_t i) {
     ++under_way;
@@ -98,7 +98,7 @@ TEST_P(ParallelForTest, WorksAgainAfterAnException) {
   EXPECT_THAT(Calls(300), Each(1));
 }
 
-// Each worker of the outer loop runs all of an inner one.
+// Each worker of the outer loop runs a whole inner loop.
 TEST_P(ParallelForTest, NestedLoopsMakeEveryCallOnce) {
   constexpr size_t kOuter = 20;
   constexpr size_t kInner = 300;
@@ -109,7 +109,7 @@ TEST_P(ParallelForTest, NestedLoopsMakeEveryCallOnce) {
   EXPECT_THAT((std::vector<int>{calls.begin(), calls.end()}), Each(1));
 }
 
-TEST_P(ParallelForTest, AnExceptionPassesThroughBothLoops) {
+TEST_P(ParallelForTest, ExceptionPropagatesThroughNestedLoops) {
   const auto outer = [&](size_t i) {
     ParallelFor(300, parallel(), [&](size_t j) {
       if (i == 3 && j == 250) throw std::runtime_error("inner");
@@ -121,7 +121,7 @@ TEST_P(ParallelForTest, AnExceptionPassesThroughBothLoops) {
 INSTANTIATE_TEST_SUITE_P(SequentialAndParallel, ParallelForTest, ::testing::Bool(),
                          [](const auto& info) { return info.param ? "Parallel" : "Sequential"; });
 
-TEST(SequentialFor, CallsComeInOrderOnTheCallersThread) {
+TEST(SequentialFor, CallsAreInOrderOnCallingThread) {
   std::vector<size_t> order;
   std::set<std::thread::id> threads;
   ParallelFor(1000, false, [&](size_t i) {
@@ -133,7 +133,7 @@ TEST(SequentialFor, CallsComeInOrderOnTheCallersThread) {
   EXPECT_THAT(threads, ElementsAre(std::this_thread::get_id()));
 }
 
-TEST(SequentialFor, NoCallFollowsAnException) {
+TEST(SequentialFor, NoCallsAfterException) {
   std::vector<size_t> calls;
   EXPECT_THROW(ParallelFor(9, false,
                            [&](size_t i) {
@@ -144,9 +144,9 @@ TEST(SequentialFor, NoCallFollowsAnException) {
   EXPECT_THAT(calls, ElementsAre(0, 1));
 }
 
-// The threads that run a loop. Every call waits for all workers, so that none can do
-// the whole loop before the others have entered, for `most_looks` attempts at most.
-std::set<std::thread::id> LoopThreads(size_t expected, int most_looks = 100000) {
+// The threads that run a loop. Every call waits, for at most `max_polls` polls, until all
+// workers have entered, so that none can finish the loop alone.
+std::set<std::thread::id> LoopThreads(size_t expected, int max_polls = 100000) {
   std::mutex mutex;
   std::set<std::thread::id> threads;
   const auto is_complete = [&] {
@@ -155,14 +155,14 @@ std::set<std::thread::id> LoopThreads(size_t expected, int most_looks = 100000) 
     return threads.size() >= expected;
   };
   ParallelFor(32, true, [&](size_t) {
-    for (int patience = most_looks; patience > 0 && !is_complete(); --patience) {
+    for (int patience = max_polls; patience > 0 && !is_complete(); --patience) {
       std::this_thread::yield();
     }
   });
   return threads;
 }
 
-TEST(WorkerPool, UsesAWorkerPerProcessorUpToTheLimit) {
+TEST(WorkerPool, UsesOneWorkerPerProcessorUpToLimit) {
   const size_t size = std::clamp<size_t>(std::thread::hardware_concurrency(), 1, kMaxWorkers);
   const std::set<std::thread::id> threads = LoopThreads(size);
   EXPECT_EQ(threads.size(), size);
@@ -176,7 +176,7 @@ TEST(WorkerPool, UsesTheForcedWorkerCount) {
   }
 }
 
-TEST(WorkerPool, StartsAThreadForEachWorkerButTheCaller) {
+TEST(WorkerPool, StartsOneThreadPerAdditionalWorker) {
   StopWorkerThreads();
   EXPECT_EQ(WorkerThreadCount(), 0U);
   ParallelFor(2, true, [](size_t) {});
@@ -202,7 +202,7 @@ TEST(WorkerPool, SequentialLoopsStartNoThread) {
 }
 
 // The pool has more threads than the loop has workers, and all of them are woken.
-TEST(WorkerPool, FewerWorkersLeaveTheOtherThreadsAlone) {
+TEST(WorkerPool, FewerWorkersUseFewerThreads) {
   {
     const test::ScopedWorkerCount forced(8);
     ParallelFor(100, true, [](size_t) {});
@@ -210,8 +210,7 @@ TEST(WorkerPool, FewerWorkersLeaveTheOtherThreadsAlone) {
   for (const size_t size : {2U, 3U}) {
     const test::ScopedWorkerCount forced(size);
     size_t most = 0;
-    // On a busy machine a worker may be too late for a whole loop, but there may never
-    // be too many.
+    // On a busy machine a worker may miss a whole loop, but there must never be too many.
     for (int round = 0; round < 50 && most != size; ++round) {
       most = std::max(most, LoopThreads(size + 1, 300).size());
     }
@@ -221,7 +220,7 @@ TEST(WorkerPool, FewerWorkersLeaveTheOtherThreadsAlone) {
   StopWorkerThreads();
 }
 
-TEST(WorkerPool, AnInnerLoopStaysOnTheThreadOfItsWorker) {
+TEST(WorkerPool, InnerLoopRunsOnItsWorker) {
   const test::ScopedWorkerCount forced(3);
   std::mutex mutex;
   size_t strangers = 0;
@@ -240,8 +239,8 @@ TEST(WorkerPool, AnInnerLoopStaysOnTheThreadOfItsWorker) {
   EXPECT_EQ(strangers, 0U);
 }
 
-// A worker never takes a chunk of the loop before, however soon the next one follows.
-TEST(WorkerPool, ManyShortLoopsStaySeparate) {
+// No worker takes a chunk of the previous loop, however soon the next one follows.
+TEST(WorkerPool, ConsecutiveLoopsDoNotOverlap) {
   const test::ScopedWorkerCount forced(3);
   for (size_t round = 0; round < 20'000; ++round) {
     std::array<std::atomic<size_t>, 5> calls{};
@@ -250,7 +249,7 @@ TEST(WorkerPool, ManyShortLoopsStaySeparate) {
   }
 }
 
-// The calling thread finishes its chunks long before the others.
+// The calling thread finishes long before the other workers.
 TEST(WorkerPool, WaitsForTheSlowestWorker) {
   const test::ScopedWorkerCount forced(2);
   const std::thread::id caller = std::this_thread::get_id();
@@ -275,9 +274,9 @@ TEST(WorkerPool, WaitsForTheSlowestWorker) {
   EXPECT_GT(entered, 0);
 }
 
-// The last worker may finish at any moment of the caller's blocking, so it takes a little
-// longer from round to round.
-TEST(WorkerPool, ReturnsThoughTheLastWorkerFinishesAsTheCallerBlocks) {
+// The last worker may finish at any point while the caller blocks, so its delay grows from
+// round to round.
+TEST(WorkerPool, ReturnsWhenLastWorkerFinishesDuringBlocking) {
   const test::ScopedWorkerCount forced(2);
   const std::thread::id caller = std::this_thread::get_id();
   for (int round = 0; round < 100'000; ++round) {
@@ -296,7 +295,7 @@ TEST(WorkerPool, ReturnsThoughTheLastWorkerFinishesAsTheCallerBlocks) {
   }
 }
 
-TEST(WorkerPool, StoppedThreadsAreStartedAgain) {
+TEST(WorkerPool, StoppedThreadsAreRestarted) {
   StopWorkerThreads();
   StopWorkerThreads();
   const test::ScopedWorkerCount forced(3);
@@ -305,7 +304,7 @@ TEST(WorkerPool, StoppedThreadsAreStartedAgain) {
   EXPECT_EQ(LoopThreads(3).size(), 3U);
 }
 
-TEST(WorkerPool, ConcurrentCallersEachGetTheirLoopDone) {
+TEST(WorkerPool, ConcurrentLoopsComplete) {
   const test::ScopedWorkerCount forced(3);
   std::atomic<size_t> sum = 0;
   const auto many_loops = [&] {

@@ -5,7 +5,7 @@
 namespace qolm {
 namespace {
 
-TEST(Printable, OrdinaryNamesStayByteForByte) {
+TEST(Printable, OrdinaryNamesAreUnchanged) {
   for (const std::string name :
        {"", "a.mp4", "C:\\films\\new\\x1B.mp4",
         "\xC3\xA4 \xE6\x98\xA0\xE7\x94\xBB \xF0\x9F\x8E\xAC.mkv", "it's \"so\" 50% <a>|b~",
@@ -28,7 +28,7 @@ TEST(Printable, ControlCharactersAreEscaped) {
             "\\x9B31m \\x80\\x9F");
 }
 
-TEST(Printable, SeparatorsAndDirectionMarksAreEscaped) {
+TEST(Printable, SeparatorsAndBidirectionalMarksAreEscaped) {
   EXPECT_EQ(Printable("\xE2\x80\xA8"), "\\xE2\\x80\\xA8");
   EXPECT_EQ(Printable("\xE2\x80\xAE"
                       "4pm"),
@@ -36,8 +36,8 @@ TEST(Printable, SeparatorsAndDirectionMarksAreEscaped) {
   EXPECT_EQ(Printable("\xE2\x81\xA6|\xE2\x81\xA9"), "\\xE2\\x81\\xA6|\\xE2\\x81\\xA9");
 }
 
-// The second byte of a character is no control character of its own.
-TEST(Printable, BytesInsideACharacterAreNoneOfTheirOwn) {
+// A continuation byte is not a control character.
+TEST(Printable, ContinuationBytesAreNotEscapedSeparately) {
   EXPECT_EQ(Printable("\xC3\x9B\xE3\x80\x9B"), "\xC3\x9B\xE3\x80\x9B");
   EXPECT_EQ(Printable("\xE3\x80"), "\xE3\\x80");
 }

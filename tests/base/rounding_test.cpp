@@ -12,7 +12,7 @@ class RoundHalfAwayOf : public testing::Test {};
 using Numbers = testing::Types<float, double>;
 TYPED_TEST_SUITE(RoundHalfAwayOf, Numbers);
 
-TYPED_TEST(RoundHalfAwayOf, HalvesGoAwayFromZeroAndTheirNeighboursBelowDoNot) {
+TYPED_TEST(RoundHalfAwayOf, HalvesRoundAwayFromZero) {
   for (const TypeParam sign : {TypeParam{1}, TypeParam{-1}}) {
     for (int whole = 0; whole < 2000; ++whole) {
       const auto half = static_cast<TypeParam>(whole) + TypeParam{0.5};
@@ -23,7 +23,7 @@ TYPED_TEST(RoundHalfAwayOf, HalvesGoAwayFromZeroAndTheirNeighboursBelowDoNot) {
   }
 }
 
-TYPED_TEST(RoundHalfAwayOf, LargeNumbersAreWholeAlready) {
+TYPED_TEST(RoundHalfAwayOf, LargeIntegersAreUnchanged) {
   const TypeParam large = std::ldexp(TypeParam{1}, 60);
   EXPECT_EQ(RoundHalfAway(large), large);
   EXPECT_EQ(RoundHalfAway(-large), -large);

@@ -105,7 +105,7 @@ class Bounds : public testing::Test {
 
 TEST_F(Bounds, StreamsOfFourBillionValues) {
   const Bytes stream = OneValueStream(0, 0xFFFFFFFF);
-  Bytes sound = AdpcmSound(1000);
+  Bytes sound = AdpcmAudio(1000);
   sound[4] = 2;
   for (const size_t field : {size_t{6}, size_t{10}}) StoreLe32(&sound[field], 0xFFFFFFFF);
   std::copy(stream.begin(), stream.end(), sound.end() - 13);
@@ -297,7 +297,7 @@ TEST_F(BoundsOfSound, ABlockOfSilenceInLongSpelling) {
 }
 
 TEST_F(BoundsOfSound, ABlockOfAdpcm) {
-  WriteSoundBlock(AdpcmSound(kValues));
+  WriteSoundBlock(AdpcmAudio(kValues));
   ExpectDecoded(kValues);
 }
 

@@ -116,7 +116,7 @@ Bytes Silence(uint32_t values, Spelling spelling, bool refused, uint32_t rate) {
   return payload;
 }
 
-Bytes AdpcmSound(uint32_t values) {
+Bytes AdpcmAudio(uint32_t values) {
   const uint32_t code_bytes = (values + 1) / 2;
   const Bytes stream = OneValueStream(0, code_bytes);
   Bytes payload;

@@ -46,7 +46,7 @@ Bytes Silence(uint32_t values, Spelling spelling, bool refused = false,
               uint32_t rate = kSilenceRate);
 
 // The same by ADPCM, not quite silent.
-Bytes AdpcmSound(uint32_t values);
+Bytes AdpcmAudio(uint32_t values);
 
 }  // namespace qolm::test
 

@@ -1,6 +1,7 @@
 // Whole conversions with a scripted source and a scripted clock, byte for byte.
 #include <tuple>
 
+#include "audio/audio_coding_mode.h"
 #include "cli/info_command.h"
 #include "conversion_fixture.h"
 #include "output/part_file.h"
@@ -459,7 +460,7 @@ TEST_F(ConversionTest, AnInterruptWhileTheSoundIsCodedLeavesNothing) {
   int delivered = 0;
   script_.before_frame = [&delivered](int) { ++delivered; };
   sound_ = PcmTrack{8000, 1, std::vector<int16_t>(1'000'000)};
-  for (const uint16_t mode : {uint16_t{1}, uint16_t{2}}) {
+  for (const auto mode : {audio::AudioCodingMode::kAdpcm, audio::AudioCodingMode::kTransform}) {
     options_.settings.audio_coding_mode = mode;
     interrupted_ = false;
     questions_ = 0;

@@ -8,8 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "audio/audio_coding_mode.h"
+
 namespace qolm::cli {
 namespace {
+
+using audio::AudioCodingMode;
 
 EncodeOptions Parse(std::vector<std::string> options) {
   options.insert(options.begin(), {"program", "encode", "in", "out"});
@@ -25,13 +29,16 @@ TEST(Options, DefaultsWhenNoneIsGiven) {
   EXPECT_TRUE(options.settings.fast_start);
   EXPECT_TRUE(options.settings.cclc);
   EXPECT_FALSE(options.settings.bidirectional);
-  for (const bool flag : options.settings.coder_flags) EXPECT_TRUE(flag);
-  EXPECT_TRUE(options.settings.coder_flag);
+  EXPECT_TRUE(options.settings.flat_blocks);
+  EXPECT_TRUE(options.settings.sparse_levels);
+  EXPECT_TRUE(options.settings.motion_prediction);
+  EXPECT_TRUE(options.settings.deblocking);
+  EXPECT_TRUE(options.settings.pre_analysis);
   EXPECT_TRUE(options.settings.temporal_filter);
   EXPECT_TRUE(options.settings.adaptive_gop);
   EXPECT_TRUE(options.settings.audio_present);
   EXPECT_FALSE(options.settings.audio_interleave);
-  EXPECT_EQ(options.settings.audio_coding_mode, 2);
+  EXPECT_EQ(options.settings.audio_coding_mode, AudioCodingMode::kTransform);
   EXPECT_FLOAT_EQ(options.settings.audio_factor, 1.6F);
   EXPECT_EQ(options.settings.width, 0);
   EXPECT_EQ(options.settings.height, 0);
@@ -85,11 +92,11 @@ TEST(Options, EveryFurtherSwitchSetsItsFieldAlone) {
       {"bidirectional", [](const auto& s) { return s.bidirectional; }, false},
       {"adaptive-gop", [](const auto& s) { return s.adaptive_gop; }, true},
       {"temporal-filter", [](const auto& s) { return s.temporal_filter; }, true},
-      {"flat-blocks", [](const auto& s) { return s.coder_flags[0]; }, true},
-      {"sparse-levels", [](const auto& s) { return s.coder_flags[1]; }, true},
-      {"motion-prediction", [](const auto& s) { return s.coder_flags[2]; }, true},
-      {"deblocking", [](const auto& s) { return s.coder_flags[3]; }, true},
-      {"pre-analysis", [](const auto& s) { return s.coder_flag; }, true}};
+      {"flat-blocks", [](const auto& s) { return s.flat_blocks; }, true},
+      {"sparse-levels", [](const auto& s) { return s.sparse_levels; }, true},
+      {"motion-prediction", [](const auto& s) { return s.motion_prediction; }, true},
+      {"deblocking", [](const auto& s) { return s.deblocking; }, true},
+      {"pre-analysis", [](const auto& s) { return s.pre_analysis; }, true}};
   for (const Switch& tested : switches) {
     const EncodeOptions on = Parse({"--no-" + tested.word, "--" + tested.word});
     const EncodeOptions off = Parse({"--" + tested.word, "--no-" + tested.word});
@@ -114,7 +121,7 @@ TEST(Options, AnOptionWithoutItsValueAtTheEndIsIgnored) {
   EXPECT_EQ(Parse({"--gop"}).settings.gop_length, 60);
   EXPECT_EQ(Parse({"--frames"}).frame_limit, 0);
   EXPECT_EQ(Parse({"--audio"}).audio.sample_rate, 32000);
-  EXPECT_EQ(Parse({"--audio-mode"}).settings.audio_coding_mode, 2);
+  EXPECT_EQ(Parse({"--audio-mode"}).settings.audio_coding_mode, AudioCodingMode::kTransform);
 }
 
 TEST(Options, AValueIsTakenEvenWhenItLooksLikeAnOption) {
@@ -171,11 +178,14 @@ TEST(Options, AHighRatePresetAfterNoAudioSwitchesSoundOnAgain) {
 }
 
 TEST(Options, AudioModes) {
-  EXPECT_EQ(Parse({"--audio-mode", "adpcm"}).settings.audio_coding_mode, 1);
-  EXPECT_EQ(Parse({"--audio-mode", "adpcm", "--audio-mode", "mdct"}).settings.audio_coding_mode, 2);
+  EXPECT_EQ(Parse({"--audio-mode", "adpcm"}).settings.audio_coding_mode, AudioCodingMode::kAdpcm);
+  EXPECT_EQ(Parse({"--audio-mode", "adpcm", "--audio-mode", "mdct"}).settings.audio_coding_mode,
+            AudioCodingMode::kTransform);
   EXPECT_EQ(
-      Parse({"--audio-mode", "adpcm", "--audio-mode", "transform"}).settings.audio_coding_mode, 2);
-  EXPECT_EQ(Parse({"--audio-mode", "adpcm", "--audio-mode", "1"}).settings.audio_coding_mode, 1);
+      Parse({"--audio-mode", "adpcm", "--audio-mode", "transform"}).settings.audio_coding_mode,
+      AudioCodingMode::kTransform);
+  EXPECT_EQ(Parse({"--audio-mode", "adpcm", "--audio-mode", "1"}).settings.audio_coding_mode,
+            AudioCodingMode::kAdpcm);
 }
 
 TEST(Options, ABadNumberIsThrownWithItsOptionAndValue) {

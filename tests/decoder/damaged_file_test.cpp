@@ -1,5 +1,5 @@
-// Whatever happens to the bytes of a file, opening and decoding it ends, stays
-// within the frame count and does not crash (run it under the sanitizers).
+// Opening and decoding a damaged file terminates, respects the frame count and does not
+// crash (under the sanitizers).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,7 +17,7 @@ using test::Record;
 
 class DamagedFileTest : public testing::Test {
  protected:
-  // A file of key, predicted, repeat and sound records behind an audio block.
+  // A file of key, predicted, repeat and audio records after an audio block.
   std::vector<uint8_t> WholeFile(bool fast_start) {
     container::FileHeader header = test::PlainHeader(17, 11);
     header.flags |=
@@ -29,7 +29,7 @@ class DamagedFileTest : public testing::Test {
     return Write(header, records, fast_start);
   }
 
-  // A file of frames that are stored in another order than they are shown:
+  // A file whose frames are not stored in display order:
   // 1@0 5x2@2 2@4 4@1 8 2@5 1@6.
   std::vector<uint8_t> WholeFileOfHeldFrames(bool fast_start) {
     container::FileHeader header = test::PlainHeader(17, 11);
@@ -68,7 +68,7 @@ class DamagedFileTest : public testing::Test {
     test::WriteBytes(Path(), bytes);
   }
 
-  // Decodes what is there; gives the frames, or -1 when the file is refused.
+  // Decodes the file; returns the number of frames, or -1 when the file is rejected.
   int32_t Decode() {
     container::ContainerReader reader;
     if (!reader.open(Path())) return -1;
@@ -85,7 +85,7 @@ class DamagedFileTest : public testing::Test {
     return decoder.frames_delivered();
   }
 
-  // Cuts the file at every length in [first, last).
+  // Truncates the file to every length in [first, last).
   void CutEverywhere(const std::vector<uint8_t>& bytes, size_t first, size_t last) {
     int32_t most = -1;
     for (size_t length = first; length < last; ++length) {
@@ -101,7 +101,7 @@ class DamagedFileTest : public testing::Test {
         << "a cut behind the last records still shows the frames before it";
   }
 
-  // Flips every bit of bytes [first, last) alone.
+  // Flips every single bit of the bytes [first, last).
   void FlipEverywhere(std::vector<uint8_t> bytes, size_t first, size_t last) {
     for (size_t position = first; position < last; ++position) {
       for (int bit = 0; bit < 8; ++bit) {
@@ -115,7 +115,7 @@ class DamagedFileTest : public testing::Test {
     EXPECT_EQ(Decode(), frames_);
   }
 
-  // Where the records begin behind a front index, and where that index's entries end.
+  // The offset of the first record after a front index, and the end of the index entries.
   static constexpr size_t kFrontIndexAt = 48 + 8 + 3;
   static size_t MediaBegin() {
     return kFrontIndexAt + 8 + container::front_index_payload_bytes(8192);
@@ -127,50 +127,50 @@ class DamagedFileTest : public testing::Test {
   size_t media_records_ = 0;
 };
 
-TEST_F(DamagedFileTest, CutAtEveryByte) {
+TEST_F(DamagedFileTest, TruncationAtEveryByte) {
   const std::vector<uint8_t> bytes = WholeFile(false);
   CutEverywhere(bytes, 0, bytes.size());
 }
 
-TEST_F(DamagedFileTest, CutAtEveryByteBehindAFrontIndex) {
+TEST_F(DamagedFileTest, TruncationAfterFrontIndex) {
   const std::vector<uint8_t> bytes = WholeFile(true);
   ASSERT_GT(bytes.size(), MediaBegin());
   CutEverywhere(bytes, MediaBegin(), bytes.size());
 }
 
-TEST_F(DamagedFileTest, HeldFramesCutAtEveryByte) {
+TEST_F(DamagedFileTest, TruncationWithHeldFrames) {
   const std::vector<uint8_t> bytes = WholeFileOfHeldFrames(false);
   CutEverywhere(bytes, kFrontIndexAt, bytes.size());
 }
 
-TEST_F(DamagedFileTest, HeldFramesCutAtEveryByteBehindAFrontIndex) {
+TEST_F(DamagedFileTest, TruncationWithHeldFramesAfterFrontIndex) {
   const std::vector<uint8_t> bytes = WholeFileOfHeldFrames(true);
   ASSERT_GT(bytes.size(), MediaBegin());
   CutEverywhere(bytes, MediaBegin(), bytes.size());
 }
 
-TEST_F(DamagedFileTest, EveryBitFlipped) {
+TEST_F(DamagedFileTest, SingleBitFlips) {
   const std::vector<uint8_t> bytes = WholeFile(false);
   FlipEverywhere(bytes, 0, bytes.size());
 }
 
-TEST_F(DamagedFileTest, EveryBitOfHeadAndFrontIndexFlipped) {
+TEST_F(DamagedFileTest, SingleBitFlipsInHeadAndFrontIndex) {
   const std::vector<uint8_t> bytes = WholeFile(true);
   FlipEverywhere(bytes, 0, FrontIndexEnd());
 }
 
-TEST_F(DamagedFileTest, EveryBitOfHeldFramesFlipped) {
+TEST_F(DamagedFileTest, SingleBitFlipsWithHeldFrames) {
   const std::vector<uint8_t> bytes = WholeFileOfHeldFrames(false);
   FlipEverywhere(bytes, 0, bytes.size());
 }
 
-// The same records stand behind a front index.
-TEST_F(DamagedFileTest, EveryBitOfHeadAndFrontIndexOfHeldFramesFlipped) {
+// The same records after a front index.
+TEST_F(DamagedFileTest, SingleBitFlipsInHeadAndFrontIndexWithHeldFrames) {
   const std::vector<uint8_t> bytes = WholeFileOfHeldFrames(true);
   FlipEverywhere(bytes, 0, FrontIndexEnd());
 }
 
-TEST_F(DamagedFileTest, RandomBytesBehindAWholeHeader) {
+TEST_F(DamagedFileTest, RandomBytesAfterValidHeader) {
   const std::vector<uint8_t> whole = WholeFile(false);
   uint32_t state = 12345;
   for (int round = 0; round < 500; ++round) {

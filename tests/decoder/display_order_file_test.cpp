@@ -1,4 +1,4 @@
-// Files whose records are stored in another order than their frames are shown.
+// Files whose records are not stored in display order.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -115,13 +115,13 @@ constexpr std::string_view kMixed =
     "kccssccscsskccccsssscscccckscsscccccccsccssssscccckkcssccscc"
     "cssscckcssk";
 
-TEST_F(DisplayOrderFileTest, PicturesComeAsTheyAreShown) {
+TEST_F(DisplayOrderFileTest, PicturesAreInDisplayOrder) {
   EncodeAndOpen(kMixed);
   FrameDecoder decoder(reader_);
   ExpectRestFrom(decoder, 0);
 }
 
-TEST_F(DisplayOrderFileTest, RepeatsOfAPictureThatComesLaterShareIt) {
+TEST_F(DisplayOrderFileTest, RepeatsOfLaterPictureShareIt) {
   EncodeAndOpen("kcssssc");
   ASSERT_EQ(records_[1].type, RecordType::kRepeatRun);
   FrameDecoder decoder(reader_);
@@ -133,7 +133,7 @@ TEST_F(DisplayOrderFileTest, RepeatsOfAPictureThatComesLaterShareIt) {
   EXPECT_NE(ids[5], ids[6]);
 }
 
-TEST_F(DisplayOrderFileTest, EveryFrameFromAFreshDecoderAndFromWarmCaches) {
+TEST_F(DisplayOrderFileTest, SeeksMatchWithAndWithoutCaches) {
   EncodeAndOpen(kMixed);
   FrameDecoder warm(reader_);
   ExpectRestFrom(warm, 0);
@@ -150,7 +150,7 @@ TEST_F(DisplayOrderFileTest, EveryFrameFromAFreshDecoderAndFromWarmCaches) {
   EXPECT_FALSE(warm.seek_to_frame(frames));
 }
 
-TEST_F(DisplayOrderFileTest, EveryKeyFrameIsAStartUnderItsOwnNumber) {
+TEST_F(DisplayOrderFileTest, SeekToEveryKeyFrame) {
   EncodeAndOpen(kMixed);
   std::vector<uint32_t> expected;
   for (uint32_t number = 0; number < kMixed.size(); ++number) {
@@ -165,7 +165,7 @@ TEST_F(DisplayOrderFileTest, EveryKeyFrameIsAStartUnderItsOwnNumber) {
   }
 }
 
-TEST_F(DisplayOrderFileTest, SnapshotsKeepWhatWaits) {
+TEST_F(DisplayOrderFileTest, SnapshotsIncludePendingFrames) {
   EncodeAndOpen("kcccccccccccccccccccccccccccccccccccccccccccccccccc");
   FrameDecoder decoder(reader_);
   ExpectRestFrom(decoder, 0);
@@ -173,8 +173,8 @@ TEST_F(DisplayOrderFileTest, SnapshotsKeepWhatWaits) {
   ASSERT_THAT(snapshots, ElementsAre(Key(0), Key(15), Key(30), Key(45)));
   for (const auto& [number, snapshot] : snapshots) {
     EXPECT_TRUE(SamePicture(*snapshot.shown.planes, shown_[static_cast<size_t>(number)]));
-    // Odd frames are shown while the anchor that they were coded before waits.
-    EXPECT_EQ(snapshot.order.waiting().size(), number % 2 == 0 ? 0U : 1U);
+    // Odd frames are shown while the anchor stored before them is pending.
+    EXPECT_EQ(snapshot.order.pending().size(), number % 2 == 0 ? 0U : 1U);
   }
   EXPECT_TRUE(SamePicture(*snapshots.at(15).planes, shown_[16]));
   EXPECT_TRUE(SamePicture(*snapshots.at(15).secondary_ref, shown_[14]));
@@ -187,7 +187,7 @@ TEST_F(DisplayOrderFileTest, SnapshotsKeepWhatWaits) {
   }
 }
 
-TEST_F(DisplayOrderFileTest, HeaderFrameCountStopsWhileFramesWait) {
+TEST_F(DisplayOrderFileTest, FrameCountEndsStreamWithPendingFrames) {
   Encode("kcssccc");
   for (uint32_t frames = 1; frames <= shown_.size(); ++frames) {
     Open(Header(frames), records_);
@@ -202,7 +202,7 @@ TEST_F(DisplayOrderFileTest, HeaderFrameCountStopsWhileFramesWait) {
   }
 }
 
-TEST_F(DisplayOrderFileTest, FramesThatWaitForALostOneAreShown) {
+TEST_F(DisplayOrderFileTest, PendingFramesAreShownAfterLostFrame) {
   Encode("kcssc");
   records_.pop_back();  // the held frame
   Open(Header(5), records_);
@@ -214,7 +214,7 @@ TEST_F(DisplayOrderFileTest, FramesThatWaitForALostOneAreShown) {
   EXPECT_EQ(decoder.stream_end(), StreamEnd::kFramesMissing);
 }
 
-TEST_F(DisplayOrderFileTest, FramesThatWaitForADamagedOneAreShownBeforeTheEnd) {
+TEST_F(DisplayOrderFileTest, PendingFramesAreShownBeforeDamagedRecord) {
   Encode("kcsscckcc");
   records_[3].payload.resize(10);  // the held frame
   Open(Header(9), records_);
@@ -231,8 +231,8 @@ TEST_F(DisplayOrderFileTest, FramesThatWaitForADamagedOneAreShownBeforeTheEnd) {
   ExpectRestFrom(decoder, 7);
 }
 
-// A picture that is shown as number 15 after the end of what can be read.
-TEST_F(DisplayOrderFileTest, NoSnapshotLeadsPastADamagedRecord) {
+// A picture with display number 15 after the end of the readable records.
+TEST_F(DisplayOrderFileTest, NoSnapshotAfterDamagedRecord) {
   Encode("kcccccccccccccccccccc");
   ASSERT_EQ(records_[16].type, RecordType::kBidirectionalFrame);
   ASSERT_EQ(records_[16].frame_no, 15);
@@ -245,7 +245,7 @@ TEST_F(DisplayOrderFileTest, NoSnapshotLeadsPastADamagedRecord) {
   EXPECT_EQ(decoder.frames_delivered(), 16);
 }
 
-TEST_F(DisplayOrderFileTest, FilesWithoutTheFlagAreShownAsStored) {
+TEST_F(DisplayOrderFileTest, FilesWithoutFlagAreInStoredOrder) {
   PictureCoder coder(kFlags, 55);
   std::vector<Record> records = {coder.Key(MovingPicture(kWidth, kHeight, 0))};
   std::vector<video::YuvPlanes> stored = {coder.reference()};
@@ -295,7 +295,7 @@ TEST_F(DisplayOrderFileTest, BidirectionalFrameNeedsTwoAnchorsOfItsSize) {
   EXPECT_EQ(frames_of({other_size, key, between}), std::pair(size_t{2}, StreamEnd::kDamagedRecord));
 }
 
-TEST_F(DisplayOrderFileTest, SoundPassesBetweenFramesThatWait) {
+TEST_F(DisplayOrderFileTest, AudioChunksBetweenPendingFramesAreCollected) {
   Encode("kccscc");
   for (size_t at = 0; at <= records_.size(); at += 2) {
     records_.insert(records_.begin() + static_cast<ptrdiff_t>(at), test::Sound({1, 2, 3}));
@@ -308,11 +308,11 @@ TEST_F(DisplayOrderFileTest, SoundPassesBetweenFramesThatWait) {
   ExpectRestFrom(decoder, 0);
 }
 
-TEST_F(DisplayOrderFileTest, ABadNumberCostsTheOrderUpToTheNextKeyFrameOnly) {
+TEST_F(DisplayOrderFileTest, DamagedNumberAffectsOrderUpToNextKeyFrame) {
   Encode("kccsscckcccccckccsscckccc");
-  const std::vector<Record> sound = records_;
+  const std::vector<Record> intact = records_;
   for (const size_t bad : {1U, 2U, 3U}) {
-    std::vector<Record> records = sound;
+    std::vector<Record> records = intact;
     for (const uint16_t number : std::initializer_list<uint16_t>{0, 40, 0x8001}) {
       records[bad].frame_no = number;
       Open(Header(static_cast<uint32_t>(shown_.size())), records);
@@ -334,15 +334,14 @@ TEST_F(DisplayOrderFileTest, ABadNumberCostsTheOrderUpToTheNextKeyFrameOnly) {
   }
 }
 
-// Whatever the numbers say, each picture comes once, and seeking agrees with
-// decoding from the start.
-TEST_F(DisplayOrderFileTest, NonsenseNumbersLoseNothingAndSeekAlike) {
+// For any numbers each picture is shown once, and seeking matches decoding from the start.
+TEST_F(DisplayOrderFileTest, InconsistentNumbersLoseNoFramesAndSeekConsistently) {
   Encode("kccsscckccscccckcsskcccc");
-  const std::vector<Record> sound = records_;
+  const std::vector<Record> intact = records_;
   const size_t frames = shown_.size();
   for (unsigned seed = 0; seed < 60; ++seed) {
     std::mt19937 random(seed);
-    std::vector<Record> records = sound;
+    std::vector<Record> records = intact;
     for (Record& record : records) {
       if (random() % 8 == 0) record.frame_no = static_cast<uint16_t>(random() % (frames + seed));
     }

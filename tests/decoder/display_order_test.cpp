@@ -41,7 +41,7 @@ struct Shown {
   size_t most_waiting = 0;
 };
 
-// Feeds the records as a decoder does: a further one only when nothing is ready.
+// Adds the records as a decoder does: the next one only when no item is available.
 Shown Show(const std::vector<RecordHeader>& records, DisplayOrder order, uint64_t plane_bytes = 1) {
   Shown shown;
   const auto take_all = [&] {
@@ -62,12 +62,12 @@ Shown Show(const std::vector<RecordHeader>& records, DisplayOrder order, uint64_
     const bool repeats = records[i].type == RecordType::kRepeatRun;
     order.add(records[i], {nullptr, repeats ? 0 : i + 1}, repeats ? 0 : plane_bytes);
     take_all();
-    shown.most_waiting = std::max(shown.most_waiting, order.waiting().size());
+    shown.most_waiting = std::max(shown.most_waiting, order.pending().size());
   }
   shown.stored_order = order.mode() != Mode::kByNumber;
   order.release();
   take_all();
-  EXPECT_TRUE(order.waiting().empty());
+  EXPECT_TRUE(order.pending().empty());
   return shown;
 }
 
@@ -75,7 +75,7 @@ Shown ShowByNumber(const std::vector<RecordHeader>& records) {
   return Show(records, DisplayOrder(Mode::kByNumber, 0));
 }
 
-TEST(DisplayOrderTest, HeldFrameComesBeforeTheFrameThatItWasCodedBehind) {
+TEST(DisplayOrderTest, HeldFramePrecedesItsAnchor) {
   const Shown shown =
       ShowByNumber({KeyFrame(0), Predicted(2), Bidirectional(1), Predicted(3), KeyFrame(4)});
   EXPECT_THAT(shown.pictures, ElementsAre(1, 3, 2, 4, 5));
@@ -99,7 +99,7 @@ TEST(DisplayOrderTest, HeldFrameIsFlushedBeforeAKeyFrameAndBeforeTheLastRun) {
   EXPECT_FALSE(shown.stored_order);
 }
 
-TEST(DisplayOrderTest, RunsBehindAHeldFrameWaitAsOneAcrossTurnsOfTheNumbers) {
+TEST(DisplayOrderTest, ConsecutiveRunsMergeAcrossWraps) {
   StoredOrderModel model;
   for (const FrameKind kind : {FrameKind::kKey, FrameKind::kChanged}) model.frame(kind);
   for (int i = 0; i < 200'000; ++i) model.frame(FrameKind::kStatic);
@@ -112,8 +112,8 @@ TEST(DisplayOrderTest, RunsBehindAHeldFrameWaitAsOneAcrossTurnsOfTheNumbers) {
   EXPECT_EQ(shown.most_waiting, 2U);
 }
 
-// The held frame is frame 1, and the next anchor is stored under that number too.
-TEST(DisplayOrderTest, RunOfAWholeTurnLessOneChangesThePlacesOfItsTwoPicturesOnly) {
+// The held frame is frame 1, and the next anchor has the same stored number.
+TEST(DisplayOrderTest, AmbiguousRunLengthSwapsOnlyItsTwoPictures) {
   for (const int length : {65534, 65535, 65536, 131070, 131071, 131072}) {
     StoredOrderModel model;
     for (const FrameKind kind : {FrameKind::kKey, FrameKind::kChanged}) model.frame(kind);
@@ -133,11 +133,11 @@ TEST(DisplayOrderTest, RunOfAWholeTurnLessOneChangesThePlacesOfItsTwoPicturesOnl
   }
 }
 
-// Every file of a session comes out as its frames went in, however its frames
-// fall and wherever the numbers begin again at 0.
+// Every file of a session is shown in source order, for any sequence of frames and any
+// position at which the numbers wrap.
 class SessionOrderTest : public testing::TestWithParam<std::tuple<unsigned, int, int>> {};
 
-TEST_P(SessionOrderTest, DisplayOrderIsExact) {
+TEST_P(SessionOrderTest, DisplayOrderMatchesSourceOrder) {
   const auto [seed, static_percent, key_percent] = GetParam();
   std::mt19937 random(seed);
   StoredOrderModel model;
@@ -165,7 +165,7 @@ INSTANTIATE_TEST_SUITE_P(Patterns, SessionOrderTest,
 
 // The wrap in the middle of a run, a pair and a flush: every shift of a short
 // pattern against it.
-TEST(DisplayOrderTest, NumbersBeginAgainAnywhere) {
+TEST(DisplayOrderTest, NumbersMayWrapAnywhere) {
   constexpr size_t kWrap = 65536;
   for (size_t lead = kWrap - 12; lead <= kWrap; ++lead) {
     StoredOrderModel model(true);
@@ -184,7 +184,7 @@ TEST(DisplayOrderTest, NumbersBeginAgainAnywhere) {
   }
 }
 
-TEST(DisplayOrderTest, SessionThatHoldsNothingIsShownAsStored) {
+TEST(DisplayOrderTest, SessionWithoutHeldFramesIsInStoredOrder) {
   StoredOrderModel model(false);
   std::mt19937 random(7);
   for (int i = 0; i < 70'000; ++i) {
@@ -198,47 +198,47 @@ TEST(DisplayOrderTest, SessionThatHoldsNothingIsShownAsStored) {
   }
 }
 
-TEST(DisplayOrderTest, StoredOrderLooksAtNoNumber) {
+TEST(DisplayOrderTest, StoredOrderIgnoresNumbers) {
   const Shown shown =
       Show({KeyFrame(7), Repeat(0, 2), Predicted(7), Repeat(9, 0)}, DisplayOrder(Mode::kStored, 0));
   EXPECT_THAT(shown.pictures, ElementsAre(1, 1, 1, 3, 3));
 }
 
-TEST(DisplayOrderTest, CountingMayBeginAnywhere) {
+TEST(DisplayOrderTest, InitialFrameNumberIsArbitrary) {
   const Shown shown =
       Show({KeyFrame(65535), Predicted(1), Bidirectional(0)}, DisplayOrder(Mode::kByNumber, 65535));
   EXPECT_THAT(shown.pictures, ElementsAre(1, 3, 2));
   EXPECT_FALSE(shown.stored_order);
 }
 
-// --- numbers that make no sense ---
+// --- inconsistent numbers ---
 
-TEST(DisplayOrderTest, NumberThatWasShownEndsTheOrder) {
+TEST(DisplayOrderTest, RepeatedNumberSwitchesToStoredOrder) {
   const Shown shown = ShowByNumber({KeyFrame(0), Predicted(0), Predicted(2), Bidirectional(1)});
   EXPECT_THAT(shown.pictures, ElementsAre(1, 2, 3, 4));
   EXPECT_TRUE(shown.stored_order);
 }
 
-TEST(DisplayOrderTest, WhatWaitsComesByNumberBeforeTheStoredOrder) {
+TEST(DisplayOrderTest, PendingItemsPrecedeStoredOrder) {
   const Shown shown = ShowByNumber(
       {KeyFrame(0), Predicted(6), Predicted(4), Repeat(2, 2), Predicted(4), Predicted(1)});
   EXPECT_THAT(shown.pictures, ElementsAre(1, 1, 1, 3, 2, 5, 6));
   EXPECT_TRUE(shown.stored_order);
 }
 
-TEST(DisplayOrderTest, RunOverATakenNumberEndsTheOrder) {
+TEST(DisplayOrderTest, OverlappingRunSwitchesToStoredOrder) {
   EXPECT_TRUE(ShowByNumber({KeyFrame(0), Predicted(3), Repeat(2, 2)}).stored_order);
   EXPECT_TRUE(ShowByNumber({KeyFrame(0), Repeat(2, 2), Predicted(3)}).stored_order);
   EXPECT_FALSE(ShowByNumber({KeyFrame(0), Predicted(3), Repeat(2, 1)}).stored_order);
 }
 
-TEST(DisplayOrderTest, RunOfNoFramesShowsOneAndEndsTheOrder) {
+TEST(DisplayOrderTest, EmptyRunShowsOneFrameInStoredOrder) {
   const Shown shown = ShowByNumber({KeyFrame(0), Repeat(1, 0), Predicted(1)});
   EXPECT_THAT(shown.pictures, ElementsAre(1, 1, 3));
   EXPECT_TRUE(shown.stored_order);
 }
 
-TEST(DisplayOrderTest, EightRecordsMayWaitAndNotNine) {
+TEST(DisplayOrderTest, AtMostEightRecordsArePending) {
   std::vector<RecordHeader> records = {KeyFrame(0)};
   for (uint16_t number = 9; number > 1; --number) records.push_back(Predicted(number));
   records.push_back(Predicted(1));
@@ -253,17 +253,17 @@ TEST(DisplayOrderTest, EightRecordsMayWaitAndNotNine) {
   EXPECT_TRUE(nine.stored_order);
 }
 
-TEST(DisplayOrderTest, PicturesWaitUpToABoundInBytesAndOneAlwaysMay) {
+TEST(DisplayOrderTest, PendingPicturesAreLimitedInBytes) {
   const std::vector<RecordHeader> records = {KeyFrame(0),  Predicted(4),     Repeat(3, 1),
                                              Predicted(2), Bidirectional(1), KeyFrame(5)};
   const auto show = [&](uint64_t plane_bytes) {
     return Show(records, DisplayOrder(Mode::kByNumber, 0), plane_bytes);
   };
-  const Shown two = show(DisplayOrder::kMaxParkedPlaneBytes / 2);
+  const Shown two = show(DisplayOrder::kMaxPendingPlaneBytes / 2);
   EXPECT_THAT(two.pictures, ElementsAre(1, 5, 4, 4, 2, 6));
   EXPECT_EQ(two.most_waiting, 3U);
-  // The second picture ends the order, up to the key frame.
-  const Shown one = show(DisplayOrder::kMaxParkedPlaneBytes / 2 + 1);
+  // The second picture switches to stored order until the key frame.
+  const Shown one = show(DisplayOrder::kMaxPendingPlaneBytes / 2 + 1);
   EXPECT_THAT(one.pictures, ElementsAre(1, 1, 2, 4, 5, 6));
   EXPECT_EQ(one.most_waiting, 2U);
 
@@ -273,7 +273,7 @@ TEST(DisplayOrderTest, PicturesWaitUpToABoundInBytesAndOneAlwaysMay) {
   EXPECT_FALSE(pair.stored_order);
 }
 
-TEST(DisplayOrderTest, KeyFrameUnderTheNumberOfFramesShownBringsTheOrderBack) {
+TEST(DisplayOrderTest, MatchingKeyFrameRestoresNumberOrder) {
   std::vector<RecordHeader> records = {KeyFrame(0),  Predicted(2),     Bidirectional(9),
                                        Predicted(4), Bidirectional(3), KeyFrame(5),
                                        Predicted(7), Bidirectional(6)};
@@ -291,7 +291,7 @@ TEST(DisplayOrderTest, KeyFrameUnderTheNumberOfFramesShownBringsTheOrderBack) {
   EXPECT_TRUE(ShowByNumber(records).stored_order);
 }
 
-TEST(DisplayOrderTest, WhereFramesWereLostTheStoredOrderHoldsToTheEnd) {
+TEST(DisplayOrderTest, LostFramesKeepStoredOrderToTheEnd) {
   const Shown shown =
       ShowByNumber({KeyFrame(0), Predicted(1), Predicted(1), KeyFrame(4), Predicted(6),
                     Bidirectional(5), KeyFrame(7), Predicted(9), Bidirectional(8)});
@@ -299,9 +299,9 @@ TEST(DisplayOrderTest, WhereFramesWereLostTheStoredOrderHoldsToTheEnd) {
   EXPECT_TRUE(shown.stored_order);
 }
 
-// One flipped bit costs the order of the frames up to the key frame behind
-// those that may wait, wherever it strikes.
-TEST(DisplayOrderTest, EveryFlippedNumberBitIsOverSoon) {
+// A single flipped bit affects at most the order of the frames up to the key frame after
+// the pending ones.
+TEST(DisplayOrderTest, DamagedNumberAffectsFewFrames) {
   StoredOrderModel model;
   for (int i = 0; i < 120; ++i) {
     model.frame(i % 12 == 0 ? FrameKind::kKey
@@ -317,15 +317,15 @@ TEST(DisplayOrderTest, EveryFlippedNumberBitIsOverSoon) {
       flipped[record].frame_no = static_cast<uint16_t>(flipped[record].frame_no ^ 1U << bit);
       const Shown shown = ShowByNumber(flipped);
       ASSERT_EQ(shown.pictures.size(), expected.size());
-      const size_t sound_from = records[record].frame_no + size_t{36};
-      for (size_t frame = sound_from; frame < expected.size(); ++frame) {
+      const size_t intact_from = records[record].frame_no + size_t{36};
+      for (size_t frame = intact_from; frame < expected.size(); ++frame) {
         ASSERT_EQ(shown.pictures[frame], expected[frame]) << record << " " << bit << " " << frame;
       }
     }
   }
 }
 
-TEST(DisplayOrderTest, CountOfFramesShownOutgrowsTheNumbers) {
+TEST(DisplayOrderTest, FrameCountMayExceed16Bits) {
   StoredOrderModel model;
   for (int i = 0; i < 70'000; ++i) {
     model.frame(i % 7 == 0 && i > 69'000 ? FrameKind::kKey
@@ -341,15 +341,15 @@ TEST(DisplayOrderTest, CountOfFramesShownOutgrowsTheNumbers) {
                          model.shown_record().end() - 900));
 }
 
-TEST(DisplayOrderTest, LostFrameLosesNoOther) {
+TEST(DisplayOrderTest, LostFrameDoesNotDropOthers) {
   const Shown shown = ShowByNumber({KeyFrame(0), Predicted(2), Repeat(3, 2), Predicted(5)});
   EXPECT_THAT(shown.pictures, ElementsAre(1, 2, 2, 2, 4));
 }
 
-TEST(DisplayOrderTest, NonsenseShowsEveryRecordOnce) {
+TEST(DisplayOrderTest, InconsistentNumbersShowEveryRecordOnce) {
   for (unsigned seed = 0; seed < 300; ++seed) {
     std::mt19937 random(seed);
-    // From wild numbers to such that nearly make sense.
+    // From random to almost consistent numbers.
     const unsigned spread = 1U << (seed % 17);
     std::vector<RecordHeader> records;
     size_t frames = 0;
@@ -371,7 +371,7 @@ TEST(DisplayOrderTest, NonsenseShowsEveryRecordOnce) {
     ASSERT_EQ(taken.size(), pictures) << seed;
     std::sort(taken.begin(), taken.end());
     ASSERT_EQ(std::adjacent_find(taken.begin(), taken.end()), taken.end()) << seed;
-    ASSERT_LE(shown.most_waiting, DisplayOrder::kMaxParked) << seed;
+    ASSERT_LE(shown.most_waiting, DisplayOrder::kMaxPending) << seed;
   }
 }
 

@@ -66,7 +66,7 @@ TEST_F(FrameDecoderTest, RepeatRunDeliversItsCountAfterAKeyFrame) {
   EXPECT_EQ(decoder.frames_delivered(), 4);
 }
 
-TEST_F(FrameDecoderTest, RepeatRunAtTheStartShowsTheZeroPicture) {
+TEST_F(FrameDecoderTest, RepeatRunAtStartShowsZeroPicture) {
   FileHeader header = PlainHeader(5, 3);
   header.frame_count = 2;
   Open(header, {Repeat(2)});
@@ -85,7 +85,7 @@ TEST_F(FrameDecoderTest, RepeatRunAtTheStartShowsTheZeroPicture) {
   EXPECT_EQ(frames[1].pixels, frames[0].pixels);
 }
 
-TEST_F(FrameDecoderTest, RepeatRunsUseAllOfTheirByte) {
+TEST_F(FrameDecoderTest, RepeatRunsOf255Frames) {
   Open(PlainHeader(2, 2), {Repeat(255), Repeat(250)});
   FrameDecoder decoder(reader_);
   EXPECT_EQ(AllFrames(decoder).size(), 505U);
@@ -97,7 +97,7 @@ TEST_F(FrameDecoderTest, RepeatRunOfCountZeroDeliversOneFrame) {
   EXPECT_EQ(AllFrames(decoder).size(), 3U);
 }
 
-TEST_F(FrameDecoderTest, HeaderFrameCountStopsInsideARepeatRun) {
+TEST_F(FrameDecoderTest, FrameCountOfHeaderEndsRepeatRun) {
   FileHeader header = PlainHeader(4, 4);
   header.frame_count = 7;
   Open(header, {Repeat(5), Repeat(5)});
@@ -106,7 +106,7 @@ TEST_F(FrameDecoderTest, HeaderFrameCountStopsInsideARepeatRun) {
   EXPECT_EQ(decoder.stream_end(), StreamEnd::kComplete);
 }
 
-TEST_F(FrameDecoderTest, HeaderFrameCountStopsBeforeFurtherRecords) {
+TEST_F(FrameDecoderTest, FrameCountOfHeaderEndsStream) {
   PictureCoder coder(0x003E, 50);
   FileHeader header = PlainHeader(8, 8);
   header.frame_count = 2;
@@ -116,7 +116,7 @@ TEST_F(FrameDecoderTest, HeaderFrameCountStopsBeforeFurtherRecords) {
   EXPECT_EQ(AllFrames(decoder).size(), 2U);
 }
 
-TEST_F(FrameDecoderTest, FewerRecordsThanAnnouncedIsTold) {
+TEST_F(FrameDecoderTest, MissingRecordsAreReported) {
   FileHeader header = PlainHeader(4, 4);
   header.frame_count = 9;
   Open(header, {Repeat(5)});
@@ -132,7 +132,7 @@ TEST_F(FrameDecoderTest, FrameCountZeroDecodesEveryRecord) {
   EXPECT_EQ(decoder.stream_end(), StreamEnd::kFramesMissing);
 }
 
-TEST_F(FrameDecoderTest, FileWithoutRecordsEndsAtOnceAndAllocatesNothing) {
+TEST_F(FrameDecoderTest, FileWithoutRecordsAllocatesNothing) {
   Open(PlainHeader(16384, 16384), {});
   FrameDecoder decoder(reader_);
   OutputFrame frame;
@@ -151,7 +151,7 @@ TEST_F(FrameDecoderTest, ClosedReaderDeliversNothing) {
   EXPECT_FALSE(decoder.seek_to_frame(0));
 }
 
-TEST_F(FrameDecoderTest, SoundRecordsAreNoFramesAndDoNotEndTheStream) {
+TEST_F(FrameDecoderTest, AudioRecordsAreSkipped) {
   PictureCoder coder(0x003E, 50);
   FileHeader header = PlainHeader(16, 16);
   header.flags |= container::kFlagInterleavedAudio;
@@ -163,7 +163,7 @@ TEST_F(FrameDecoderTest, SoundRecordsAreNoFramesAndDoNotEndTheStream) {
   EXPECT_EQ(decoder.stream_end(), StreamEnd::kComplete);
 }
 
-TEST_F(FrameDecoderTest, HundredThousandSoundRecordsAreWalkedWithoutRecursion) {
+TEST_F(FrameDecoderTest, ManyAudioRecordsDoNotOverflowTheStack) {
   std::vector<Record> records(100'000, Sound({}));
   records.push_back(Repeat(1));
   Open(PlainHeader(2, 2), records);
@@ -177,7 +177,7 @@ TEST_F(FrameDecoderTest, IndexRecordsAmongTheMediaAreSkipped) {
   EXPECT_EQ(AllFrames(decoder).size(), 2U);
 }
 
-TEST_F(FrameDecoderTest, MidGreyBecomesMidGreyInBothOrders) {
+TEST_F(FrameDecoderTest, MidGreyIsPreservedInBothPixelOrders) {
   PictureCoder coder(0x003E, 100);
   Open(PlainHeader(16, 16), {coder.Key(FlatPicture(16, 16, 126, 128, 128))});
   ASSERT_THAT(coder.reference().y, Each(126));
@@ -212,7 +212,7 @@ TEST_F(FrameDecoderTest, PixelOrderSwapsRedAndBlue) {
   }
 }
 
-TEST_F(FrameDecoderTest, RepeatLeavesPixelsThatAlreadyHoldThePicture) {
+TEST_F(FrameDecoderTest, RepeatDoesNotRewriteCurrentPixels) {
   Open(PlainHeader(4, 4), {Repeat(3)});
   FrameDecoder decoder(reader_);
   OutputFrame frame;
@@ -228,7 +228,7 @@ TEST_F(FrameDecoderTest, RepeatLeavesPixelsThatAlreadyHoldThePicture) {
   EXPECT_EQ(frame.pixels[0], 0);
 }
 
-TEST_F(FrameDecoderTest, RepeatReachesAnotherOrEmptiedFrame) {
+TEST_F(FrameDecoderTest, RepeatFillsOtherOrClearedFrame) {
   Open(PlainHeader(4, 4), {Repeat(4)});
   FrameDecoder decoder(reader_);
   OutputFrame a;
@@ -246,7 +246,7 @@ TEST_F(FrameDecoderTest, RepeatReachesAnotherOrEmptiedFrame) {
   EXPECT_EQ(a.pixels[1], 135);
 }
 
-TEST_F(FrameDecoderTest, PlanesAndFramesMayBeMixed) {
+TEST_F(FrameDecoderTest, PlanesAndFramesCanBeMixed) {
   PictureCoder coder(0x003E, 70);
   std::vector<Record> records = {coder.Key(MovingPicture(24, 16, 0))};
   const video::YuvPlanes first = coder.reference();
@@ -300,7 +300,7 @@ TEST_F(FrameDecoderTest, EmptyPayloadsAreMalformed) {
   }
 }
 
-TEST_F(FrameDecoderTest, RecordCutByTheEndOfTheFileEndsTheStream) {
+TEST_F(FrameDecoderTest, TruncatedRecordEndsStream) {
   PictureCoder coder(0x003E, 50);
   Open(PlainHeader(16, 16), {Repeat(2), coder.Key(MovingPicture(16, 16, 0))});
   std::vector<uint8_t> bytes = test::ReadBytes(folder_ / "a.qolm");
@@ -331,7 +331,7 @@ TEST_F(FrameDecoderTest, KeyFrameMayChangeTheSize) {
 }
 
 // Runs of 255 frames up to a key frame near the last number, and one more run.
-TEST_F(FrameDecoderTest, FramesAreCountedUpToTheLargestNumberAndNoFurther) {
+TEST_F(FrameDecoderTest, FrameCountStopsAtMaximum) {
   constexpr int32_t kMost = std::numeric_limits<int32_t>::max();
   constexpr int32_t kRun = 255;
   constexpr int32_t kRuns = (kMost - 100) / kRun;
@@ -370,7 +370,7 @@ TEST_F(FrameDecoderTest, FramesAreCountedUpToTheLargestNumberAndNoFurther) {
   EXPECT_FALSE(decoder.next_planes());
 }
 
-TEST_F(FrameDecoderTest, BothLayoutsAndAnAudioBlockDecodeAlike) {
+TEST_F(FrameDecoderTest, LayoutsAndAudioBlockGiveSameFrames) {
   PictureCoder coder(0x003E, 50);
   const std::vector<Record> records = {coder.Key(MovingPicture(16, 16, 0)), Repeat(2)};
   for (const bool fast_start : {false, true}) {

@@ -1,5 +1,4 @@
-// Seeking shows the same pictures as decoding from the start; caches are
-// filled and bounded.
+// Seeking gives the pictures of decoding from the start; caches are filled and limited.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -81,7 +80,7 @@ TEST_F(SeekTest, LinearDecodingMatchesTheEncoder) {
   ExpectRestFrom(decoder, 0);
 }
 
-TEST_F(SeekTest, EveryKeyFrameIsAStart) {
+TEST_F(SeekTest, SeekToEveryKeyFrame) {
   ASSERT_EQ(reader_.keyframes().size(), 3U);
   FrameDecoder decoder(reader_);
   for (size_t entry = 0; entry < 3; ++entry) {
@@ -93,7 +92,7 @@ TEST_F(SeekTest, EveryKeyFrameIsAStart) {
   EXPECT_FALSE(decoder.seek_to_key_frame(3));
 }
 
-TEST_F(SeekTest, EveryFrameFromAFreshDecoder) {
+TEST_F(SeekTest, SeekToEveryFrameWithFreshDecoder) {
   for (size_t number = 0; number < linear_.size(); ++number) {
     FrameDecoder decoder(reader_);
     ASSERT_TRUE(decoder.seek_to_frame(static_cast<int32_t>(number)));
@@ -101,7 +100,7 @@ TEST_F(SeekTest, EveryFrameFromAFreshDecoder) {
   }
 }
 
-TEST_F(SeekTest, BackAndForthOverWarmCaches) {
+TEST_F(SeekTest, SeeksBackAndForthWithWarmCaches) {
   FrameDecoder decoder(reader_);
   ExpectRestFrom(decoder, 0);
   for (int32_t step = 0; step < 60; ++step) {
@@ -141,7 +140,7 @@ TEST_F(SeekTest, StartsAtTheNearestSnapshot) {
   EXPECT_EQ(decoder.pictures_rebuilt(), all + 9);
 }
 
-TEST_F(SeekTest, GoesOnFromWhereItIs) {
+TEST_F(SeekTest, ContinuesFromCurrentPosition) {
   FrameDecoder decoder(reader_, video::PixelOrder::kRgba, 0);
   ASSERT_TRUE(decoder.seek_to_frame(25));
   EXPECT_EQ(decoder.pictures_rebuilt(), 5U);
@@ -164,8 +163,8 @@ class SeekBehindDamageTest : public SeekTest {
   }
 };
 
-// As a contact sheet does, whose pictures must not each cost those before the damage.
-TEST_F(SeekBehindDamageTest, CostsNoMoreThanOnceAgain) {
+// As for a contact sheet, whose tiles must not each decode the frames before the damage.
+TEST_F(SeekBehindDamageTest, RepeatedSeeksDecodeOnce) {
   FrameDecoder decoder(reader_, video::PixelOrder::kRgba, 0);
   for (int32_t number = 0; number < 60; ++number) {
     const bool lost = number >= 25 && number < 47;
@@ -179,7 +178,7 @@ TEST_F(SeekBehindDamageTest, CostsNoMoreThanOnceAgain) {
     }
   }
   EXPECT_LE(decoder.pictures_rebuilt(), 48U + 6U);
-  // Still in reach: what lies before the damage, and then the end that it makes.
+  // Frames before the damage remain reachable, followed by the same end.
   ASSERT_TRUE(decoder.seek_to_frame(24));
   ASSERT_TRUE(decoder.next_planes());
   EXPECT_TRUE(SamePicture(decoder.planes(), linear_[24]));
@@ -187,8 +186,8 @@ TEST_F(SeekBehindDamageTest, CostsNoMoreThanOnceAgain) {
   EXPECT_EQ(decoder.stream_end(), StreamEnd::kDamagedRecord);
 }
 
-// A run of no frames still delivers one, so later key frames stand one further.
-TEST(SeekBehindEmptyRunsTest, ShowsWhatDecodingFromTheStartGives) {
+// An empty run delivers one frame, so later key frames are shifted by one.
+TEST(SeekBehindEmptyRunsTest, MatchesDecodingFromStart) {
   PictureCoder coder(0x003E, 55);
   std::vector<Record> records;
   std::vector<video::YuvPlanes> linear;
@@ -216,7 +215,7 @@ TEST(SeekBehindEmptyRunsTest, ShowsWhatDecodingFromTheStartGives) {
   EXPECT_EQ(decoder.frames_delivered(), 6);
 }
 
-TEST_F(SeekTest, OutsideTheFileIsRefused) {
+TEST_F(SeekTest, FrameOutsideFileIsRejected) {
   FrameDecoder decoder(reader_);
   EXPECT_FALSE(decoder.seek_to_frame(-1));
   EXPECT_FALSE(decoder.seek_to_frame(60));
@@ -224,7 +223,7 @@ TEST_F(SeekTest, OutsideTheFileIsRefused) {
   ExpectRestFrom(decoder, 0);
 }
 
-TEST_F(SeekTest, DamageIsJumpedOver) {
+TEST_F(SeekTest, SeekSkipsDamage) {
   std::vector<uint8_t> bytes = test::ReadBytes(folder_ / "a.qolm");
   bytes[reader_.index()[5]] = 6;  // no record has this type
   test::WriteBytes(folder_ / "a.qolm", bytes);
@@ -236,8 +235,8 @@ TEST_F(SeekTest, DamageIsJumpedOver) {
   ExpectRestFrom(decoder, 30);
 }
 
-// Decoding ends at an audio block that stands among the pictures.
-TEST(SeekBehindAnAudioBlockTest, FindsNoFrameThatDecodingFromTheStartDoesNotReach) {
+// Decoding ends at an audio block among the pictures.
+TEST(SeekBehindAnAudioBlockTest, UnreachableFrameIsNotFound) {
   PictureCoder coder(0x003E, 55);
   const Record key = coder.Key(MovingPicture(kSeekWidth, kSeekHeight, 0));
   FileHeader header = test::PlainHeader(kSeekWidth, kSeekHeight);
@@ -255,9 +254,9 @@ TEST(SeekBehindAnAudioBlockTest, FindsNoFrameThatDecodingFromTheStartDoesNotReac
   EXPECT_FALSE(decoder.seek_to_frame(1) && decoder.next_planes());
 }
 
-// A bidirectional picture is only damage where the header names none: it takes nothing
-// from the key frame before it.
-TEST(SeekBeforeAForeignPictureTest, StartsAtTheKeyFrame) {
+// Without the header flag a bidirectional picture is damage and does not affect the key
+// frame before it.
+TEST(SeekBeforeAForeignPictureTest, StartsAtKeyFrame) {
   PictureCoder coder(0x003E, 55);
   const Record key = coder.Key(MovingPicture(kSeekWidth, kSeekHeight, 0));
   const Record damaged = {container::RecordType::kPredictedFrame, 0, {1, 2, 3}};
@@ -277,11 +276,11 @@ TEST(SeekBeforeAForeignPictureTest, StartsAtTheKeyFrame) {
   EXPECT_EQ(decoder.stream_end(), StreamEnd::kDamagedRecord);
 }
 
-TEST_F(SeekTest, CachesHoldKeyFramesAndEveryFifteenthCodedFrame) {
+TEST_F(SeekTest, CachesHoldKeyFramesAndSnapshots) {
   FrameDecoder decoder(reader_);
   ExpectRestFrom(decoder, 0);
   EXPECT_THAT(decoder.caches().key_cache(), ElementsAre(Key(0), Key(20), Key(47)));
-  // Frame 15 lies in a repeat run, which stores nothing.
+  // Frame 15 is in a repeat run, which stores no snapshot.
   EXPECT_THAT(decoder.caches().snapshot_cache(), ElementsAre(Key(0), Key(30), Key(45)));
   for (const auto& [number, planes] : decoder.caches().key_cache()) {
     EXPECT_TRUE(SamePicture(*planes, linear_[static_cast<size_t>(number)]));
@@ -293,13 +292,13 @@ TEST_F(SeekTest, CachesHoldKeyFramesAndEveryFifteenthCodedFrame) {
     EXPECT_TRUE(SamePicture(*snapshot.planes, linear_[static_cast<size_t>(number)]));
     EXPECT_EQ(snapshot.secondary_ref, nullptr);
   }
-  // Records 10 and behind stand one repeat run of seven later.
+  // Frames from record 10 on are shifted by a repeat run of seven.
   EXPECT_EQ(decoder.caches().snapshot_cache().at(30).cursor, 30 - 7 + 2);
-  // Key frame and snapshot 0 are one picture.
+  // Key frame 0 and snapshot 0 share a picture.
   EXPECT_EQ(decoder.caches().bytes_held(), 5 * kHeldBytes);
 }
 
-TEST_F(SeekTest, ByteBudgetDropsTheOldest) {
+TEST_F(SeekTest, ByteBudgetEvictsOldest) {
   FrameDecoder decoder(reader_, video::PixelOrder::kRgba, 3 * kHeldBytes);
   ExpectRestFrom(decoder, 0);
   EXPECT_THAT(decoder.caches().key_cache(), ElementsAre(Key(47)));
@@ -309,7 +308,7 @@ TEST_F(SeekTest, ByteBudgetDropsTheOldest) {
   ExpectRestFrom(decoder, 1);
 }
 
-TEST_F(SeekTest, BudgetOfNothingKeepsNothing) {
+TEST_F(SeekTest, ZeroBudgetCachesNothing) {
   FrameDecoder decoder(reader_, video::PixelOrder::kRgba, 0);
   ExpectRestFrom(decoder, 0);
   EXPECT_THAT(decoder.caches().key_cache(), IsEmpty());
@@ -317,8 +316,8 @@ TEST_F(SeekTest, BudgetOfNothingKeepsNothing) {
   EXPECT_EQ(decoder.caches().bytes_held(), 0U);
 }
 
-// Seeking must judge what waits as decoding does, from the sizes that payloads tell.
-TEST(SeekPointsTest, LargePicturesThatWouldWaitAreShownAsStored) {
+// Seeking must limit pending pictures as decoding does, by the sizes in their payloads.
+TEST(SeekPointsTest, LargePendingPicturesAreShownInStoredOrder) {
   const test::TemporaryFolder folder;
   FileHeader header = test::PlainHeader(kSeekWidth, kSeekHeight);
   header.flags |= container::kFlagBidirectional;
@@ -354,7 +353,7 @@ class SecondaryReferenceTest : public SeekTest {
   SecondaryReferenceTest() : SeekTest(0x003E | container::kFlagBidirectional) {}
 };
 
-TEST_F(SecondaryReferenceTest, SnapshotsKeepTheAnchorBeforeTheirs) {
+TEST_F(SecondaryReferenceTest, SnapshotsIncludeSecondaryReference) {
   FrameDecoder decoder(reader_);
   ExpectRestFrom(decoder, 0);
   const auto& snapshots = decoder.caches().snapshot_cache();

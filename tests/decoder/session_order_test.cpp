@@ -1,5 +1,5 @@
-// What a session with held frames writes comes out as its frames went in. Each
-// frame shows the number of the frame that it repeats, or its own.
+// Files of sessions with held frames decode in source order. Each frame shows its own
+// number, or that of the frame that it repeats.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -91,7 +91,7 @@ class SessionOrder : public testing::Test {
   container::ContainerReader reader_;
 };
 
-TEST_F(SessionOrder, EveryMixtureOfStillAndChangedFrames) {
+TEST_F(SessionOrder, EveryMixtureOfStaticAndChangedFrames) {
   for (const unsigned change_every : {1U, 2U, 6U, 40U}) {
     for (const bool adaptive : {true, false}) {
       encoder::EncodeSettings settings = Settings();
@@ -110,7 +110,7 @@ TEST_F(SessionOrder, EveryMixtureOfStillAndChangedFrames) {
   }
 }
 
-TEST_F(SessionOrder, EveryLengthOfAFile) {
+TEST_F(SessionOrder, EveryFileLength) {
   for (size_t frames = 1; frames < 24; ++frames) {
     encoder::EncodeSettings settings = Settings();
     settings.gop_length = 7;
@@ -127,18 +127,18 @@ TEST_F(SessionOrder, WithoutRepeatRuns) {
   EXPECT_EQ(RecordsOf(RecordType::kRepeatRun), 0U);
 }
 
-TEST_F(SessionOrder, LongStillPartsBehindAHeldFrame) {
+TEST_F(SessionOrder, LongStaticPartsAfterHeldFrame) {
   encoder::EncodeSettings settings = Settings();
   settings.adaptive_gop = false;
   settings.gop_length = 100'000;
-  // Frame 1 is held through more full runs than records may wait.
+  // Frame 1 is held during more full runs than records can be pending.
   std::vector<uint32_t> numbers = {0};
   numbers.resize(3001, 1);
   numbers.insert(numbers.end(), {3001, 3002, 3002, 3004});
   numbers.resize(3600, 3004);  // and one to the end
   Encode(settings, numbers);
   ExpectAllFrames();
-  EXPECT_GT(RecordsOf(RecordType::kRepeatRun), DisplayOrder::kMaxParked);
+  EXPECT_GT(RecordsOf(RecordType::kRepeatRun), DisplayOrder::kMaxPending);
 }
 
 TEST_F(SessionOrder, KeyFramesAreListedUnderTheirDisplayNumbers) {
@@ -154,7 +154,7 @@ TEST_F(SessionOrder, KeyFramesAreListedUnderTheirDisplayNumbers) {
   }
 }
 
-TEST_F(SessionOrder, SeekingToEveryFrameShowsIt) {
+TEST_F(SessionOrder, SeekToEveryFrame) {
   encoder::EncodeSettings settings = Settings();
   settings.gop_length = 40;
   Encode(settings, Pattern(4, 400, 2));
@@ -173,7 +173,7 @@ TEST_F(SessionOrder, SeekingToEveryFrameShowsIt) {
 }
 
 // The stored numbers have 16 bits.
-TEST_F(SessionOrder, NumbersBeginAgainInALongFile) {
+TEST_F(SessionOrder, NumbersWrapInLongFile) {
   std::vector<uint32_t> numbers = Pattern(2, 65'400, 200);
   for (const uint32_t number : Pattern(8, 300, 2)) numbers.push_back(65'400 + number);
   for (const uint32_t number : Pattern(6, 1'300, 100)) numbers.push_back(65'700 + number);

@@ -70,7 +70,7 @@ TEST_F(Session, MonolithicFileIsHeaderRecordsAndTrailingIndex) {
   EXPECT_EQ(LoadLe32(&bytes[run + 24]), 2U);
 }
 
-TEST_F(Session, MissingFolderFailsAndLeavesNothing) {
+TEST_F(Session, MissingFolderFailsOpen) {
   EncoderSession session(SettingsFor(16, 16));
   EXPECT_FALSE(session.open_output(folder() / "missing" / "out.qolm"));
   EXPECT_FALSE(session.is_open());
@@ -80,7 +80,7 @@ TEST_F(Session, MissingFolderFailsAndLeavesNothing) {
   EXPECT_FALSE(session.finish());
 }
 
-TEST_F(Session, SizesOutsideTheFormatAreRefusedBeforeAFileIsMade) {
+TEST_F(Session, InvalidSizesAreRejectedBeforeCreatingFile) {
   for (const auto& [width, height] : std::vector<std::pair<int32_t, int32_t>>{
            {0, 16}, {16, 0}, {-1, 16}, {16385, 16}, {16, 16385}}) {
     EncoderSession session(SettingsFor(width, height));
@@ -110,7 +110,7 @@ TEST_F(Session, SecondFinishDoesNothing) {
   EXPECT_EQ(ReadBytes(path()), bytes);
 }
 
-TEST_F(Session, DestroyedSessionLeavesACompleteFile) {
+TEST_F(Session, DestructorFinishesFile) {
   {
     EncoderSession session(SettingsFor(16, 16));
     ASSERT_TRUE(session.open_output(path()));
@@ -122,7 +122,7 @@ TEST_F(Session, DestroyedSessionLeavesACompleteFile) {
   EXPECT_EQ(reader.index().size(), 2U);
 }
 
-TEST_F(Session, AnAbandonedOutputGetsNothingMore) {
+TEST_F(Session, AbandonedOutputIsNotWritten) {
   EncodeSettings settings = SettingsFor(16, 16);
   settings.audio_interleave = true;
   uint64_t written = 0;
@@ -139,7 +139,7 @@ TEST_F(Session, AnAbandonedOutputGetsNothingMore) {
   EXPECT_EQ(ReadBytes(path()).size(), written);
 }
 
-TEST_F(Session, AStoppedOpeningIsNoOpenOutput) {
+TEST_F(Session, StopDuringOpenClosesOutput) {
   EncoderSession session(SettingsFor(16, 16));
   session.set_audio({8000, 1, std::vector<int16_t>(80'000)});
   EXPECT_FALSE(session.open_output(path(), [] { return true; }));
@@ -150,9 +150,9 @@ TEST_F(Session, AStoppedOpeningIsNoOpenOutput) {
   EXPECT_FALSE(session.stream_error());
 }
 
-TEST_F(Session, OpeningAgainFinishesTheFirstFileAndStartsAfresh) {
-  // A last picture that the temporal filter would mix into the next file's
-  // first one, if it were remembered.
+TEST_F(Session, ReopeningFinishesFirstFile) {
+  // If the session kept its last picture, the temporal filter would blend it into the
+  // first picture of the next file.
   const std::vector<uint8_t> greys = {100, 106, 106, 112, 122, 107, 103};
   const auto encode = [&greys](EncoderSession& session) {
     for (const uint8_t grey : greys) session.encode_frame(GreyFrame(16, 16, grey));
@@ -170,14 +170,14 @@ TEST_F(Session, OpeningAgainFinishesTheFirstFileAndStartsAfresh) {
   EXPECT_EQ(ReadBytes(folder() / "first"), ReadBytes(folder() / "second"));
 }
 
-TEST_F(Session, FailedOpenIsForgottenByTheNext) {
+TEST_F(Session, SuccessfulOpenClearsEarlierFailure) {
   EncoderSession session(SettingsFor(16, 16));
   EXPECT_FALSE(session.open_output(folder() / "missing" / "out.qolm"));
   EXPECT_TRUE(session.open_output(path()));
   EXPECT_FALSE(session.stream_error());
 }
 
-TEST_F(Session, SoundThatWasNeverSetIsNotClaimed) {
+TEST_F(Session, NoAudioFieldsWhenAudioWasNotSet) {
   for (const bool interleave : {false, true}) {
     EncodeSettings settings = SettingsFor(16, 16);
     settings.audio_interleave = interleave;
@@ -195,7 +195,7 @@ TEST_F(Session, SoundThatWasNeverSetIsNotClaimed) {
   }
 }
 
-TEST_F(Session, IndexThatOutgrowsItsRecordGoesToTheEnd) {
+TEST_F(Session, OutgrownFrontIndexIsWrittenAtEnd) {
   EncodeSettings settings = SettingsFor(1, 1);
   settings.gop_length = 0;
   EncoderSession session(settings);
@@ -212,7 +212,7 @@ TEST_F(Session, IndexThatOutgrowsItsRecordGoesToTheEnd) {
   EXPECT_EQ(reader.index().front(), 56U + 65'540U);
 }
 
-TEST_F(Session, ConversionOfTooManyRecordsUsesTheTrailingIndexFromTheStart) {
+TEST_F(Session, TooManyExpectedRecordsUseTrailingIndex) {
   EncodeSettings settings = SettingsFor(16, 16);
   settings.expected_frame_count = 1'000'000;
   {
@@ -241,7 +241,7 @@ TEST_F(Session, NegativeExpectationCountsAsUnknown) {
   EXPECT_EQ(session.bytes_written(), 48U + 8U + 65'540U);
 }
 
-TEST_F(Session, FullDiskFailsTheOpening) {
+TEST_F(Session, FullDiskFailsOpen) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no device that is always full";
   EncoderSession session(SettingsFor(16, 16));
   EXPECT_FALSE(session.open_output("/dev/full"));
@@ -250,7 +250,7 @@ TEST_F(Session, FullDiskFailsTheOpening) {
 }
 
 #ifndef _WIN32
-// Lets no file of this process grow beyond `bytes`.
+// Limits the size of the files of this process to `bytes`.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
@@ -269,7 +269,7 @@ class FileSizeLimit {
   rlimit before_{};
 };
 
-TEST_F(Session, FailedWriteIsKeptToTheEnd) {
+TEST_F(Session, FailedWriteIsReportedUntilEnd) {
   EncodeSettings settings = SettingsFor(256, 256);
   settings.fast_start = false;
   settings.gop_length = 0;

@@ -13,13 +13,14 @@ EncodeSettings EveryOptionOff() {
   settings.vfr = false;
   settings.cclc = false;
   settings.bidirectional = false;
-  settings.coder_flags = {false, false, false, false};
+  settings.flat_blocks = settings.sparse_levels = false;
+  settings.motion_prediction = settings.deblocking = false;
   return settings;
 }
 
 uint16_t Flags(const EncodeSettings& settings) { return MakeFileHeader(settings, {}).flags; }
 
-TEST(EncodeSettings, UntouchedRecordHoldsTheDefaults) {
+TEST(EncodeSettings, DefaultsAreSet) {
   const EncodeSettings settings;
   EXPECT_EQ(settings.quality, 45);
   EXPECT_EQ(settings.gop_length, 60);
@@ -31,15 +32,18 @@ TEST(EncodeSettings, UntouchedRecordHoldsTheDefaults) {
   EXPECT_FALSE(settings.bidirectional);
   EXPECT_TRUE(settings.fast_start);
   EXPECT_TRUE(settings.cclc);
-  EXPECT_EQ(settings.coder_flags, (std::array{true, true, true, true}));
+  EXPECT_TRUE(settings.flat_blocks);
+  EXPECT_TRUE(settings.sparse_levels);
+  EXPECT_TRUE(settings.motion_prediction);
+  EXPECT_TRUE(settings.deblocking);
   EXPECT_TRUE(settings.temporal_filter);
   EXPECT_TRUE(settings.adaptive_gop);
-  EXPECT_TRUE(settings.coder_flag);
+  EXPECT_TRUE(settings.pre_analysis);
   EXPECT_TRUE(settings.audio_present);
   EXPECT_FALSE(settings.audio_interleave);
   EXPECT_EQ(settings.audio_default_rate, 32000U);
   EXPECT_EQ(settings.audio_default_channels, 1);
-  EXPECT_EQ(settings.audio_coding_mode, 2);
+  EXPECT_EQ(settings.audio_coding_mode, audio::AudioCodingMode::kTransform);
   EXPECT_EQ(settings.audio_factor, 1.6F);
   EXPECT_EQ(settings.expected_frame_count, 0);
 }
@@ -49,7 +53,7 @@ TEST(FileHeaderFields, FlagWords) {
   EXPECT_EQ(Flags(EveryOptionOff()), 0x003E);
 }
 
-TEST(FileHeaderFields, EveryOptionHasItsBit) {
+TEST(FileHeaderFields, EachOptionSetsItsFlag) {
   const auto bit_of = [](auto&& turn_on) {
     EncodeSettings settings = EveryOptionOff();
     turn_on(settings);
@@ -59,14 +63,14 @@ TEST(FileHeaderFields, EveryOptionHasItsBit) {
   EXPECT_EQ(bit_of([](EncodeSettings& s) { s.bidirectional = true; }), 0x0040);
   EXPECT_EQ(bit_of([](EncodeSettings& s) { s.vfr = true; }), 0x0100);
   EXPECT_EQ(bit_of([](EncodeSettings& s) { s.cclc = true; }), 0x0800);
-  EXPECT_EQ(bit_of([](EncodeSettings& s) { s.coder_flags[0] = true; }), 0x1000);
-  EXPECT_EQ(bit_of([](EncodeSettings& s) { s.coder_flags[1] = true; }), 0x0200);
-  EXPECT_EQ(bit_of([](EncodeSettings& s) { s.coder_flags[2] = true; }), 0x4000);
-  EXPECT_EQ(bit_of([](EncodeSettings& s) { s.coder_flags[3] = true; }), 0x8000);
-  EXPECT_EQ(bit_of([](EncodeSettings& s) { s.coder_flag = false; }), 0);
+  EXPECT_EQ(bit_of([](EncodeSettings& s) { s.flat_blocks = true; }), 0x1000);
+  EXPECT_EQ(bit_of([](EncodeSettings& s) { s.sparse_levels = true; }), 0x0200);
+  EXPECT_EQ(bit_of([](EncodeSettings& s) { s.motion_prediction = true; }), 0x4000);
+  EXPECT_EQ(bit_of([](EncodeSettings& s) { s.deblocking = true; }), 0x8000);
+  EXPECT_EQ(bit_of([](EncodeSettings& s) { s.pre_analysis = false; }), 0);
 }
 
-TEST(FileHeaderFields, GeometryAndParametersKeepTheirLowBits) {
+TEST(FileHeaderFields, WideValuesKeepTheirLowBits) {
   EncodeSettings settings;
   settings.width = 16384;
   settings.height = 1;
@@ -89,7 +93,7 @@ TEST(FileHeaderFields, GeometryAndParametersKeepTheirLowBits) {
   EXPECT_EQ(header.duration_ms, 0U);
 }
 
-TEST(FileHeaderFields, FinalHeaderKnowsCountAndDuration) {
+TEST(FileHeaderFields, FinalHeaderHasCountAndDuration) {
   EncodeSettings settings;
   settings.fps_numerator = 30000;
   settings.fps_denominator = 1001;
@@ -100,14 +104,14 @@ TEST(FileHeaderFields, FinalHeaderKnowsCountAndDuration) {
   EXPECT_EQ(MakeFinalFileHeader(settings, {}, 300).duration_ms, 0U);
 }
 
-TEST(FileHeaderFields, SoundIsNamedOnlyWhenTheFileCarriesIt) {
+TEST(FileHeaderFields, AudioFieldsAreZeroWithoutAudio) {
   const EncodeSettings settings;
   const container::FileHeader without = MakeFileHeader(settings, {});
   EXPECT_EQ(without.audio_rate, 0);
   EXPECT_EQ(without.audio_channels, 0);
   EXPECT_EQ(without.audio_param, 0);
 
-  for (const StoredSound& half : {StoredSound{.sample_rate = 8000}, StoredSound{.channels = 2}}) {
+  for (const StoredAudio& half : {StoredAudio{.sample_rate = 8000}, StoredAudio{.channels = 2}}) {
     const container::FileHeader header = MakeFileHeader(settings, half);
     EXPECT_EQ(header.audio_rate, 0);
     EXPECT_EQ(header.audio_channels, 0);

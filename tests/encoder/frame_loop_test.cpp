@@ -1,4 +1,4 @@
-// What the frames of a source become: the records and their numbers.
+// The records that the frames of a source are coded as, and their numbers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@
 #include "video/inter/bidirectional_frame.h"
 #include "video/inter/inter_frame.h"
 #include "video/intra/key_frame.h"
-#include "video/picture/color_conversion.h"
+#include "video/picture/colour_conversion.h"
 #include "video/sample_planes.h"
 
 namespace qolm::encoder {
@@ -30,11 +30,11 @@ EncodeSettings Small() { return SettingsFor(kSize, kSize); }
 
 VideoFrame Still(int32_t /*number*/) { return GreyFrame(kSize, kSize, 100); }
 
-// Differs from its neighbours by about 9 luma steps: neither still, nor calm,
-// nor a new scene.
+// Differs from its neighbours by about 9 luma steps: neither static, nor calm, nor a
+// scene change.
 VideoFrame Flicker(int32_t number) { return GreyFrame(kSize, kSize, number % 2 == 0 ? 100 : 110); }
 
-// One row of sixteen blinks: not still, but calm.
+// One row of sixteen blinks: not static, but calm.
 VideoFrame Blink(int32_t number) {
   VideoFrame frame = GreyFrame(kSize, kSize, 100);
   for (size_t x = 0; x < kSize * 4; ++x) {
@@ -63,7 +63,7 @@ TEST_F(FrameLoop, FirstFrameIsAKeyFrame) {
   EXPECT_EQ(Records(), "1@0");
 }
 
-TEST_F(FrameLoop, StillPictureOf600FramesIsKeyFramesAndRepeatRuns) {
+TEST_F(FrameLoop, StaticVideoIsKeyFramesAndRepeatRuns) {
   Encode(Small(), 600, Still);
   EXPECT_EQ(Records(),
             "1@0 5x120@1 1@121 5x120@122 1@242 5x120@243 1@363 5x120@364 1@484 "
@@ -71,7 +71,7 @@ TEST_F(FrameLoop, StillPictureOf600FramesIsKeyFramesAndRepeatRuns) {
   EXPECT_EQ(skipped(), 595);
 }
 
-TEST_F(FrameLoop, StillPictureWithoutAnAdaptiveGop) {
+TEST_F(FrameLoop, StaticVideoWithoutAdaptiveGop) {
   EncodeSettings settings = Small();
   settings.adaptive_gop = false;
   Encode(settings, 130, Still);
@@ -115,13 +115,13 @@ TEST_F(FrameLoop, WithoutVfrEveryFrameIsCoded) {
   EXPECT_EQ(skipped(), 0);
 }
 
-TEST_F(FrameLoop, BusyVideoHasAKeyFrameAfterEverySixtyOthers) {
+TEST_F(FrameLoop, BusyVideoHasKeyFrameEvery61Frames) {
   Encode(Small(), 130, Flicker);
   EXPECT_THAT(KeyFrameNumbers(), ElementsAre(0, 61, 122));
   EXPECT_EQ(reader().index().size(), 130U);
 }
 
-TEST_F(FrameLoop, CalmVideoHasAKeyFrameAfterTwiceAsMany) {
+TEST_F(FrameLoop, CalmVideoHasKeyFrameEvery121Frames) {
   Encode(Small(), 250, Blink);
   EXPECT_THAT(KeyFrameNumbers(), ElementsAre(0, 121, 242));
   EXPECT_EQ(reader().index().size(), 250U);
@@ -136,7 +136,7 @@ TEST_F(FrameLoop, LongGopIsCappedForCalmVideoOnly) {
   EXPECT_THAT(KeyFrameNumbers(), ElementsAre(0, 301));
 }
 
-TEST_F(FrameLoop, SceneCutForcesAKeyFrameFromTheEleventhFrameOn) {
+TEST_F(FrameLoop, SceneCutForcesKeyFrameFromEleventhFrame) {
   for (const int32_t cut : {1, 5, 10}) {
     Encode(Small(), cut + 2, [cut](int32_t i) {
       return i < cut ? Flicker(i) : GreyFrame(kSize, kSize, static_cast<uint8_t>(220 + i % 2 * 9));
@@ -167,7 +167,7 @@ TEST_F(FrameLoop, LargestGopLeavesOneKeyFrame) {
   EXPECT_THAT(KeyFrameNumbers(), ElementsAre(0));
 }
 
-TEST_F(FrameLoop, FrameOfAnotherSizeIsAKeyFrame) {
+TEST_F(FrameLoop, SizeChangeIsKeyFrame) {
   Encode(Small(), 8,
          [](int32_t i) { return i < 3 ? Still(i) : GreyFrame(i < 6 ? 21 : kSize, 9, 100); });
   EXPECT_EQ(Records(), "1@0 5x2@1 1@3 5x2@4 1@6 5x1@7");
@@ -199,7 +199,7 @@ TEST_F(FrameLoop, FramesWithoutPixelsAreIgnored) {
   EXPECT_EQ(reader.header().frame_count, 2U);
 }
 
-TEST_F(FrameLoop, SkippedFramesAreMeasuredAgainstTheLastShownOne) {
+TEST_F(FrameLoop, SkippedFramesAreComparedWithLastShownFrame) {
   // Luma 102, 104, 106: the second is within the filter's reach and skipped,
   // the third is four steps from the first and no longer static.
   const std::vector<uint8_t> greys = {100, 102, 105, 105};
@@ -208,8 +208,8 @@ TEST_F(FrameLoop, SkippedFramesAreMeasuredAgainstTheLastShownOne) {
   EXPECT_EQ(Records(), "1@0 5x1@1 2@2 5x1@3");
 }
 
-// A number saves the work of finding out that nothing changed, and nothing else.
-TEST_F(FrameLoop, NumberedPicturesGiveTheSameFile) {
+// Picture numbers only save work; the output is the same.
+TEST_F(FrameLoop, PictureNumbersDoNotChangeTheFile) {
   for (const bool bidirectional : {false, true}) {
     for (const bool temporal_filter : {false, true}) {
       EncodeSettings settings = Small();
@@ -218,7 +218,7 @@ TEST_F(FrameLoop, NumberedPicturesGiveTheSameFile) {
       settings.gop_length = 12;
       settings.adaptive_gop = false;
       const auto picture = [](int32_t i, bool numbered) {
-        // A slow fade in which pictures stay for one to five frames, with jumps.
+        // A slow fade whose pictures last one to five frames, with jumps.
         const int32_t stays = i / 40 % 5 + 1;
         const int32_t shown = i / stays * stays;
         VideoFrame frame = GreyFrame(kSize, kSize, static_cast<uint8_t>(60 + shown % 90 / 2 * 2));
@@ -237,12 +237,12 @@ TEST_F(FrameLoop, NumberedPicturesGiveTheSameFile) {
   }
 }
 
-TEST_F(FrameLoop, ASecondOutputBeginsAfreshWithThePictureThatWasSkippedLast) {
+TEST_F(FrameLoop, SecondOutputCodesLastSkippedPicture) {
   EncodeSettings settings = Small();
   settings.quality = 100;
   settings.temporal_filter = true;
-  // The second is as good as the first to the eye, and is filtered against it; the
-  // third is new on its left side and close to the second on its right.
+  // The second is nearly identical to the first, and is filtered against it; the third is
+  // new on its left side and close to the second on its right.
   const auto picture = [](int number) {
     VideoFrame frame = GreyFrame(kSize, kSize, static_cast<uint8_t>(97 + 2 * number));
     for (size_t i = 0; number == 3 && i < frame.pixels.size(); ++i) {
@@ -263,11 +263,11 @@ TEST_F(FrameLoop, ASecondOutputBeginsAfreshWithThePictureThatWasSkippedLast) {
   EXPECT_EQ(test::ReadBytes(folder() / "second.qolm"), test::ReadBytes(path()));
 }
 
-TEST_F(FrameLoop, KeyFramesAreCodedFromTheUnfilteredPicture) {
+TEST_F(FrameLoop, KeyFramesUseUnfilteredPlanes) {
   EncodeSettings settings = Small();
   settings.gop_length = 0;
   settings.quality = 95;
-  settings.coder_flags = {false, true, true, false};
+  settings.flat_blocks = settings.deblocking = false;
   const auto frame = [](int32_t i) { return GreyFrame(kSize, kSize, i == 0 ? 100 : 102); };
   Encode(settings, 2, frame);
   video::YuvPlanes reference;
@@ -279,7 +279,7 @@ TEST_F(FrameLoop, KeyFramesAreCodedFromTheUnfilteredPicture) {
   EXPECT_EQ(Payload(1), video::EncodeKeyFrame(Converted(frame(1)), options, reference));
 }
 
-TEST_F(FrameLoop, TheFrameAfterAKeyFrameIsFilteredAgainstItsPreparedLuma) {
+TEST_F(FrameLoop, FrameAfterKeyFrameIsFilteredAgainstPreparedLuma) {
   // Frame 11 is a new scene, so a key frame, and its right half stays within the
   // filter's reach of frame 10. Frame 12 is coded from its own filtered luma.
   EncodeSettings settings = Small();
@@ -315,11 +315,10 @@ TEST_F(FrameLoop, TheFrameAfterAKeyFrameIsFilteredAgainstItsPreparedLuma) {
   EXPECT_EQ(Payload(12), video::EncodeInterFrame(prepared_after, options, reference));
 }
 
-TEST_F(FrameLoop, PredictedFramesAreCodedFromTheFilteredPictureAndTheReference) {
+TEST_F(FrameLoop, PredictedFramesUseFilteredPlanes) {
   EncodeSettings settings = SettingsFor(48, 40);
   settings.quality = 80;
-  settings.coder_flags = {true, false, false, true};
-  settings.coder_flag = false;
+  settings.sparse_levels = settings.motion_prediction = settings.pre_analysis = false;
   const VideoFrame first = Noise(48, 40, 1);
   VideoFrame second = first;
   for (size_t i = 0; i < second.pixels.size(); i += 4) {
@@ -352,9 +351,9 @@ TEST_F(FrameLoop, PredictedFramesAreCodedFromTheFilteredPictureAndTheReference) 
   }
 }
 
-// The pre-analysis has no bit in the file and shows in the vectors alone: in a pan over
-// a scene that is faint above, where standing still seems good enough.
-TEST_F(FrameLoop, ThePreAnalysisFollowsItsOption) {
+// The pre-analysis has no flag in the file and only affects vectors: in a pan over a scene
+// with low contrast at the top, where zero motion costs little.
+TEST_F(FrameLoop, PreAnalysisFollowsItsOption) {
   constexpr int32_t kWidth = 160;
   constexpr int32_t kHeight = 128;
   const auto pan = [](int32_t number) {
@@ -373,7 +372,7 @@ TEST_F(FrameLoop, ThePreAnalysisFollowsItsOption) {
   settings.quality = 95;
   std::vector<std::vector<uint8_t>> payloads;
   for (const bool pre_analysis : {false, true}) {
-    settings.coder_flag = pre_analysis;
+    settings.pre_analysis = pre_analysis;
     Encode(settings, 2, pan);
     video::YuvPlanes reference;
     EXPECT_EQ(Payload(0), video::EncodeKeyFrame(Converted(pan(0)), {.quality = 95}, reference));
@@ -390,26 +389,26 @@ EncodeSettings Holding() {
   return settings;
 }
 
-TEST_F(FrameLoop, EveryOtherFrameIsHeldUntilTheNextIsCoded) {
+TEST_F(FrameLoop, EverySecondFrameIsHeld) {
   Encode(Holding(), 5, Flicker);
   EXPECT_EQ(Records(), "1@0 2@2 4@1 2@4 4@3");
   EXPECT_EQ(reader().header().flags & container::kFlagBidirectional, container::kFlagBidirectional);
   EXPECT_EQ(reader().header().frame_count, 5U);
 }
 
-TEST_F(FrameLoop, AFrameHeldAtTheEndIsPredicted) {
+TEST_F(FrameLoop, FrameHeldAtEndIsPredicted) {
   Encode(Holding(), 4, Flicker);
   EXPECT_EQ(Records(), "1@0 2@2 4@1 2@3");
 }
 
-TEST_F(FrameLoop, AFrameHeldBeforeAKeyFrameIsPredicted) {
+TEST_F(FrameLoop, FrameHeldBeforeKeyFrameIsPredicted) {
   EncodeSettings settings = Holding();
   settings.gop_length = 1;
   Encode(settings, 5, Flicker);
   EXPECT_EQ(Records(), "1@0 2@1 1@2 2@3 1@4");
 }
 
-TEST_F(FrameLoop, StaticFramesBehindAHeldOneAreCountedBeforeItIsCoded) {
+TEST_F(FrameLoop, StaticFramesAfterHeldFrameFormRunBeforeIt) {
   // Frame 1 is held, 2 to 4 repeat it, 5 is coded ahead of it.
   const auto frame = [](int32_t i) {
     return GreyFrame(kSize, kSize, i == 0 ? 100 : i < 5 ? 120 : 140);
@@ -421,7 +420,7 @@ TEST_F(FrameLoop, StaticFramesBehindAHeldOneAreCountedBeforeItIsCoded) {
   EXPECT_EQ(Records(), "1@0 2@1 5x3@2");
 }
 
-TEST_F(FrameLoop, ARunOf250IsWrittenWhileAFrameIsHeld) {
+TEST_F(FrameLoop, RunOf250IsWrittenWhileFrameIsHeld) {
   EncodeSettings settings = Holding();
   settings.gop_length = 1000;
   settings.adaptive_gop = false;
@@ -431,7 +430,7 @@ TEST_F(FrameLoop, ARunOf250IsWrittenWhileAFrameIsHeld) {
   EXPECT_EQ(Records(), "1@0 5x250@2 5x147@252 2@399 4@1");
 }
 
-TEST_F(FrameLoop, AHeldFrameIsCodedFromItsPreparedPlanesBetweenTheTwoAnchors) {
+TEST_F(FrameLoop, HeldFrameIsCodedFromPreparedPlanes) {
   EncodeSettings settings = SettingsFor(48, 40);
   settings.bidirectional = true;
   settings.vfr = false;
@@ -464,7 +463,7 @@ TEST_F(FrameLoop, AHeldFrameIsCodedFromItsPreparedPlanesBetweenTheTwoAnchors) {
   }
 }
 
-TEST_F(FrameLoop, AFrameOfAnotherSizeFlushesTheHeldOne) {
+TEST_F(FrameLoop, SizeChangeFlushesHeldFrame) {
   Encode(Holding(), 3,
          [](int32_t i) { return i < 2 ? Flicker(i) : GreyFrame(2 * kSize, kSize, 50); });
   EXPECT_EQ(Records(), "1@0 2@1 1@2");

@@ -35,7 +35,7 @@ TEST(FrameStatistics, EmptyPlanesGiveZeros) {
   EXPECT_FALSE(statistics.is_scene_change);
 }
 
-TEST(FrameStatistics, LooksAtEverySecondSampleOnly) {
+TEST(FrameStatistics, UsesEverySecondSample) {
   const Plane previous = {0, 0, 0, 0, 0};
   const Plane current = {3, 255, 5, 255, 4};
   const FrameStatistics statistics = MeasureFrameDifference(current, previous);
@@ -44,7 +44,7 @@ TEST(FrameStatistics, LooksAtEverySecondSampleOnly) {
   EXPECT_EQ(statistics.changed_fraction, 1.0 / 3.0);
 }
 
-TEST(FrameStatistics, DirectionOfTheDifferenceDoesNotMatter) {
+TEST(FrameStatistics, IsSymmetric) {
   const Plane dark = {10};
   const Plane bright = {250};
   for (const FrameStatistics& statistics :
@@ -55,7 +55,7 @@ TEST(FrameStatistics, DirectionOfTheDifferenceDoesNotMatter) {
   }
 }
 
-TEST(FrameStatistics, AgreesWithTheDefinitionOnNoiseOfManyLengths) {
+TEST(FrameStatistics, MatchesDefinitionForNoiseOfManyLengths) {
   for (const SimdLevel level : test::AvailableSimdLevels()) {
     const test::ScopedSimdLevel forced(level);
     std::mt19937 random(1);

@@ -53,7 +53,7 @@ TEST(KeyFrameSchedule, CalmFramesDoubleAnAdaptiveGop) {
   EXPECT_THAT(KeyFrames(300, 60, true, Calm()), ElementsAre(0, 121, 242));
 }
 
-TEST(KeyFrameSchedule, CalmGopIsCappedAlsoBelowTheSetLength) {
+TEST(KeyFrameSchedule, CalmGopIsCappedEvenBelowGopLength) {
   EXPECT_THAT(KeyFrames(400, 100, true, Calm()), ElementsAre(0, 181, 362));
   EXPECT_THAT(KeyFrames(400, 300, true, Calm()), ElementsAre(0, 181, 362));
   EXPECT_THAT(KeyFrames(400, 300, true, Busy()), ElementsAre(0, 301));
@@ -86,7 +86,7 @@ TEST(KeyFrameSchedule, CalmLimitsAreExclusive) {
   EXPECT_TRUE(KeyFrameDue(61, 60, 60, true, statistics));
 }
 
-TEST(KeyFrameSchedule, SceneCutWaitsForTenFrames) {
+TEST(KeyFrameSchedule, SceneCutNeedsTenFramesSinceKeyFrame) {
   EXPECT_FALSE(SceneCutDue(10, 9, SceneChange()));
   EXPECT_TRUE(SceneCutDue(11, 10, SceneChange()));
   EXPECT_FALSE(SceneCutDue(11, 10, Busy()));

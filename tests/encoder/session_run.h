@@ -1,4 +1,4 @@
-// Runs an encoder session over made pictures and reads back what it wrote.
+// Runs an encoder session on synthetic pictures and reads its output.
 #ifndef QOLM_TESTS_ENCODER_SESSION_RUN_H_
 #define QOLM_TESTS_ENCODER_SESSION_RUN_H_
 

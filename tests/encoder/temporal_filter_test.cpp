@@ -17,7 +17,7 @@ namespace {
 using Plane = std::vector<uint8_t>;
 using ::testing::ElementsAre;
 
-TEST(TemporalFilter, StepsAtTwoAndFour) {
+TEST(TemporalFilter, ThresholdsAreTwoAndFour) {
   const Plane previous(8, 100);
   const Plane current = {100, 102, 103, 104, 105, 98, 97, 95};
   Plane filtered(8);
@@ -26,7 +26,7 @@ TEST(TemporalFilter, StepsAtTwoAndFour) {
   EXPECT_THAT(filtered, ElementsAre(100, 100, 102, 103, 105, 100, 98, 95));
 }
 
-TEST(TemporalFilter, EveryPairOfValues) {
+TEST(TemporalFilter, EveryPairOfValuesMatchesFormula) {
   Plane current;
   Plane previous;
   Plane expected;
@@ -55,7 +55,7 @@ TEST(TemporalFilter, EveryPairOfValues) {
   }
 }
 
-TEST(TemporalFilter, EveryLengthUpToAFewVectors) {
+TEST(TemporalFilter, EveryShortLengthMatchesFormula) {
   for (const SimdLevel level : test::AvailableSimdLevels()) {
     const test::ScopedSimdLevel forced(level);
     for (size_t length = 0; length < 200; ++length) {
@@ -69,8 +69,8 @@ TEST(TemporalFilter, EveryLengthUpToAFewVectors) {
   }
 }
 
-// Pieces that members take, and what is left of the last one.
-TEST(TemporalFilter, PlanesOfManyPiecesAreFilteredWhole) {
+// Several parallel pieces, and a partial last one.
+TEST(TemporalFilter, LargePlanesAreFilteredCompletely) {
   for (const size_t length : {16'384U, 16'385U, 32'768U, 70'001U}) {
     const Plane previous(length, 50);
     Plane filtered(length, 7);
@@ -79,7 +79,7 @@ TEST(TemporalFilter, PlanesOfManyPiecesAreFilteredWhole) {
   }
 }
 
-TEST(TemporalFilter, LargePlanesUseWorkersAndSmallOnesNone) {
+TEST(TemporalFilter, OnlyLargePlanesUseWorkers) {
   for (const auto& [length, threads] : {std::pair{32'767U, 0U}, {32'768U, 2U}}) {
     Plane plane(length, 50);
     EXPECT_EQ(test::StartedThreads([&plane = plane] { FilterLuma(plane, plane, plane); }), threads);

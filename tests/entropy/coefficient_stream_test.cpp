@@ -18,7 +18,7 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using Values = std::vector<int16_t>;
 
-TEST(CoefficientStream, IsTokensInsideAContextStream) {
+TEST(CoefficientStream, StreamIsContextCodedTokens) {
   for (const size_t size : {1u, 64u, 6400u, 100000u}) {
     for (const uint32_t spacing : {1u, 9u, 500u}) {
       const Values values = samples::SparseValues(size, spacing, spacing);
@@ -31,7 +31,7 @@ TEST(CoefficientStream, IsTokensInsideAContextStream) {
   }
 }
 
-// All values, `step` at a time; none when the stream is refused.
+// All values, `step` at a time; none when the stream is rejected.
 Values ReadInPieces(const Bytes& stream, size_t count, size_t step) {
   CoefficientReader reader;
   if (!reader.open(stream, count)) return {};
@@ -42,7 +42,7 @@ Values ReadInPieces(const Bytes& stream, size_t count, size_t step) {
   return reader.at_end() ? values : Values{};
 }
 
-TEST(CoefficientStream, PiecesGiveWhatTheWholeGives) {
+TEST(CoefficientStream, IncrementalDecodingMatchesWhole) {
   for (const size_t size : {1u, 64u, 6400u, 30001u}) {
     for (const uint32_t spacing : {1u, 9u, 500u, 20000u}) {
       const Values values = samples::SparseValues(size, spacing, spacing);
@@ -56,8 +56,8 @@ TEST(CoefficientStream, PiecesGiveWhatTheWholeGives) {
   EXPECT_TRUE(ReadInPieces(EncodeCoefficients(escapes), 5000, 3) == escapes);
 }
 
-// A reader that stopped inside a token, or failed, begins anew with its next stream.
-TEST(CoefficientStream, AReaderThatIsOpenedAgainKeepsNothing) {
+// A reader that stopped inside a token, or failed, starts fresh with the next stream.
+TEST(CoefficientStream, ReopenedReaderStartsFresh) {
   // Five streams, whose first token needs two more bytes.
   Bytes long_tokens;
   for (int i = 0; i < 3000; ++i) long_tokens.insert(long_tokens.end(), {255, 1, 1});
@@ -76,7 +76,7 @@ TEST(CoefficientStream, AReaderThatIsOpenedAgainKeepsNothing) {
   }
 }
 
-TEST(CoefficientStream, PiecesRefuseWhatTheWholeRefuses) {
+TEST(CoefficientStream, IncrementalDecodingRejectsSameStreams) {
   const Bytes tokens[] = {{129, 1}, {129}, {129, 1, 1}, {129, 3}, {129, 2, 1}, {129, 0, 63}};
   for (const Bytes& spelling : tokens) {
     const Bytes stream = ContextRansEncode(spelling);
@@ -87,7 +87,7 @@ TEST(CoefficientStream, PiecesRefuseWhatTheWholeRefuses) {
   EXPECT_EQ(ReadInPieces(Bytes{10, 0, 0, 0}, 64, 10), Values{}) << "no head";
 }
 
-TEST(CoefficientStream, AbsentStreamsBelongToNoValues) {
+TEST(CoefficientStream, EmptyStreamMeansNoValues) {
   EXPECT_TRUE(EncodeCoefficients({}).empty());
   Values none, one(1);
   EXPECT_TRUE(DecodeCoefficients({}, none));
@@ -98,7 +98,7 @@ TEST(CoefficientStream, AbsentStreamsBelongToNoValues) {
 // A repeated byte makes a stream of any count from few bytes.
 Bytes StreamOfCount(uint32_t count, uint8_t byte) { return ContextRansEncode(Bytes(count, byte)); }
 
-TEST(CoefficientStream, TokenCountIsLimitedByTheValues) {
+TEST(CoefficientStream, TokenCountIsLimitedByValueCount) {
   Values ten(10);
   EXPECT_TRUE(DecodeCoefficients(StreamOfCount(10, 129), ten));
   EXPECT_FALSE(DecodeCoefficients(StreamOfCount(9, 129), ten));
@@ -113,8 +113,8 @@ TEST(CoefficientStream, TokenCountIsLimitedByTheValues) {
   EXPECT_FALSE(DecodeCoefficients(Bytes{10, 0, 0, 0}, ten)) << "no head";
 }
 
-// More than three could never fill the values; what the rule saves is memory.
-TEST(CoefficientStream, OneTokenAboveTheLimitTakesNoMemory) {
+// More than three bytes per value could never be valid; the check avoids the allocation.
+TEST(CoefficientStream, TokenCountAboveLimitAllocatesNothing) {
   Values values(100'000);
   const Bytes most = StreamOfCount(300'000, 129);
   test::ResetLargestAllocation();
@@ -126,14 +126,14 @@ TEST(CoefficientStream, OneTokenAboveTheLimitTakesNoMemory) {
   EXPECT_LE(test::LargestAllocation(), 1024u);
 }
 
-TEST(CoefficientStream, ThreeBytesPerValueAreRead) {
+TEST(CoefficientStream, ThreeTokenBytesPerValueAreAccepted) {
   const Values values(50, 1000);
   Values output(50);
   ASSERT_TRUE(DecodeCoefficients(EncodeCoefficients(values), output));
   EXPECT_EQ(output, values);
 }
 
-TEST(CoefficientStream, TokensThatDoNotFillTheValuesAreRefused) {
+TEST(CoefficientStream, TooFewOrTooManyTokensAreRejected) {
   Values values(64);
   EXPECT_TRUE(DecodeCoefficients(ContextRansEncode(Bytes{129, 1}), values));
   EXPECT_FALSE(DecodeCoefficients(ContextRansEncode(Bytes{129}), values));
@@ -141,7 +141,7 @@ TEST(CoefficientStream, TokensThatDoNotFillTheValuesAreRefused) {
   EXPECT_FALSE(DecodeCoefficients(ContextRansEncode(Bytes{129, 3}), values));
 }
 
-TEST(CoefficientStream, CutsAndBitFlipsAreRefusedOrDecodedAsDefined) {
+TEST(CoefficientStream, DamageIsRejectedOrMatchesNaiveDecoder) {
   int refused = 0;
   int decoded = 0;
   const auto check = [&](const Bytes& changed, size_t count) {
@@ -155,7 +155,7 @@ TEST(CoefficientStream, CutsAndBitFlipsAreRefusedOrDecodedAsDefined) {
     }
     ++(expected ? decoded : refused);
   };
-  // All ones need no further bytes, and so many flips leave as many tokens.
+  // A stream of ones needs no renormalisation bytes, so many flips keep the token count.
   for (const Values& values : {samples::SparseValues(640, 6, 2), Values(70, 1)}) {
     const Bytes stream = EncodeCoefficients(values);
     for (size_t size = 0; size < stream.size(); ++size) {

@@ -35,7 +35,7 @@ TEST(EncodeCoefficientTokens, NoValuesGiveNoTokens) {
   EXPECT_TRUE(EncodeCoefficientTokens({}).empty());
 }
 
-TEST(EncodeCoefficientTokens, EmptyBlocksAreCounted) {
+TEST(EncodeCoefficientTokens, EmptyBlocksBecomeBlockRuns) {
   EXPECT_THAT(EncodeCoefficientTokens(Zeros(64)), ElementsAre(2, 1));
   EXPECT_THAT(EncodeCoefficientTokens(Zeros(300 * 64)), ElementsAre(2, 255, 2, 45));
   EXPECT_THAT(EncodeCoefficientTokens(Zeros(255 * 64)), ElementsAre(2, 255));
@@ -43,7 +43,7 @@ TEST(EncodeCoefficientTokens, EmptyBlocksAreCounted) {
   EXPECT_THAT(EncodeCoefficientTokens(With(192, 64, 1)), ElementsAre(2, 1, 129, 1, 2, 1));
 }
 
-TEST(EncodeCoefficientTokens, BlocksThatAreSaidToBeEmptyAreNotRead) {
+TEST(EncodeCoefficientTokens, UncodedBlocksAreNotRead) {
   Values values(5 * 64 + 3, 77);
   std::fill_n(values.begin() + 64, 64, int16_t{0});  // may hold something, and does not
   std::fill_n(values.begin() + 3 * 64, 64, int16_t{0});
@@ -67,7 +67,7 @@ TEST(EncodeCoefficientTokens, ShortAndEscapedValues) {
               ElementsAre(255, 0xFF, 0x7F, 255, 0x00, 0x80, 255, 0x00, 0x01));
 }
 
-TEST(EncodeCoefficientTokens, TailHasRunsAndNoEndOfBlock) {
+TEST(EncodeCoefficientTokens, TailEndsWithRun) {
   EXPECT_THAT(EncodeCoefficientTokens(Zeros(63)), ElementsAre(0, 63));
   EXPECT_THAT(EncodeCoefficientTokens(Zeros(1)), ElementsAre(0, 1));
   EXPECT_THAT(EncodeCoefficientTokens(With(63, 0, 1)), ElementsAre(129, 0, 62));
@@ -75,7 +75,7 @@ TEST(EncodeCoefficientTokens, TailHasRunsAndNoEndOfBlock) {
   EXPECT_THAT(EncodeCoefficientTokens(With(70, 64, 2)), ElementsAre(2, 1, 130, 0, 5));
 }
 
-TEST(EncodeCoefficientTokens, EqualsTheNaiveCoderAndDecodes) {
+TEST(EncodeCoefficientTokens, MatchesNaiveCoderAndRoundTrips) {
   for (const size_t size : samples::Sizes()) {
     for (const uint32_t spacing : {1u, 2u, 5u, 30u, 200u, 20000u}) {
       const Values values =
@@ -90,7 +90,7 @@ TEST(EncodeCoefficientTokens, EqualsTheNaiveCoderAndDecodes) {
   }
 }
 
-TEST(EncodeCoefficientTokens, EverySizeUpToThreeBlocksAndWorstCaseValues) {
+TEST(EncodeCoefficientTokens, WorstCaseValuesRoundTripAtEverySize) {
   for (size_t size = 1; size <= 200; ++size) {
     for (const int fill : {0, 1, -2048}) {
       const Values values(size, static_cast<int16_t>(fill));
@@ -105,7 +105,7 @@ TEST(EncodeCoefficientTokens, EverySizeUpToThreeBlocksAndWorstCaseValues) {
   EXPECT_EQ(EncodeCoefficientTokens(escaped).size(), 15000000u);
 }
 
-TEST(EncodeCoefficientTokens, EveryValueReadsBack) {
+TEST(EncodeCoefficientTokens, EveryValueRoundTrips) {
   Values values;
   for (int v = -32768; v <= 32767; ++v) values.push_back(static_cast<int16_t>(v));
   Values output(values.size());
@@ -113,14 +113,14 @@ TEST(EncodeCoefficientTokens, EveryValueReadsBack) {
   EXPECT_EQ(output, values);
 }
 
-TEST(DecodeCoefficientTokens, EmptyMeetsEmptyOnly) {
+TEST(DecodeCoefficientTokens, EmptyTokensNeedEmptyOutput) {
   EXPECT_TRUE(Reads({}, 0));
   EXPECT_FALSE(Reads({}, 1));
   EXPECT_FALSE(Reads({129}, 0));
   EXPECT_FALSE(Reads({}, 64));
 }
 
-TEST(DecodeCoefficientTokens, UnusedBytesAreRefused) {
+TEST(DecodeCoefficientTokens, UnusedBytesAreRejected) {
   for (unsigned byte = 0; byte < 256; ++byte) {
     const bool value = byte >= 8 && byte <= 248 && byte != 128;
     EXPECT_EQ(Reads({static_cast<uint8_t>(byte)}, 1), value) << byte;
@@ -131,7 +131,7 @@ TEST(DecodeCoefficientTokens, UnusedBytesAreRefused) {
   }
 }
 
-TEST(DecodeCoefficientTokens, ZeroRunsStayInTheirBlockOrTail) {
+TEST(DecodeCoefficientTokens, ZeroRunsBeyondBlockOrTailAreRejected) {
   EXPECT_TRUE(Reads({0, 64}, 64));
   EXPECT_TRUE(Reads({0, 64, 0, 64}, 128));
   EXPECT_FALSE(Reads({0, 65, 0, 63}, 128));
@@ -144,7 +144,7 @@ TEST(DecodeCoefficientTokens, ZeroRunsStayInTheirBlockOrTail) {
   EXPECT_FALSE(Reads({0, 0, 129}, 1)) << "a run of nothing";
 }
 
-TEST(DecodeCoefficientTokens, BlockRunsStartAtABoundaryAndFit) {
+TEST(DecodeCoefficientTokens, MisplacedOrOversizedBlockRunsAreRejected) {
   EXPECT_TRUE(Reads({2, 2}, 128));
   EXPECT_FALSE(Reads({2, 3}, 128));
   EXPECT_FALSE(Reads({2, 3}, 191)) << "the tail is no block";
@@ -155,21 +155,21 @@ TEST(DecodeCoefficientTokens, BlockRunsStartAtABoundaryAndFit) {
   EXPECT_FALSE(Reads({2, 1, 2, 1}, 65)) << "in the tail";
 }
 
-TEST(DecodeCoefficientTokens, EndOfBlockIsForBlocksOnly) {
+TEST(DecodeCoefficientTokens, EndOfBlockInTailIsRejected) {
   EXPECT_TRUE(Reads({129, 1}, 64));
   EXPECT_FALSE(Reads({129, 1}, 63));
   EXPECT_FALSE(Reads({2, 1, 129, 1}, 70));
   EXPECT_FALSE(Reads({2, 1, 1}, 64)) << "after the last block";
 }
 
-TEST(DecodeCoefficientTokens, OutputEndsFullWithNoTokenLeft) {
+TEST(DecodeCoefficientTokens, TooFewOrTooManyTokensAreRejected) {
   EXPECT_TRUE(Reads({129, 130}, 2));
   EXPECT_FALSE(Reads({129}, 2));
   EXPECT_FALSE(Reads({129, 130, 131}, 2));
   EXPECT_FALSE(Reads({0, 2, 0}, 2));
 }
 
-TEST(DecodeCoefficientTokens, CutTokensAreRefused) {
+TEST(DecodeCoefficientTokens, TruncatedTokensAreRejected) {
   EXPECT_FALSE(Reads({0}, 5));
   EXPECT_FALSE(Reads({2}, 64));
   EXPECT_FALSE(Reads({255}, 1));
@@ -177,7 +177,7 @@ TEST(DecodeCoefficientTokens, CutTokensAreRefused) {
   EXPECT_TRUE(Reads({255, 1, 1}, 1));
 }
 
-TEST(DecodeCoefficientTokens, EveryTruncationIsRefused) {
+TEST(DecodeCoefficientTokens, EveryTruncationIsRejected) {
   const Bytes tokens = EncodeCoefficientTokens(samples::SparseValues(1000, 4, 8));
   for (size_t size = 0; size < tokens.size(); ++size) {
     ASSERT_FALSE(Reads(Bytes(tokens.begin(), tokens.begin() + static_cast<ptrdiff_t>(size)), 1000))
@@ -185,7 +185,7 @@ TEST(DecodeCoefficientTokens, EveryTruncationIsRefused) {
   }
 }
 
-// Whole tokens mostly, so that many sequences come far.
+// Mostly complete tokens, so that many sequences are valid for long.
 Bytes RandomTokens(std::mt19937& random, size_t most) {
   Bytes tokens;
   while (tokens.size() < most) {
@@ -209,13 +209,13 @@ Bytes RandomTokens(std::mt19937& random, size_t most) {
   return tokens;
 }
 
-TEST(DecodeCoefficientTokens, RandomTokensAreRefusedOrDecodedAsDefined) {
+TEST(DecodeCoefficientTokens, RandomTokensAreRejectedOrMatchNaiveDecoder) {
   std::mt19937 random(11);
   int refused = 0;
   int decoded = 0;
   for (int round = 0; round < 20000; ++round) {
     Bytes tokens = RandomTokens(random, random() % 40u);
-    // As many values as the tokens may stand for, or any number.
+    // A value count that the tokens may represent, or an arbitrary one.
     size_t size = random() % 200u;
     for (size_t count = 0; round % 2 == 0 && count < 200; ++count) {
       if (naive::DecodeTokens(tokens, count)) size = count;

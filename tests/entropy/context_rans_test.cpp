@@ -67,21 +67,21 @@ Bytes FiveStreams(uint32_t n, const std::vector<Record>& records) {
 
 Bytes RepeatedValue(uint32_t count, uint8_t value) { return RansEncodeBytes(Bytes(count, value)); }
 
-TEST(ContextRansEncode, EmptyInputGivesNoBytes) { EXPECT_TRUE(ContextRansEncode({}).empty()); }
+TEST(ContextRansEncode, EmptyInputGivesEmptyStream) { EXPECT_TRUE(ContextRansEncode({}).empty()); }
 
-TEST(ContextRansEncode, OneByteIsAPlainStreamBehindTheHead) {
+TEST(ContextRansEncode, OneByteIsCodedAsPlainStream) {
   EXPECT_THAT(ContextRansEncode(Bytes{42}),
               ElementsAre(1, 0, 0, 0, 0, 1, 0, 0, 0, 1, 0, 42, 0x00, 0x10, 0, 0, 1, 0));
 }
 
-TEST(ContextRansEncode, SixtyThreeBytesAreAlwaysPlain) {
+TEST(ContextRansEncode, InputsBelow64BytesAreCodedAsPlainStream) {
   for (const auto& [name, input] : samples::ByteSamples(63, 1)) {
     EXPECT_EQ(ContextRansEncode(input)[4], 0) << name;
   }
   EXPECT_EQ(ContextRansEncode(RunsInput(63))[4], 0);
 }
 
-TEST(ContextRansEncode, FiveStreamsByHand) {
+TEST(ContextRansEncode, FiveStreamsMatchHandComputedBytes) {
   // 100 pairs 0, 7 and one escape: contexts 0 to 4 hold 101, 100, 0, 1 and 1
   // bytes; context 1 holds one value only.
   Bytes input;
@@ -106,7 +106,7 @@ TEST(ContextRansEncode, FiveStreamsByHand) {
   EXPECT_EQ(records[4].coded, RepeatedValue(1, 0x12));
 }
 
-TEST(ContextRansEncode, TakesFiveStreamsOnlyWhenStrictlySmallerAndMeetsATie) {
+TEST(ContextRansEncode, FiveStreamsAreUsedOnlyWhenStrictlySmaller) {
   // Lengths around the break-even point of one input family, so that a smaller,
   // an equal and a larger five-stream form all occur.
   bool smaller = false, tie = false, larger = false;
@@ -135,7 +135,7 @@ TEST(ContextRansEncode, TakesFiveStreamsOnlyWhenStrictlySmallerAndMeetsATie) {
   EXPECT_TRUE(larger);
 }
 
-TEST(ContextRansEncode, EqualsTheNaiveCoderAndDecodes) {
+TEST(ContextRansEncode, MatchesNaiveCoderAndRoundTrips) {
   bool saw_plain = false, saw_five = false;
   for (const size_t size : samples::Sizes()) {
     for (const auto& [name, input] : samples::ByteSamples(size, static_cast<uint32_t>(size) + 9)) {
@@ -155,7 +155,7 @@ TEST(ContextRansEncode, EqualsTheNaiveCoderAndDecodes) {
   EXPECT_TRUE(saw_five);
 }
 
-TEST(ContextRansEncode, InputsThatEndInsideATokenDecode) {
+TEST(ContextRansEncode, InputEndingInsideTokenRoundTrips) {
   for (const Bytes& end : {Bytes{0}, Bytes{2}, Bytes{255}, Bytes{255, 7}}) {
     Bytes input = RunsInput(3000);
     input.insert(input.end(), end.begin(), end.end());
@@ -167,20 +167,20 @@ TEST(ContextRansEncode, InputsThatEndInsideATokenDecode) {
   }
 }
 
-TEST(ContextRansCount, NeedsTheHead) {
+TEST(ContextRansCount, TooShortStreamIsRejected) {
   uint32_t count = 0;
   EXPECT_FALSE(ContextRansCount(Bytes{1, 0, 0, 0}, count));
   ASSERT_TRUE(ContextRansCount(Bytes{1, 2, 3, 4, 9}, count));
   EXPECT_EQ(count, 0x04030201u);
 }
 
-TEST(ContextRansDecode, RefusesAnEmptyOutput) {
+TEST(ContextRansDecode, EmptyOutputIsRejected) {
   Bytes none;
   EXPECT_FALSE(DecodeContextRans({}, none));
   EXPECT_FALSE(DecodeContextRans({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, none));
 }
 
-TEST(ContextRansDecode, RefusesAnotherCountAndAnUnknownMode) {
+TEST(ContextRansDecode, WrongCountAndUnknownModeAreRejected) {
   Bytes stream = ContextRansEncode(Bytes{1, 2, 3});
   Bytes two(2), three(3);
   EXPECT_FALSE(DecodeContextRans(stream, two));
@@ -189,7 +189,7 @@ TEST(ContextRansDecode, RefusesAnotherCountAndAnUnknownMode) {
   EXPECT_FALSE(DecodeContextRans(stream, three));
 }
 
-TEST(ContextRansDecode, RefusesFiveStreamsBelow45Bytes) {
+TEST(ContextRansDecode, FiveStreamsBelow45BytesAreRejected) {
   Bytes stream = FiveStreams(1, {{1, {}}, {0, {}}, {0, {}}, {0, {}}, {0, {}}});
   ASSERT_EQ(stream.size(), 45u);
   Bytes output(1);
@@ -199,7 +199,7 @@ TEST(ContextRansDecode, RefusesFiveStreamsBelow45Bytes) {
 }
 
 // Each stream breaks one rule and would decode without it.
-TEST(ContextRansDecode, FiveStreamsHoldTheirRules) {
+TEST(ContextRansDecode, EachFiveStreamRuleIsEnforced) {
   const Record none{0, {}};
   // 0 7 0 7 0 7
   const Record zeros{3, RepeatedValue(3, 0)}, sevens{3, RepeatedValue(3, 7)};
@@ -229,8 +229,8 @@ TEST(ContextRansDecode, FiveStreamsHoldTheirRules) {
       << "counts that sum to 6 only in 32 bits";
 }
 
-// A value of each argument context is missing where the others have all they need.
-TEST(ContextRansDecode, EveryContextMayRunOut) {
+// One argument context at a time lacks a value.
+TEST(ContextRansDecode, ExhaustedContextIsRejected) {
   const Bytes input = {0, 7, 2, 9, 255, 1, 2, 130};
   std::vector<Bytes> split = {{0, 2, 255, 130}, {7}, {9}, {1}, {2}};
   const auto stream_of = [&input](const std::vector<Bytes>& contexts) {
@@ -251,8 +251,8 @@ TEST(ContextRansDecode, EveryContextMayRunOut) {
   }
 }
 
-// The last record's bytes may end with the stream and no later.
-TEST(ContextRansDecode, TheLastRecordEndsWithTheStream) {
+// The last record may end with the stream but not beyond it.
+TEST(ContextRansDecode, LastRecordMayEndWithTheStream) {
   const Record zeros{3, RepeatedValue(3, 0)}, sevens{3, RepeatedValue(3, 7)};
   const Record last{1, RepeatedValue(1, 0x12)};
   // 0 7 0 7 0 7 255 0x12 0x12
@@ -266,7 +266,7 @@ TEST(ContextRansDecode, TheLastRecordEndsWithTheStream) {
   EXPECT_FALSE(ContextRansDecode(beyond.span(), output.span()));
 }
 
-TEST(ContextRansDecode, RefusesSizesBeyondTheEnd) {
+TEST(ContextRansDecode, SizesBeyondTheEndAreRejected) {
   const Bytes stream = ContextRansEncode(RunsInput(3000));
   ASSERT_EQ(stream[4], 1);
   Bytes output(3000);
@@ -277,7 +277,7 @@ TEST(ContextRansDecode, RefusesSizesBeyondTheEnd) {
   }
 }
 
-TEST(ContextRansDecode, EveryTruncationOfFiveStreamsIsRefused) {
+TEST(ContextRansDecode, EveryTruncationOfFiveStreamsIsRejected) {
   const Bytes stream = ContextRansEncode(RunsInput(2400));
   ASSERT_EQ(stream[4], 1);
   Bytes output(2400);
@@ -287,8 +287,8 @@ TEST(ContextRansDecode, EveryTruncationOfFiveStreamsIsRefused) {
   }
 }
 
-// Long enough for every stream to be decoded ahead several times over.
-TEST(ContextRansDecode, AnyFirstStateOfTheRunsDecodesAsDefined) {
+// Long enough for every stream to fill its buffer several times.
+TEST(ContextRansDecode, AnyInitialRunStateMatchesNaiveDecoder) {
   std::mt19937 random(5);
   Bytes input;
   while (input.size() < 60'000) {
@@ -327,9 +327,9 @@ TEST(ContextRansDecode, AnyFirstStateOfTheRunsDecodesAsDefined) {
   }
 }
 
-// Refused exactly where a rule is broken, else decoded as defined, and nothing
-// outside the stream is read, nothing outside the output written.
-TEST(ContextRansDecode, EverySingleBitFlipIsRefusedOrDecodedAsDefined) {
+// Rejected exactly when a rule is broken, else decoded like the naive decoder, without
+// reading outside the stream or writing outside the output.
+TEST(ContextRansDecode, SingleBitFlipsAreRejectedOrMatchNaiveDecoder) {
   int refused = 0;
   int decoded = 0;
   int five_streams = 0;

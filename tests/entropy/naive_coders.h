@@ -74,7 +74,7 @@ inline Bytes RansEncode(const Bytes& input) {
   return out;
 }
 
-// A well-formed head is taken for granted; the bytes after it may be anything.
+// Requires a well-formed head; the bytes after it are arbitrary.
 inline Bytes RansDecode(const Bytes& stream) {
   const uint32_t n = Read32(stream, 0);
   const size_t k = stream.at(4) + size_t{256} * stream.at(5);
@@ -151,7 +151,7 @@ inline Bytes ContextEncode(const Bytes& input) {
   return out;
 }
 
-// Nothing where the stream is malformed.
+// nullopt for a malformed stream.
 inline std::optional<Bytes> ContextDecode(const Bytes& stream, size_t n) {
   if (n == 0 || stream.size() < 5 || Read32(stream, 0) != n || stream[4] > 1) return {};
   const auto piece = [&stream](size_t from, size_t size) {
@@ -249,7 +249,7 @@ inline Bytes EncodeTokens(const std::vector<int16_t>& values) {
   return out;
 }
 
-// Nothing where the tokens do not stand for `count` values.
+// nullopt unless the tokens represent `count` values.
 inline std::optional<std::vector<int16_t>> DecodeTokens(const Bytes& tokens, size_t count) {
   const size_t tail = count - count % 64;
   std::vector<int16_t> values;
@@ -286,7 +286,7 @@ inline std::optional<std::vector<int16_t>> DecodeTokens(const Bytes& tokens, siz
   return values;
 }
 
-// Nothing where the stream is malformed.
+// nullopt for a malformed stream.
 inline std::optional<std::vector<int16_t>> DecodeCoefficients(const Bytes& stream, size_t count) {
   if (stream.empty() || count == 0) {
     if (stream.empty() && count == 0) return std::vector<int16_t>{};

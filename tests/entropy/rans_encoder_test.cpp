@@ -23,7 +23,7 @@ uint32_t DividingStep(uint32_t state, uint32_t freq, uint32_t start) {
 
 // The quotient can only go wrong next to a multiple of f, and the error grows
 // with the state, so every multiple is tried from both sides.
-TEST(RansStep, EqualsTheDivisionNextToEveryMultipleOfEveryFrequency) {
+TEST(RansStep, MatchesDivisionNextToEveryMultiple) {
   uint64_t failures = 0;
   for (uint32_t freq = 1; freq <= 4096; ++freq) {
     const RansEncodeSymbol symbol = MakeRansEncodeSymbol(freq, 4096 - freq);
@@ -38,7 +38,7 @@ TEST(RansStep, EqualsTheDivisionNextToEveryMultipleOfEveryFrequency) {
   EXPECT_EQ(failures, 0u);
 }
 
-TEST(RansStep, EqualsTheDivisionForRandomStates) {
+TEST(RansStep, MatchesDivisionForRandomStates) {
   std::mt19937 random(1);
   for (int i = 0; i < 1000000; ++i) {
     const uint32_t freq = 1 + random() % 4096u;
@@ -55,22 +55,22 @@ TEST(RansStep, LimitIsTheFrequencyShiftedByThePrecision) {
   EXPECT_EQ(MakeRansEncodeSymbol(4096, 0).limit, 1u << 24);
 }
 
-TEST(RansStreamSizeLowerBound, NeverExceedsTheTrueSizeAndLiesClose) {
+TEST(RansStreamSizeLowerBound, IsTightLowerBound) {
   for (const size_t size : samples::Sizes()) {
     if (size == 0) continue;
     for (const auto& [name, input] : samples::ByteSamples(size, static_cast<uint32_t>(size))) {
       const size_t bound = RansStreamSizeLowerBound(CountBytes(input));
       const size_t true_size = RansEncodeBytes(input).size();
       EXPECT_LE(bound, true_size) << name << " of " << size;
-      // At most an eighth of a bit per value and a few bytes are given away.
+      // The bound is at most an eighth of a bit per value and a few bytes too low.
       EXPECT_GE(bound + size / 64 + 8, true_size) << name << " of " << size;
     }
   }
 }
 
-// How much a step grows the state depends on the state, and an order of the values that
-// goes by it costs less than their counts tell.
-TEST(RansStreamSizeLowerBound, HoldsForACheapOrderOfTheValues) {
+// The growth of the state per step depends on the state, so an order of values chosen by
+// the state costs less than the counts suggest.
+TEST(RansStreamSizeLowerBound, HoldsForFavourableOrderOfValues) {
   std::vector<uint8_t> input(90000);
   std::fill_n(input.begin(), 30000, uint8_t{1});
   const ByteCounts counts = CountBytes(input);
@@ -78,8 +78,8 @@ TEST(RansStreamSizeLowerBound, HoldsForACheapOrderOfTheValues) {
   std::array<uint32_t, 2> left = {60000, 30000};
   uint32_t state = kRansLowerBound;
   for (size_t i = input.size(); i-- > 0;) {
-    // The second value starts at two thirds of the shares. That is added to the new
-    // state and is little where the state is large.
+    // The second value starts at two thirds of the range. This offset is added to the new
+    // state and matters less for large states.
     const bool is_large = state >= kRansLowerBound << 3;
     const uint8_t value = left[0] == 0 || (is_large && left[1] > 0) ? 1 : 0;
     --left[value];
@@ -93,7 +93,7 @@ TEST(RansStreamSizeLowerBound, HoldsForACheapOrderOfTheValues) {
   EXPECT_LE(RansStreamSizeLowerBound(counts), true_size);
 }
 
-TEST(RansStreamEncoder, TwoStreamsInTurnAreTheSameAsEachAlone) {
+TEST(RansStreamEncoder, InterleavedRunMatchesSingleRuns) {
   for (const size_t other_size : {0u, 1u, 500u, 1000u, 3000u}) {
     const auto firsts = samples::ByteSamples(1000, 3);
     const auto seconds = samples::ByteSamples(other_size, 4);
@@ -101,7 +101,7 @@ TEST(RansStreamEncoder, TwoStreamsInTurnAreTheSameAsEachAlone) {
       const auto& a = firsts[i].bytes;
       const auto& b = seconds[seconds.size() - 1 - i].bytes;
       RansStreamEncoder first(a, CountBytes(a)), second(b, CountBytes(b));
-      ASSERT_TRUE(RansStreamEncoder::RunBoth(first, second, nullptr));
+      ASSERT_TRUE(RansStreamEncoder::RunInterleaved(first, second, nullptr));
       std::vector<uint8_t> first_stream, second_stream;
       first.AppendTo(first_stream);
       second.AppendTo(second_stream);

@@ -21,7 +21,7 @@ using Bytes = std::vector<uint8_t>;
 
 bool DecodeRans(const Bytes& stream, Bytes& output) { return RansDecodeBytes(stream, output); }
 
-// A stream with a table of one's own choice, state 65536 and no further bytes.
+// A stream with the given table, state 65536 and no renormalisation bytes.
 Bytes StreamWithTable(uint32_t n, const std::vector<std::pair<uint8_t, uint16_t>>& entries) {
   Bytes stream;
   naive::Append32(stream, n);
@@ -36,7 +36,7 @@ Bytes StreamWithTable(uint32_t n, const std::vector<std::pair<uint8_t, uint16_t>
   return stream;
 }
 
-TEST(RansEncodeBytes, EmptyInputGivesNoBytes) { EXPECT_TRUE(RansEncodeBytes({}).empty()); }
+TEST(RansEncodeBytes, EmptyInputGivesEmptyStream) { EXPECT_TRUE(RansEncodeBytes({}).empty()); }
 
 TEST(RansEncodeBytes, OneByteGivesThirteenBytes) {
   EXPECT_THAT(RansEncodeBytes(Bytes{42}),
@@ -48,28 +48,28 @@ TEST(RansEncodeBytes, OneRepeatedValueNeedsNoRenormalisationBytes) {
   EXPECT_THAT(stream, ElementsAre(0xA0, 0x86, 1, 0, 1, 0, 9, 0x00, 0x10, 0, 0, 1, 0));
 }
 
-TEST(RansEncodeBytes, ShortfallGoesToTheLowerOfTwoEqualTopCounts) {
+TEST(RansEncodeBytes, RemainderGoesToLowestOfEqualTopCounts) {
   // 4093 * 1 / 3 + 1 = 1365 for each of the three, so one is missing.
   const Bytes stream = RansEncodeBytes(Bytes{30, 20, 10});
   EXPECT_THAT(Bytes(stream.begin() + 4, stream.begin() + 15),
               ElementsAre(3, 0, 10, 0x56, 0x05, 20, 0x55, 0x05, 30, 0x55, 0x05));
 }
 
-TEST(RansEncodeBytes, ShortfallGoesToTheMostFrequentValueEvenIfItComesLate) {
+TEST(RansEncodeBytes, RemainderGoesToMostFrequentValue) {
   // 1, 2, 2, 2, 2, 2, 2: 4094 / 7 + 1 = 585, 4094 * 6 / 7 + 1 = 3510, 1 missing.
   const Bytes stream = RansEncodeBytes(Bytes{1, 2, 2, 2, 2, 2, 2});
   EXPECT_THAT(Bytes(stream.begin() + 4, stream.begin() + 12),
               ElementsAre(2, 0, 1, 0x49, 0x02, 2, 0xB7, 0x0D));
 }
 
-TEST(RansEncodeBytes, TwoValuesByHand) {
+TEST(RansEncodeBytes, TwoValuesMatchHandComputedBytes) {
   // Frequencies 2048 each. Byte 1 (cum 2048) first: 65536 / 2048 * 4096 + 2048 =
   // 133120; then byte 0: 133120 / 2048 * 4096 + 0 = 266240 = 0x041000.
   EXPECT_THAT(RansEncodeBytes(Bytes{0, 1}),
               ElementsAre(2, 0, 0, 0, 2, 0, 0, 0x00, 0x08, 1, 0x00, 0x08, 0x00, 0x10, 0x04, 0x00));
 }
 
-TEST(RansEncodeBytes, AllValuesGiveATableRegionOf774Bytes) {
+TEST(RansEncodeBytes, AllValuesNeedTableOf774Bytes) {
   Bytes input(256);
   std::iota(input.begin(), input.end(), uint8_t{0});
   const Bytes stream = RansEncodeBytes(input);
@@ -89,7 +89,7 @@ TEST(RansEncodeBytes, AllValuesGiveATableRegionOf774Bytes) {
   EXPECT_EQ(output, input);
 }
 
-TEST(RansEncodeBytes, EqualsTheNaiveCoderAndDecodes) {
+TEST(RansEncodeBytes, MatchesNaiveCoderAndRoundTrips) {
   for (const size_t size : samples::Sizes()) {
     for (const auto& [name, input] : samples::ByteSamples(size, static_cast<uint32_t>(size) + 1)) {
       const Bytes stream = RansEncodeBytes(input);
@@ -102,7 +102,7 @@ TEST(RansEncodeBytes, EqualsTheNaiveCoderAndDecodes) {
   }
 }
 
-TEST(RansDecodeBytes, EmptyOutputNeedsOnlyAHeaderWithCountZero) {
+TEST(RansDecodeBytes, EmptyOutputNeedsCountZero) {
   Bytes none;
   EXPECT_TRUE(DecodeRans({0, 0, 0, 0, 0, 0}, none));
   EXPECT_FALSE(DecodeRans({0, 0, 0, 0, 0}, none));
@@ -110,14 +110,14 @@ TEST(RansDecodeBytes, EmptyOutputNeedsOnlyAHeaderWithCountZero) {
   EXPECT_FALSE(DecodeRans({}, none));
 }
 
-TEST(RansDecodeBytes, RefusesAnotherCount) {
+TEST(RansDecodeBytes, WrongCountIsRejected) {
   const Bytes stream = RansEncodeBytes(Bytes{1, 2, 3});
   Bytes two(2), four(4);
   EXPECT_FALSE(DecodeRans(stream, two));
   EXPECT_FALSE(DecodeRans(stream, four));
 }
 
-TEST(RansDecodeBytes, RefusesInvalidTables) {
+TEST(RansDecodeBytes, InvalidTablesAreRejected) {
   Bytes output(1);
   EXPECT_TRUE(DecodeRans(StreamWithTable(1, {{5, 4096}}), output));
   EXPECT_TRUE(DecodeRans(StreamWithTable(1, {{5, 1}, {6, 4095}}), output));
@@ -135,8 +135,8 @@ TEST(RansDecodeBytes, RefusesInvalidTables) {
   EXPECT_FALSE(DecodeRans(StreamWithTable(1, entries), output)) << "257 entries";
 }
 
-// The last entry's last byte, and the state's, may be the stream's.
-TEST(RansDecodeBytes, TheSmallestAndTheLargestTableFillTheirStream) {
+// The table or the state may end with the last byte of the stream.
+TEST(RansDecodeBytes, TableMayEndWithTheStream) {
   for (const uint32_t entry_count : {1u, 256u}) {
     std::vector<std::pair<uint8_t, uint16_t>> entries;
     for (uint32_t s = 0; s < entry_count; ++s) {
@@ -156,7 +156,7 @@ TEST(RansDecodeBytes, TheSmallestAndTheLargestTableFillTheirStream) {
   }
 }
 
-TEST(RansDecodeBytes, RefusesEveryCutThroughHeadTableOrState) {
+TEST(RansDecodeBytes, TruncatedHeadTableOrStateIsRejected) {
   const Bytes input{1, 2, 2, 3, 3, 3};
   const Bytes stream = RansEncodeBytes(input);
   Bytes output(input.size());
@@ -167,7 +167,7 @@ TEST(RansDecodeBytes, RefusesEveryCutThroughHeadTableOrState) {
   }
 }
 
-TEST(RansDecodeBytes, MissingRenormalisationBytesStillGiveAllValues) {
+TEST(RansDecodeBytes, MissingRenormalisationBytesAreTolerated) {
   for (const auto& [name, input] : samples::ByteSamples(700, 5)) {
     const Bytes stream = RansEncodeBytes(input);
     const size_t head = 10 + 3 * (stream[4] + size_t{256} * stream[5]);
@@ -180,7 +180,7 @@ TEST(RansDecodeBytes, MissingRenormalisationBytesStillGiveAllValues) {
   }
 }
 
-TEST(RansDecodeBytes, AnyFirstStateDecodesAsDefined) {
+TEST(RansDecodeBytes, AnyInitialStateMatchesNaiveDecoder) {
   const Bytes input = samples::ByteSamples(200, 6).front().bytes;
   const Bytes stream = RansEncodeBytes(input);
   const size_t head = 6 + 3 * (stream[4] + size_t{256} * stream[5]);
@@ -188,7 +188,7 @@ TEST(RansDecodeBytes, AnyFirstStateDecodesAsDefined) {
                                0xFFFFFFu, 0x1000000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
     Bytes changed = stream;
     for (size_t i = 0; i < 4; ++i) changed[head + i] = static_cast<uint8_t>(state >> (8 * i));
-    // Zero bytes do not lift a state of zero, so refilling may eat many of them.
+    // Zero bytes do not raise a state of zero, so renormalisation may consume many.
     for (size_t i = head + 4; i < head + 40; ++i) changed[i] = 0;
     Bytes output(input.size());
     ASSERT_TRUE(DecodeRans(changed, output)) << state;
@@ -204,9 +204,9 @@ TEST(RansDecodeBytes, AnyFirstStateDecodesAsDefined) {
   }
 }
 
-// Refused exactly where the head is malformed, else decoded as defined, and nothing
-// outside the stream is read, nothing outside the output written.
-TEST(RansDecodeBytes, EverySingleBitFlipIsRefusedOrDecodedAsDefined) {
+// Rejected exactly when the head is malformed, else decoded like the naive decoder,
+// without reading outside the stream or writing outside the output.
+TEST(RansDecodeBytes, SingleBitFlipsAreRejectedOrMatchNaiveDecoder) {
   int refused = 0;
   int decoded = 0;
   for (const auto& [name, input] : samples::ByteSamples(90, 7)) {
@@ -230,7 +230,7 @@ TEST(RansDecodeBytes, EverySingleBitFlipIsRefusedOrDecodedAsDefined) {
   EXPECT_GT(decoded, 1000);
 }
 
-TEST(RansFrequencyTable, StoredFormReadsBack) {
+TEST(RansFrequencyTable, StoredTableRoundTrips) {
   ByteCounts counts{};
   counts[0] = 7;
   counts[17] = 1;
@@ -250,7 +250,7 @@ TEST(RansFrequencyTable, StoredFormReadsBack) {
   EXPECT_FALSE(LoadRansFrequencyTable(bytes, loaded));
 }
 
-TEST(RansPrefixSize, FindsTheEndOfAStreamBeforeOtherBytes) {
+TEST(RansPrefixSize, FindsEndBeforeTrailingBytes) {
   std::mt19937 random(11);
   for (const uint32_t count : {1u, 2u, 3u, 50u, 5000u}) {
     for (const uint32_t values : {1u, 2u, 5u, 200u, 256u}) {
@@ -272,7 +272,7 @@ TEST(RansPrefixSize, FindsTheEndOfAStreamBeforeOtherBytes) {
   }
 }
 
-TEST(RansPrefixSize, RefusesAStreamThatDoesNotEnd) {
+TEST(RansPrefixSize, StreamWithoutEndIsRejected) {
   Bytes input;
   constexpr uint32_t kCount = 300;
   for (size_t i = 0; i < kCount; ++i) input.push_back(static_cast<uint8_t>(i * i / 7));

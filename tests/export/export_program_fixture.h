@@ -14,7 +14,7 @@
 #include "support/moving_picture.h"
 #include "support/run_program.h"
 #include "support/temporary_folder.h"
-#include "video/picture/color_conversion.h"
+#include "video/picture/colour_conversion.h"
 
 namespace qolm::exporter {
 

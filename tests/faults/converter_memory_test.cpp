@@ -86,9 +86,9 @@ std::string WithoutTimes(const std::string& text) {
 
 TEST_F(ConverterMemory, OneRefusalInInfo) {
   Clip{.width = 256, .height = 144, .frames = 6}.Write(input_);
-  for (const bool in_pieces : {false, true}) {
-    Encoded(in_pieces ? std::vector<std::string>{"--interleave", "--bidirectional"}
-                      : std::vector<std::string>{"--monolithic"});
+  for (const bool is_interleaved : {false, true}) {
+    Encoded(is_interleaved ? std::vector<std::string>{"--interleave", "--bidirectional"}
+                           : std::vector<std::string>{"--monolithic"});
     const std::vector<std::string> words = {"info", output_};
     const std::string whole = WithoutTimes(main_.Call(words).out);
     const std::string without_sound =

@@ -13,7 +13,7 @@
 #include "faults/failing_allocations.h"
 #include "support/moving_picture.h"
 #include "support/temporary_folder.h"
-#include "video/picture/color_conversion.h"
+#include "video/picture/colour_conversion.h"
 
 namespace qolm::test {
 namespace {

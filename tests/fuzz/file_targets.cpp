@@ -6,6 +6,7 @@
 #include "audio/adpcm_payload.h"
 #include "audio/transform_payload.h"
 #include "base/byte_order.h"
+#include "base/picture_limits.h"
 #include "container/container_reader.h"
 #include "container/layout.h"
 #include "decoder/frame_decoder.h"
@@ -122,8 +123,8 @@ Cost CostOf(Input file, const ContainerReader& reader, const Bounds& bounds) {
 
 void CheckReader(const ContainerReader& reader) {
   const container::FileHeader& header = reader.header();
-  QOLM_REQUIRE(header.width >= 1 && header.width <= container::kMaxDimension);
-  QOLM_REQUIRE(header.height >= 1 && header.height <= container::kMaxDimension);
+  QOLM_REQUIRE(header.width >= 1 && header.width <= kMaxPictureSide);
+  QOLM_REQUIRE(header.height >= 1 && header.height <= kMaxPictureSide);
   uint64_t least = container::kFileHeaderBytes;
   for (const uint64_t offset : reader.index()) {
     QOLM_REQUIRE(offset >= least);
@@ -305,8 +306,8 @@ void CheckFile(Input input, const Bounds& bounds) {
   CheckKeyFrameSeek(sound_first, reader, playback, choice.Below(reader.keyframes().size()));
   QOLM_REQUIRE(sound_first.decode_audio().samples == track.samples);
   // What was gathered piece by piece on the way is how the whole begins.
-  const bool in_pieces = (header.flags & container::kFlagInterleavedAudio) != 0;
-  if (in_pieces && reader.audio_block().empty()) {
+  const bool is_interleaved = (header.flags & container::kFlagInterleavedAudio) != 0;
+  if (is_interleaved && reader.audio_block().empty()) {
     const std::vector<int16_t>& gathered = decoder.decode_audio().samples;
     QOLM_REQUIRE(gathered.size() <= track.samples.size());
     QOLM_REQUIRE(std::equal(gathered.begin(), gathered.end(), track.samples.begin()));

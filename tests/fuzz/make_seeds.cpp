@@ -154,9 +154,9 @@ void MakeSoundSeeds() {
   for (const uint32_t channels : {1u, 2u}) {
     for (const size_t values : {size_t{1}, size_t{161}, size_t{700}}) {
       const std::string name = std::to_string(channels) + "-" + std::to_string(values);
-      Save("adpcm_sound", name,
+      Save("adpcm_audio", name,
            SoundPayload(8000, channels, values, audio::AudioCodingMode::kAdpcm));
-      Save("transform_sound", name,
+      Save("transform_audio", name,
            SoundPayload(8000, channels, values, audio::AudioCodingMode::kTransform));
     }
   }

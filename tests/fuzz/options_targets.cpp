@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "audio/audio_coding_mode.h"
 #include "cli/options.h"
 #include "export/export_options.h"
 #include "fuzz/input_reader.h"
@@ -60,9 +61,10 @@ bool Same(const cli::EncodeOptions& a, const cli::EncodeOptions& b) {
   const encoder::EncodeSettings& t = b.settings;
   return s.gop_length == t.gop_length && s.quality == t.quality && s.vfr == t.vfr &&
          s.gabor == t.gabor && s.bidirectional == t.bidirectional && s.fast_start == t.fast_start &&
-         s.cclc == t.cclc && s.coder_flags == t.coder_flags &&
+         s.cclc == t.cclc && s.flat_blocks == t.flat_blocks && s.sparse_levels == t.sparse_levels &&
+         s.motion_prediction == t.motion_prediction && s.deblocking == t.deblocking &&
          s.temporal_filter == t.temporal_filter && s.adaptive_gop == t.adaptive_gop &&
-         s.coder_flag == t.coder_flag && s.audio_interleave == t.audio_interleave &&
+         s.pre_analysis == t.pre_analysis && s.audio_interleave == t.audio_interleave &&
          s.audio_coding_mode == t.audio_coding_mode && a.audio.enabled == b.audio.enabled &&
          a.audio.sample_rate == b.audio.sample_rate && a.audio.channels == b.audio.channels &&
          a.frame_limit == b.frame_limit && a.overwrite == b.overwrite;
@@ -84,7 +86,9 @@ void EncodeOptions(Input input) {
   if (!Parse(arguments, 0, options)) return;
   QOLM_REQUIRE(options.settings.width == 0 && options.settings.height == 0);
   QOLM_REQUIRE(options.audio.channels == 1 || options.audio.channels == 2);
-  QOLM_REQUIRE(options.settings.audio_coding_mode == 1 || options.settings.audio_coding_mode == 2);
+  const audio::AudioCodingMode mode = options.settings.audio_coding_mode;
+  QOLM_REQUIRE(mode == audio::AudioCodingMode::kAdpcm ||
+               mode == audio::AudioCodingMode::kTransform);
 
   // Where reading starts is all that the arguments before it decide, and a word
   // that no option has stands for nothing.

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "audio/audio_coding_mode.h"
 #include "container/container_reader.h"
 #include "decoder/frame_decoder.h"
 #include "encoder/encoder_session.h"
@@ -43,13 +44,17 @@ encoder::EncodeSettings ReadSettings(InputReader& reader) {
   settings.bidirectional = (switches & 2) != 0;
   settings.cclc = (switches & 4) != 0;
   settings.temporal_filter = (switches & 8) != 0;
-  for (size_t i = 0; i < 4; ++i) settings.coder_flags[i] = (switches & (16 << i)) != 0;
+  settings.flat_blocks = (switches & 16) != 0;
+  settings.sparse_levels = (switches & 32) != 0;
+  settings.motion_prediction = (switches & 64) != 0;
+  settings.deblocking = (switches & 128) != 0;
   const uint8_t more_switches = reader.Byte();
   settings.adaptive_gop = (more_switches & 1) != 0;
-  settings.coder_flag = (more_switches & 2) != 0;
+  settings.pre_analysis = (more_switches & 2) != 0;
   settings.audio_present = (more_switches & 4) != 0;
   settings.audio_interleave = (more_switches & 8) != 0;
-  settings.audio_coding_mode = (more_switches & 16) != 0 ? 1 : 2;
+  settings.audio_coding_mode = (more_switches & 16) != 0 ? audio::AudioCodingMode::kAdpcm
+                                                         : audio::AudioCodingMode::kTransform;
   // The reserved index is 64 KiB, so most scripts go without.
   settings.fast_start = (more_switches & 0xE0) == 0xE0;
   settings.quality = static_cast<int32_t>(reader.Between(0, 110)) - 4;

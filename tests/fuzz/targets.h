@@ -34,8 +34,8 @@ void PredictedFrame(Input input);
 void BidirectionalFrame(Input input);
 
 // A payload of one sound coder.
-void AdpcmSound(Input input);
-void TransformSound(Input input);
+void AdpcmAudio(Input input);
+void TransformAudio(Input input);
 
 // A whole file: reader, decoder, sound and seeks. The second takes pictures of
 // any size and is slow.

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "audio/audio_coding_mode.h"
 #include "base/parallel_for.h"
 #include "container/container_reader.h"
 #include "decoder/frame_decoder.h"
@@ -98,11 +99,12 @@ void AddSwitches(std::vector<Case>& cases) {
       {"no_cclc", [](EncodeSettings& settings) { settings.cclc = false; }},
       {"bidirectional", [](EncodeSettings& settings) { settings.bidirectional = true; }},
       {"no_temporal_filter", [](EncodeSettings& settings) { settings.temporal_filter = false; }},
-      {"no_flat_blocks", [](EncodeSettings& settings) { settings.coder_flags[0] = false; }},
-      {"no_sparse_levels", [](EncodeSettings& settings) { settings.coder_flags[1] = false; }},
-      {"no_motion_prediction", [](EncodeSettings& settings) { settings.coder_flags[2] = false; }},
-      {"no_deblocking", [](EncodeSettings& settings) { settings.coder_flags[3] = false; }},
-      {"no_pre_analysis", [](EncodeSettings& settings) { settings.coder_flag = false; }},
+      {"no_flat_blocks", [](EncodeSettings& settings) { settings.flat_blocks = false; }},
+      {"no_sparse_levels", [](EncodeSettings& settings) { settings.sparse_levels = false; }},
+      {"no_motion_prediction",
+       [](EncodeSettings& settings) { settings.motion_prediction = false; }},
+      {"no_deblocking", [](EncodeSettings& settings) { settings.deblocking = false; }},
+      {"no_pre_analysis", [](EncodeSettings& settings) { settings.pre_analysis = false; }},
   };
   EncodeSettings all = Make({}).settings;
   for (const auto& [name, apply] : switches) {
@@ -157,7 +159,8 @@ void AddSounds(std::vector<Case>& cases) {
     cases.back().settings.audio_interleave = true;
     cases.back().settings.bidirectional = true;
     for (size_t i = first; i < cases.size(); ++i) {
-      cases[i].settings.audio_coding_mode = adpcm ? 1 : 2;
+      cases[i].settings.audio_coding_mode =
+          adpcm ? audio::AudioCodingMode::kAdpcm : audio::AudioCodingMode::kTransform;
     }
   }
   cases.push_back(WithSound("sound_switched_off", Sound::kMixture, 32000, 1, 4000));

@@ -55,7 +55,7 @@ struct Coding {
   const char* preset;
   int rate;
   int channels;
-  bool in_pieces;
+  bool is_interleaved;
 };
 constexpr Coding kCodings[] = {
     {"transform", "48k", 48'000, 2, false},
@@ -157,11 +157,11 @@ class FlashAndClick : public testing::TestWithParam<std::tuple<Source, Start>> {
 
   void ExpectStoredAs(const ConvertedFile& file, const Coding& coding) {
     const bool flag = (file.header.flags & container::kFlagInterleavedAudio) != 0;
-    EXPECT_EQ(flag, coding.in_pieces);
-    EXPECT_EQ(file.has_audio_block, !coding.in_pieces);
+    EXPECT_EQ(flag, coding.is_interleaved);
+    EXPECT_EQ(file.has_audio_block, !coding.is_interleaved);
     EXPECT_EQ(file.header.audio_rate, coding.rate);
     EXPECT_EQ(file.header.audio_channels, coding.channels);
-    if (!coding.in_pieces) {
+    if (!coding.is_interleaved) {
       EXPECT_EQ(file.pieces.size(), 0u);
       return;
     }
@@ -182,9 +182,9 @@ TEST_P(FlashAndClick, StayTogetherToTheSample) {
   const std::string output = (folder_ / "clip.qolm").string();
   for (const Coding& coding : kCodings) {
     SCOPED_TRACE(std::string(coding.mode) + ", " + coding.preset +
-                 (coding.in_pieces ? ", in pieces" : ", whole"));
+                 (coding.is_interleaved ? ", in pieces" : ", whole"));
     Run({"encode", input, output, "--gop", "10", "--audio", coding.preset, "--audio-mode",
-         coding.mode, coding.in_pieces ? "--interleave" : "--no-interleave"});
+         coding.mode, coding.is_interleaved ? "--interleave" : "--no-interleave"});
     const ConvertedFile file = ReadConvertedFile(output);
     ExpectStoredAs(file, coding);
 

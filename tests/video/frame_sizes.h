@@ -11,7 +11,7 @@ struct FrameSize {
   uint32_t height;
 };
 
-// A single pixel, single columns, sizes that fill blocks and sizes that do not.
+// A single pixel, single columns, whole and partial blocks.
 inline constexpr FrameSize kFrameSizes[] = {{1, 1},   {1, 9},   {2, 2},   {7, 5},   {8, 8},
                                             {16, 16}, {17, 33}, {64, 48}, {130, 70}};
 

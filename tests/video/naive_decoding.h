@@ -1,5 +1,5 @@
-// Taking the payloads of predicted and bidirectional pictures apart by their
-// documented offsets, and the residuals from the formulas.
+// A reference parser for the payloads of predicted and bidirectional pictures by their
+// documented offsets, and their residuals from the formulas.
 #ifndef QOLM_TESTS_VIDEO_NAIVE_DECODING_H_
 #define QOLM_TESTS_VIDEO_NAIVE_DECODING_H_
 
@@ -32,7 +32,7 @@ inline std::vector<std::vector<uint8_t>> PayloadStreams(const std::vector<uint8_
   return streams;
 }
 
-// The header fields of a payload of 130x70 pixels, and that it is as long as they say.
+// Checks the header fields of a payload of 130x70 pixels and its total size.
 inline void ExpectHeaderOf130x70(const std::vector<uint8_t>& payload, uint8_t quality) {
   ASSERT_GT(payload.size(), 29U);
   EXPECT_EQ(LoadLe16(payload.data()), 130);

@@ -1,5 +1,5 @@
-// Loops over a picture are parallel from 32768 samples on and start no thread below.
-// Threads never change a result, so only their number shows it.
+// Loops over a picture are parallel from 32768 samples on and start no thread below. Only
+// the number of threads shows it, since results never depend on it.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -12,7 +12,7 @@
 #include "video/inter/motion_compensation.h"
 #include "video/inter/motion_search.h"
 #include "video/inter/phase_planes.h"
-#include "video/picture/color_conversion.h"
+#include "video/picture/colour_conversion.h"
 #include "video/picture/deblock.h"
 #include "video/sample_planes.h"
 #include "video/transform/residual_planes.h"
@@ -61,7 +61,8 @@ const std::vector<std::pair<std::string, Loop>>& Loops() {
        [](const YuvPlanes& picture) {
          const MacroblockGrid grid(picture.width, picture.height);
          YuvPlanes prediction = picture;
-         CompensateBothWays(picture, picture, grid, BidirectionalField(grid.Count()), prediction);
+         CompensateBidirectional(picture, picture, grid, BidirectionalField(grid.Count()),
+                                 prediction);
        }},
       {"residuals",
        [](const YuvPlanes& picture) {
@@ -81,7 +82,7 @@ TEST(ParallelUse, LargePicturesUseWorkers) {
   }
 }
 
-TEST(ParallelUse, SmallPicturesUseNone) {
+TEST(ParallelUse, SmallPicturesUseNoWorkers) {
   const YuvPlanes picture = test::RandomPicture(248, 128, 1);
   for (const auto& [name, loop] : Loops()) {
     EXPECT_EQ(test::StartedThreads([&loop = loop, &picture] { loop(picture); }), 0U) << name;

@@ -11,7 +11,7 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-TEST(ModePacking, FourModesAByteFromTheLowestBitsUp) {
+TEST(ModePacking, FourModesPerByteFromLowestBits) {
   EXPECT_EQ(PackModes(Bytes{}), Bytes{});
   EXPECT_EQ(PackModes(Bytes{3}), Bytes{0x03});
   EXPECT_EQ(PackModes(Bytes{1, 2, 3}), Bytes{0x39});
@@ -29,9 +29,9 @@ TEST(ModePacking, RoundTripsEveryCount) {
   }
 }
 
-TEST(ModePacking, PaddingBitsDoNotMatter) { EXPECT_EQ(UnpackModes(Bytes{0xFD}, 1), Bytes{1}); }
+TEST(ModePacking, PaddingBitsAreIgnored) { EXPECT_EQ(UnpackModes(Bytes{0xFD}, 1), Bytes{1}); }
 
-TEST(PayloadStreams, SizesFirstThenTheStreamsBackToBack) {
+TEST(PayloadStreams, SizesPrecedeStreams) {
   Bytes payload = {0xAA};
   AppendStreams(std::array<Bytes, 3>{Bytes{1, 2}, Bytes{}, Bytes{3}}, payload);
   EXPECT_EQ(payload, (Bytes{0xAA, 2, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1, 2, 3}));
@@ -43,7 +43,7 @@ TEST(PayloadStreams, SizesFirstThenTheStreamsBackToBack) {
   EXPECT_EQ(Bytes(streams[2].begin(), streams[2].end()), Bytes{3});
 }
 
-TEST(PayloadStreams, TheSumMustBeExact) {
+TEST(PayloadStreams, TotalSizeMustMatch) {
   Bytes payload = {0xAA};
   AppendStreams(std::array<Bytes, 2>{Bytes{1, 2}, Bytes{3}}, payload);
   std::array<std::span<const uint8_t>, 2> streams;

@@ -20,8 +20,8 @@ inline std::vector<uint8_t> RandomBytes(size_t count, uint32_t seed) {
   return bytes;
 }
 
-// Smooth noise that never repeats: random values every `spacing` samples with
-// straight lines between them. The same (x, y) has the same value at any size.
+// Smooth non-repeating noise: random values every `spacing` samples with linear
+// interpolation. The value at (x, y) does not depend on the size.
 inline uint8_t TextureSample(int x, int y, int spacing, uint32_t seed) {
   const auto lattice = [&](int column, int row) {
     uint32_t hash = static_cast<uint32_t>(column) * 2654435761U ^
@@ -78,7 +78,7 @@ inline video::YuvPlanes TexturedPicture(uint32_t width, uint32_t height, uint32_
   return planes;
 }
 
-// Over two planes of one size.
+// Of two planes of equal size.
 inline double MeanAbsoluteError(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
   double sum = 0.0;
   for (size_t i = 0; i < a.size(); ++i) sum += std::abs(a[i] - b[i]);

@@ -8,8 +8,7 @@
 namespace qolm::audio::x86 {
 namespace {
 
-// The sums of one block. Columns lie side by side in the lanes; every lane adds in
-// the scalar order.
+// The sums of one block, one column per lane; every lane adds in the scalar order.
 struct BlockSums {
   __m256d low;
   __m256d high;
@@ -33,8 +32,7 @@ struct BlockSums {
 
 static_assert(kTileFrames == 6 && kTileColumns == 8, "the sums below are written for this tile");
 
-// Six variables rather than an array and a loop, which a compiler may well leave
-// in memory.
+// Six variables instead of an array, which compilers may not keep in registers.
 void AddTileProductsAvx2(const double* values, const double* basis, size_t count, double* sums) {
   BlockSums block0(sums);
   BlockSums block1(sums + 8);

@@ -1,6 +1,6 @@
-// The x86 variants of the transform's kernel. Each file of this folder is
-// compiled for its own instruction set and shares no inline helper with baseline
-// code, lest the linker hand a wide copy of a helper to a baseline caller.
+// The x86 variants of the transform's kernel. Each file of this folder is compiled for
+// its own instruction set and shares no inline function with baseline code: the linker
+// could otherwise pick the wide copy of it for a baseline caller.
 #ifndef QOLM_AUDIO_X86_TRANSFORM_KERNELS_X86_H_
 #define QOLM_AUDIO_X86_TRANSFORM_KERNELS_X86_H_
 

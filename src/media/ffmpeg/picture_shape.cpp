@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/picture_limits.h"
+
 namespace qolm::media::ffmpeg {
 namespace {
 
 constexpr double kStillSquare = 1.01;
 constexpr double kStillUnseen = 1.1;
 constexpr double kMostStretch = 4;
-constexpr double kMostPixels = 16384;  // a side of a picture that can be stored
-constexpr int kLeastBar = 50;          // the share of a side that bars take at least
+constexpr int kLeastBar = 50;  // the share of a side that bars take at least
 
 }  // namespace
 
@@ -25,7 +26,8 @@ PictureShape ShapeOf(const AVFrame& frame) {
   const double stretched = std::round(side * stretch);
   // A tenth exactly, as 11:10, is no more than a tenth.
   constexpr double kRounding = 1e-9;
-  if (stretch <= kStillUnseen + kRounding || stretch > kMostStretch || stretched > kMostPixels) {
+  if (stretch <= kStillUnseen + kRounding || stretch > kMostStretch ||
+      stretched > double{kMaxPictureSide}) {
     shape.left_as_stored = true;
   } else {
     side = static_cast<int>(stretched);

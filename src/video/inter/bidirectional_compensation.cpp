@@ -10,8 +10,8 @@
 namespace qolm::video {
 namespace {
 
-// Takes the mean of `samples` and `others`, whose rows are `size` bytes long,
-// over the part of the block that lies inside the plane.
+// Replaces `samples` by the mean of `samples` and `others`, whose stride is `size`, over
+// the part of the block inside the plane.
 void AverageInto(uint8_t* samples, ptrdiff_t stride, const uint8_t* others, uint32_t size,
                  uint32_t columns, uint32_t rows) {
   for (uint32_t r = 0; r < rows; ++r, samples += stride, others += size) {
@@ -21,11 +21,13 @@ void AverageInto(uint8_t* samples, ptrdiff_t stride, const uint8_t* others, uint
   }
 }
 
-void CompensateMacroblockBothWays(const YuvPlanes& past, const YuvPlanes& future, uint32_t column,
-                                  uint32_t row, const MacroblockMotion& past_motion,
-                                  const MacroblockMotion& future_motion, YuvPlanes& prediction) {
-  const MacroblockSamples place = MacroblockInPicture(prediction, column, row);
-  CompensateMacroblock(past, column, row, past_motion, place);
+void CompensateMacroblockBidirectional(const YuvPlanes& past, const YuvPlanes& future,
+                                       uint32_t column, uint32_t row,
+                                       const MacroblockMotion& past_motion,
+                                       const MacroblockMotion& future_motion,
+                                       YuvPlanes& prediction) {
+  const MacroblockSamples destination = MacroblockInPicture(prediction, column, row);
+  CompensateMacroblock(past, column, row, past_motion, destination);
 
   uint8_t y[16 * 16];
   uint8_t cb[8 * 8];
@@ -35,15 +37,16 @@ void CompensateMacroblockBothWays(const YuvPlanes& past, const YuvPlanes& future
   const uint32_t luma_rows = std::min(16U, prediction.height - 16 * row);
   const uint32_t chroma_columns = (luma_columns + 1) / 2;
   const uint32_t chroma_rows = (luma_rows + 1) / 2;
-  AverageInto(place.y, place.luma_stride, y, 16, luma_columns, luma_rows);
-  AverageInto(place.cb, place.chroma_stride, cb, 8, chroma_columns, chroma_rows);
-  AverageInto(place.cr, place.chroma_stride, cr, 8, chroma_columns, chroma_rows);
+  AverageInto(destination.y, destination.luma_stride, y, 16, luma_columns, luma_rows);
+  AverageInto(destination.cb, destination.chroma_stride, cb, 8, chroma_columns, chroma_rows);
+  AverageInto(destination.cr, destination.chroma_stride, cr, 8, chroma_columns, chroma_rows);
 }
 
 }  // namespace
 
-void CompensateBothWays(const YuvPlanes& past, const YuvPlanes& future, const MacroblockGrid& grid,
-                        const BidirectionalField& field, YuvPlanes& prediction) {
+void CompensateBidirectional(const YuvPlanes& past, const YuvPlanes& future,
+                             const MacroblockGrid& grid, const BidirectionalField& field,
+                             YuvPlanes& prediction) {
   ParallelFor(grid.rows, prediction.y.size() >= kMinParallelSamples, [&](size_t i) {
     const auto row = static_cast<uint32_t>(i);
     for (uint32_t column = 0; column < grid.columns; ++column) {
@@ -59,8 +62,8 @@ void CompensateBothWays(const YuvPlanes& past, const YuvPlanes& future, const Ma
           break;
         case BidirectionalMode::kBoth:
         case BidirectionalMode::kDirect:
-          CompensateMacroblockBothWays(past, future, column, row, field.past[index],
-                                       field.future[index], prediction);
+          CompensateMacroblockBidirectional(past, future, column, row, field.past[index],
+                                            field.future[index], prediction);
           break;
       }
     }

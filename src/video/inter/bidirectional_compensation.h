@@ -8,11 +8,12 @@
 
 namespace qolm::video {
 
-// Fills `prediction` (of the anchors' size): each macroblock as CompensateMotion
-// moves it from the anchor of its mode; where the mode uses both, every sample
-// is (P + F + 1) >> 1.
-void CompensateBothWays(const YuvPlanes& past, const YuvPlanes& future, const MacroblockGrid& grid,
-                        const BidirectionalField& field, YuvPlanes& prediction);
+// Computes `prediction` (of the anchors' size): each macroblock is motion-compensated as
+// in CompensateMotion from the anchor of its mode; for modes with both anchors every
+// sample is (P + F + 1) >> 1.
+void CompensateBidirectional(const YuvPlanes& past, const YuvPlanes& future,
+                             const MacroblockGrid& grid, const BidirectionalField& field,
+                             YuvPlanes& prediction);
 
 }  // namespace qolm::video
 

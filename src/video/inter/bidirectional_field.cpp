@@ -51,7 +51,7 @@ std::vector<uint8_t> CodeBidirectionalVectors(const MacroblockGrid& grid,
                              const std::vector<MacroblockMotion>& list, size_t i, bool stored) {
     const MotionVector& vector = list[i].vectors[0];
     if (stored) AppendVectorDifference(vector, predictor.Predict(list, i), bytes);
-    predictor.Pass(vector);
+    predictor.Update(vector);
   };
   for (size_t i = 0; i < field.modes.size(); ++i) {
     const bool stored = field.modes[i] != BidirectionalMode::kDirect;
@@ -80,7 +80,7 @@ BidirectionalField DecodeBidirectionalField(const MacroblockGrid& grid,
     } else {
       vector = DirectVector(predicted);
     }
-    predictor.Pass(vector);
+    predictor.Update(vector);
   };
   for (size_t i = 0; i < field.modes.size(); ++i) {
     const bool stored = field.modes[i] != BidirectionalMode::kDirect;

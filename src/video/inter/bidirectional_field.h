@@ -11,13 +11,12 @@
 
 namespace qolm::video {
 
-// What a macroblock is predicted from. "Both" is the mean of the two
-// predictions, rounded up.
+// The prediction of a macroblock. "Both" is the mean of the two predictions, rounded up.
 enum class BidirectionalMode : uint8_t {
   kBoth = 0,
   kPast = 1,
   kFuture = 2,
-  kDirect = 3,  // both, with predicted vectors; nothing is stored
+  kDirect = 3,  // both, with predicted vectors that are not coded
 };
 
 inline bool UsesPast(BidirectionalMode mode) { return mode != BidirectionalMode::kFuture; }
@@ -34,18 +33,19 @@ struct BidirectionalField {
   std::vector<MacroblockMotion> future;  // into the later anchor
 };
 
-// The predictors of the vectors of one list, asked for in raster order.
+// Predicts the vectors of one list in raster order.
 class VectorListPredictor {
  public:
-  // With `prediction` they are MedianPredictor's, without it the list's vector before.
+  // Predictors are those of MedianPredictor with `prediction`, else the list's previous
+  // vector.
   VectorListPredictor(const MacroblockGrid& grid, bool prediction)
       : grid_(grid), prediction_(prediction) {}
 
   MotionVector Predict(std::span<const MacroblockMotion> list, size_t index) const {
     return prediction_ ? MedianPredictor(grid_, list, index) : previous_;
   }
-  // Tells of a vector that a macroblock uses.
-  void Pass(const MotionVector& vector) { previous_ = vector; }
+  // Must be called with every vector of the list that a macroblock uses.
+  void Update(const MotionVector& vector) { previous_ = vector; }
 
  private:
   MacroblockGrid grid_;
@@ -53,10 +53,10 @@ class VectorListPredictor {
   MotionVector previous_;
 };
 
-// What a direct macroblock makes of its predictor: components within -31..31.
+// The vector of a direct macroblock: its predictor, clamped to -31..31.
 MotionVector DirectVector(const MotionVector& predictor);
 
-// Two bits a macroblock.
+// Two bits per macroblock.
 std::vector<uint8_t> PackBidirectionalModes(std::span<const BidirectionalMode> modes);
 
 // Per macroblock the past vector (modes both and past), then the future vector
@@ -71,7 +71,7 @@ size_t PackedModeCount(const MacroblockGrid& grid);
 std::vector<BidirectionalMode> UnpackBidirectionalModes(const MacroblockGrid& grid,
                                                         std::span<const uint8_t> packed);
 
-// The number of bytes that CodeBidirectionalVectors makes for these modes.
+// The size of the result of CodeBidirectionalVectors for these modes.
 size_t VectorByteCount(std::span<const BidirectionalMode> modes);
 
 // `vector_bytes` has VectorByteCount bytes.

@@ -25,14 +25,14 @@ std::vector<uint8_t> EncodeBidirectionalFrame(const YuvPlanes& source,
   const uint8_t quality = QualityByte(std::max(1, anchor_quality - kQualityBelowAnchors));
   const InterTables tables(quality);
   const MacroblockGrid grid(source.width, source.height);
-  const BidirectionalField field = SearchBothWays(
+  const BidirectionalField field = SearchBidirectional(
       source, past, future,
       {.pre_analysis = options.pre_analysis, .prediction = options.motion_prediction},
       tables.luma.step[0]);
 
   YuvPlanes picture;
   ResizeYuvPlanes(picture, source.width, source.height);
-  CompensateBothWays(past, future, grid, field, picture);
+  CompensateBidirectional(past, future, grid, field, picture);
   ResidualPlanes residuals(tables, picture);
   residuals.Code(source, MakeUnreferencedLevelSelection(tables.luma, options.sparse_levels), false);
 
@@ -56,7 +56,7 @@ bool DecodeBidirectionalFrame(std::span<const uint8_t> payload, bool motion_pred
   std::vector<BidirectionalMode> modes = UnpackBidirectionalModes(grid, packed_modes);
   std::vector<uint8_t> vector_bytes(VectorByteCount(modes));
   if (vector_bytes.empty()) {
-    // A picture of direct macroblocks alone stores no vector and no stream.
+    // A picture with only direct macroblocks has an empty vector stream.
     if (!parsed.streams[1].empty()) return false;
   } else if (!entropy::RansDecodeBytes(parsed.streams[1], vector_bytes)) {
     return false;
@@ -67,7 +67,7 @@ bool DecodeBidirectionalFrame(std::span<const uint8_t> payload, bool motion_pred
   ResidualPlanes residuals(tables, picture);
   if (!residuals.DecodeLevels(std::span(parsed.streams).subspan<2>())) return false;
 
-  CompensateBothWays(
+  CompensateBidirectional(
       past, future, grid,
       DecodeBidirectionalField(grid, std::move(modes), vector_bytes, motion_prediction), picture);
   residuals.Reconstruct();

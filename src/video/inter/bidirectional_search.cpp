@@ -13,25 +13,25 @@
 namespace qolm::video {
 namespace {
 
-// One bit's worth of absolute differences as a part of the luma DC step. This
-// and the bits below are measured: the least bytes at equal PSNR.
+// lambda = factor * luma DC step, in absolute differences per bit. The factor and the
+// bits below are tuned for the smallest size at equal PSNR.
 constexpr float kBitCostFactor = 0.6F;
 
-// Bits of a macroblock's mode beside its vectors. "Direct" is free; "both" is
-// favoured over one anchor since it lets its neighbours be direct.
+// Estimated rate of a macroblock's mode without its vectors. "Direct" is free; "both" is
+// favoured over a single anchor because it enables direct neighbours.
 constexpr float kOneSidedBits = 4.0F;
 constexpr float kBothBits = 2.0F;
 
 constexpr int kJointRounds = 2;
 constexpr int kJointRadius = 1;
 
-// Luma samples of a prediction, in an anchor or in a block of their own.
+// Luma samples of a prediction, in an anchor or in a temporary block.
 struct LumaView {
   const uint8_t* samples;
   ptrdiff_t stride;
 };
 
-// What the search knows of a macroblock before modes are chosen.
+// The search result of a macroblock before the mode decision.
 struct MacroblockVectors {
   MotionVector past;
   MotionVector future;
@@ -71,8 +71,8 @@ class BidirectionalSearch {
     ParallelFor(grid_.rows, source_.y.size() >= kMinParallelSamples, [&](size_t row) {
       for (uint32_t column = 0; column < grid_.columns; ++column) {
         const size_t i = row * grid_.columns + column;
-        vectors[i] = RefineTogether(past_matcher_.MacroblockAt(column, static_cast<uint32_t>(row)),
-                                    past[i].vectors[0], future[i].vectors[0]);
+        vectors[i] = RefineJointly(past_matcher_.MacroblockAt(column, static_cast<uint32_t>(row)),
+                                   past[i].vectors[0], future[i].vectors[0]);
       }
     });
     return ChooseModes(vectors);
@@ -103,8 +103,8 @@ class BidirectionalSearch {
     return {matcher.Reference(block, vector), matcher.width()};
   }
 
-  MacroblockVectors RefineTogether(const LumaBlock& block, const MotionVector& past,
-                                   const MotionVector& future) const {
+  MacroblockVectors RefineJointly(const LumaBlock& block, const MotionVector& past,
+                                  const MotionVector& future) const {
     MacroblockVectors result{.past = past,
                              .future = future,
                              .joint_past = past,
@@ -123,7 +123,7 @@ class BidirectionalSearch {
     return result;
   }
 
-  // Moves `vector` to its best neighbour while the other prediction stays.
+  // Moves `vector` to its best neighbour with the other prediction fixed.
   bool RefineOne(const LumaBlock& block, const BlockMatcher& fixed_matcher,
                  const MotionVector& fixed_vector, const BlockMatcher& matcher,
                  MotionVector& vector, uint32_t& cost) const {
@@ -144,7 +144,7 @@ class BidirectionalSearch {
     return vector != centre;
   }
 
-  // The prediction by any vector, which may leave the anchor.
+  // The prediction by any vector, even one that points outside the anchor.
   LumaView PredictLuma(const YuvPlanes& anchor, const BlockMatcher& matcher, const LumaBlock& block,
                        const MotionVector& vector, std::array<uint8_t, 256>& storage) const {
     if (matcher.RangeOf(block).Contains(vector.dx, vector.dy)) return View(matcher, block, vector);
@@ -195,14 +195,14 @@ class BidirectionalSearch {
       if (UsesPast(mode)) {
         const MotionVector& vector = direct ? direct_past : both ? found.joint_past : found.past;
         field.past[i].vectors[0] = vector;
-        past_predictor.Pass(vector);
+        past_predictor.Update(vector);
       }
       if (UsesFuture(mode)) {
         const MotionVector& vector = direct ? direct_future
                                      : both ? found.joint_future
                                             : found.future;
         field.future[i].vectors[0] = vector;
-        future_predictor.Pass(vector);
+        future_predictor.Update(vector);
       }
     }
     return field;
@@ -216,14 +216,15 @@ class BidirectionalSearch {
   const BlockMatcher future_matcher_;
   const MacroblockGrid grid_;
   const BidirectionalSearchOptions options_;
-  const float bit_cost_;  // absolute differences that one bit is worth
+  const float bit_cost_;  // absolute differences per bit
 };
 
 }  // namespace
 
-BidirectionalField SearchBothWays(const YuvPlanes& source, const YuvPlanes& past,
-                                  const YuvPlanes& future,
-                                  const BidirectionalSearchOptions& options, float luma_dc_step) {
+BidirectionalField SearchBidirectional(const YuvPlanes& source, const YuvPlanes& past,
+                                       const YuvPlanes& future,
+                                       const BidirectionalSearchOptions& options,
+                                       float luma_dc_step) {
   return BidirectionalSearch(source, past, future, options, luma_dc_step).Run();
 }
 

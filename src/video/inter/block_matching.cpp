@@ -41,7 +41,7 @@ uint32_t BlockMatcher::Cost(const LumaBlock& block, const MotionVector& vector) 
   if (block.width == 16 && block.height == 16) {
     return kernels_.sad_16x16(source, width_, reference, width_);
   }
-  if (block.width % 8 == 0 && block.height % 8 == 0) {  // the lowest row of 1920x1080, too
+  if (block.width % 8 == 0 && block.height % 8 == 0) {  // also the last row of 1920x1080
     uint32_t sum = 0;
     for (ptrdiff_t y = 0; y < block.height; y += 8) {
       for (ptrdiff_t x = 0; x < block.width; x += 8) {

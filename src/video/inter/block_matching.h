@@ -1,5 +1,5 @@
-// What the motion searches share: blocks of a luma plane and what it costs to
-// predict them from another place of a reference plane.
+// Block matching for the motion searches: the cost of predicting blocks of a luma plane
+// from displaced blocks of a reference plane.
 #ifndef QOLM_VIDEO_INTER_BLOCK_MATCHING_H_
 #define QOLM_VIDEO_INTER_BLOCK_MATCHING_H_
 
@@ -13,7 +13,7 @@
 
 namespace qolm::video {
 
-// The part of a block that lies inside the picture, in luma samples.
+// The part of a block inside the picture, in luma samples.
 struct LumaBlock {
   int x;
   int y;
@@ -21,7 +21,7 @@ struct LumaBlock {
   int height;
 };
 
-// The vectors that a search may choose for a block.
+// The search range of a block.
 struct VectorRange {
   int dx_low;
   int dx_high;
@@ -32,7 +32,7 @@ struct VectorRange {
   }
 };
 
-// Bits of a vector's two difference bytes, roughly: small ones are frequent.
+// Estimated rate in bits of a vector's two difference bytes.
 inline int VectorBits(const MotionVector& vector, const MotionVector& predictor) {
   const auto component_bits = [](int difference) {
     return 2 * static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(difference))));
@@ -44,23 +44,24 @@ inline int VectorBits(const MotionVector& vector, const MotionVector& predictor)
 uint32_t PartialSad(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride,
                     int columns, int rows);
 
-// Compares blocks of `source` with moved blocks of `reference`, two luma planes
-// of width x height that must outlive it.
+// Compares blocks of `source` with displaced blocks of `reference`, two luma planes of
+// width x height that must outlive it.
 class BlockMatcher {
  public:
   BlockMatcher(const uint8_t* source, const uint8_t* reference, uint32_t width, uint32_t height);
 
   LumaBlock MacroblockAt(uint32_t column, uint32_t row) const;
 
-  // The vectors with components within -kMaxVector..kMaxVector that leave the
-  // moved block inside the reference.
+  // The vectors with components within -kMaxVector..kMaxVector that keep the displaced
+  // block inside the reference.
   VectorRange RangeOf(const LumaBlock& block) const;
 
-  // Sum of absolute differences over the block moved by a vector of its range.
+  // Sum of absolute differences of the block displaced by a vector of its range.
   uint32_t Cost(const LumaBlock& block, const MotionVector& vector) const;
 
-  // The same over a block of at most 8x8 for `count` (at most 8) vectors from
-  // `vector` on, each one sample further right. `costs` has room for 8.
+  // The same for a block of at most 8x8 and `count` (at most 8) vectors from `vector` on,
+  // each one sample further right. `costs` must have 8 elements, of which those from
+  // `count` on are unspecified afterwards.
   void CostsAcross(const LumaBlock& block, const MotionVector& vector, int count,
                    uint16_t* costs) const;
 

@@ -8,22 +8,23 @@ namespace qolm::video {
 namespace {
 
 constexpr int kRadius = 20;
-constexpr int kStep = 2;  // the phase planes hold a ring's candidates side by side
+constexpr int kStep = 2;  // so that phase planes make a ring's candidates contiguous
 constexpr uint32_t kGoodCost = 512;
 
-constexpr int kMostOnASide = kRadius + 1;
-constexpr int kCostsAtOnce = 8;
+constexpr int kMaxSideCandidates = kRadius + 1;
+constexpr int kCostsPerCall = 8;
 
 bool IsWhole(const LumaBlock& block) { return block.width == 16 && block.height == 16; }
 
-// Numbers of candidates.
+// A range of candidate indices.
 struct Interval {
   int first = 0;
   int end = 0;
   bool Contains(int i) const { return first <= i && i < end; }
 };
 
-// Which of `count` values, kStep apart from `from` on, lie in low..high.
+// The indices of those of `count` values, from `from` on at intervals of kStep, that lie
+// in low..high.
 Interval Inside(int from, int count, int low, int high) {
   const int first = from < low ? (low - from + kStep - 1) / kStep : 0;
   const int end = high < from ? 0 : std::min(count, (high - from) / kStep + 1);
@@ -32,15 +33,16 @@ Interval Inside(int from, int count, int low, int high) {
 
 }  // namespace
 
-// Candidates in a row or in a column, kStep apart from (dx, dy) on.
+// One side of a ring: candidates in a row or column from (dx, dy) on at intervals of
+// kStep.
 struct CoarseSearch::Side {
   int dx;
   int dy;
   int count;
   Interval allowed;
-  // Of the allowed ones; what lies between their end and the array's is any.
-  std::array<uint16_t, kMostOnASide + kCostsAtOnce - 1> costs;
-  uint32_t least = std::numeric_limits<uint32_t>::max();  // at most the least of them
+  // Valid for the allowed candidates; other elements are unspecified.
+  std::array<uint16_t, kMaxSideCandidates + kCostsPerCall - 1> costs;
+  uint32_t least = std::numeric_limits<uint32_t>::max();  // lower bound of their costs
 
   Side(int dx_of_first, int dy_of_first, int candidates)
       : dx(dx_of_first), dy(dy_of_first), count(candidates) {}
@@ -74,7 +76,7 @@ void CoarseSearch::MeasureAcross(const LumaBlock& block, const VectorRange& rang
                                  Side& side) const {
   if (side.dy < range.dy_low || side.dy > range.dy_high) return;
   side.allowed = Inside(side.dx, side.count, range.dx_low, range.dx_high);
-  for (int i = side.allowed.first; i < side.allowed.end; i += kCostsAtOnce) {
+  for (int i = side.allowed.first; i < side.allowed.end; i += kCostsPerCall) {
     const int dx = side.dx + kStep * i;
     uint32_t least = 0;
     if (IsWhole(block)) {
@@ -82,7 +84,7 @@ void CoarseSearch::MeasureAcross(const LumaBlock& block, const VectorRange& rang
                                       reference_.At(block.x + dx, block.y + side.dy),
                                       reference_.Stride(), side.CostOf(i));
     } else {
-      const int end = std::min(kCostsAtOnce, side.allowed.end - i);
+      const int end = std::min(kCostsPerCall, side.allowed.end - i);
       for (int k = 0; k < end; ++k) {
         *side.CostOf(i + k) = static_cast<uint16_t>(Cost(block, dx + kStep * k, side.dy));
       }
@@ -115,7 +117,7 @@ CoarseCandidate CoarseSearch::SearchRings(const LumaBlock& block, const VectorRa
   CoarseCandidate best = centre;
   const int cx = centre.vector.dx;
   const int cy = centre.vector.dy;
-  // The candidates of opposite sides count in turn.
+  // Candidates of opposite sides are compared alternately.
   const auto offer = [&best](Side& one, Side& other, int step_x, int step_y) {
     if (std::min(one.least, other.least) >= best.cost) return;
     for (int i = 0; i < one.count; ++i) {

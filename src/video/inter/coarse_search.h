@@ -1,5 +1,5 @@
-// The first step of the motion search: on every second sample of every second
-// row it looks for the vector from which the exact search starts.
+// The first stage of the motion search: finds the start vector of the full-resolution
+// search on every second sample of every second row.
 #ifndef QOLM_VIDEO_INTER_COARSE_SEARCH_H_
 #define QOLM_VIDEO_INTER_COARSE_SEARCH_H_
 
@@ -17,7 +17,7 @@ struct CoarseCandidate {
   MotionVector vector;
   uint32_t cost = std::numeric_limits<uint32_t>::max();  // sum over a quarter of the samples
 
-  // Keeps the first of equals.
+  // The first of equal candidates wins.
   void Offer(const MotionVector& other, uint32_t other_cost) {
     if (other_cost < cost) *this = {other, other_cost};
   }
@@ -28,12 +28,12 @@ class CoarseSearch {
   // Two luma planes of width x height.
   CoarseSearch(const uint8_t* source, const uint8_t* reference, uint32_t width, uint32_t height);
 
-  // Takes (dx, dy) when it is allowed and costs less.
+  // Replaces `best` by (dx, dy) if that is in range and costs less.
   void Offer(const LumaBlock& block, const VectorRange& range, int dx, int dy,
              CoarseCandidate& best) const;
 
-  // Goes outwards from `centre` in square rings, each finished before its result
-  // counts, until a vector is good enough.
+  // Searches square rings of growing radius around `centre` and stops after a ring in
+  // which the best cost falls below a threshold.
   CoarseCandidate SearchRings(const LumaBlock& block, const VectorRange& range,
                               const CoarseCandidate& centre) const;
 

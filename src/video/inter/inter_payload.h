@@ -1,4 +1,4 @@
-// The frame around the streams of a type 2 or type 4 payload, little-endian:
+// The header of a type 2 or type 4 payload, little-endian:
 //
 //   0  u16 width   2  u16 height   4  u8 quality
 //   5  u16 macroblock columns      7  u16 macroblock rows
@@ -19,7 +19,7 @@ namespace qolm::video {
 
 inline constexpr size_t kInterStreams = 5;
 
-// Both sides build their tables from `quality`.
+// Encoder and decoder derive their quantiser tables from `quality`.
 std::vector<uint8_t> AssembleInterPayload(
     const YuvPlanes& picture, uint8_t quality,
     const std::array<std::vector<uint8_t>, kInterStreams>& streams);
@@ -29,8 +29,8 @@ struct InterPayload {
   std::array<std::span<const uint8_t>, kInterStreams> streams;  // views into the payload
 };
 
-// False unless the payload is exactly as long as its header says and codes a
-// picture of the reference's size, which is not 0x0.
+// False unless the payload is exactly as long as its header declares and the picture has
+// the size of the reference, which must not be empty.
 [[nodiscard]] bool ParseInterPayload(std::span<const uint8_t> payload, const YuvPlanes& reference,
                                      InterPayload& parsed);
 

@@ -21,11 +21,10 @@ struct BlockRect {
   int size;  // 16, 8 or 4; samples outside the plane are not written
 };
 
-// Room for a 16x16 block and the extra row and column of a half position.
+// The side of a 16x16 block plus the extra row and column of half-sample positions.
 constexpr int kWindow = 17;
 
-// The samples from (x, y) on, `columns` x `rows`, with clamped coordinates
-// where they leave the plane.
+// The `columns` x `rows` samples from (x, y) on, with coordinates clamped to the plane.
 struct ReferenceWindow {
   const uint8_t* samples;
   ptrdiff_t stride;
@@ -46,15 +45,15 @@ ReferenceWindow FetchWindow(const uint8_t* plane, const PlaneGeometry& geometry,
   return {storage, kWindow};
 }
 
-// Where the block goes, without what lies outside the plane.
+// The destination of a block, cropped to the plane.
 struct Destination {
   uint8_t* samples;
   ptrdiff_t stride;
   int rows;
 };
 
-// `columns` is a number, or a type that stands for one: copies and averages of a
-// width that the compiler knows are a few wide instructions a row.
+// `Columns` is an integer type or an integral_constant: with a compile-time width, copies
+// and averages compile to a few vector instructions per row.
 template <typename Columns>
 void CopyBlock(const ReferenceWindow& window, Columns columns, const Destination& out) {
   for (int r = 0; r < out.rows; ++r) {
@@ -63,7 +62,7 @@ void CopyBlock(const ReferenceWindow& window, Columns columns, const Destination
   }
 }
 
-// Between two samples that lie `step` bytes apart.
+// Averages samples `step` bytes apart.
 template <typename Columns>
 void AverageTwo(const ReferenceWindow& window, ptrdiff_t step, Columns columns,
                 const Destination& out) {
@@ -101,7 +100,7 @@ void Interpolate(const ReferenceWindow& window, bool half_x, bool half_y, Column
   }
 }
 
-// Moves one block of a plane by a vector in whole samples, or in half samples.
+// Motion-compensates one block of a plane by a vector in whole or half samples.
 void CompensateBlock(const uint8_t* reference, const PlaneGeometry& geometry,
                      const BlockRect& block, const MotionVector& vector, bool half_samples,
                      uint8_t* out, ptrdiff_t out_stride) {
@@ -126,7 +125,7 @@ void CompensateBlock(const uint8_t* reference, const PlaneGeometry& geometry,
   }
 }
 
-// One plane's share of a macroblock; `size` is 16 for luma and 8 for chroma.
+// Motion-compensates one plane of a macroblock; `size` is 16 for luma and 8 for chroma.
 void CompensateMacroblockPlane(const uint8_t* reference, const PlaneGeometry& geometry, int column,
                                int row, int size, const MacroblockMotion& motion, uint8_t* out,
                                ptrdiff_t out_stride) {
@@ -148,11 +147,11 @@ void CompensateMacroblockPlane(const uint8_t* reference, const PlaneGeometry& ge
   }
 }
 
-bool StandsStill(const MacroblockMotion& motion) {
+bool HasZeroMotion(const MacroblockMotion& motion) {
   return motion.split == 0 && motion.vectors[0] == MotionVector{};
 }
 
-// A row of macroblocks, `size` samples high, from column `first` up to `end`.
+// Copies the macroblocks `first` .. `end` - 1 of a macroblock row, `size` samples high.
 void CopyMacroblocks(const uint8_t* reference, const PlaneGeometry& geometry, int first, int end,
                      int row, int size, uint8_t* picture) {
   const int x = first * size;
@@ -209,9 +208,9 @@ void CompensateMotion(const YuvPlanes& reference, const MacroblockGrid& grid,
     const std::span<const MacroblockMotion> motions = field.subspan(i * grid.columns, grid.columns);
     const auto row = static_cast<uint32_t>(i);
     for (uint32_t column = 0; column < grid.columns;) {
-      // What stands still side by side is copied at once.
+      // Consecutive macroblocks with zero motion are copied together.
       uint32_t end = column;
-      while (end < grid.columns && StandsStill(motions[end])) ++end;
+      while (end < grid.columns && HasZeroMotion(motions[end])) ++end;
       if (end > column) {
         const auto copy = [&](const std::vector<uint8_t>& from, const PlaneGeometry& geometry,
                               int size, std::vector<uint8_t>& to) {

@@ -11,16 +11,15 @@
 
 namespace qolm::video {
 
-// Fills `prediction` (of the reference's size) from `reference` moved by
-// `field`. Every coordinate is clamped to its plane, so any vector is valid.
-// Luma moves by whole samples. Chroma moves by vector >> 1, and by half a
-// sample more where the component is odd: (a + b + 1) >> 1 between two samples,
-// (a + b + c + d + 2) >> 2 between four. A split macroblock moves four 8x8 luma
-// and four 4x4 chroma blocks.
+// Computes `prediction` (of the reference's size) from `reference` and the motion
+// `field`. Coordinates are clamped to the plane, so every vector is valid. Luma vectors
+// are in whole samples. The same vector is in half samples for chroma, which is
+// interpolated as (a + b + 1) >> 1 between two samples and (a + b + c + d + 2) >> 2
+// between four. A split macroblock has four 8x8 luma and four 4x4 chroma blocks.
 void CompensateMotion(const YuvPlanes& reference, const MacroblockGrid& grid,
                       std::span<const MacroblockMotion> field, YuvPlanes& prediction);
 
-// Where one macroblock's prediction goes: its top left samples, with strides.
+// The destination of one macroblock's prediction: its top-left samples, with strides.
 struct MacroblockSamples {
   uint8_t* y;
   uint8_t* cb;
@@ -29,7 +28,7 @@ struct MacroblockSamples {
   ptrdiff_t chroma_stride;
 };
 
-// The place of a macroblock in a picture.
+// The samples of a macroblock in a picture.
 MacroblockSamples MacroblockInPicture(YuvPlanes& picture, uint32_t column, uint32_t row);
 
 // One macroblock of CompensateMotion. Samples outside the picture are not written.

@@ -13,8 +13,8 @@
 
 namespace qolm::video {
 
-// Whole luma samples; the search stays within -kMaxVector..kMaxVector, a
-// decoder accepts any byte.
+// In whole luma samples. The search uses -kMaxVector..kMaxVector, the decoder accepts all
+// values.
 struct MotionVector {
   int8_t dx = 0;
   int8_t dy = 0;
@@ -23,7 +23,7 @@ struct MotionVector {
 
 inline constexpr int kMaxVector = 31;
 
-// Only vectors[0] counts while `split` is 0.
+// Only vectors[0] is used while `split` is 0.
 struct MacroblockMotion {
   uint8_t split = 0;
   std::array<MotionVector, 4> vectors{};
@@ -56,19 +56,18 @@ MotionVector AddVectorDifference(const uint8_t* bytes, const MotionVector& predi
 // One bit per macroblock, the least significant first; set = four vectors.
 std::vector<uint8_t> PackSplitMap(std::span<const MacroblockMotion> field);
 
-// Two bytes a vector, each a difference + 128 that wraps. With `prediction` the
-// first vector is coded against its median predictor, quarters 2 and 3 against
-// quarter 1 and quarter 4 against quarter 2; without, every vector against the
-// one before it in the list.
+// Two bytes per vector as in AppendVectorDifference. With `prediction` the first vector
+// is coded against its median predictor, quarters 2 and 3 against quarter 1 and quarter
+// 4 against quarter 2; otherwise every vector against the previous one in the list.
 std::vector<uint8_t> CodeMotionBytes(const MacroblockGrid& grid,
                                      std::span<const MacroblockMotion> field, bool prediction);
 
-// The number of bytes that CodeMotionBytes makes for a split map; bits beyond
-// the last macroblock do not count.
+// The size of the result of CodeMotionBytes for a split map, whose bits beyond the last
+// macroblock are ignored.
 size_t MotionByteCount(const MacroblockGrid& grid, std::span<const uint8_t> split_map);
 
-// The inverse of PackSplitMap and CodeMotionBytes; `motion_bytes` has the size
-// that MotionByteCount tells.
+// The inverse of PackSplitMap and CodeMotionBytes; `motion_bytes` must have the size
+// MotionByteCount.
 std::vector<MacroblockMotion> DecodeMotionField(const MacroblockGrid& grid,
                                                 std::span<const uint8_t> split_map,
                                                 std::span<const uint8_t> motion_bytes,

@@ -15,12 +15,12 @@ namespace {
 
 constexpr int kQuarterRadius = 2;
 
-// Four vectors must bring this much over one.
-constexpr uint32_t kSplitLeastCost = 1201;
+// Four vectors are used only if they reduce the cost by at least this margin.
+constexpr uint32_t kMinSplitCost = 1201;
 constexpr uint32_t kSplitMargin = 900;
 
-// Every fourth macroblock in both directions votes on the global motion: the
-// vector other than zero with the most votes becomes a candidate everywhere.
+// Every fourth macroblock in both directions votes on the global motion: the non-zero
+// vector with the most votes becomes a candidate of every macroblock.
 constexpr uint32_t kGlobalSpacing = 4;
 
 constexpr uint32_t kNoCost = std::numeric_limits<uint32_t>::max();
@@ -28,9 +28,9 @@ constexpr uint32_t kNoCost = std::numeric_limits<uint32_t>::max();
 struct Candidate {
   MotionVector vector;
   uint32_t cost = kNoCost;   // sum of absolute differences
-  uint32_t score = kNoCost;  // the same plus what the vector's bits are worth
+  uint32_t score = kNoCost;  // cost plus lambda * bits of the vector
 
-  // Keeps the first of equals.
+  // The first of equal candidates wins.
   void Offer(const MotionVector& other, uint32_t other_cost, uint32_t other_score) {
     if (other_score < score) *this = {other, other_cost, other_score};
   }
@@ -50,7 +50,7 @@ class MotionSearch {
     if (options_.pre_analysis) global_ = EstimateGlobalMotion();
 
     ParallelFor(grid_.rows, IsLargeEnoughToParallelise(), [&](size_t row) {
-      // Within a row the vector on the left is a candidate; rows share nothing.
+      // The left vector is a candidate, so only rows are independent.
       MotionVector left;
       for (uint32_t column = 0; column < grid_.columns; ++column) {
         MacroblockMotion& motion = field[row * grid_.columns + column];
@@ -68,7 +68,7 @@ class MotionSearch {
            kMinParallelSamples;
   }
 
-  // What coding `vector` is worth, in differences over every sample.
+  // lambda * bits of `vector`, in absolute differences.
   uint32_t VectorCost(const MotionVector& vector, const MotionVector& predictor) const {
     return static_cast<uint32_t>(options_.vector_cost *
                                  static_cast<float>(VectorBits(vector, predictor)));
@@ -78,8 +78,8 @@ class MotionSearch {
                  const MotionVector& predictor, Candidate& best) const {
     if (!range.Contains(dx, dy)) return;
     const MotionVector vector{static_cast<int8_t>(dx), static_cast<int8_t>(dy)};
-    // What cannot win is not compared: the best so far, and what its bits alone
-    // make dearer.
+    // Candidates that cannot win are not measured: the current best, and those whose
+    // vector bits alone cost too much.
     if (vector == best.vector && best.score != kNoCost) return;
     const uint32_t vector_cost = VectorCost(vector, predictor);
     if (vector_cost >= best.score) return;
@@ -142,11 +142,11 @@ class MotionSearch {
 
     MacroblockMotion motion;
     motion.vectors.fill(best.vector);
-    if (options_.four_vectors && best.cost >= kSplitLeastCost) SplitIfBetter(block, best, motion);
+    if (options_.four_vectors && best.cost >= kMinSplitCost) SplitIfBetter(block, best, motion);
     return motion;
   }
 
-  // The best vector at most kQuarterRadius away from the macroblock's.
+  // The best vector within kQuarterRadius of the macroblock's.
   Candidate RefineQuarter(const LumaBlock& part, const MotionVector& whole) const {
     const VectorRange range = matcher_.RangeOf(part);
     const int first_dx = std::max(whole.dx - kQuarterRadius, range.dx_low);
@@ -182,15 +182,15 @@ class MotionSearch {
       vectors[quarter] = best.vector;
       sum += best.cost;
     }
-    // sum < 0.75 * cost, in whole numbers.
+    // sum < 0.75 * cost, in integers.
     if (sum + kSplitMargin < whole.cost && uint64_t{4} * sum < uint64_t{3} * whole.cost) {
       motion.split = 1;
       motion.vectors = vectors;
     }
   }
 
-  // Gives macroblocks their neighbours' vector where the difference is not
-  // worth its bits. One pass in raster order.
+  // Replaces vectors by a neighbour's or the predictor where that lowers the
+  // rate-distortion cost. One pass in raster order.
   void SmoothField(std::span<MacroblockMotion> field) const {
     for (size_t i = 0; i < field.size(); ++i) {
       if (field[i].split != 0) continue;

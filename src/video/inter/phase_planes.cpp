@@ -13,16 +13,16 @@ PhasePlanes::PhasePlanes(const uint8_t* plane, uint32_t width, uint32_t height, 
   for (size_t phase = 0; phase < (even_only ? size_t{1} : size_t{4}); ++phase) {
     const size_t bytes = stride * phase_rows + kSlackBytes;
     planes_[phase] = std::make_unique_for_overwrite<uint8_t[]>(bytes);
-    // Readers of eight places at once look at what no sample fills: the slack, and
-    // the last row and column of an odd phase. It never decides, yet it is the same
-    // in every run.
+    // Kernels that compare eight candidates at once read bytes that hold no sample: the
+    // slack, and the last row and column of an odd phase. They never affect the result
+    // but are initialised to keep every run deterministic.
     std::fill_n(planes_[phase].get() + bytes - stride - kSlackBytes, stride + kSlackBytes,
                 uint8_t{0});
   }
 
   ParallelFor(height, size_t{width} * height >= kMinParallelSamples, [&](size_t y) {
     if (even_only && y % 2 != 0) return;
-    const size_t pairs = width / 2;  // a local one, which no sample written can change
+    const size_t pairs = width / 2;  // local, so that stores to the planes cannot alias it
     const uint8_t* const samples = plane + y * width;
     uint8_t* const even = planes_[(y % 2) * 2].get() + (y / 2) * stride;
     if (even_only) {

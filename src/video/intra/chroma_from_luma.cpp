@@ -15,7 +15,8 @@ struct LumaPlane {
   uint32_t height;
 };
 
-// The luma under the chroma block at (x0, y0), halved in both directions.
+// The luma samples co-located with the chroma block at (x0, y0), downsampled by 2 in both
+// directions.
 void DownsampleLuma(const LumaPlane& luma, uint32_t x0, uint32_t y0, Block8x8& samples) {
   const bool inside = 2 * x0 + 16 <= luma.width && 2 * y0 + 16 <= luma.height;
   for (uint32_t r = 0; r < 8; ++r) {
@@ -41,8 +42,8 @@ void DownsampleLuma(const LumaPlane& luma, uint32_t x0, uint32_t y0, Block8x8& s
   }
 }
 
-// Least squares over the 64 pairs. Beta comes from the unrounded slope, alpha
-// is its rounding: the decoder sees only the two results.
+// Least-squares fit over the 64 pairs. Beta is computed from the slope before its
+// rounding to alpha.
 CclcParams FitLine(const Block8x8& luma, const BlockView& chroma) {
   int64_t sum_x = 0;
   int64_t sum_y = 0;
@@ -108,7 +109,7 @@ CclcPlaneLevels CodeChromaCclc(const uint8_t* chroma_source, const uint8_t* luma
       kernels.forward_dct(source.samples, source.stride, prediction.data(), 8, coefficients);
       int16_t natural_levels[64];
       const uint64_t nonzero =
-          kernels.quantize(coefficients, table.step.data(), 0.5F, natural_levels);
+          kernels.quantise(coefficients, table.step.data(), 0.5F, natural_levels);
       int16_t* const levels = coded.levels.data() + block * 64;
       StoreInScanOrder(natural_levels, nonzero, levels);
       ReconstructBlock(kernels, table, {prediction.data(), 8}, levels, grid, x0, y0,

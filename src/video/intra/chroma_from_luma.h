@@ -1,5 +1,5 @@
-// Chroma predicted from the reconstructed luma: each 8x8 chroma block is a line
-// fitted over the luma samples that cover it.
+// Chroma-from-luma prediction: each 8x8 chroma block is predicted as a linear function
+// of the co-located reconstructed luma.
 #ifndef QOLM_VIDEO_INTRA_CHROMA_FROM_LUMA_H_
 #define QOLM_VIDEO_INTRA_CHROMA_FROM_LUMA_H_
 
@@ -30,7 +30,7 @@ CclcPlaneLevels CodeChromaCclc(const uint8_t* chroma_source, const uint8_t* luma
                                uint32_t luma_height, const QuantTable& table,
                                uint8_t* reconstruction);
 
-// The decoder's half.
+// The corresponding decoder step.
 void ReconstructChromaCclc(std::span<const CclcParams> params, std::span<const int16_t> levels,
                            const uint8_t* luma, uint32_t chroma_width, uint32_t chroma_height,
                            uint32_t luma_width, uint32_t luma_height, const QuantTable& table,

@@ -10,16 +10,16 @@
 namespace qolm::video {
 namespace {
 
-// Positions from which the rules may drop a level.
+// The first scan positions at which the rules may drop a level.
 constexpr int kSparseStart = 20;
-constexpr int kWeakHighStart = 16;
+constexpr int kWeakLevelStart = 16;
 
 bool IsFlat(const BlockView& block) {
   int sum = 0;
   for (int r = 0; r < 8; ++r) {
     for (int c = 0; c < 8; ++c) sum += block.samples[r * block.stride + c];
   }
-  // Mean and deviation are sixty-fourths, so single precision holds both exactly.
+  // In integers: mean and deviation scaled by 64.
   int deviation = 0;
   for (int r = 0; r < 8; ++r) {
     for (int c = 0; c < 8; ++c) {
@@ -62,15 +62,15 @@ void ChooseIntraMode(const VideoKernels& kernels, const IntraNeighbours& neighbo
   }
 }
 
-// True when dropping the level costs less distortion than its rate is worth.
+// Whether dropping a level of +-1 lowers the rate-distortion cost.
 bool SparseRuleDrops(float coefficient, float step) {
   const float magnitude = std::fabs(coefficient);
   const float rest = magnitude - step;
   return 0.65F * step * step + rest * rest > magnitude * magnitude;
 }
 
-// Moves the levels that the rules keep to their scan positions; `zigzag` is all
-// zero before.
+// Writes the levels that the rules keep in scan order to `zigzag`, which must be
+// zero-initialised.
 void StoreLevels(const int16_t* natural_levels, uint64_t nonzero, const float* coefficients,
                  const QuantTable& table, const IntraPlaneRules& rules, bool flat,
                  int16_t* zigzag) {
@@ -83,7 +83,7 @@ void StoreLevels(const int16_t* natural_levels, uint64_t nonzero, const float* c
           SparseRuleDrops(coefficients[natural], table.step[natural])) {
         continue;
       }
-      if ((rules.chroma || flat) && k >= kWeakHighStart) continue;
+      if ((rules.chroma || flat) && k >= kWeakLevelStart) continue;
     }
     zigzag[k] = level;
   }
@@ -115,7 +115,7 @@ IntraPlaneLevels CodeIntraPlane(const uint8_t* source, uint32_t width, uint32_t 
       kernels.forward_dct(view.samples, view.stride, choice.prediction.data(), 8, coefficients);
       int16_t natural_levels[64];
       const uint64_t nonzero =
-          kernels.quantize(coefficients, table.step.data(), 0.5F, natural_levels);
+          kernels.quantise(coefficients, table.step.data(), 0.5F, natural_levels);
       int16_t* const levels = coded.levels.data() + block * 64;
       StoreLevels(natural_levels, nonzero, coefficients, table, rules, flat, levels);
       ReconstructBlock(kernels, table, {choice.prediction.data(), 8}, levels, grid, x0, y0,

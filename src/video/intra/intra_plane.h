@@ -1,5 +1,5 @@
-// One plane of a key frame: 8x8 blocks in raster order, each predicted from the
-// reconstructed samples beside it.
+// Intra coding of one plane: 8x8 blocks in raster order, each predicted from its
+// reconstructed neighbours.
 #ifndef QOLM_VIDEO_INTRA_INTRA_PLANE_H_
 #define QOLM_VIDEO_INTRA_INTRA_PLANE_H_
 
@@ -13,7 +13,7 @@ namespace qolm::video {
 
 struct IntraPlaneRules {
   bool flat_blocks = true;    // drop levels of +-1 at scan positions from 16 on in flat blocks
-  bool sparse_levels = true;  // drop +-1 levels from position 20 on where the rate outweighs them
+  bool sparse_levels = true;  // drop +-1 levels from position 20 on by rate-distortion cost
   bool chroma = false;        // drop +-1 levels from position 16 on in every block
 };
 
@@ -28,7 +28,7 @@ IntraPlaneLevels CodeIntraPlane(const uint8_t* source, uint32_t width, uint32_t 
                                 const QuantTable& table, const IntraPlaneRules& rules,
                                 uint8_t* reconstruction);
 
-// The decoder's half: the same reconstruction from one mode and 64 levels a block.
+// The corresponding decoder step: reconstructs from one mode and 64 levels per block.
 void ReconstructIntraPlane(std::span<const uint8_t> modes, std::span<const int16_t> levels,
                            uint32_t width, uint32_t height, const QuantTable& table,
                            uint8_t* reconstruction);

@@ -19,7 +19,7 @@ void FillColumns(const std::array<uint8_t, 8>& column, Block8x8& prediction) {
   for (size_t r = 0; r < 8; ++r) std::fill_n(prediction.begin() + 8 * r, 8, column[r]);
 }
 
-// The corners are the last samples of the neighbour row and column themselves.
+// The corner samples are the last ones of the neighbour row and column.
 void FillPlanar(const IntraNeighbours& neighbours, Block8x8& prediction) {
   const auto& top = neighbours.top;
   const auto& left = neighbours.left;

@@ -16,8 +16,8 @@ enum IntraMode : uint8_t {
   kIntraPlanar = 3,
 };
 
-// The row above a block and the column to its left; a coordinate beyond the
-// plane repeats the plane's last column or row.
+// The row above a block and the column to its left, padded beyond the plane by repeating
+// its last sample.
 struct IntraNeighbours {
   bool has_left = false;
   bool has_top = false;
@@ -30,8 +30,8 @@ struct IntraNeighbours {
 IntraNeighbours GatherIntraNeighbours(const uint8_t* plane, uint32_t width, uint32_t height,
                                       uint32_t x0, uint32_t y0);
 
-// `mode` is 0..3; what a mode means where a neighbour is missing is part of the
-// format, so every mode is valid everywhere.
+// `mode` is 0..3. Every mode is valid for every block: modes that need a missing
+// neighbour fall back to DC prediction.
 void PredictIntraBlock(uint8_t mode, const IntraNeighbours& neighbours, Block8x8& prediction);
 
 }  // namespace qolm::video

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "base/picture_limits.h"
 #include "entropy/coefficient_stream.h"
 #include "entropy/rans.h"
 #include "video/intra/chroma_from_luma.h"
@@ -11,17 +12,17 @@
 #include "video/picture/deblock.h"
 #include "video/transform/block_codec.h"
 
-// Payload, little-endian; sizes are those of the streams behind them:
+// Payload, little-endian, with the sizes of the streams that follow:
 //
 //   0  u16 width   2  u16 height   4  u8 quality
 //   5  u32 modes, [u32 chroma-from-luma parameters,] u32 Y, u32 Cb, u32 Cr
 //
-// Whether the parameter stream is there is told by the file header's flag word.
+// The CCLC bit of the file header's flag word indicates whether the parameter stream is
+// present.
 namespace qolm::video {
 namespace {
 
 constexpr size_t kSizesOffset = 5;
-constexpr uint32_t kMaxDimension = 16384;
 
 struct PictureSize {
   uint32_t width;
@@ -47,7 +48,7 @@ void AppendParams(const std::vector<CclcParams>& params, std::vector<uint8_t>& b
   }
 }
 
-// Pairs `first` to `first` + `count` of a parameter stream.
+// `count` pairs of a parameter stream from pair `first` on.
 std::vector<CclcParams> ReadParams(std::span<const uint8_t> bytes, size_t first, size_t count) {
   std::vector<CclcParams> params(count);
   for (size_t i = 0; i < count; ++i) {
@@ -119,8 +120,8 @@ bool DecodeModes(std::span<const uint8_t> stream, size_t count, std::vector<uint
   return true;
 }
 
-// Both decoders size the planes only once the side streams agree with the size:
-// a damaged size field then costs no memory.
+// Both decoders allocate the planes only after the mode and parameter streams match the
+// size, so that a damaged size field does not cause a large allocation.
 bool DecodeWithCclc(std::span<const uint8_t> payload, const PictureSize& size,
                     const KeyFrameTables& tables, YuvPlanes& current) {
   std::array<std::span<const uint8_t>, 5> streams;
@@ -202,8 +203,8 @@ bool DecodeKeyFrame(std::span<const uint8_t> payload, bool cclc, bool deblocking
                     YuvPlanes& current) {
   if (payload.size() < kSizesOffset) return false;
   const PictureSize size{LoadLe16(payload.data()), LoadLe16(payload.data() + 2)};
-  if (size.width < 1 || size.width > kMaxDimension || size.height < 1 ||
-      size.height > kMaxDimension) {
+  if (size.width < 1 || size.width > kMaxPictureSide || size.height < 1 ||
+      size.height > kMaxPictureSide) {
     return false;
   }
   const KeyFrameTables tables(payload[4]);

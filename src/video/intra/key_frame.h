@@ -1,7 +1,7 @@
-// Key frames (record type 1): one picture coded without any other.
+// Key frames (record type 1): pictures coded without reference to others.
 //
-// Encoder and decoder rebuild the picture with the very same functions, so the
-// decoder's planes equal the encoder's reference byte for byte.
+// Encoder and decoder share the reconstruction functions, so the decoder's planes equal
+// the encoder's reference byte for byte.
 #ifndef QOLM_VIDEO_INTRA_KEY_FRAME_H_
 #define QOLM_VIDEO_INTRA_KEY_FRAME_H_
 
@@ -13,23 +13,22 @@
 
 namespace qolm::video {
 
-// What the session's settings say to the key-frame coder.
+// The settings of the key-frame coder.
 struct KeyFrameOptions {
   int32_t quality = 45;       // outside 0..255 it is clamped to 1..100
   bool cclc = true;           // chroma is predicted from the reconstructed luma
-  bool flat_blocks = true;    // encoder only: drop weak high levels of flat blocks
-  bool sparse_levels = true;  // encoder only: drop isolated +-1 levels that do not pay
+  bool flat_blocks = true;    // encoder only: drop weak high-frequency levels of flat blocks
+  bool sparse_levels = true;  // encoder only: drop +-1 levels by rate-distortion cost
   bool deblocking = true;     // filter the reconstruction
 };
 
-// Returns the payload of a type 1 record for `source` (its unfiltered planes)
-// and leaves in `reference` the picture that a decoder will rebuild from it,
-// resized to the source's size. Cannot fail but for memory. Sizes above 65535
+// Returns the payload of a type 1 record for `source` (its unfiltered planes) and
+// stores its reconstruction, of the source's size, in `reference`. Sizes above 65535
 // keep their low 16 bits in the payload.
 std::vector<uint8_t> EncodeKeyFrame(const YuvPlanes& source, const KeyFrameOptions& options,
                                     YuvPlanes& reference);
 
-// Rebuilds a type 1 payload into `current`, resized to the payload's size.
+// Reconstructs a type 1 payload into `current`, resized to the payload's size.
 // `cclc` and `deblocking` come from the file header's flag word (bits 11, 15).
 // Returns false for a malformed payload, with `current` then unspecified but
 // of a consistent size. Sizes other than 1..16384 are malformed.

@@ -1,10 +1,10 @@
 // The basis of the 8x8 transform that every coder shares.
 //
-// The transform is the orthonormal DCT-II as two plain matrix products in
-// single precision. It has no fast factorisation on purpose: the order of the
-// sums is part of the format, since the decoder must rebuild the encoder's
-// picture bit for bit. Each sum starts from its first product and runs in
-// ascending index order; no product is fused into a sum.
+// The transform is the orthonormal DCT-II, evaluated as two matrix products in single
+// precision. A fast factorisation is not possible: the order of the additions is part of
+// the format, since the decoder must reconstruct the encoder's picture bit for bit. Each
+// sum starts with its first product and adds in ascending index order, without fused
+// multiply-add.
 //
 //   forward   F  = (B X) B^t         inverse   X' = (B^t F') B
 //

@@ -1,10 +1,9 @@
-// The kernels of the video coders that have vector variants, as one table of
-// functions per processor level.
+// The kernels of the video coders that have SIMD variants, as one table of functions per
+// SIMD level.
 //
-// The scalar functions are the definition. A variant gives the same bits for
-// every input that the contract allows; tests hold each against the scalar one.
-// Coders take the table once per picture from ActiveVideoKernels; no kernel
-// looks at the processor itself.
+// The scalar functions are the definition. Variants are bit-identical for every valid
+// input, which tests verify. Coders take the table once per picture from
+// ActiveVideoKernels; kernels do not detect the processor themselves.
 #ifndef QOLM_VIDEO_KERNELS_VIDEO_KERNELS_H_
 #define QOLM_VIDEO_KERNELS_VIDEO_KERNELS_H_
 
@@ -16,18 +15,18 @@
 
 namespace qolm::video {
 
-// When a jump between two blocks counts as coding noise, and how much of it goes.
+// The thresholds of the deblocking filter.
 struct DeblockLimits {
-  int across;      // limit of the jump over the edge, 1..255
-  int beside;      // limit of the slope on either side, 1..255
-  int correction;  // limit of the change, 0..127
+  int across;      // step across the edge must be smaller, 1..255
+  int beside;      // step next to the edge on either side must be smaller, 1..255
+  int correction;  // maximum change of a sample, 0..127
 };
 
 // Quantisation clamps levels to this range.
 inline constexpr int kMinLevel = -2048;
 inline constexpr int kMaxLevel = 2047;
 
-// The most samples that one call of measure_difference takes.
+// The maximum sample count of one call of measure_difference.
 inline constexpr size_t kMaxMeasuredSamples = 65536;
 inline constexpr int kChangedSampleDifference = 5;
 
@@ -39,7 +38,7 @@ struct DifferenceSums {
 
 struct ResidualEnergy {
   int32_t sum = 0;       // of the differences
-  uint32_t squares = 0;  // the sum of theirs
+  uint32_t squares = 0;  // sum of the squared differences
 };
 
 struct VideoKernels {
@@ -48,26 +47,26 @@ struct VideoKernels {
   void (*forward_dct)(const uint8_t* source, ptrdiff_t source_stride, const uint8_t* prediction,
                       ptrdiff_t prediction_stride, float* coefficients);
 
-  // Of source - prediction over an 8x8 block.
+  // The energy of source - prediction over an 8x8 block.
   ResidualEnergy (*residual_energy)(const uint8_t* source, ptrdiff_t source_stride,
                                     const uint8_t* prediction, ptrdiff_t prediction_stride);
 
-  // Whether a coefficient's magnitude is above its limits.large, or the positive
-  // ones of gain_slope * magnitude - gain_offset sum up to more than limits.gain:
-  // eight sums of every eighth, then of both halves of them.
+  // Whether any coefficient's magnitude exceeds its limits.large, or the sum of
+  // max(gain_slope * magnitude - gain_offset, 0) exceeds limits.gain. The sum is formed as
+  // eight partial sums over every eighth coefficient, which are then added pairwise.
   bool (*may_have_nonzero_levels)(const float* coefficients, const SkipThresholds& limits);
 
-  // levels[i] = coefficients[i] / steps[i] rounded to nearest when the quotient's
-  // fraction is at least `round_up`, otherwise toward zero; clamped to
-  // kMinLevel..kMaxLevel. `round_up` 0.5 is rounding to nearest with halves away
-  // from zero. Natural order; bit i of the result is set when levels[i] is not 0.
-  // Coefficients and steps are 32-byte aligned.
-  uint64_t (*quantize)(const float* coefficients, const float* steps, float round_up,
+  // levels[i] = coefficients[i] / steps[i], rounded away from zero when the fraction of
+  // the magnitude is at least `round_up`, otherwise toward zero; clamped to
+  // kMinLevel..kMaxLevel. A `round_up` of 0.5 rounds to nearest, halves away from zero.
+  // Natural order; bit i of the result is set when levels[i] is not 0. Coefficients and
+  // steps are 32-byte aligned.
+  uint64_t (*quantise)(const float* coefficients, const float* steps, float round_up,
                        int16_t* levels);
 
   // Writes the 8x8 samples truncate(clamp((prediction + X') + 0.5, 0, 255)), X'
-  // being the inverse transform of `coefficients` (32-byte aligned). Rows from
-  // `rows` on and columns from `columns` on (both 1..8) hold only zeros.
+  // being the inverse transform of `coefficients` (32-byte aligned). All coefficients in
+  // rows from `rows` on and in columns from `columns` on (both 1..8) are zero.
   // Prediction and destination may be the same block.
   void (*inverse_dct_add)(const float* coefficients, int rows, int columns,
                           const uint8_t* prediction, ptrdiff_t prediction_stride,
@@ -77,10 +76,10 @@ struct VideoKernels {
   uint32_t (*sad_8x8)(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride);
   uint32_t (*sad_16x16)(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride);
 
-  // The same between the 8x8 bytes at `a` and those at each of 8 places of `b`: the
-  // next one lies a byte to the right, or a row down. The first reads 16 bytes of
-  // each of the 8 rows; the second fills in `count` costs, at least one.
-  // Both give back the least of the costs that they fill in.
+  // The 8x8 sums between the block at `a` and 8 or `count` candidates in `b`, each one
+  // byte right of (across) or one row below (down) the previous one. `across` reads 16
+  // bytes of each of 8 rows and writes 8 costs; `down` writes `count` costs, at least one.
+  // Both return the smallest cost written.
   uint32_t (*sad_8x8_across)(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b,
                              ptrdiff_t b_stride, uint16_t* costs);
   uint32_t (*sad_8x8_down)(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b,
@@ -103,20 +102,21 @@ struct VideoKernels {
   void (*yuv_to_packed_row)(const uint8_t* luma, const uint8_t* cb, const uint8_t* cr, size_t width,
                             bool bgra, uint8_t* packed);
 
-  // Adds up how the samples 0, 2 … 2 * count - 2 differ. `count` is at most
-  // kMaxMeasuredSamples, so that no sum outgrows its 32 bits.
+  // Sums the differences of the samples 0, 2 … 2 * count - 2. `count` is at most
+  // kMaxMeasuredSamples, so that no sum exceeds 32 bits.
   DifferenceSums (*measure_difference)(const uint8_t* a, const uint8_t* b, size_t count);
 
-  // Draws luma towards the picture before: differences of at most 2 take its
-  // sample, of 3 and 4 a quarter of it, larger ones stay.
-  void (*denoise_luma)(const uint8_t* now, const uint8_t* before, size_t count, uint8_t* quieted);
+  // Temporal denoising: a sample that differs from the previous picture by at most 2 is
+  // replaced by the previous one, by 3 or 4 blended 3:1 with it, else unchanged.
+  void (*denoise_luma)(const uint8_t* current, const uint8_t* previous, size_t count,
+                       uint8_t* filtered);
 
-  // Deblocks one row across its vertical edges, every 8 samples from 8 on, the
-  // last at least 5 before the end.
+  // Deblocks the vertical edges of one row, at every 8th sample from 8 on, up to 5
+  // samples before the end.
   void (*deblock_vertical_edges)(DeblockLimits limits, uint8_t* row, size_t width);
 
-  // Deblocks `width` samples on either side of a horizontal edge; p1 to q1 are
-  // the four rows around it.
+  // Deblocks `width` columns of a horizontal edge; p1, p0, q0 and q1 are the two rows
+  // above and the two below it.
   void (*deblock_horizontal_edge)(DeblockLimits limits, const uint8_t* p1, uint8_t* p0, uint8_t* q0,
                                   const uint8_t* q1, size_t width);
 };

@@ -59,13 +59,13 @@ bool MayHaveNonzeroLevels(const float* coefficients, const SkipThresholds& limit
   return even + odd > limits.gain;
 }
 
-uint64_t Quantize(const float* coefficients, const float* steps, float round_up, int16_t* levels) {
+uint64_t Quantise(const float* coefficients, const float* steps, float round_up, int16_t* levels) {
   uint64_t nonzero = 0;
   for (int i = 0; i < 64; ++i) {
     const float quotient = coefficients[i] / steps[i];
     const float magnitude = std::fabs(quotient);
     const float whole = std::trunc(magnitude);
-    // The difference is exact, which whole + 0.5 would not be just below a half.
+    // The difference is exact; comparing with whole + 0.5 would not be just below a half.
     const float rounded = magnitude - whole >= round_up ? whole + 1.0F : whole;
     const float clamped = std::clamp(std::copysign(rounded, quotient),
                                      static_cast<float>(kMinLevel), static_cast<float>(kMaxLevel));
@@ -195,20 +195,20 @@ DifferenceSums MeasureDifference(const uint8_t* a, const uint8_t* b, size_t coun
   return {changed, magnitudes, squares};
 }
 
-// Selections instead of branches: the loop then runs a vector at a time.
-void DenoiseLuma(const uint8_t* now, const uint8_t* before, size_t count, uint8_t* quieted) {
+// Branch-free, so that compilers can vectorise the loop.
+void DenoiseLuma(const uint8_t* current, const uint8_t* previous, size_t count, uint8_t* filtered) {
   for (size_t i = 0; i < count; ++i) {
-    const int c = now[i];
-    const int p = before[i];
+    const int c = current[i];
+    const int p = previous[i];
     const int magnitude = std::abs(p - c);
     const int blended = (3 * c + p + 2) >> 2;
     const int near = magnitude <= 2 ? p : blended;
-    quieted[i] = static_cast<uint8_t>(magnitude <= 4 ? near : c);
+    filtered[i] = static_cast<uint8_t>(magnitude <= 4 ? near : c);
   }
 }
 
-// The two samples beside an edge, p0 and q0, and those beyond them. Without
-// branches, so that a loop over columns becomes vector code.
+// Filters the samples p0 and q0 on either side of an edge; p1 and q1 are their outer
+// neighbours. Branch-free, so that compilers can vectorise the loop over columns.
 inline void DeblockPair(const DeblockLimits& limits, int p1, uint8_t& p0_sample, uint8_t& q0_sample,
                         int q1) {
   const int p0 = p0_sample;
@@ -217,7 +217,7 @@ inline void DeblockPair(const DeblockLimits& limits, int p1, uint8_t& p0_sample,
                       (std::abs(q1 - q0) < limits.beside);
   const int half = std::clamp((q0 - p0) / 2, -limits.correction, limits.correction);
   const int delta = smooth ? half : 0;
-  // Both lie between p0 and q0, so no clamp to a byte is needed.
+  // Both results lie between p0 and q0, so they need no clamping.
   p0_sample = static_cast<uint8_t>(p0 + delta);
   q0_sample = static_cast<uint8_t>(q0 - delta);
 }
@@ -240,7 +240,7 @@ const VideoKernels& ScalarVideoKernels() {
       .forward_dct = ForwardDct,
       .residual_energy = MeasureResidual,
       .may_have_nonzero_levels = MayHaveNonzeroLevels,
-      .quantize = Quantize,
+      .quantise = Quantise,
       .inverse_dct_add = InverseDctAdd,
       .sad_8x8 = Sad<8>,
       .sad_16x16 = Sad<16>,

@@ -1,5 +1,5 @@
-// The streams of a video payload: their sizes stand in its header, their bytes
-// follow each other behind it.
+// The streams of a video payload: the payload header ends with their sizes and is
+// followed by their bytes.
 #ifndef QOLM_VIDEO_PAYLOAD_PAYLOAD_STREAMS_H_
 #define QOLM_VIDEO_PAYLOAD_PAYLOAD_STREAMS_H_
 
@@ -13,8 +13,8 @@
 
 namespace qolm::video {
 
-// Appends the size fields and then the streams to `payload`, which holds the
-// header fields ahead of them.
+// Appends the size fields and then the streams to `payload`, which contains the other
+// header fields.
 template <size_t kCount>
 void AppendStreams(const std::array<std::vector<uint8_t>, kCount>& streams,
                    std::vector<uint8_t>& payload) {

@@ -11,8 +11,8 @@ namespace qolm::video {
 // 64 samples, row by row.
 using Block8x8 = std::array<uint8_t, 64>;
 
-// A plane's grid of 8x8 blocks, in raster order; the last column and row may
-// hang over the plane's edge.
+// A plane's grid of 8x8 blocks in raster order; the last column and row may extend
+// beyond the plane.
 struct BlockGrid {
   uint32_t width;   // of the plane, in samples
   uint32_t height;  // of the plane, in samples
@@ -23,8 +23,8 @@ struct BlockGrid {
   bool IsInside(uint32_t x0, uint32_t y0) const { return x0 + 8 <= width && y0 + 8 <= height; }
 };
 
-// A block's samples with their stride: in the plane itself where the block lies
-// inside, in `storage` with the last column and row repeated where it does not.
+// A block's samples with their stride: in the plane itself when the block lies inside,
+// otherwise a copy in `storage`, padded by repeating the plane's last column and row.
 struct BlockView {
   const uint8_t* samples;
   ptrdiff_t stride;

@@ -27,8 +27,8 @@ void DeblockPlane(uint8_t* plane, uint32_t width, uint32_t height, float step) {
   ParallelFor(height, parallel, [&](size_t y) {
     kernels.deblock_vertical_edges(limits, plane + y * stride, stride);
   });
-  // Edges lie 8 rows apart, the last at least 5 above the end, and each touches
-  // 4, so they are independent.
+  // Edges are 8 rows apart and each reads or writes 4 rows, so they are independent. The
+  // last is at least 5 rows above the end of the plane.
   ParallelFor((height - 5) / 8, parallel, [&](size_t edge) {
     uint8_t* const q0 = plane + 8 * (edge + 1) * stride;
     kernels.deblock_horizontal_edge(limits, q0 - 2 * stride, q0 - stride, q0, q0 + stride, stride);

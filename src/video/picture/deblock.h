@@ -1,4 +1,4 @@
-// The in-loop filter that softens the edges of the 8x8 grid.
+// The in-loop deblocking filter of the edges of the 8x8 block grid.
 #ifndef QOLM_VIDEO_PICTURE_DEBLOCK_H_
 #define QOLM_VIDEO_PICTURE_DEBLOCK_H_
 
@@ -8,12 +8,12 @@
 
 namespace qolm::video {
 
-// Filters one plane in place: vertical edges of every row first, then
-// horizontal edges, which see the result of the first. `step` is the DC step
-// of the plane's quantiser table. Planes narrower or lower than 16 are left.
+// Filters one plane in place: first all vertical edges, then the horizontal edges of the
+// result. `step` is the DC step of the plane's quantiser table. Planes with a side below
+// 16 are not filtered.
 void DeblockPlane(uint8_t* plane, uint32_t width, uint32_t height, float step);
 
-// DeblockPlane over the three planes.
+// Applies DeblockPlane to the three planes.
 void DeblockReference(YuvPlanes& planes, float luma_step, float chroma_step);
 
 }  // namespace qolm::video

@@ -1,5 +1,4 @@
-// A decoded source picture, as the media sources deliver it and the encoder
-// takes it.
+// A decoded source picture, passed from the media sources to the encoder.
 #ifndef QOLM_VIDEO_PICTURE_VIDEO_FRAME_H_
 #define QOLM_VIDEO_PICTURE_VIDEO_FRAME_H_
 
@@ -15,8 +14,8 @@ struct VideoFrame {
   // R, G, B, A with A = 255.
   std::vector<uint8_t> pixels;
   int64_t timestamp = 0;  // presentation time in 100-nanosecond units
-  // Frames with the same number, of whatever source, hold the same pixels; 0
-  // says nothing. Whoever changes the pixels sets it to 0.
+  // Frames with the same non-zero number, of any source, have identical pixels. Code that
+  // modifies the pixels must set it to 0.
   uint64_t picture_number = 0;
 };
 

@@ -9,7 +9,7 @@
 namespace qolm::video {
 namespace {
 
-// Dequantised coefficients in natural order, with the extent of what is not zero.
+// Dequantised coefficients in natural order and the extent of the non-zero ones.
 struct DequantisedBlock {
   alignas(32) float coefficients[64];
   int rows = 0;  // 0 when every level is zero
@@ -54,7 +54,7 @@ void ReconstructBlock(const VideoKernels& kernels, const QuantTable& table,
   DequantisedBlock block;
   Dequantise(table, levels, block);
   if (block.rows == 0) {
-    // Prediction + 0 + 0.5, truncated, is the prediction.
+    // A zero residual leaves the prediction unchanged.
     if (prediction.samples == plane + size_t{y0} * grid.width + x0) return;
     CopyInside(prediction.samples, prediction.stride, grid, x0, y0, plane);
     return;

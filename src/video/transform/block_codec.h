@@ -1,7 +1,7 @@
-// What every coder does with one 8x8 block once it has a prediction.
+// The residual coding of one predicted 8x8 block.
 //
-// Reconstruction exists once, here: encoder and decoder both call it, which is
-// what makes drift impossible.
+// Encoder and decoder share this implementation of the reconstruction, which rules out
+// drift between them.
 #ifndef QOLM_VIDEO_TRANSFORM_BLOCK_CODEC_H_
 #define QOLM_VIDEO_TRANSFORM_BLOCK_CODEC_H_
 
@@ -14,13 +14,13 @@
 
 namespace qolm::video {
 
-// Copies the levels whose bit in `nonzero` is set from their natural index to
-// their scan position; `zigzag` is all zero before.
+// Copies the levels whose bit in `nonzero` is set from natural order to scan order;
+// `zigzag` must be zero-initialised.
 void StoreInScanOrder(const int16_t* natural, uint64_t nonzero, int16_t* zigzag);
 
-// Rebuilds the block at (x0, y0) of `plane` from its prediction and its 64
-// levels in zigzag order; samples outside the plane are not written. The
-// prediction may lie in the plane itself.
+// Reconstructs the block at (x0, y0) of `plane` from its prediction and its 64 levels in
+// zigzag order; samples outside the plane are not written. The prediction may be the
+// block of the plane itself.
 void ReconstructBlock(const VideoKernels& kernels, const QuantTable& table,
                       const BlockView& prediction, const int16_t* levels, const BlockGrid& grid,
                       uint32_t x0, uint32_t y0, uint8_t* plane);

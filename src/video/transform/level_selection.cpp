@@ -11,21 +11,21 @@
 namespace qolm::video {
 namespace {
 
-// One bit's worth of squared error as a part of the squared DC step. Measured:
-// the value that gave the least bytes at equal PSNR.
+// lambda = factor * DC step squared. The factor is tuned for the smallest size at equal
+// PSNR.
 constexpr float kLambdaFactor = 0.1F;
 
-// Errors of the DC level count this much more: they stay in the picture until
-// its next key frame and show as stains.
+// Additional weight of errors of the DC level, which persist until the next key frame as
+// visible blotches.
 constexpr float kDcWeight = 3.0F;
 
-// The same for pictures that no other refers to.
+// The same for pictures that are not used for reference.
 constexpr float kUnreferencedLambdaFactor = 0.28F;
 constexpr float kUnreferencedDcWeight = 1.0F;
 
-// Estimated bits of the pieces of a block. The streams are adaptive, so these
-// are typical figures, not exact ones.
-constexpr float kBlockBits = 5.0F;  // ending a run of empty blocks
+// Estimated rate of the syntax elements of a block in bits. The actual rate depends on
+// the frequency tables of the picture.
+constexpr float kBlockBits = 5.0F;  // ends a run of empty blocks
 constexpr float kEndOfBlockBits = 2.3F;
 constexpr float kRunTokenBits = 3.2F;  // a zero run of one
 
@@ -34,9 +34,9 @@ struct BitTables {
   std::array<float, 128> level;  // by magnitude
 };
 
-// The C library's logarithm may differ in its last bit from one library, or one
-// processor, to the next, and a level may hang on it. Every squaring of a number
-// from 1 to 2 yields one more bit of its logarithm.
+// Bit-identical on every platform, unlike the C library's logarithm, since it influences
+// the choice of levels. Each squaring of a number in 1..2 yields one bit of its
+// logarithm.
 constexpr float Log2(size_t number) {
   constexpr int kBits = 39;
   double rest = static_cast<double>(number);
@@ -70,8 +70,8 @@ constexpr BitTables kBitTables = [] {
 struct Candidate {
   int position;    // in the scan
   int16_t level;   // the better of nearest and nearest - 1, signed
-  float cost;      // of storing it rather than zero, without its run
-  bool mandatory;  // too large to vanish
+  float cost;      // of coding it instead of zero, without the run before it
+  bool mandatory;  // too large to become zero
 };
 
 }  // namespace
@@ -85,19 +85,19 @@ LevelSelection MakeUnreferencedLevelSelection(const QuantTable& luma, bool rate_
           kUnreferencedDcWeight};
 }
 
-// The transform is orthonormal: the squares of a block's coefficients sum up to
-// those of its differences. So below half a step, squared, none rounds to 1, and
-// below two and a half none to 3, which would have to be stored. Else storing
-// levels gains at most what they hold of these squares, and costs the bits of a
-// level of 1 at least.
+// The transform is orthonormal, so the energy of the coefficients equals that of the
+// differences. Below (step / 2)^2 no coefficient rounds to 1; below (2.5 step)^2 none
+// rounds to 3, the smallest mandatory level. Otherwise coded levels reduce the distortion
+// by at most the energy and cost at least the bits of one level of 1.
 //
-// Once the coefficients are known, so is what each gains: those below half a step
-// nothing, those that round to 1 step * (2 * magnitude - step) less their bits. A
-// block behind whose last coefficient nothing needs an end has to be worth that
-// much less. The factor covers the rounding of all sums, the transform's too.
+// With known coefficients, the reduction is 0 for magnitudes below half a step and
+// step * (2 * magnitude - step) for those that round to 1, each less the cost of the
+// level's bits. Only a block whose last level is at position 63 needs no end-of-block
+// token. The safety factor covers the rounding errors of all sums, including those of
+// the transform.
 SkipThresholds MakeSkipThresholds(const LevelSelection& selection, const QuantTable& table) {
   constexpr float kSafety = 0.99F;
-  constexpr float kBitsAround = kBlockBits + kEndOfBlockBits;
+  constexpr float kBlockOverheadBits = kBlockBits + kEndOfBlockBits;
   const float smallest_step = *std::min_element(table.step.begin(), table.step.end());
   const float squared_step = smallest_step * smallest_step;
   SkipThresholds limits;
@@ -106,9 +106,9 @@ SkipThresholds MakeSkipThresholds(const LevelSelection& selection, const QuantTa
     for (size_t i = 0; i < 64; ++i) limits.large[i] = kSafety * 0.5F * table.step[i];
     return limits;
   }
-  limits.energy = kSafety * std::min(selection.lambda * (kBitsAround + kBitTables.level[1]),
+  limits.energy = kSafety * std::min(selection.lambda * (kBlockOverheadBits + kBitTables.level[1]),
                                      6.25F * squared_step);
-  limits.gain = kSafety * selection.lambda * kBitsAround;
+  limits.gain = kSafety * selection.lambda * kBlockOverheadBits;
   for (size_t i = 0; i < 64; ++i) {
     const float step = table.step[i];
     const float weight = i == 0 ? selection.dc_weight : 1.0F;
@@ -157,9 +157,9 @@ void SelectLevels(const LevelSelection& selection, const QuantTable& table,
     }
   }
 
-  // best[i]: least cost of the scan up to candidate i, which is stored;
-  // previous[i]: the stored candidate before it, -1 for none. Candidates before
-  // the last mandatory one cannot be skipped over.
+  // best[i]: least cost of the scan up to candidate i if that is coded;
+  // previous[i]: the coded candidate before it, -1 for none. Paths cannot skip a mandatory
+  // candidate.
   std::array<float, 64> best;
   std::array<int, 64> previous;
   int first_reachable = -1;

@@ -1,11 +1,10 @@
-// Which levels of a block of a predicted or bidirectional picture are worth
-// storing.
+// Rate-distortion optimised quantisation of the blocks of predicted and bidirectional
+// pictures.
 //
-// The decoder accepts any levels, so the encoder picks those with the least
-// distortion + lambda * rate: each nearest level may stay, shrink by one or
-// vanish. The rate is an estimate of what the token coder and its contexts
-// spend, walked as a shortest path over the scan (the idea of trellis
-// quantisation, cut down to the levels that can matter).
+// The encoder chooses the levels with the smallest distortion + lambda * rate: each
+// nearest level is kept, reduced by one or set to zero. The rate is an estimate for the
+// token coder. The optimum is a shortest path over the scan, as in trellis quantisation,
+// restricted to these candidates.
 #ifndef QOLM_VIDEO_TRANSFORM_LEVEL_SELECTION_H_
 #define QOLM_VIDEO_TRANSFORM_LEVEL_SELECTION_H_
 
@@ -17,24 +16,24 @@
 namespace qolm::video {
 
 struct LevelSelection {
-  bool rate_rule = true;   // false: every nearest level is stored
-  float lambda = 0.0F;     // squared error that one bit is worth
-  float dc_weight = 1.0F;  // how much more an error of the DC level counts
+  bool rate_rule = true;   // false: keep every nearest level
+  float lambda = 0.0F;     // squared error per bit
+  float dc_weight = 1.0F;  // weight of errors of the DC level
 };
 
-// `luma` is the luma table of the picture, whatever plane the selection serves:
-// the chroma steps are so coarse that a price of their own would leave stains.
+// `luma` is the luma table of the picture, for chroma planes too: a lambda derived from
+// the coarse chroma steps would cause visible chroma artefacts.
 LevelSelection MakeLevelSelection(const QuantTable& luma, bool rate_rule);
 
-// For a picture that no other refers to: its errors end with it.
+// For a picture that is not used for reference, whose errors do not propagate.
 LevelSelection MakeUnreferencedLevelSelection(const QuantTable& luma, bool rate_rule);
 
-// The thresholds below which `selection` stores nothing of a block of the plane.
+// The thresholds below which `selection` sets all levels of a block to zero.
 SkipThresholds MakeSkipThresholds(const LevelSelection& selection, const QuantTable& table);
 
-// Stores the chosen levels of one block at their scan positions; `zigzag` is
-// all zero before. `nearest` and `coefficients` are in natural order, bit i of
-// `nonzero` tells whether nearest[i] is not 0.
+// Writes the chosen levels of one block in scan order to `zigzag`, which must be
+// zero-initialised. `nearest` and `coefficients` are in natural order; bit i of
+// `nonzero` is set when nearest[i] is not 0.
 void SelectLevels(const LevelSelection& selection, const QuantTable& table,
                   const float* coefficients, const int16_t* nearest, uint64_t nonzero,
                   int16_t* zigzag);

@@ -19,17 +19,16 @@ struct QuantTable {
 extern const std::array<uint8_t, 64> kZigzag;
 extern const std::array<uint8_t, 64> kScanPosition;
 
-// The byte that a payload stores for a quality setting: the setting itself
-// when it fits a byte, otherwise the setting clamped to 1..100. Both sides
-// build their tables from this byte.
+// The byte that a payload stores for a quality setting: the setting itself when it fits
+// a byte, otherwise clamped to 1..100. Encoder and decoder derive their tables from it.
 uint8_t QualityByte(int32_t quality);
 
-// The intra tables: whole steps from 1 to 255. Quality is clamped to 1..100.
+// The intra tables: integer steps from 1 to 255. Quality is clamped to 1..100.
 // Chroma is deliberately 35 % coarser than the JPEG convention.
 QuantTable BuildQuantTable(int32_t quality, bool chroma);
 
-// The tables of predicted pictures: steps of 2 and more, not rounded, from
-// base entries capped at 48 (luma) and 64 (chroma). Quality is clamped to 1..100.
+// The inter tables: steps of at least 2, not rounded to integers, from base entries
+// capped at 48 (luma) and 64 (chroma). Quality is clamped to 1..100.
 QuantTable BuildInterQuantTable(int32_t quality, bool chroma);
 
 }  // namespace qolm::video

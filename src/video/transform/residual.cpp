@@ -7,7 +7,7 @@
 namespace qolm::video {
 namespace {
 
-// The energy of a block as SkipThresholds counts it.
+// The energy of a block as defined by SkipThresholds.
 float WeightedEnergy(const LevelSelection& selection, const ResidualEnergy& energy) {
   const auto sum = static_cast<float>(energy.sum);
   const float squared_dc = sum * sum / 64.0F;
@@ -36,7 +36,7 @@ void CodeResidualRow(const VideoKernels& kernels, const uint8_t* source, const B
                         prediction.stride, coefficients);
     if (!kernels.may_have_nonzero_levels(coefficients, limits)) continue;
     int16_t nearest[64];
-    const uint64_t nonzero = kernels.quantize(coefficients, table.step.data(), 0.5F, nearest);
+    const uint64_t nonzero = kernels.quantise(coefficients, table.step.data(), 0.5F, nearest);
     std::fill_n(levels, 64, int16_t{0});
     SelectLevels(selection, table, coefficients, nearest, nonzero, levels);
     *coded = entropy::NonZeroMask64(levels) != 0 ? 1 : 0;
@@ -50,7 +50,7 @@ void ReconstructResidualRow(const VideoKernels& kernels, const int16_t* levels,
                             uint8_t* plane) {
   const uint32_t y0 = 8 * block_row;
   for (uint32_t x0 = 0; x0 < grid.width; x0 += 8, levels += 64) {
-    if (entropy::NonZeroMask64(levels) == 0) continue;  // the prediction stands there already
+    if (entropy::NonZeroMask64(levels) == 0) continue;  // the plane already holds the prediction
     Block8x8 storage;
     ReconstructBlock(kernels, table, ViewBlock(plane, grid, x0, y0, storage), levels, grid, x0, y0,
                      plane);

@@ -10,16 +10,16 @@
 
 namespace qolm::video {
 
-// Codes block row `block_row` of a plane: transforms source - prediction,
-// tells in the row's part of `coded` (0 or 1) which blocks store anything, puts 64
-// levels in zigzag order into the row's part of `levels` for each of these, and, with
-// `reconstruct`, replaces the prediction in `plane` by the reconstruction. Rows are
-// independent of each other.
+// Codes block row `block_row` of a plane: transforms and quantises source - prediction.
+// `coded` and `levels` point to the row's first block: coded[b] is 1 when block b has a
+// non-zero level, and only then its 64 levels are written, in zigzag order. With
+// `reconstruct` the reconstruction replaces the prediction in `plane`. Rows are
+// independent.
 void CodeResidualRow(const VideoKernels& kernels, const uint8_t* source, const BlockGrid& grid,
                      uint32_t block_row, const QuantTable& table, const LevelSelection& selection,
                      bool reconstruct, uint8_t* coded, int16_t* levels, uint8_t* plane);
 
-// The decoder's half.
+// The corresponding decoder step.
 void ReconstructResidualRow(const VideoKernels& kernels, const int16_t* levels,
                             const BlockGrid& grid, uint32_t block_row, const QuantTable& table,
                             uint8_t* plane);

@@ -24,8 +24,8 @@ bool ResidualPlanes::IsLargeEnoughToParallelise() const {
 }
 
 // Calls work(plane number, block row) for every block row of the three planes.
-// All rows go into one parallel loop, since a task for each plane would leave the luma's
-// thread with two thirds of the work.
+// All rows share one parallel loop: with one task per plane, the luma task would have two
+// thirds of the work.
 template <typename Work>
 void ResidualPlanes::ForEachBlockRow(const Work& work) {
   const size_t luma_rows = planes_[0].grid.Rows();
@@ -62,7 +62,7 @@ void ResidualPlanes::Reconstruct() {
   });
 }
 
-// Each of the three coefficient streams is one member's work.
+// One parallel task per coefficient stream.
 void ResidualPlanes::EncodeLevels(std::span<std::vector<uint8_t>, 3> streams) const {
   ParallelFor(streams.size(), IsLargeEnoughToParallelise(), [&](size_t plane) {
     streams[plane] = entropy::EncodeCoefficients(planes_[plane].Levels(), planes_[plane].coded);

@@ -1,5 +1,5 @@
-// The residuals of the three planes of a predicted or bidirectional picture,
-// from the prediction to the coefficient streams and back.
+// The residuals of the three planes of a predicted or bidirectional picture: coding to
+// coefficient streams, and reconstruction from them.
 #ifndef QOLM_VIDEO_TRANSFORM_RESIDUAL_PLANES_H_
 #define QOLM_VIDEO_TRANSFORM_RESIDUAL_PLANES_H_
 
@@ -27,12 +27,12 @@ struct InterTables {
 
 class ResidualPlanes {
  public:
-  // `tables` and `picture` must outlive this object; `picture` holds the
-  // prediction before one of the operations below and what it leaves after it.
+  // `tables` and `picture` must outlive this object. `picture` initially holds the
+  // prediction, which the operations below replace in place.
   ResidualPlanes(const InterTables& tables, YuvPlanes& picture);
 
-  // Transforms and quantises source - prediction. With `reconstruct` the
-  // reconstruction takes the prediction's place, before any filter.
+  // Transforms and quantises source - prediction. With `reconstruct`, replaces the
+  // prediction by the reconstruction before deblocking.
   void Code(const YuvPlanes& source, const LevelSelection& selection, bool reconstruct);
 
   // The streams of Y, Cb and Cr after Code.
@@ -49,8 +49,8 @@ class ResidualPlanes {
     BlockGrid grid;
     const QuantTable* table;
     uint8_t* samples;
-    std::vector<uint8_t> coded;         // by Code: whether a block holds anything
-    std::unique_ptr<int16_t[]> levels;  // by Code for such blocks, by DecodeLevels whole
+    std::vector<uint8_t> coded;         // set by Code: 1 for blocks with non-zero levels
+    std::unique_ptr<int16_t[]> levels;  // Code sets those of coded blocks, DecodeLevels all
 
     std::span<int16_t> Levels() const { return {levels.get(), 64 * grid.Count()}; }
     int16_t* RowLevels(uint32_t block_row) const {

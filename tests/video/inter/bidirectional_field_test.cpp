@@ -17,8 +17,7 @@ void Set(BidirectionalField& field, size_t i, Mode mode, MotionVector past, Moti
   field.future[i].vectors[0] = future;
 }
 
-// Random modes and vectors; direct macroblocks carry what a decoder makes of
-// their predictors.
+// Random modes and vectors; direct macroblocks have the vectors that a decoder derives.
 BidirectionalField RandomField(const MacroblockGrid& grid, int range, bool prediction,
                                uint32_t seed) {
   std::mt19937 random(seed);
@@ -34,7 +33,7 @@ BidirectionalField RandomField(const MacroblockGrid& grid, int range, bool predi
     MotionVector& vector = list[i].vectors[0];
     vector = field.modes[i] == Mode::kDirect ? DirectVector(predictor.Predict(list, i))
                                              : MotionVector{component(), component()};
-    predictor.Pass(vector);
+    predictor.Update(vector);
   };
   for (size_t i = 0; i < grid.Count(); ++i) {
     field.modes[i] = static_cast<Mode>(random() % 4);
@@ -72,13 +71,13 @@ TEST(BidirectionalField, RoundTripsAtEverySizeAndRange) {
   }
 }
 
-TEST(BidirectionalField, ModesAreTwoBitsFromTheLeastSignificantUp) {
+TEST(BidirectionalField, ModesArePackedFromLowestBits) {
   const std::vector<Mode> modes = {Mode::kBoth, Mode::kPast, Mode::kFuture, Mode::kDirect,
                                    Mode::kDirect};
   EXPECT_EQ(PackBidirectionalModes(modes), (Bytes{0b11100100, 0b00000011}));
 }
 
-TEST(BidirectionalField, EachModeStoresItsVectorsPastFirst) {
+TEST(BidirectionalField, EachModeStoresPastVectorFirst) {
   const MacroblockGrid grid(64, 16);
   BidirectionalField field(4);
   Set(field, 0, Mode::kBoth, {1, 2}, {3, 4});
@@ -94,7 +93,7 @@ TEST(BidirectionalField, EachModeStoresItsVectorsPastFirst) {
             (Bytes{129, 130, 131, 132, 134, 136, 141, 152}));
 }
 
-TEST(BidirectionalField, ANeighbourWithoutTheListCountsAsZero) {
+TEST(BidirectionalField, NeighbourWithoutVectorCountsAsZero) {
   // Two rows of three; the last macroblock of the second row looks at left, top
   // and top left.
   const MacroblockGrid grid(48, 32);
@@ -111,7 +110,7 @@ TEST(BidirectionalField, ANeighbourWithoutTheListCountsAsZero) {
   EXPECT_EQ(Bytes(bytes.end() - 4, bytes.end()), (Bytes{129, 129, 150, 150}));
 }
 
-TEST(BidirectionalField, ADirectMacroblockIsItsListsVectorBefore) {
+TEST(BidirectionalField, DirectVectorIsPreviousVectorWithoutMedian) {
   const MacroblockGrid grid(48, 16);
   BidirectionalField field(3);
   Set(field, 0, Mode::kPast, {100, -100}, {});
@@ -122,7 +121,7 @@ TEST(BidirectionalField, ADirectMacroblockIsItsListsVectorBefore) {
   ExpectSame(DecodeBidirectionalField(grid, field.modes, bytes, false), field);
 }
 
-TEST(BidirectionalField, ADirectMacroblockIsANeighbourOfTheMedian) {
+TEST(BidirectionalField, DirectVectorsEnterTheMedian) {
   // Two rows of three. The fourth, direct, holds median(0, 12, 16) = 12; the
   // fifth is predicted by median(12, 16, 2), the last by median(15, 2, 16).
   const MacroblockGrid grid(48, 32);
@@ -138,7 +137,7 @@ TEST(BidirectionalField, ADirectMacroblockIsANeighbourOfTheMedian) {
   ExpectSame(DecodeBidirectionalField(grid, field.modes, bytes, true), field);
 }
 
-TEST(BidirectionalField, DirectVectorsAreTheirPredictorsWithin31) {
+TEST(BidirectionalField, DirectVectorsAreClampedPredictors) {
   EXPECT_EQ(DirectVector({40, -128}), (MotionVector{31, -31}));
   EXPECT_EQ(DirectVector({-31, 31}), (MotionVector{-31, 31}));
   const MacroblockGrid grid(32, 16);

@@ -47,7 +47,7 @@ YuvPlanes MeanOf(const YuvPlanes& a, const YuvPlanes& b) {
   return mean;
 }
 
-// Takes each macroblock from the prediction that its mode names.
+// Selects each macroblock from the prediction of its mode.
 YuvPlanes NaivePrediction(const YuvPlanes& past, const YuvPlanes& future,
                           const BidirectionalField& field) {
   const std::array<YuvPlanes, 2> one_sided = {test::NaiveCompensation(past, field.past),
@@ -84,7 +84,7 @@ BidirectionalField FieldOf(const Bytes& payload, const YuvPlanes& past, bool pre
   EXPECT_TRUE(entropy::RansDecodeBytes(coded[0], packed));
   const std::vector<BidirectionalMode> modes = UnpackBidirectionalModes(grid, packed);
   Bytes vectors(VectorByteCount(modes));
-  // All direct: no vector, and so no stream.
+  // All direct: no vectors and therefore an empty stream.
   if (vectors.empty()) {
     EXPECT_TRUE(coded[1].empty());
   } else {
@@ -93,7 +93,7 @@ BidirectionalField FieldOf(const Bytes& payload, const YuvPlanes& past, bool pre
   return DecodeBidirectionalField(grid, modes, vectors, prediction);
 }
 
-// What a decoder written from the formulas makes of a payload.
+// The picture of a naive decoder.
 YuvPlanes NaiveDecode(const Bytes& payload, const InterFrameOptions& options, const YuvPlanes& past,
                       const YuvPlanes& future) {
   YuvPlanes picture =
@@ -114,7 +114,7 @@ TEST(BidirectionalFrame, HeaderFields) {
   test::ExpectHeaderOf130x70(payload, 41);
 }
 
-TEST(BidirectionalFrame, QualityIsFourBelowTheAnchorsAndAtLeastOne) {
+TEST(BidirectionalFrame, QualityIsFourBelowAnchors) {
   const YuvPlanes picture = test::FlatPicture(1, 1, 50, 60, 70);
   for (const auto& [quality, stored] : {std::pair{100, 96},
                                         {45, 41},
@@ -131,7 +131,7 @@ TEST(BidirectionalFrame, QualityIsFourBelowTheAnchorsAndAtLeastOne) {
   }
 }
 
-TEST(BidirectionalFrame, TheDecodedPictureIsWhatTheFormulasMakeOfThePayload) {
+TEST(BidirectionalFrame, DecodedPictureMatchesNaiveDecoder) {
   for (const FrameSize& size : test::kFrameSizes) {
     for (const int quality : {1, 45, 95}) {
       for (int bits = 0; bits < 16; ++bits) {
@@ -160,7 +160,7 @@ TEST(BidirectionalFrame, TheDecodedPictureIsWhatTheFormulasMakeOfThePayload) {
   }
 }
 
-TEST(BidirectionalFrame, EveryModeDecodesToTheFormulas) {
+TEST(BidirectionalFrame, EveryModeMatchesTheFormulas) {
   // A payload made by hand: all modes, vectors up to the ends of a byte.
   const YuvPlanes past = test::RandomPicture(83, 37, 1);
   const YuvPlanes future = test::RandomPicture(83, 37, 4);
@@ -194,7 +194,7 @@ std::array<size_t, 4> CountModes(const Bytes& payload, const YuvPlanes& past) {
   return counts;
 }
 
-TEST(BidirectionalFrame, EachModeIsChosenWhereItFits) {
+TEST(BidirectionalFrame, EachModeIsChosenWhereCheapest) {
   const auto pan = [](int offset, uint32_t seed) {
     YuvPlanes picture = test::FlatPicture(160, 128, 0, 128, 128);
     picture.y = test::TexturePlane(160, 128, offset, 0, seed);
@@ -222,7 +222,7 @@ TEST(BidirectionalFrame, EachModeIsChosenWhereItFits) {
   EXPECT_GT(counts[3], all / 2);
 }
 
-TEST(BidirectionalFrame, CostsLessThanAPredictedFrameInAPan) {
+TEST(BidirectionalFrame, PanIsSmallerThanPredictedFrame) {
   const auto pan = [](int offset) {
     YuvPlanes picture = test::FlatPicture(160, 128, 0, 128, 128);
     picture.y = test::TexturePlane(160, 128, offset, 0, 3);
@@ -233,7 +233,7 @@ TEST(BidirectionalFrame, CostsLessThanAPredictedFrameInAPan) {
   EXPECT_LT(bidirectional, EncodeInterFrame(pan(4), {}, reference).size());
 }
 
-TEST(BidirectionalFrame, TheDecodedPictureFollowsTheSource) {
+TEST(BidirectionalFrame, DecodedPictureIsCloseToSource) {
   // Half of the scene moves, half is new in one anchor: every mode occurs, and a
   // decoder that took another vector than the encoder would be far off.
   const auto scene = [](int offset, uint32_t seed) {
@@ -272,7 +272,7 @@ TEST(BidirectionalFrame, TheDecodedPictureFollowsTheSource) {
   }
 }
 
-// Coded and decoded once more under what `over` gives its argument, with the same result.
+// Codes and decodes again under the conditions of `over` and expects the same result.
 template <typename Over>
 void ExpectSameResult(const Over& over) {
   const YuvPlanes past = test::TexturedPicture(330, 202, 3, 2);
@@ -291,7 +291,7 @@ void ExpectSameResult(const Over& over) {
   });
 }
 
-TEST(BidirectionalFrame, LevelsDoNotChangeAnything) {
+TEST(BidirectionalFrame, SimdLevelsAgree) {
   if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   ExpectSameResult([](const auto& expect_same) {
     for (const SimdLevel level : test::AvailableSimdLevels()) {
@@ -301,12 +301,13 @@ TEST(BidirectionalFrame, LevelsDoNotChangeAnything) {
   });
 }
 
-TEST(BidirectionalFrame, ThreadsDoNotChangeAnything) {
+TEST(BidirectionalFrame, WorkerCountsAgree) {
   ExpectSameResult([](const auto& expect_same) { test::WithEachThreadCount(expect_same); });
 }
 
-// 11 at the corner is a level of 1 at coefficient (1, 1), which is not worth its bits.
-TEST(BidirectionalFrame, WeakLevelsAreStoredOnlyWithoutTheRateRule) {
+// 11 at the corner is a level of 1 at coefficient (1, 1), which is dropped by its rate-distortion
+// cost.
+TEST(BidirectionalFrame, RateRuleDropsWeakLevels) {
   const YuvPlanes anchor = test::FlatPicture(8, 8, 100, 128, 128);
   YuvPlanes source = anchor;
   source.y[0] = 111;
@@ -319,9 +320,9 @@ TEST(BidirectionalFrame, WeakLevelsAreStoredOnlyWithoutTheRateRule) {
   }
 }
 
-// The same difference at the same step: it would stay in the pictures that refer to a
-// predicted one, and ends with a bidirectional one.
-TEST(BidirectionalFrame, LevelsAreWorthLessWhereNoPictureRefersToThem) {
+// The same difference at the same step: it would propagate from a predicted picture, but
+// not from a bidirectional one.
+TEST(BidirectionalFrame, UnreferencedPicturesDropMoreLevels) {
   const YuvPlanes anchor = test::FlatPicture(8, 8, 100, 128, 128);
   const YuvPlanes source = test::FlatPicture(8, 8, 103, 128, 128);
   const auto dc_level = [](const Bytes& payload) {
@@ -333,7 +334,7 @@ TEST(BidirectionalFrame, LevelsAreWorthLessWhereNoPictureRefersToThem) {
   EXPECT_EQ(dc_level(EncodeBidirectionalFrame(source, {.quality = 49}, anchor, anchor)), 0);
 }
 
-TEST(BidirectionalFrame, AnchorsAreTakenInTheirOrder) {
+TEST(BidirectionalFrame, AnchorOrderMatters) {
   const YuvPlanes scene = test::TexturedPicture(48, 32, 3, 0);
   const YuvPlanes other = test::TexturedPicture(48, 32, 9, 0);
   for (const bool scene_is_past : {false, true}) {
@@ -352,7 +353,7 @@ TEST(BidirectionalFrame, AnchorsAreTakenInTheirOrder) {
   }
 }
 
-TEST(BidirectionalFrameDamage, EveryTruncationIsRefused) {
+TEST(BidirectionalFrameDamage, EveryTruncationIsRejected) {
   const YuvPlanes past = MovingPicture(17, 33, 0);
   const YuvPlanes future = MovingPicture(17, 33, 2);
   Bytes payload = EncodeBidirectionalFrame(MovingPicture(17, 33, 1), {}, past, future);
@@ -366,8 +367,8 @@ TEST(BidirectionalFrameDamage, EveryTruncationIsRefused) {
   EXPECT_FALSE(DecodeBidirectionalFrame(payload, true, true, past, future, picture));
 }
 
-// Refused or decoded to a picture of its anchors' size; nothing behind the payload is
-// read.
+// Rejected or decoded to a picture of the anchors' size, without reading past the
+// payload.
 TEST(BidirectionalFrameDamage, EverySingleBitFlipIsSurvived) {
   int refused = 0;
   int survived = 0;
@@ -385,7 +386,7 @@ TEST(BidirectionalFrameDamage, EverySingleBitFlipIsSurvived) {
           DecodeBidirectionalFrame(damaged.span(), true, true, past, future, picture);
       byte = payload[bit / 8];
       ++(decoded ? survived : refused);
-      // Size, macroblock counts and stream sizes leave no freedom.
+      // Every change of a size or macroblock count must be rejected.
       if (bit / 8 < 29 && bit / 8 != 4) {
         ASSERT_FALSE(decoded) << bit;
       }
@@ -399,7 +400,7 @@ TEST(BidirectionalFrameDamage, EverySingleBitFlipIsSurvived) {
   EXPECT_GT(survived, 300);
 }
 
-TEST(BidirectionalFrameDamage, StreamsThatDoNotFitTheModesAreRefused) {
+TEST(BidirectionalFrameDamage, StreamsInconsistentWithModesAreRejected) {
   const YuvPlanes past = MovingPicture(48, 16, 0);
   const MacroblockGrid grid(48, 16);
   BidirectionalField field(grid.Count());
@@ -437,7 +438,7 @@ TEST(BidirectionalFrameDamage, StreamsThatDoNotFitTheModesAreRefused) {
   refused_with(stored, 2, entropy::EncodeCoefficients(std::vector<int16_t>(64 * 6)));
 }
 
-TEST(BidirectionalFrameDamage, AnchorsOfAnotherSizeAreRefused) {
+TEST(BidirectionalFrameDamage, AnchorSizeMismatchIsRejected) {
   const YuvPlanes past = MovingPicture(32, 32, 0);
   const Bytes payload = EncodeBidirectionalFrame(past, {}, past, past);
   YuvPlanes picture;

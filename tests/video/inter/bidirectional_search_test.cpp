@@ -53,12 +53,12 @@ void ExpectSameMotion(const std::vector<MacroblockMotion>& a,
   }
 }
 
-TEST(SearchBothWays, ADecoderReadsTheFieldThatTheSearchChose) {
+TEST(SearchBidirectional, FieldRoundTrips) {
   OverScenes([](const Scene& scene) {
     const MacroblockGrid grid(scene.source.width, scene.source.height);
     for (const bool prediction : {true, false}) {
-      const BidirectionalField field =
-          SearchBothWays(scene.source, scene.past, scene.future, {.prediction = prediction}, 35.0F);
+      const BidirectionalField field = SearchBidirectional(scene.source, scene.past, scene.future,
+                                                           {.prediction = prediction}, 35.0F);
       const BidirectionalField decoded = DecodeBidirectionalField(
           grid, field.modes, CodeBidirectionalVectors(grid, field, prediction), prediction);
       ExpectSameMotion(field.past, decoded.past);
@@ -79,11 +79,11 @@ void ExpectInside(const MacroblockGrid& grid, const YuvPlanes& planes, size_t i,
   EXPECT_LE(std::min(y + 16, height) + vector.dy, height);
 }
 
-TEST(SearchBothWays, StoredVectorsStayWithin31AndInsideTheAnchor) {
+TEST(SearchBidirectional, CodedVectorsStayInRange) {
   OverScenes([](const Scene& scene) {
     const MacroblockGrid grid(scene.source.width, scene.source.height);
     const BidirectionalField field =
-        SearchBothWays(scene.source, scene.past, scene.future, {}, 35.0F);
+        SearchBidirectional(scene.source, scene.past, scene.future, {}, 35.0F);
     for (size_t i = 0; i < grid.Count(); ++i) {
       for (const auto* list : {&field.past, &field.future}) {
         const MotionVector& vector = (*list)[i].vectors[0];
@@ -97,9 +97,9 @@ TEST(SearchBothWays, StoredVectorsStayWithin31AndInsideTheAnchor) {
   });
 }
 
-TEST(SearchBothWays, WithoutADifferenceEverythingIsDirect) {
+TEST(SearchBidirectional, IdenticalPicturesAreAllDirect) {
   const YuvPlanes picture = test::MovingPicture(130, 70, 0);
-  const BidirectionalField field = SearchBothWays(picture, picture, picture, {}, 35.0F);
+  const BidirectionalField field = SearchBidirectional(picture, picture, picture, {}, 35.0F);
   ASSERT_EQ(field.modes.size(), 45U);
   ASSERT_EQ(field.past.size(), 45U);
   ASSERT_EQ(field.future.size(), 45U);
@@ -110,8 +110,8 @@ TEST(SearchBothWays, WithoutADifferenceEverythingIsDirect) {
   }
 }
 
-// Pictures of one macroblock, which cannot move: costs are plain sums, and bits those
-// of the modes alone. With a DC step of 10 a bit is worth 6.
+// Pictures of one macroblock, which has only the zero vector: costs are plain sums and the
+// rate is that of the modes. With a DC step of 10, lambda is 6.
 constexpr float kStepOf6ABit = 10.0F;
 
 // Grey 100 but for the first or the last `count` samples, which are `value`.
@@ -124,14 +124,14 @@ YuvPlanes Speckled(size_t count, uint8_t value, bool last) {
 
 BidirectionalMode ModeOf(const YuvPlanes& past, const YuvPlanes& future) {
   const YuvPlanes source = test::FlatPicture(16, 16, 100, 128, 128);
-  const BidirectionalField field = SearchBothWays(source, past, future, {}, kStepOf6ABit);
+  const BidirectionalField field = SearchBidirectional(source, past, future, {}, kStepOf6ABit);
   EXPECT_EQ(field.modes.size(), 1U);
   return field.modes[0];
 }
 
 // One anchor is exact, the other differs by 2 in `count` samples, and so does the mean
 // by 1. Naming the anchor costs 4 bits.
-TEST(SearchBothWays, AnAnchorIsNamedWhereThatSavesMoreThanFourBits) {
+TEST(SearchBidirectional, OneSidedModeMustSaveMoreThanFourBits) {
   const YuvPlanes exact = Speckled(0, 0, false);
   for (const size_t count : {23U, 24U}) {
     EXPECT_EQ(ModeOf(exact, Speckled(count, 102, false)), BidirectionalMode::kDirect) << count;
@@ -142,7 +142,7 @@ TEST(SearchBothWays, AnAnchorIsNamedWhereThatSavesMoreThanFourBits) {
 }
 
 // Each anchor is off by 1 in samples of its own, and the mean in all of them.
-TEST(SearchBothWays, OfEquallyGoodAnchorsThePastIsTaken) {
+TEST(SearchBidirectional, PastAnchorWinsTies) {
   const YuvPlanes first = Speckled(25, 101, false);
   const YuvPlanes last = Speckled(25, 101, true);
   EXPECT_EQ(ModeOf(first, last), BidirectionalMode::kPast);
@@ -166,7 +166,7 @@ BidirectionalMode ModeOfMoved(size_t past_errors, size_t future_errors) {
     }
     return picture;
   };
-  const BidirectionalField field = SearchBothWays(
+  const BidirectionalField field = SearchBidirectional(
       moved(0, 0, false), moved(3, past_errors, false), moved(5, future_errors, true),
       {.pre_analysis = false, .prediction = false}, kStepOf6ABit);
   EXPECT_EQ(field.modes.size(), 3U);
@@ -181,7 +181,7 @@ BidirectionalMode ModeOfMoved(size_t past_errors, size_t future_errors) {
 
 // Both: 2 bits of its mode and 4 + 6 of the vectors, 72 in all. The past alone: 4 + 4
 // bits, 48, and its errors; the future alone: 4 + 6 bits, 60, and its errors.
-TEST(SearchBothWays, BothAreNamedWhereThatSavesMoreThanItsBits) {
+TEST(SearchBidirectional, BothModeMustSaveMoreThanItsBits) {
   EXPECT_EQ(ModeOfMoved(25, 13), BidirectionalMode::kBoth);
   EXPECT_EQ(ModeOfMoved(24, 13), BidirectionalMode::kBoth) << "the first of equals";
   EXPECT_EQ(ModeOfMoved(23, 13), BidirectionalMode::kPast);
@@ -191,7 +191,7 @@ TEST(SearchBothWays, BothAreNamedWhereThatSavesMoreThanItsBits) {
 
 // The first macroblock moved by 16 both ways. The vectors that the second takes over lead
 // out of both anchors, where their last columns go on: 78 and 178, whose mean it is.
-TEST(SearchBothWays, DirectVectorsLeadOutOfBothAnchorsAtOnce) {
+TEST(SearchBidirectional, DirectVectorsMayPointOutsideBothAnchors) {
   const auto anchor = [](uint8_t last_column) {
     YuvPlanes picture = test::FlatPicture(32, 16, 128, 128, 128);
     const std::vector<uint8_t> texture = test::TexturePlane(16, 16, 0, 0, 3);
@@ -210,7 +210,7 @@ TEST(SearchBothWays, DirectVectorsLeadOutOfBothAnchorsAtOnce) {
     std::copy_n(samples + 16, 15, samples);
     std::fill_n(samples + 15, 17, uint8_t{128});
   }
-  const BidirectionalField field = SearchBothWays(
+  const BidirectionalField field = SearchBidirectional(
       source, past, future, {.pre_analysis = false, .prediction = false}, kStepOf6ABit);
   EXPECT_EQ(field.modes, (std::vector{BidirectionalMode::kBoth, BidirectionalMode::kDirect}));
   for (const auto* list : {&field.past, &field.future}) {
@@ -231,8 +231,8 @@ YuvPlanes Ramp(int brightness) {
 
 // Both anchors are 2 too bright: a row further up they are 2 too dark, which is no
 // better alone. Together with the other one it is exact.
-TEST(SearchBothWays, TheFutureMovesFirstWhereEitherWouldDo) {
-  const BidirectionalField field = SearchBothWays(Ramp(0), Ramp(2), Ramp(2), {}, kStepOf6ABit);
+TEST(SearchBidirectional, FutureVectorIsRefinedFirst) {
+  const BidirectionalField field = SearchBidirectional(Ramp(0), Ramp(2), Ramp(2), {}, kStepOf6ABit);
   ASSERT_EQ(field.modes.size(), 3U);
   EXPECT_EQ(field.modes[1], BidirectionalMode::kBoth);
   EXPECT_EQ(field.past[1].vectors[0], (MotionVector{0, 0}));
@@ -241,17 +241,18 @@ TEST(SearchBothWays, TheFutureMovesFirstWhereEitherWouldDo) {
 
 // As above, but the rows around the middle macroblock are wrong in one anchor, which
 // therefore stays.
-TEST(SearchBothWays, TheOtherAnchorMovesWhereOneCannot) {
+TEST(SearchBidirectional, OtherVectorIsRefinedWhenFirstCannotMove) {
   const auto fenced = [] {
     YuvPlanes picture = Ramp(2);
     for (const size_t row : {15U, 32U}) std::fill_n(&picture.y[16 * row], 16, uint8_t{255});
     return picture;
   };
-  const BidirectionalField past = SearchBothWays(Ramp(0), Ramp(2), fenced(), {}, kStepOf6ABit);
+  const BidirectionalField past = SearchBidirectional(Ramp(0), Ramp(2), fenced(), {}, kStepOf6ABit);
   EXPECT_EQ(past.modes.at(1), BidirectionalMode::kBoth);
   EXPECT_EQ(past.past[1].vectors[0], (MotionVector{0, -1}));
   EXPECT_EQ(past.future[1].vectors[0], (MotionVector{0, 0}));
-  const BidirectionalField future = SearchBothWays(Ramp(0), fenced(), Ramp(2), {}, kStepOf6ABit);
+  const BidirectionalField future =
+      SearchBidirectional(Ramp(0), fenced(), Ramp(2), {}, kStepOf6ABit);
   EXPECT_EQ(future.modes.at(1), BidirectionalMode::kBoth);
   EXPECT_EQ(future.past[1].vectors[0], (MotionVector{0, 0}));
   EXPECT_EQ(future.future[1].vectors[0], (MotionVector{0, -1}));

@@ -13,9 +13,9 @@
 namespace qolm::video {
 namespace {
 
-// Blocks at the right and the lower edge are of any size, and some of these are made
-// of whole kernels: 16x8 is the lowest row of 1080 lines.
-TEST(BlockMatcher, CostIsThePlainSumForBlocksOfEverySize) {
+// Blocks at the right and lower edges have any size; some consist of whole 8x8 blocks, such
+// as the 16x8 blocks of the last row of 1080 lines.
+TEST(BlockMatcher, CostIsSadForEveryBlockSize) {
   constexpr int kWidth = 40;
   constexpr int kHeight = 36;
   const std::vector<uint8_t> source = test::RandomBytes(kWidth * kHeight, 1);
@@ -41,8 +41,8 @@ TEST(BlockMatcher, CostIsThePlainSumForBlocksOfEverySize) {
   }
 }
 
-// Every vector of the range keeps the block inside, and none beyond 31 belongs to it.
-TEST(BlockMatcher, VectorsReachFrom31To31AndToTheEdges) {
+// Every vector of the range keeps the block inside and has components of at most 31.
+TEST(BlockMatcher, RangeIsLimitedBy31AndByTheEdges) {
   const std::vector<uint8_t> plane(200 * 150);
   const BlockMatcher matcher(plane.data(), plane.data(), 200, 150);
   const auto expect_range = [&](const LumaBlock& block, const VectorRange& expected) {
@@ -63,8 +63,8 @@ TEST(BlockMatcher, VectorsReachFrom31To31AndToTheEdges) {
   expect_range({153, 104, 16, 16}, {-31, 31, -31, 30});
 }
 
-// Places side by side, up to the last byte of the reference.
-TEST(BlockMatcher, CostsAcrossAreThoseOfEachPlace) {
+// Adjacent positions, up to the last byte of the reference.
+TEST(BlockMatcher, CostsAcrossMatchSingleCosts) {
   const std::vector<uint8_t> source = test::RandomBytes(24 * 16, 1);
   const std::vector<uint8_t> reference = test::RandomBytes(24 * 16, 2);
   for (const SimdLevel level : test::AvailableSimdLevels()) {

@@ -1,5 +1,5 @@
-// Which of several candidates the coarse search takes: bytes depend on it wherever
-// candidates cost the same.
+// The choice of the coarse search among candidates of equal cost, which affects the output
+// bytes.
 #include "video/inter/coarse_search.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ constexpr uint32_t kSize = 64;
 constexpr LumaBlock kBlock{24, 24, 16, 16};
 constexpr VectorRange kWide{-24, 24, -24, 24};
 
-// A search whose source is black, at every level.
+// A search with a black source, at every SIMD level.
 template <typename Reference>
 CoarseCandidate SearchBlackBlock(const Reference& reference_at, const VectorRange& range,
                                  const CoarseCandidate& centre) {
@@ -36,7 +36,7 @@ CoarseCandidate SearchBlackBlock(const Reference& reference_at, const VectorRang
 
 CoarseCandidate Centre(uint32_t cost) { return {MotionVector{}, cost}; }
 
-TEST(CoarseCandidate, KeepsTheFirstOfEquals) {
+TEST(CoarseCandidate, FirstOfEqualCandidatesWins) {
   CoarseCandidate best;
   best.Offer({1, 1}, 70);
   best.Offer({2, 2}, 70);
@@ -46,8 +46,8 @@ TEST(CoarseCandidate, KeepsTheFirstOfEquals) {
   EXPECT_EQ(best.cost, 69U);
 }
 
-// Of a ring the upper side comes first, then the lower, the left and the right one.
-TEST(CoarseSearch, OfEqualsTheFirstAllowedOneOfTheRingIsTaken) {
+// A ring is searched in the order upper, lower, left and right side.
+TEST(CoarseSearch, FirstOfEqualCandidatesInRingWins) {
   const auto black = [](int, int) { return 0; };
   const auto first_of = [&](const VectorRange& range) {
     return SearchBlackBlock(black, range, Centre(600)).vector;
@@ -67,14 +67,14 @@ TEST(CoarseSearch, OfEqualsTheFirstAllowedOneOfTheRingIsTaken) {
 
 // One bright sample spoils the upper left candidate alone. The lower left one is its
 // opposite, and so it comes before the next one above.
-TEST(CoarseSearch, OppositeSidesCountInTurn) {
+TEST(CoarseSearch, OppositeSidesAlternate) {
   const auto spoiled = [](int x, int y) { return x == 22 && y == 22 ? 200 : 0; };
   EXPECT_EQ(SearchBlackBlock(spoiled, kWide, Centre(600)).vector, (MotionVector{-2, 2}));
 }
 
 // Grey of 8 costs 64 * 8 = 512. From column 43 on it is black, and ring 6 is the
 // first that sees it: with one column of samples on its right side.
-TEST(CoarseSearch, RingsGrowUntilACandidateCostsLessThan512) {
+TEST(CoarseSearch, CostBelow512EndsSearch) {
   const auto grey = [](int value) { return [value](int x, int) { return x < 43 ? value : 0; }; };
   const CoarseCandidate found = SearchBlackBlock(grey(8), kWide, Centre(10'000));
   EXPECT_EQ(found.vector, (MotionVector{6, -6}));
@@ -84,13 +84,13 @@ TEST(CoarseSearch, RingsGrowUntilACandidateCostsLessThan512) {
   EXPECT_EQ(good.cost, 7U * 64U);
 }
 
-TEST(CoarseSearch, ACentreBelow512IsGoodEnough) {
+TEST(CoarseSearch, CentreBelow512EndsSearch) {
   const auto black = [](int, int) { return 0; };
   EXPECT_EQ(SearchBlackBlock(black, kWide, Centre(511)).cost, 511U);
   EXPECT_EQ(SearchBlackBlock(black, kWide, Centre(512)).cost, 0U);
 }
 
-TEST(CoarseSearch, RingsEndAtARadiusOf20) {
+TEST(CoarseSearch, MaximumRadiusIs20) {
   // Black is only what 20, or 22, further down is.
   for (const int distance : {20, 22}) {
     const auto far = [distance](int, int y) { return y >= 24 + distance ? 0 : 255; };

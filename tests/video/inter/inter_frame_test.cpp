@@ -37,7 +37,7 @@ struct Streams {
   std::vector<int16_t> levels[3];
 };
 
-// Takes a payload apart, coding included.
+// Parses a payload and decodes its streams.
 Streams TakeApart(const Bytes& payload, const YuvPlanes& picture) {
   const std::vector<Bytes> coded = test::PayloadStreams(payload);
   const MacroblockGrid grid(picture.width, picture.height);
@@ -54,7 +54,7 @@ Streams TakeApart(const Bytes& payload, const YuvPlanes& picture) {
   return streams;
 }
 
-// What a decoder written from the formulas makes of a payload.
+// The picture of a naive decoder.
 YuvPlanes NaiveDecode(const Bytes& payload, const InterFrameOptions& options,
                       const YuvPlanes& before) {
   const Streams streams = TakeApart(payload, before);
@@ -70,7 +70,7 @@ YuvPlanes NaiveDecode(const Bytes& payload, const InterFrameOptions& options,
   return picture;
 }
 
-// Replaces `current` by the picture that is coded against it.
+// Replaces `current` by the reconstruction of the picture predicted from it.
 bool Decode(const Bytes& payload, bool motion_prediction, bool deblocking, YuvPlanes& current) {
   YuvPlanes picture;
   if (!DecodeInterFrame(payload, motion_prediction, deblocking, current, picture)) return false;
@@ -98,7 +98,7 @@ TEST(InterFrame, OnePixel) {
   EXPECT_NEAR(current.y[0], 200, 1);
 }
 
-TEST(InterFrame, AStillPictureIsAll128WithoutResidual) {
+TEST(InterFrame, StaticPictureHasNoResidual) {
   const YuvPlanes picture = MovingPicture(130, 70, 0);
   for (const bool prediction : {true, false}) {
     YuvPlanes reference = picture;
@@ -114,14 +114,14 @@ TEST(InterFrame, AStillPictureIsAll128WithoutResidual) {
   }
 }
 
-// Noise, motion, a cut and stillness in one sequence.
+// Noise, motion, a scene cut and static frames in one sequence.
 YuvPlanes SequencePicture(const FrameSize& size, uint32_t number) {
   if (number == 4) return test::RandomPicture(size.width, size.height, 77);
   if (number == 6) return test::TexturedPicture(size.width, size.height, 5, 9);
   return MovingPicture(size.width, size.height, number == 3 ? 2 : number);
 }
 
-TEST(InterFrame, DecoderEqualsReferenceAtEverySizeQualityAndFlag) {
+TEST(InterFrame, DecoderMatchesReferenceAtEverySizeQualityAndFlag) {
   for (const FrameSize& size : test::kFrameSizes) {
     for (size_t q = 0; q < std::size(test::kQualities); ++q) {
       for (int bits = 0; bits < 8; ++bits) {
@@ -146,7 +146,7 @@ TEST(InterFrame, DecoderEqualsReferenceAtEverySizeQualityAndFlag) {
   }
 }
 
-TEST(InterFrame, TheReferenceIsWhatTheFormulasMakeOfThePayload) {
+TEST(InterFrame, ReferenceMatchesNaiveDecoder) {
   for (const FrameSize& size : {FrameSize{1, 1}, {7, 5}, {17, 33}, {130, 70}}) {
     for (const int quality : {10, 45, 95}) {
       for (int bits = 0; bits < 4; ++bits) {
@@ -165,7 +165,7 @@ TEST(InterFrame, TheReferenceIsWhatTheFormulasMakeOfThePayload) {
   }
 }
 
-TEST(InterFrame, ThePictureFollowsTheSource) {
+TEST(InterFrame, ReconstructionIsCloseToSource) {
   YuvPlanes reference = MovingPicture(130, 70, 0);
   const YuvPlanes cut = test::TexturedPicture(130, 70, 9, 2);
   EncodeInterFrame(cut, {.quality = 100, .deblocking = false}, reference);
@@ -176,7 +176,7 @@ TEST(InterFrame, ThePictureFollowsTheSource) {
   EXPECT_LT(test::MeanAbsoluteError(reference.cr, cut.cr), 10.3);
 }
 
-TEST(InterFrame, MotionCostsLessThanNewContent) {
+TEST(InterFrame, MotionIsSmallerThanNewContent) {
   const auto pan = [](int offset) {
     YuvPlanes picture = test::FlatPicture(160, 128, 0, 128, 128);
     picture.y = test::TexturePlane(160, 128, offset, 0, 3);
@@ -189,7 +189,7 @@ TEST(InterFrame, MotionCostsLessThanNewContent) {
   EXPECT_LT(2 * moved, cut);
 }
 
-// Coded once more under what `work` gives its argument, with the same result.
+// Codes the frames again under the conditions of `work` and expects the same result.
 template <typename Over>
 void ExpectSamePayload(const Over& over) {
   const YuvPlanes before = test::TexturedPicture(330, 202, 3, 2);
@@ -207,7 +207,7 @@ void ExpectSamePayload(const Over& over) {
   });
 }
 
-TEST(InterFrame, LevelsDoNotChangeThePayload) {
+TEST(InterFrame, SimdLevelsGiveSamePayload) {
   if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   ExpectSamePayload([](const auto& expect_same) {
     for (const SimdLevel level : test::AvailableSimdLevels()) {
@@ -217,12 +217,13 @@ TEST(InterFrame, LevelsDoNotChangeThePayload) {
   });
 }
 
-TEST(InterFrame, ThreadsDoNotChangeThePayload) {
+TEST(InterFrame, WorkerCountsGiveSamePayload) {
   ExpectSamePayload([](const auto& expect_same) { test::WithEachThreadCount(expect_same); });
 }
 
-// 11 at the corner is a level of 1 at coefficient (1, 1), which is not worth its bits.
-TEST(InterFrame, WeakLevelsAreStoredOnlyWithoutTheRateRule) {
+// 11 at the corner is a level of 1 at coefficient (1, 1), which is dropped by its rate-distortion
+// cost.
+TEST(InterFrame, RateRuleDropsWeakLevels) {
   const YuvPlanes before = test::FlatPicture(8, 8, 100, 128, 128);
   YuvPlanes source = before;
   source.y[0] = 111;
@@ -234,8 +235,8 @@ TEST(InterFrame, WeakLevelsAreStoredOnlyWithoutTheRateRule) {
   }
 }
 
-// A bit of a vector is worth 0.6 of the luma's DC step.
-TEST(InterFrame, VectorsAreThoseOfTheSearchAtTheirPrice) {
+// lambda is 0.6 times the luma DC step.
+TEST(InterFrame, VectorCostIsPassedToSearch) {
   const YuvPlanes before = test::TexturedPicture(130, 70, 3, 4);
   YuvPlanes source = test::TexturedPicture(130, 70, 3, 9);
   source.y = test::TexturePlane(130, 70, 2, -1, 3);
@@ -259,7 +260,7 @@ TEST(InterFrame, VectorsAreThoseOfTheSearchAtTheirPrice) {
   EXPECT_NE(streams.front(), streams.back());
 }
 
-TEST(InterFrame, WhatThePictureHeldBeforeDoesNotMatter) {
+TEST(InterFrame, PreviousPictureContentIsIrrelevant) {
   const YuvPlanes before = MovingPicture(33, 17, 0);
   YuvPlanes reference = before;
   const Bytes payload = EncodeInterFrame(MovingPicture(33, 17, 1), {}, reference);
@@ -270,7 +271,7 @@ TEST(InterFrame, WhatThePictureHeldBeforeDoesNotMatter) {
   }
 }
 
-TEST(InterFrameDamage, EveryTruncationIsRefused) {
+TEST(InterFrameDamage, EveryTruncationIsRejected) {
   const YuvPlanes before = MovingPicture(17, 33, 0);
   YuvPlanes reference = before;
   const Bytes payload = EncodeInterFrame(MovingPicture(17, 33, 1), {}, reference);
@@ -285,8 +286,8 @@ TEST(InterFrameDamage, EveryTruncationIsRefused) {
   EXPECT_FALSE(DecodeInterFrame(longer, true, true, before, picture));
 }
 
-// Refused or decoded to a picture of its reference's size; nothing behind the payload
-// is read.
+// Rejected or decoded to a picture of the reference's size, without reading past the
+// payload.
 TEST(InterFrameDamage, EverySingleBitFlipIsSurvived) {
   int refused = 0;
   int survived = 0;
@@ -303,7 +304,7 @@ TEST(InterFrameDamage, EverySingleBitFlipIsSurvived) {
       const bool decoded = DecodeInterFrame(damaged.span(), true, true, before, picture);
       byte = payload[bit / 8];
       ++(decoded ? survived : refused);
-      // Size, macroblock counts and stream sizes leave no freedom.
+      // Every change of a size or macroblock count must be rejected.
       if (bit / 8 < 29 && bit / 8 != 4) {
         ASSERT_FALSE(decoded) << bit;
       }
@@ -319,8 +320,8 @@ TEST(InterFrameDamage, EverySingleBitFlipIsSurvived) {
   EXPECT_GT(survived, 500);
 }
 
-// Each stream replaced by one for another picture, or by none.
-TEST(InterFrameDamage, EveryStreamMustFitThePicture) {
+// Each stream is replaced by that of another picture, or by none.
+TEST(InterFrameDamage, StreamSizeMismatchIsRejected) {
   // Still, so that a split map of zeros would fit the vectors too.
   const YuvPlanes before = MovingPicture(160, 32, 0);
   YuvPlanes reference = before;
@@ -346,7 +347,7 @@ TEST(InterFrameDamage, EveryStreamMustFitThePicture) {
   }
 }
 
-TEST(InterFrameDamage, AnotherSizeIsRefused) {
+TEST(InterFrameDamage, SizeMismatchIsRejected) {
   YuvPlanes reference = MovingPicture(32, 32, 0);
   const Bytes payload = EncodeInterFrame(MovingPicture(32, 32, 1), {}, reference);
   for (const FrameSize& size : {FrameSize{31, 32}, {32, 31}, {33, 32}, {64, 64}, {1, 1}}) {
@@ -358,7 +359,7 @@ TEST(InterFrameDamage, AnotherSizeIsRefused) {
   EXPECT_FALSE(DecodeInterFrame(payload, true, true, YuvPlanes{}, picture));
 }
 
-TEST(InterFrameDamage, WrongMacroblockCountsAreRefused) {
+TEST(InterFrameDamage, WrongMacroblockCountsAreRejected) {
   const YuvPlanes before = MovingPicture(32, 48, 0);
   YuvPlanes reference = before;
   const Bytes payload = EncodeInterFrame(MovingPicture(32, 48, 1), {}, reference);
@@ -371,7 +372,7 @@ TEST(InterFrameDamage, WrongMacroblockCountsAreRefused) {
   }
 }
 
-TEST(InterFrameDamage, VectorsFarOutsideThePictureDecode) {
+TEST(InterFrameDamage, VectorsFarOutsideThePictureAreDecoded) {
   // A payload made by hand: every vector (-128, 127), no residual.
   const YuvPlanes before = test::RandomPicture(33, 17, 1);
   const MacroblockGrid grid(33, 17);

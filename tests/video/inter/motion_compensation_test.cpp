@@ -27,7 +27,7 @@ TEST(CompensateMotion, ZeroVectorsCopyTheReference) {
   }
 }
 
-TEST(CompensateMotion, ChromaMovesByHalfSamplesRoundedDown) {
+TEST(CompensateMotion, ChromaUsesHalfSampleVectors) {
   YuvPlanes reference = test::FlatPicture(16, 16, 0, 0, 0);
   for (size_t i = 0; i < 64; ++i) {
     reference.cb[i] = static_cast<uint8_t>(10 * (i % 8));
@@ -48,7 +48,7 @@ TEST(CompensateMotion, ChromaMovesByHalfSamplesRoundedDown) {
   EXPECT_EQ(Compensate(reference, field).cr[4 * 8 + 4], 45);
 }
 
-TEST(CompensateMotion, QuartersLieTopLeftTopRightBottomLeftBottomRight) {
+TEST(CompensateMotion, QuartersAreInRasterOrder) {
   YuvPlanes reference = test::FlatPicture(16, 16, 0, 0, 0);
   for (size_t i = 0; i < 256; ++i) reference.y[i] = static_cast<uint8_t>(i);
   std::vector<MacroblockMotion> field(1);
@@ -61,7 +61,7 @@ TEST(CompensateMotion, QuartersLieTopLeftTopRightBottomLeftBottomRight) {
   EXPECT_EQ(moved.y[12 * 16 + 12], 11 * 16 + 12);
 }
 
-TEST(CompensateMotion, AnyVectorReadsClampedCoordinates) {
+TEST(CompensateMotion, VectorsOutsideThePlaneAreClamped) {
   std::mt19937 random(2);
   for (const auto& [width, height] : {std::pair{1U, 1U},
                                       {1U, 9U},

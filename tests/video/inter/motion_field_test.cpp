@@ -85,14 +85,14 @@ TEST(MedianPredictor, NeighboursOutsideThePictureAreZero) {
   EXPECT_EQ(MedianPredictor(grid, field, 5), (MotionVector{20, -20}));
 }
 
-TEST(MedianPredictor, ASingleColumnHasOnlyItsTop) {
+TEST(MedianPredictor, SingleColumnUsesTopOnly) {
   const MacroblockGrid grid(16, 48);
   const Field field = {Whole(9, -9), Whole(8, 8), Whole(1, 1)};
   EXPECT_EQ(MedianPredictor(grid, field, 1), (MotionVector{0, 0}));
   EXPECT_EQ(MedianPredictor(grid, field, 2), (MotionVector{0, 0}));
 }
 
-TEST(MedianPredictor, ComparesSignedComponentsEachOnItsOwn) {
+TEST(MedianPredictor, ComponentsAreIndependentAndSigned) {
   const MacroblockGrid grid(48, 32);
   Field field(6);
   field[0] = Whole(0, 0);
@@ -110,7 +110,7 @@ TEST(MedianPredictor, ComparesSignedComponentsEachOnItsOwn) {
   } while (std::next_permutation(values.begin(), values.end()));
 }
 
-TEST(MedianPredictor, TakesTheFirstVectorOfASplitNeighbour) {
+TEST(MedianPredictor, UsesFirstVectorOfSplitNeighbour) {
   const MacroblockGrid grid(48, 32);
   Field field(6);
   field[1] = Split({{{7, 7}, {1, 1}, {2, 2}, {3, 3}}});
@@ -119,7 +119,7 @@ TEST(MedianPredictor, TakesTheFirstVectorOfASplitNeighbour) {
   EXPECT_EQ(MedianPredictor(grid, field, 4), (MotionVector{8, 7}));
 }
 
-TEST(SplitMap, OneBitAMacroblockLowestFirst) {
+TEST(SplitMap, OneBitPerMacroblockFromLowestBit) {
   Field field(10);
   EXPECT_EQ(PackSplitMap(field), (Bytes{0, 0}));
   field[0].split = 1;
@@ -128,7 +128,7 @@ TEST(SplitMap, OneBitAMacroblockLowestFirst) {
   EXPECT_EQ(PackSplitMap(field), (Bytes{0x09, 0x02}));
 }
 
-TEST(MotionBytes, AStillPictureIsAll128) {
+TEST(MotionBytes, ZeroMotionIsAll128) {
   const MacroblockGrid grid(100, 50);
   const Field field(grid.Count());
   for (const bool prediction : {true, false}) {
@@ -136,7 +136,7 @@ TEST(MotionBytes, AStillPictureIsAll128) {
   }
 }
 
-TEST(MotionBytes, AUniformPanCostsOnlyItsBeginning) {
+TEST(MotionBytes, UniformPanCodesOneDifference) {
   const MacroblockGrid grid(64, 48);
   const Field field(grid.Count(), Whole(5, -2));
   const Bytes listed = CodeMotionBytes(grid, field, false);
@@ -145,7 +145,7 @@ TEST(MotionBytes, AUniformPanCostsOnlyItsBeginning) {
   EXPECT_EQ(Bytes(listed.begin() + 2, listed.end()), Bytes(listed.size() - 2, 128));
 }
 
-TEST(MotionBytes, QuartersTwoAndThreeFollowTheFirstAndTheFourthTheSecond) {
+TEST(MotionBytes, QuartersArePredictedFromEarlierQuarters) {
   const MacroblockGrid grid(16, 16);
   const Field field = {Split({{{1, 2}, {4, 6}, {9, 12}, {16, 20}}})};
   EXPECT_EQ(CodeMotionBytes(grid, field, true),
@@ -155,14 +155,14 @@ TEST(MotionBytes, QuartersTwoAndThreeFollowTheFirstAndTheFourthTheSecond) {
             (Bytes{129, 130, 128 + 3, 128 + 4, 128 + 5, 128 + 6, 128 + 7, 128 + 8}));
 }
 
-TEST(MotionBytes, WithoutPredictionEveryVectorFollowsTheOneBefore) {
+TEST(MotionBytes, WithoutPredictionPreviousVectorIsPredictor) {
   const MacroblockGrid grid(48, 16);
   const Field field = {Whole(1, 1), Split({{{2, 2}, {3, 3}, {4, 4}, {5, 5}}}), Whole(7, 9)};
   EXPECT_EQ(CodeMotionBytes(grid, field, false),
             (Bytes{129, 129, 129, 129, 129, 129, 129, 129, 129, 129, 130, 132}));
 }
 
-TEST(MotionBytes, TwoBytesAVectorEightWhenSplit) {
+TEST(MotionBytes, TwoBytesPerVectorEightWhenSplit) {
   const MacroblockGrid grid(70, 40);
   Field field(grid.Count());
   EXPECT_EQ(CodeMotionBytes(grid, field, true).size(), 2 * grid.Count());
@@ -173,7 +173,7 @@ TEST(MotionBytes, TwoBytesAVectorEightWhenSplit) {
   EXPECT_EQ(MotionByteCount(grid, PackSplitMap(field)), 8 * grid.Count());
 }
 
-TEST(MotionBytes, BitsBehindTheLastMacroblockDoNotCount) {
+TEST(MotionBytes, BitsAfterLastMacroblockAreIgnored) {
   const MacroblockGrid grid(48, 16);
   EXPECT_EQ(MotionByteCount(grid, Bytes{0xF8}), 6U);
   EXPECT_EQ(MotionByteCount(grid, Bytes{0xFF}), 24U);
@@ -194,7 +194,7 @@ TEST(MotionField, RandomFieldsRoundTrip) {
   }
 }
 
-TEST(MotionField, AnyBytesDecode) {
+TEST(MotionField, AnyBytesAreDecoded) {
   // Differences wrap: 0 stands for -128.
   const MacroblockGrid grid(48, 16);
   const Field field = DecodeMotionField(grid, Bytes{0}, Bytes{0, 255, 0, 255, 128, 0}, false);

@@ -87,9 +87,9 @@ struct FarShift {
   int least_percent;
 };
 
-TEST(MotionSearch, FindsShiftsToTheLimitOnceANeighbourHasComeNear) {
-  // Beyond the rings' radius a macroblock depends on its neighbours' luck, in
-  // both directions at once more so.
+TEST(MotionSearch, FindsLargeShiftsThroughNeighbours) {
+  // Beyond the maximum radius the result depends on the neighbours' vectors, even more so
+  // for diagonal shifts.
   for (const FarShift& shift : {FarShift{31, 0, 60},
                                 {-31, 0, 60},
                                 {0, 31, 60},
@@ -102,7 +102,7 @@ TEST(MotionSearch, FindsShiftsToTheLimitOnceANeighbourHasComeNear) {
   }
 }
 
-TEST(MotionSearch, AStillPictureDoesNotMove) {
+TEST(MotionSearch, StaticPictureHasZeroVectors) {
   for (const auto& [width, height] : {std::pair{1U, 1U}, {7U, 5U}, {17U, 33U}, {130U, 70U}}) {
     for (const Plane& plane :
          {test::RandomBytes(size_t{width} * height, 3), Plane(size_t{width} * height, 90),
@@ -117,7 +117,7 @@ TEST(MotionSearch, AStillPictureDoesNotMove) {
   }
 }
 
-// Whether the part of a block that lies in the picture stays in it when moved.
+// Whether the visible part of a block stays inside the picture when displaced.
 bool StaysInside(int x, int y, int size, const MotionVector& vector, int width, int height) {
   const int right = std::min(x + size, width);
   const int bottom = std::min(y + size, height);
@@ -125,7 +125,7 @@ bool StaysInside(int x, int y, int size, const MotionVector& vector, int width, 
          bottom + vector.dy <= height;
 }
 
-TEST(MotionSearch, VectorsStayInRangeAndInsideOnNoise) {
+TEST(MotionSearch, VectorsStayInRangeOnNoise) {
   for (const auto& [width, height] :
        {std::pair{1, 1}, {15, 40}, {16, 16}, {17, 33}, {33, 17}, {64, 48}, {131, 71}}) {
     for (uint32_t seed = 0; seed < 6; ++seed) {
@@ -217,7 +217,7 @@ Field SearchQuarters(const std::array<MotionVector, 4>& vectors, int contrast) {
   return MakeQuarterScene(vectors, contrast).SearchMotion();
 }
 
-TEST(MotionSearch, FourVectorsWhereTheQuartersMoveApart) {
+TEST(MotionSearch, DivergingQuartersAreSplit) {
   const std::array<MotionVector, 4> vectors = {{{-1, -1}, {1, -1}, {-1, 1}, {1, 1}}};
   const Field field = SearchQuarters(vectors, 64);
   EXPECT_EQ(field[4].split, 1);
@@ -225,7 +225,7 @@ TEST(MotionSearch, FourVectorsWhereTheQuartersMoveApart) {
   for (const size_t other : {0U, 1U, 2U, 3U, 5U, 6U, 7U, 8U}) EXPECT_EQ(field[other].split, 0);
 }
 
-TEST(MotionSearch, OneVectorWhereFourBringTooLittle) {
+TEST(MotionSearch, SmallGainIsNotSplit) {
   // The same motion, so faint that one vector costs less than 1201.
   const std::array<MotionVector, 4> vectors = {{{-1, -1}, {1, -1}, {-1, 1}, {1, 1}}};
   EXPECT_EQ(SearchQuarters(vectors, 6)[4].split, 0);
@@ -253,7 +253,7 @@ TEST(MotionSearch, FourVectorsNeedACostOf1201) {
   EXPECT_GT(split, 0);
 }
 
-TEST(MotionSearch, OneVectorWhereFourSaveLessThanAQuarter) {
+TEST(MotionSearch, GainBelowAQuarterIsNotSplit) {
   // Unrelated noise: four vectors save thousands, yet far less than a quarter.
   const Plane source = test::RandomBytes(160 * 96, 1);
   const Plane reference = test::RandomBytes(160 * 96, 2);
@@ -264,7 +264,7 @@ TEST(MotionSearch, OneVectorWhereFourSaveLessThanAQuarter) {
 
 // Stripes two samples wide that moved by one to either side: each of two vectors, and
 // whatever of them goes up or down, is off by one everywhere.
-TEST(MotionSearch, TheFirstOfEquallyGoodVectorsIsTaken) {
+TEST(MotionSearch, FirstOfEqualVectorsWins) {
   Plane source(48 * 48);
   Plane reference(48 * 48);
   for (size_t i = 0; i < source.size(); ++i) {
@@ -281,7 +281,7 @@ TEST(MotionSearch, TheFirstOfEquallyGoodVectorsIsTaken) {
 }
 
 // Everything moves by (5, 0), and nothing shows it in the middle, which is grey.
-TEST(MotionSearch, AVectorCostsItsDifferenceFromTheOneOnTheLeft) {
+TEST(MotionSearch, VectorCostIsRelativeToLeftVector) {
   constexpr uint32_t kWidth = 80;
   constexpr uint32_t kHeight = 48;
   Plane reference = test::TexturePlane(kWidth, kHeight, 0, 0, 3);
@@ -300,7 +300,7 @@ TEST(MotionSearch, AVectorCostsItsDifferenceFromTheOneOnTheLeft) {
     for (const size_t neighbour : {1U, 2U, 5U}) {
       ASSERT_EQ(field[neighbour].vectors[0], (MotionVector{5, 0})) << neighbour;
     }
-    // For nothing the first candidate wins, which is standing still.
+    // At zero cost the first candidate wins, which is the zero vector.
     EXPECT_EQ(field[6].vectors[0], (cost > 0.0F ? MotionVector{5, 0} : MotionVector{0, 0}));
   }
 }
@@ -372,20 +372,20 @@ void ExpectElected(const std::array<MotionVector, 4>& votes, const MotionVector&
   EXPECT_EQ(election.others, winner == kOther ? 3 : 0);
 }
 
-TEST(GlobalMotion, TheVectorWithMostVotesIsACandidateEverywhere) {
+TEST(GlobalMotion, WinningVectorIsACandidateEverywhere) {
   ExpectElected({kOne, kOne, kOne, kOther}, kOne);
   ExpectElected({kOther, kOther, kOne, kOther}, kOther);
   const Election none = Elect({kOne, kOne, kOne, kOne}, /*pre_analysis=*/false);
   EXPECT_EQ(none.ones, 0) << "nothing else finds it";
 }
 
-TEST(GlobalMotion, OfEquallyManyVotesThoseThatWereCompleteFirstCount) {
+TEST(GlobalMotion, FirstVectorToReachTheMostVotesWins) {
   ExpectElected({kOne, kOther, kOther, kOne}, kOther);
   ExpectElected({kOne, kOther, kOne, kOther}, kOne);
   ExpectElected({kOther, kOne, {}, {}}, kOther);
 }
 
-TEST(GlobalMotion, StandingStillIsNoVote) {
+TEST(GlobalMotion, ZeroVectorsDoNotVote) {
   ExpectElected({MotionVector{}, {}, {}, kOne}, kOne);
   ExpectElected({kOther, MotionVector{}, {}, {}}, kOther);
   ExpectElected({MotionVector{}, {}, {}, {}}, {});
@@ -410,7 +410,7 @@ Scene MakeScene(uint32_t width, uint32_t height) {
   return scene;
 }
 
-TEST(MotionSearch, ThreadsDoNotChangeTheResult) {
+TEST(MotionSearch, WorkerCountsAgree) {
   const Scene scene = MakeScene(650, 370);
   const Field first = Search(scene.source, scene.reference, 650, 370);
   EXPECT_TRUE(std::any_of(first.begin(), first.end(),
@@ -419,7 +419,7 @@ TEST(MotionSearch, ThreadsDoNotChangeTheResult) {
       [&] { EXPECT_TRUE(SameField(Search(scene.source, scene.reference, 650, 370), first)); });
 }
 
-TEST(MotionSearch, EveryLevelGivesTheSameResult) {
+TEST(MotionSearch, SimdLevelsAgree) {
   if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   for (const auto& [width, height] : {std::pair{650U, 370U}, {131U, 71U}, {33U, 200U}}) {
     const Scene scene = MakeScene(width, height);

@@ -1,4 +1,4 @@
-// Motion compensation sample by sample, as the tests' own yardstick.
+// A reference implementation of motion compensation, sample by sample.
 #ifndef QOLM_TESTS_VIDEO_INTER_NAIVE_MOTION_H_
 #define QOLM_TESTS_VIDEO_INTER_NAIVE_MOTION_H_
 
@@ -13,7 +13,7 @@
 
 namespace qolm::test {
 
-// One chroma sample moved by a vector in half samples.
+// One chroma sample, displaced by a vector in half samples.
 inline int NaiveChromaSample(const NaivePlane& plane, int x, int y,
                              const video::MotionVector& vector) {
   const int left = x + static_cast<int>(std::floor(vector.dx / 2.0));

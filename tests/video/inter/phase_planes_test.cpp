@@ -10,7 +10,7 @@
 namespace qolm::video {
 namespace {
 
-TEST(PhasePlanes, EverySampleIsFoundAgainAtEverySize) {
+TEST(PhasePlanes, EverySampleIsFoundAtEverySize) {
   for (const auto& [width, height] :
        {std::pair{1U, 1U}, {1U, 9U}, {9U, 1U}, {2U, 2U}, {17U, 33U}, {64U, 48U}, {301U, 203U}}) {
     const std::vector<uint8_t> plane = test::RandomBytes(size_t{width} * height, 2);
@@ -28,7 +28,7 @@ TEST(PhasePlanes, EverySampleIsFoundAgainAtEverySize) {
   }
 }
 
-TEST(PhasePlanes, NeighboursOfOneParityLieSideBySide) {
+TEST(PhasePlanes, SamplesOfOneParityAreContiguous) {
   const std::vector<uint8_t> plane = test::RandomBytes(31 * 23, 3);
   const PhasePlanes phases(plane.data(), 31, 23, /*even_only=*/false);
   for (int y = 0; y + 2 < 23; ++y) {

@@ -52,7 +52,7 @@ QuantTable HugeSteps() {
   return table;
 }
 
-TEST(ChromaFromLuma, ConstantLumaGivesTheRoundedChromaMean) {
+TEST(ChromaFromLuma, ConstantLumaPredictsChromaMean) {
   const auto constant = [](size_t) { return 77; };
   // 63 samples of 100 and one of 132: the sum 6432 is 100.5 times 64.
   Coded coded = Code(MakeBlock(constant, [](size_t i) { return i == 5 ? 132 : 100; }), HugeSteps());
@@ -65,7 +65,7 @@ TEST(ChromaFromLuma, ConstantLumaGivesTheRoundedChromaMean) {
   EXPECT_EQ(coded.levels.params[0].beta, 255);
 }
 
-TEST(ChromaFromLuma, ADenominatorBelow65CountsAsConstant) {
+TEST(ChromaFromLuma, SmallDenominatorMeansConstantLuma) {
   // One sample that differs by 1: 64 * Sxx - Sx^2 = 63. Two: 124.
   const auto chroma = [](size_t i) { return i < 2 ? 140 : 100; };
   Coded coded = Code(MakeBlock([](size_t i) { return i < 1 ? 51 : 50; }, chroma), HugeSteps());
@@ -76,7 +76,7 @@ TEST(ChromaFromLuma, ADenominatorBelow65CountsAsConstant) {
   EXPECT_EQ(coded.levels.params[0].beta, 0);     // 100 - 50 * 40, clamped
 }
 
-TEST(ChromaFromLuma, BetaComesFromTheUnroundedSlope) {
+TEST(ChromaFromLuma, BetaUsesUnroundedSlope) {
   // Chroma 4 * luma - 100: alpha is clamped to 127 / 64, beta belongs to the
   // slope of 4 and would be near -100; lifted so that it is not clamped.
   const auto luma = [](size_t i) { return static_cast<int>(20 + i % 8); };
@@ -94,7 +94,7 @@ TEST(ChromaFromLuma, BetaComesFromTheUnroundedSlope) {
   EXPECT_EQ(falling.levels.params[0].beta, 200);
 }
 
-TEST(ChromaFromLuma, NegativeSlopesShiftTowardMinusInfinity) {
+TEST(ChromaFromLuma, NegativeSlopeRoundsDown) {
   // Chroma falls by 1 where luma rises by 2: alpha -32.
   const auto luma = [](size_t i) { return static_cast<int>(100 + 2 * (i % 8) + 16 * (i / 8 % 2)); };
   OneBlock block = MakeBlock(luma, [&](size_t i) { return 200 - luma(i) / 2; });
@@ -129,7 +129,7 @@ TEST(ChromaFromLuma, PredictionIsClampedToAByte) {
   EXPECT_EQ(out[1], 0);
 }
 
-TEST(ChromaFromLuma, NoRuleDropsItsLevels) {
+TEST(ChromaFromLuma, LevelDroppingRulesDoNotApply) {
   // A weak ±1 at the last scan position over constant luma stays.
   test::Matrix8x8 coefficients{};
   coefficients[7][7] = 28.0F;
@@ -143,7 +143,7 @@ TEST(ChromaFromLuma, NoRuleDropsItsLevels) {
   EXPECT_EQ(coded.levels.levels[63], 1);
 }
 
-TEST(ChromaFromLuma, EqualsTheFormulasAtEverySizeAndLevel) {
+TEST(ChromaFromLuma, MatchesFormulasAtEverySizeAndSimdLevel) {
   const std::vector<std::pair<uint32_t, uint32_t>> sizes = {{1, 1},   {1, 9},   {2, 2},   {7, 5},
                                                             {16, 16}, {17, 33}, {31, 15}, {31, 32},
                                                             {32, 31}, {64, 48}, {131, 71}};

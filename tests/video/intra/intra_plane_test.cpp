@@ -45,14 +45,14 @@ std::vector<int16_t> LevelsOf(const std::vector<uint8_t>& plane, float step,
       .levels;
 }
 
-// All zero but for `level` at position k.
+// All zero except `level` at position k.
 std::vector<int16_t> OneLevel(size_t k, int16_t level) {
   std::vector<int16_t> levels(64);
   levels[k] = level;
   return levels;
 }
 
-TEST(CodeIntraPlane, TheTopLeftBlockHasModeZeroAndPredicts128) {
+TEST(CodeIntraPlane, TopLeftBlockIsDcPredictedFrom128) {
   const std::vector<uint8_t> plane(64, 200);
   std::vector<uint8_t> reconstruction(64);
   const IntraPlaneLevels coded =
@@ -62,7 +62,7 @@ TEST(CodeIntraPlane, TheTopLeftBlockHasModeZeroAndPredicts128) {
   EXPECT_EQ(reconstruction, plane);
 }
 
-TEST(CodeIntraPlane, TiesKeepTheEarlierMode) {
+TEST(CodeIntraPlane, FirstOfEqualModesWins) {
   // Steps too large for any level: the reconstruction stays 128 everywhere and
   // all modes of a block predict the same.
   std::vector<uint8_t> plane = test::RandomBytes(32 * 32, 1);
@@ -74,7 +74,7 @@ TEST(CodeIntraPlane, TiesKeepTheEarlierMode) {
   EXPECT_EQ(reconstruction, std::vector<uint8_t>(plane.size(), 128));
 }
 
-TEST(CodeIntraPlane, StripesChooseTheirDirection) {
+TEST(CodeIntraPlane, StripesSelectTheirDirection) {
   std::vector<uint8_t> columns(16 * 16);
   std::vector<uint8_t> rows(16 * 16);
   for (size_t i = 0; i < columns.size(); ++i) {
@@ -89,8 +89,8 @@ TEST(CodeIntraPlane, StripesChooseTheirDirection) {
             (std::vector<uint8_t>{0, 1, 0, 1}));
 }
 
-TEST(CodeIntraPlane, SparseRuleStartsAtPositionTwenty) {
-  // 0.7 of a step: 0.65 + 0.3^2 exceeds 0.7^2, so the level does not pay.
+TEST(CodeIntraPlane, SparseRuleStartsAtPosition20) {
+  // 0.7 of a step: 0.65 + 0.3^2 exceeds 0.7^2, so the level is dropped.
   for (const float sign : {1.0F, -1.0F}) {
     const auto level = static_cast<int16_t>(sign);
     const std::vector<uint8_t> before = SingleCoefficientPlane(19, sign * 28.0F);
@@ -102,7 +102,7 @@ TEST(CodeIntraPlane, SparseRuleStartsAtPositionTwenty) {
   }
 }
 
-TEST(CodeIntraPlane, SparseRuleKeepsLevelsThatPay) {
+TEST(CodeIntraPlane, SparseRuleKeepsCheaperLevels) {
   // 0.65 + (1 - a)^2 > a^2 holds below a = 0.825.
   EXPECT_EQ(LevelsOf(SingleCoefficientPlane(40, 80.0F * 0.79F), 80.0F, kSparseRule),
             OneLevel(40, 0));
@@ -112,7 +112,7 @@ TEST(CodeIntraPlane, SparseRuleKeepsLevelsThatPay) {
             OneLevel(40, 2));
 }
 
-TEST(CodeIntraPlane, FlatRuleDropsWeakLevelsFromPositionSixteenOnInFlatBlocksOnly) {
+TEST(CodeIntraPlane, FlatRuleDropsWeakLevelsOfFlatBlocksFromPosition16) {
   EXPECT_EQ(LevelsOf(SingleCoefficientPlane(15, 10.0F), 10.0F, kFlatRule), OneLevel(15, 1));
   EXPECT_EQ(LevelsOf(SingleCoefficientPlane(16, 10.0F), 10.0F, kFlatRule), OneLevel(16, 0));
   EXPECT_EQ(LevelsOf(SingleCoefficientPlane(16, -10.0F), 10.0F, kFlatRule), OneLevel(16, 0));
@@ -122,9 +122,9 @@ TEST(CodeIntraPlane, FlatRuleDropsWeakLevelsFromPositionSixteenOnInFlatBlocksOnl
   EXPECT_EQ(LevelsOf(SingleCoefficientPlane(16, 40.0F), 40.0F, kFlatRule), OneLevel(16, 1));
 }
 
-TEST(CodeIntraPlane, ADeviationOfThreeIsNotFlat) {
+TEST(CodeIntraPlane, DeviationOfThreeIsNotFlat) {
   // Half the samples 128 - d, half 128 + d: the deviation is d. Position 35 and
-  // its like carry the pattern; the levels below tell whether the rule ran.
+  // its like carry the pattern; the levels below show whether the rule was applied.
   const auto checkered = [](int deviation) {
     std::vector<uint8_t> plane(64);
     for (size_t i = 0; i < 64; ++i) {
@@ -149,7 +149,7 @@ TEST(CodeIntraPlane, ChromaRuleDropsWeakLevelsInEveryBlock) {
   EXPECT_EQ(LevelsOf(SingleCoefficientPlane(16, 80.0F), 40.0F, kChromaRule), OneLevel(16, 2));
 }
 
-TEST(CodeIntraPlane, LevelsAreClampedAndTheDecoderSeesTheClampedOnes) {
+TEST(CodeIntraPlane, ReconstructionUsesClampedLevels) {
   const std::vector<uint8_t> white(64, 255);
   const std::vector<uint8_t> black(64, 0);
   const QuantTable table = UniformTable(0.25F);  // DC 127 * 8 / 0.25 = 4064
@@ -170,7 +170,7 @@ struct PlaneSize {
 constexpr PlaneSize kSizes[] = {{1, 1}, {1, 9},   {9, 1},   {2, 2},   {7, 5},
                                 {8, 8}, {17, 33}, {64, 48}, {130, 70}};
 
-TEST(CodeIntraPlane, EqualsTheFormulasAtEverySizeRuleAndLevel) {
+TEST(CodeIntraPlane, MatchesFormulasAtEverySizeRuleAndSimdLevel) {
   for (const PlaneSize& size : kSizes) {
     const size_t count = size_t{size.width} * size.height;
     const std::vector<std::vector<uint8_t>> planes = {
@@ -234,9 +234,9 @@ std::vector<uint8_t> NaiveReconstruction(const std::vector<uint8_t>& modes,
   return samples;
 }
 
-TEST(ReconstructIntraPlane, TakesAnyModeAndAnyLevel) {
-  // What a damaged file may hold: modes where their neighbours are missing and
-  // levels beyond the encoder's range.
+TEST(ReconstructIntraPlane, AcceptsAnyModeAndLevel) {
+  // As in a damaged file: modes whose neighbours are missing and levels beyond the
+  // encoder's range.
   const PlaneSize size{19, 13};
   std::vector<uint8_t> modes = test::RandomBytes(6, 1);
   for (uint8_t& mode : modes) mode = mode % 4;

@@ -32,13 +32,13 @@ Block8x8 Filled(uint8_t value) {
   return block;
 }
 
-TEST(PredictIntraBlock, WithoutNeighboursEveryModeIsMidGrey) {
+TEST(PredictIntraBlock, WithoutNeighboursEveryModePredicts128) {
   for (uint8_t mode = 0; mode < 4; ++mode) {
     EXPECT_EQ(Predict(mode, Neighbours(false, false)), Filled(128));
   }
 }
 
-TEST(PredictIntraBlock, WithTheTopOnly) {
+TEST(PredictIntraBlock, WithTopNeighbourOnly) {
   const IntraNeighbours neighbours = Neighbours(false, true);
   for (const uint8_t mode : std::vector<uint8_t>{0, 1, 3})
     EXPECT_EQ(Predict(mode, neighbours), Filled(152));
@@ -46,7 +46,7 @@ TEST(PredictIntraBlock, WithTheTopOnly) {
   for (size_t i = 0; i < 64; ++i) EXPECT_EQ(vertical[i], neighbours.top[i % 8]);
 }
 
-TEST(PredictIntraBlock, WithTheLeftOnly) {
+TEST(PredictIntraBlock, WithLeftNeighbourOnly) {
   const IntraNeighbours neighbours = Neighbours(true, false);
   for (const uint8_t mode : std::vector<uint8_t>{0, 2, 3})
     EXPECT_EQ(Predict(mode, neighbours), Filled(21));
@@ -65,7 +65,7 @@ TEST(PredictIntraBlock, WithBothNeighbours) {
   }
 }
 
-TEST(PredictIntraBlock, PlanarTakesItsCornersFromTheNeighboursThemselves) {
+TEST(PredictIntraBlock, PlanarCornersAreLastNeighbourSamples) {
   const IntraNeighbours neighbours = Neighbours(true, true);
   const Block8x8 planar = Predict(3, neighbours);
   EXPECT_EQ(planar[0], (7 * 10 + 1 * 202 + 7 * 100 + 1 * 34 + 8) / 16);
@@ -75,7 +75,7 @@ TEST(PredictIntraBlock, PlanarTakesItsCornersFromTheNeighboursThemselves) {
   EXPECT_EQ(planar[8 * 3 + 5], (2 * 18 + 6 * 202 + 4 * 170 + 4 * 34 + 8) / 16);
 }
 
-TEST(PredictIntraBlock, ExtremesStayInAByte) {
+TEST(PredictIntraBlock, ExtremeSamplesDoNotOverflow) {
   for (const uint8_t value : std::vector<uint8_t>{0, 255}) {
     IntraNeighbours neighbours = Neighbours(true, true);
     neighbours.left.fill(value);
@@ -84,7 +84,7 @@ TEST(PredictIntraBlock, ExtremesStayInAByte) {
   }
 }
 
-TEST(GatherIntraNeighbours, RepeatsTheLastColumnAndRowAtThePlanesEdges) {
+TEST(GatherIntraNeighbours, RepeatsLastSamplesAtPlaneEdges) {
   // 11x10: the second block column is 3 wide, the second block row 2 high.
   const std::vector<uint8_t> plane = test::RandomBytes(11 * 10, 4);
   const IntraNeighbours corner = GatherIntraNeighbours(plane.data(), 11, 10, 8, 8);
@@ -105,7 +105,7 @@ TEST(GatherIntraNeighbours, RepeatsTheLastColumnAndRowAtThePlanesEdges) {
   EXPECT_FALSE(beside.has_top);
 }
 
-TEST(PredictIntraBlock, EveryBlockAndModeOfOddPlanesAgreesWithTheFormula) {
+TEST(PredictIntraBlock, EveryModeMatchesFormulaInOddPlanes) {
   for (const auto& [width, height] : {std::pair{1U, 9U}, {9U, 1U}, {17U, 33U}, {24U, 16U}}) {
     const std::vector<uint8_t> plane = test::RandomBytes(size_t{width} * height, width);
     const test::NaivePlane naive{plane.data(), static_cast<int>(width), static_cast<int>(height)};

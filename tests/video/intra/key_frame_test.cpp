@@ -67,7 +67,7 @@ TEST(KeyFrame, HeaderWithoutChromaFromLuma) {
   EXPECT_EQ(Streams(payload, 4).size(), 4U);
 }
 
-TEST(KeyFrame, OnePixelHasOneBlockAPlane) {
+TEST(KeyFrame, OnePixelHasOneBlockPerPlane) {
   const YuvPlanes source = test::FlatPicture(1, 1, 200, 90, 160);
   for (const bool cclc : {true, false}) {
     YuvPlanes reference;
@@ -90,7 +90,7 @@ TEST(KeyFrame, OnePixelHasOneBlockAPlane) {
   }
 }
 
-// Every stream and the reference as the formulas have it, plane after plane.
+// Every stream and the reference from the formulas, plane by plane.
 void ExpectFormulas(const YuvPlanes& source, const KeyFrameOptions& options) {
   YuvPlanes reference;
   const Bytes payload = EncodeKeyFrame(source, options, reference);
@@ -143,7 +143,7 @@ void ExpectFormulas(const YuvPlanes& source, const KeyFrameOptions& options) {
   }
 }
 
-TEST(KeyFrame, StreamsAndReferenceEqualTheFormulas) {
+TEST(KeyFrame, StreamsAndReferenceMatchFormulas) {
   for (const FrameSize& size : {FrameSize{1, 1}, {7, 5}, {17, 33}, {64, 48}, {53, 39}}) {
     for (const YuvPlanes& source : {test::TexturedPicture(size.width, size.height, 5, 4),
                                     test::RandomPicture(size.width, size.height, 6)}) {
@@ -182,7 +182,7 @@ TEST(KeyFrame, EachRuleFollowsItsOwnOption) {
   }
 }
 
-TEST(KeyFrame, DecoderEqualsReferenceAtEverySizeQualityAndFlag) {
+TEST(KeyFrame, DecoderMatchesReferenceAtEverySizeQualityAndFlag) {
   for (const FrameSize& size : test::kFrameSizes) {
     const YuvPlanes pictures[] = {test::MovingPicture(size.width, size.height, 2),
                                   test::RandomPicture(size.width, size.height, 8)};
@@ -213,7 +213,7 @@ double MeanSquaredError(const Bytes& a, const Bytes& b) {
   return sum / static_cast<double>(a.size());
 }
 
-TEST(KeyFrame, ThePictureComesBackAndQualityPays) {
+TEST(KeyFrame, HigherQualityIsCloserToSource) {
   const YuvPlanes source = test::TexturedPicture(96, 80, 2, 1);
   double last_error = 1.0e9;
   size_t last_size = 0;
@@ -248,7 +248,7 @@ TEST(KeyFrame, EqualQualityBytesGiveEqualPayloads) {
   EXPECT_EQ(most, hundred);
 }
 
-TEST(KeyFrame, WidthsBeyondSixteenBitsKeepTheirLowBits) {
+TEST(KeyFrame, WideSizesKeepTheirLowBits) {
   YuvPlanes reference;
   const YuvPlanes source = test::FlatPicture(70000, 1, 60, 128, 128);
   const Bytes payload = EncodeKeyFrame(source, {}, reference);
@@ -258,7 +258,7 @@ TEST(KeyFrame, WidthsBeyondSixteenBitsKeepTheirLowBits) {
   EXPECT_EQ(reference.y.size(), 70000U);
 }
 
-TEST(KeyFrame, ANewSizeResizesTheReferenceAndTheDecodersPlanes) {
+TEST(KeyFrame, NewSizeResizesReferenceAndDecodedPlanes) {
   YuvPlanes reference = test::RandomPicture(100, 90, 1);
   YuvPlanes current = test::RandomPicture(100, 90, 2);
   for (const FrameSize& size : {FrameSize{33, 21}, {120, 100}, {1, 1}}) {
@@ -270,7 +270,7 @@ TEST(KeyFrame, ANewSizeResizesTheReferenceAndTheDecodersPlanes) {
   }
 }
 
-TEST(KeyFrame, EveryLevelGivesTheSamePayload) {
+TEST(KeyFrame, SimdLevelsGiveSamePayload) {
   if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   for (const bool cclc : {false, true}) {
     const YuvPlanes source = test::TexturedPicture(130, 70, 4, 6);
@@ -296,12 +296,12 @@ bool IsConsistent(const YuvPlanes& planes) {
          planes.cr.size() == chroma;
 }
 
-TEST(KeyFrameDamage, EveryTruncationIsRefused) {
+TEST(KeyFrameDamage, EveryTruncationIsRejected) {
   for (const bool cclc : {false, true}) {
     YuvPlanes reference;
     const Bytes payload = EncodeKeyFrame(test::MovingPicture(17, 33, 0), {.cclc = cclc}, reference);
     for (size_t size = 0; size < payload.size(); ++size) {
-      // A copy of exactly that size, so that a read behind it shows.
+      // A copy of exactly that size, so that sanitizers detect reads past the end.
       const Bytes cut(payload.begin(), payload.begin() + static_cast<ptrdiff_t>(size));
       YuvPlanes current;
       ASSERT_FALSE(DecodeKeyFrame(cut, cclc, true, current)) << size;
@@ -314,7 +314,7 @@ TEST(KeyFrameDamage, EveryTruncationIsRefused) {
   }
 }
 
-// Refused or decoded to a picture of the stated size; nothing behind the payload is read.
+// Rejected or decoded to a picture of the declared size, without reading past the payload.
 TEST(KeyFrameDamage, EverySingleBitFlipIsSurvived) {
   int refused = 0;
   int decoded = 0;
@@ -332,7 +332,7 @@ TEST(KeyFrameDamage, EverySingleBitFlipIsSurvived) {
           ++decoded;
           ASSERT_EQ(current.width, LoadLe16(damaged.span().data())) << bit;
           ASSERT_EQ(current.height, LoadLe16(damaged.span().data() + 2)) << bit;
-          // The sizes of the streams leave no freedom.
+          // Every change of a stream size must be rejected.
           ASSERT_TRUE(bit / 8 < 5 || bit / 8 >= (cclc ? 25U : 21U)) << bit;
         } else {
           ++refused;
@@ -346,7 +346,7 @@ TEST(KeyFrameDamage, EverySingleBitFlipIsSurvived) {
   EXPECT_GT(decoded, 500);
 }
 
-TEST(KeyFrameDamage, ASizeThatTheStreamsDoNotFitTakesNoMemory) {
+TEST(KeyFrameDamage, SizeMismatchAllocatesNothing) {
   YuvPlanes reference;
   Bytes payload = EncodeKeyFrame(test::MovingPicture(16, 16, 0), {}, reference);
   StoreLe16(payload.data(), 16384);
@@ -358,7 +358,7 @@ TEST(KeyFrameDamage, ASizeThatTheStreamsDoNotFitTakesNoMemory) {
   }
 }
 
-TEST(KeyFrameDamage, TheLargestSizesAreTakenAndNoLargerOnes) {
+TEST(KeyFrameDamage, SizeLimitIs16384) {
   YuvPlanes reference;
   YuvPlanes current;
   for (const bool cclc : {false, true}) {
@@ -368,7 +368,7 @@ TEST(KeyFrameDamage, TheLargestSizesAreTakenAndNoLargerOnes) {
       ASSERT_TRUE(DecodeKeyFrame(payload, cclc, true, current));
       EXPECT_TRUE(SamePicture(current, reference));
     }
-    // Streams that fit a size do not make it legal.
+    // Matching streams do not make a size valid.
     for (const FrameSize& size : {FrameSize{16385, 1}, {1, 16385}, {65535, 1}, {1, 65535}}) {
       const Bytes payload = EncodeKeyFrame(test::FlatPicture(size.width, size.height, 9, 9, 9),
                                            {.cclc = cclc}, reference);
@@ -378,7 +378,7 @@ TEST(KeyFrameDamage, TheLargestSizesAreTakenAndNoLargerOnes) {
 }
 
 // With streams that a picture without samples would have: a count of 0 and no levels.
-TEST(KeyFrameDamage, ASizeOfNothingIsRefused) {
+TEST(KeyFrameDamage, EmptySizeIsRejected) {
   for (const bool cclc : {false, true}) {
     for (const FrameSize& size : {FrameSize{0, 0}, {0, 1}, {1, 0}, {0, 16384}}) {
       Bytes payload;
@@ -396,8 +396,8 @@ TEST(KeyFrameDamage, ASizeOfNothingIsRefused) {
   }
 }
 
-// Each stream replaced by one of the right kind for another picture, or by none.
-TEST(KeyFrameDamage, EveryStreamMustFitThePicture) {
+// Each stream is replaced by that of another picture, or by none.
+TEST(KeyFrameDamage, StreamSizeMismatchIsRejected) {
   for (const bool cclc : {false, true}) {
     YuvPlanes reference;
     const Bytes payload = EncodeKeyFrame(test::MovingPicture(40, 24, 0), {.cclc = cclc}, reference);
@@ -421,7 +421,7 @@ TEST(KeyFrameDamage, EveryStreamMustFitThePicture) {
   }
 }
 
-TEST(KeyFrameDamage, TheOtherLayoutIsRefusedOrSurvived) {
+TEST(KeyFrameDamage, WrongCclcFlagIsSurvived) {
   YuvPlanes reference;
   YuvPlanes current;
   const YuvPlanes source = test::MovingPicture(64, 48, 0);

@@ -1,5 +1,5 @@
-// The intra and chroma-from-luma coders written out block by block without any
-// kernel, as the tests' own yardstick.
+// Reference implementations of the intra and chroma-from-luma coders, block by block
+// without kernels.
 #ifndef QOLM_TESTS_VIDEO_INTRA_NAIVE_INTRA_H_
 #define QOLM_TESTS_VIDEO_INTRA_NAIVE_INTRA_H_
 
@@ -80,7 +80,7 @@ inline NaiveBlock NaivePrediction(int mode, const NaivePlane& plane, int x0, int
 }
 
 // Codes one block's residual; returns its levels in scan order and writes the
-// reconstruction. `keep` may turn a level into another one.
+// reconstruction. `keep` may change a level.
 template <typename Keep>
 std::vector<int16_t> NaiveCodeBlock(const NaivePlane& source, const NaiveBlock& prediction, int x0,
                                     int y0, const video::QuantTable& table, const Keep& keep,

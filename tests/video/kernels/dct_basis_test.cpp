@@ -8,8 +8,8 @@
 namespace qolm::video {
 namespace {
 
-// Computed apart from this code, one float operation after the other, from the
-// cosine in double precision.
+// Computed independently, one float operation at a time, from the double-precision
+// cosine.
 constexpr uint32_t kBasisBits[8][8] = {
     {0x3EB504F3, 0x3EB504F3, 0x3EB504F3, 0x3EB504F3, 0x3EB504F3, 0x3EB504F3, 0x3EB504F3,
      0x3EB504F3},
@@ -29,7 +29,7 @@ constexpr uint32_t kBasisBits[8][8] = {
      0xBDC7C614},
 };
 
-TEST(DctBasis, HasExactlyTheseBits) {
+TEST(DctBasis, BitsAreExact) {
   for (int u = 0; u < 8; ++u) {
     for (int x = 0; x < 8; ++x) {
       EXPECT_EQ(std::bit_cast<uint32_t>(GetDctBasis().rows[u][x]), kBasisBits[u][x])

@@ -1,5 +1,4 @@
-// A buffer with guard bytes on either side that tell whether a kernel wrote
-// where it must not.
+// A buffer with guard bytes on either side that detect out-of-bounds writes.
 #ifndef QOLM_TESTS_VIDEO_KERNELS_GUARDED_BYTES_H_
 #define QOLM_TESTS_VIDEO_KERNELS_GUARDED_BYTES_H_
 

@@ -1,4 +1,4 @@
-// Running the same check on every vector level that this processor offers.
+// Runs the same check at every SIMD level that this processor supports.
 #ifndef QOLM_TESTS_VIDEO_KERNELS_KERNEL_LEVELS_H_
 #define QOLM_TESTS_VIDEO_KERNELS_KERNEL_LEVELS_H_
 
@@ -8,10 +8,10 @@
 
 namespace qolm::test {
 
-// Whether levels differ here at all: below AVX2 every level runs the scalar kernels.
+// Whether this processor has more than the scalar level.
 inline bool HasVectorKernels() { return DetectedSimdLevel() >= SimdLevel::kAvx2; }
 
-// What a test that only compares levels says where they do not.
+// The message of skipped tests that only compare levels.
 inline constexpr const char* kNothingCompared =
     "this processor runs the scalar kernels alone: nothing was compared";
 
@@ -23,7 +23,7 @@ inline std::vector<SimdLevel> AvailableSimdLevels() {
   return levels;
 }
 
-// Forces a level for the time of a scope.
+// Forces a level within a scope.
 class ScopedSimdLevel {
  public:
   explicit ScopedSimdLevel(SimdLevel level) { ForceSimdLevel(level); }

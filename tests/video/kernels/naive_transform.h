@@ -1,5 +1,5 @@
-// The transform and the quantiser written out as their formulas, as the tests'
-// own yardstick.
+// Reference implementations of the transform and the quantiser, directly from the
+// formulas.
 #ifndef QOLM_TESTS_VIDEO_KERNELS_NAIVE_TRANSFORM_H_
 #define QOLM_TESTS_VIDEO_KERNELS_NAIVE_TRANSFORM_H_
 

@@ -35,7 +35,7 @@ uint32_t NaiveSadOfMean(const uint8_t* source, ptrdiff_t source_stride, const ui
   return static_cast<uint32_t>(sum);
 }
 
-TEST(SumOfAbsoluteDifferences, ToAMeanAgreesWithTheFormulaAtEveryStrideAndExtreme) {
+TEST(SumOfAbsoluteDifferences, SadOfMeanMatchesFormula) {
   for (const SimdLevel level : AvailableSimdLevels()) {
     const VideoKernels& kernels = VideoKernelsFor(level);
     for (const ptrdiff_t source_stride : {16, 70}) {
@@ -57,12 +57,12 @@ TEST(SumOfAbsoluteDifferences, ToAMeanAgreesWithTheFormulaAtEveryStrideAndExtrem
   }
 }
 
-TEST(SumOfAbsoluteDifferences, AgreesWithTheFormulaAtEveryStrideAndExtreme) {
+TEST(SumOfAbsoluteDifferences, MatchesFormulaAtEveryStrideAndExtreme) {
   for (const SimdLevel level : AvailableSimdLevels()) {
     const VideoKernels& kernels = VideoKernelsFor(level);
     for (const ptrdiff_t a_stride : {16, 21, 70}) {
       for (const ptrdiff_t b_stride : {16, 33}) {
-        // No byte behind the last row's last sample may be read.
+        // No byte after the last sample of the last row may be read.
         const auto a_planes = test::ExtremePlanes(static_cast<size_t>(15 * a_stride + 16));
         const auto b_planes = test::ExtremePlanes(static_cast<size_t>(15 * b_stride + 16));
         for (size_t i = 0; i < a_planes.size(); ++i) {
@@ -83,7 +83,7 @@ TEST(SumOfAbsoluteDifferences, AgreesWithTheFormulaAtEveryStrideAndExtreme) {
   }
 }
 
-TEST(SumOfAbsoluteDifferences, AtEightPlacesSideBySide) {
+TEST(SumOfAbsoluteDifferences, EightHorizontalPositions) {
   for (const SimdLevel level : AvailableSimdLevels()) {
     const VideoKernels& kernels = VideoKernelsFor(level);
     for (const ptrdiff_t a_stride : {8, 21}) {
@@ -105,13 +105,13 @@ TEST(SumOfAbsoluteDifferences, AtEightPlacesSideBySide) {
   }
 }
 
-TEST(SumOfAbsoluteDifferences, AtEveryNumberOfPlacesBelowEachOther) {
+TEST(SumOfAbsoluteDifferences, EveryNumberOfVerticalPositions) {
   constexpr uint16_t kUntouched = 54321;  // no sum over 64 bytes is as large
   for (const SimdLevel level : AvailableSimdLevels()) {
     const VideoKernels& kernels = VideoKernelsFor(level);
     for (size_t count = 1; count <= 24; ++count) {
       for (const ptrdiff_t b_stride : {8, 33}) {
-        // No byte behind the last row's last sample may be read.
+        // No byte after the last sample of the last row may be read.
         const auto a_planes = test::ExtremePlanes(7 * 8 + 8);
         const auto b_planes = test::ExtremePlanes((count + 6) * static_cast<size_t>(b_stride) + 8);
         for (size_t i = 0; i < a_planes.size(); i += 5) {

@@ -38,7 +38,7 @@ Matrix8x8 Difference(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptr
   return result;
 }
 
-TEST(ForwardDct, IsThePlainMatrixProductAtEveryLevelAndStride) {
+TEST(ForwardDct, MatchesMatrixProductAtEverySimdLevelAndStride) {
   for (const SimdLevel level : AvailableSimdLevels()) {
     const VideoKernels& kernels = VideoKernelsFor(level);
     for (const ptrdiff_t source_stride : {8, 13, 64}) {
@@ -63,7 +63,7 @@ TEST(ForwardDct, IsThePlainMatrixProductAtEveryLevelAndStride) {
   }
 }
 
-TEST(ForwardDct, AgreesWithADoublePrecisionTransform) {
+TEST(ForwardDct, MatchesDoublePrecisionTransform) {
   const auto cosine = [](size_t u, size_t x) {
     const double scale = u == 0 ? std::sqrt(0.125) : 0.5;
     return scale * std::cos((2.0 * static_cast<double>(x) + 1.0) * static_cast<double>(u) *
@@ -85,7 +85,7 @@ TEST(ForwardDct, AgreesWithADoublePrecisionTransform) {
   }
 }
 
-TEST(ResidualEnergy, IsTheSumAndTheSumOfSquaresAtEveryLevelAndStride) {
+TEST(ResidualEnergy, MatchesSumsAtEverySimdLevelAndStride) {
   for (const SimdLevel level : AvailableSimdLevels()) {
     const VideoKernels& kernels = VideoKernelsFor(level);
     for (const ptrdiff_t stride : {8, 13, 64}) {
@@ -137,7 +137,7 @@ TEST(MayHaveNonzeroLevels, ComparesEverySumAndEveryMagnitude) {
   }
 }
 
-TEST(MayHaveNonzeroLevels, SameAnswerAtEveryLevel) {
+TEST(MayHaveNonzeroLevels, SimdLevelsAgree) {
   if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   std::mt19937 random(8);
   std::uniform_real_distribution<float> value(-1.2F, 1.2F);
@@ -160,7 +160,7 @@ TEST(MayHaveNonzeroLevels, SameAnswerAtEveryLevel) {
   EXPECT_GT(answers[1], 1000);
 }
 
-TEST(InverseDctAdd, UndoesTheForwardTransform) {
+TEST(InverseDctAdd, InvertsTheForwardTransform) {
   for (const SimdLevel level : AvailableSimdLevels()) {
     const VideoKernels& kernels = VideoKernelsFor(level);
     const auto planes = test::ExtremePlanes(64);
@@ -176,7 +176,7 @@ TEST(InverseDctAdd, UndoesTheForwardTransform) {
   }
 }
 
-TEST(InverseDctAdd, IsThePlainMatrixProductForEveryExtentOfCoefficients) {
+TEST(InverseDctAdd, MatchesMatrixProductForEveryCoefficientExtent) {
   std::mt19937 random(3);
   for (int rows = 1; rows <= 8; ++rows) {
     for (int columns = 1; columns <= 8; ++columns) {
@@ -200,7 +200,7 @@ TEST(InverseDctAdd, IsThePlainMatrixProductForEveryExtentOfCoefficients) {
           ASSERT_TRUE(out.GuardsIntact());
           for (size_t r = 0; r < 8; ++r) {
             for (size_t c = 0; c < 19 && r * 19 + c < 7 * 19 + 8; ++c) {
-              // Behind the eight samples of a row nothing is written.
+              // Nothing is written after the eight samples of a row.
               const uint8_t expected =
                   c < 8 ? test::NaiveSample(prediction[11 * r + c], inverse[r][c]) : 0xA5;
               ASSERT_EQ(out.data()[19 * r + c], expected) << rows << " " << columns;
@@ -212,7 +212,7 @@ TEST(InverseDctAdd, IsThePlainMatrixProductForEveryExtentOfCoefficients) {
   }
 }
 
-TEST(InverseDctAdd, MayWriteOverItsPrediction) {
+TEST(InverseDctAdd, WorksInPlace) {
   const std::vector<uint8_t> prediction = test::RandomBytes(64 * 8, 5);
   AlignedBlock block;
   for (size_t i = 0; i < 64; ++i) block.values[i] = static_cast<float>(i) - 20.0F;
@@ -227,7 +227,7 @@ TEST(InverseDctAdd, MayWriteOverItsPrediction) {
   }
 }
 
-TEST(InverseDctAdd, ClampsToAByteAndTruncates) {
+TEST(InverseDctAdd, ResultIsClampedAndTruncated) {
   AlignedBlock block;
   const std::vector<uint8_t> prediction(64, 100);
   for (const SimdLevel level : AvailableSimdLevels()) {
@@ -249,12 +249,12 @@ TEST(InverseDctAdd, ClampsToAByteAndTruncates) {
 }
 
 // Runs every level's quantiser, which must agree, and returns the levels.
-std::vector<int16_t> QuantizeEverywhere(const AlignedBlock& coefficients, const AlignedBlock& steps,
+std::vector<int16_t> QuantiseEverywhere(const AlignedBlock& coefficients, const AlignedBlock& steps,
                                         float round_up) {
   std::vector<int16_t> first;
   for (const SimdLevel level : AvailableSimdLevels()) {
     std::vector<int16_t> levels(64 + 8, 12345);
-    const uint64_t mask = VideoKernelsFor(level).quantize(
+    const uint64_t mask = VideoKernelsFor(level).quantise(
         coefficients.values.data(), steps.values.data(), round_up, levels.data());
     for (size_t i = 64; i < levels.size(); ++i) EXPECT_EQ(levels[i], 12345);
     levels.resize(64);
@@ -265,7 +265,7 @@ std::vector<int16_t> QuantizeEverywhere(const AlignedBlock& coefficients, const 
   return first;
 }
 
-TEST(Quantize, RoundsToNearestWithHalvesAwayFromZero) {
+TEST(Quantise, RoundsToNearestWithHalvesAwayFromZero) {
   AlignedBlock coefficients;
   AlignedBlock steps;
   steps.values.fill(16.0F);
@@ -274,21 +274,21 @@ TEST(Quantize, RoundsToNearestWithHalvesAwayFromZero) {
     coefficients.values[2 * i] = half;
     coefficients.values[2 * i + 1] = -half;
   }
-  std::vector<int16_t> levels = QuantizeEverywhere(coefficients, steps, 0.5F);
+  std::vector<int16_t> levels = QuantiseEverywhere(coefficients, steps, 0.5F);
   for (int i = 0; i < 32; ++i) {
     EXPECT_EQ(levels[static_cast<size_t>(2 * i)], i + 1);
     EXPECT_EQ(levels[static_cast<size_t>(2 * i + 1)], -i - 1);
   }
   // The next float toward zero belongs to the lower level.
   for (float& value : coefficients.values) value = std::nextafter(value, 0.0F);
-  levels = QuantizeEverywhere(coefficients, steps, 0.5F);
+  levels = QuantiseEverywhere(coefficients, steps, 0.5F);
   for (int i = 0; i < 32; ++i) {
     EXPECT_EQ(levels[static_cast<size_t>(2 * i)], i);
     EXPECT_EQ(levels[static_cast<size_t>(2 * i + 1)], -i);
   }
 }
 
-TEST(Quantize, ClampsToTheLevelRange) {
+TEST(Quantise, ClampsToTheLevelRange) {
   AlignedBlock coefficients;
   AlignedBlock steps;
   steps.values.fill(1.0F);
@@ -297,11 +297,11 @@ TEST(Quantize, ClampsToTheLevelRange) {
   const std::array<int, 12> expected = {2046,  2047,  2047,  2047,  2047,  2047,
                                         -2047, -2048, -2048, -2048, -2048, -2048};
   std::copy(values.begin(), values.end(), coefficients.values.begin());
-  const std::vector<int16_t> levels = QuantizeEverywhere(coefficients, steps, 0.5F);
+  const std::vector<int16_t> levels = QuantiseEverywhere(coefficients, steps, 0.5F);
   for (size_t i = 0; i < values.size(); ++i) EXPECT_EQ(levels[i], expected[i]) << values[i];
 }
 
-TEST(Quantize, RandomInputsAgreeWithTheFormula) {
+TEST(Quantise, RandomInputsAgreeWithTheFormula) {
   std::mt19937 random(9);
   for (int repeat = 0; repeat < 400; ++repeat) {
     AlignedBlock coefficients;
@@ -313,14 +313,14 @@ TEST(Quantize, RandomInputsAgreeWithTheFormula) {
       coefficients.values[i] =
           static_cast<float>(static_cast<int>(random() % 8192) - 4096) / (whole ? 2.0F : 1.37F);
     }
-    const std::vector<int16_t> levels = QuantizeEverywhere(coefficients, steps, 0.5F);
+    const std::vector<int16_t> levels = QuantiseEverywhere(coefficients, steps, 0.5F);
     for (size_t i = 0; i < 64; ++i) {
       ASSERT_EQ(levels[i], test::NaiveLevel(coefficients.values[i], steps.values[i]));
     }
   }
 }
 
-TEST(Quantize, AnotherThresholdMovesTheRoundingPoint) {
+TEST(Quantise, RoundUpSetsRoundingThreshold) {
   AlignedBlock coefficients;
   AlignedBlock steps;
   steps.values.fill(8.0F);
@@ -328,7 +328,7 @@ TEST(Quantize, AnotherThresholdMovesTheRoundingPoint) {
   coefficients.values[1] = -6.0F;   // 0.75
   coefficients.values[2] = 13.99F;  // 1.74875
   coefficients.values[3] = 4.0F;    // 0.5
-  const std::vector<int16_t> levels = QuantizeEverywhere(coefficients, steps, 0.75F);
+  const std::vector<int16_t> levels = QuantiseEverywhere(coefficients, steps, 0.75F);
   EXPECT_EQ(levels[0], 0);
   EXPECT_EQ(levels[1], -1);
   EXPECT_EQ(levels[2], 1);

@@ -1,5 +1,5 @@
-// Which kernels a processor gets. Slower ones give the same bits, so that nothing but
-// the table itself tells that a variant is not used.
+// The selection of kernels. Variants are bit-identical, so only the table shows that one
+// is not used.
 #include "video/kernels/video_kernels.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ std::vector<std::string> SharedKernels(const VideoKernels& a, const VideoKernels
       {"forward_dct", a.forward_dct == b.forward_dct},
       {"residual_energy", a.residual_energy == b.residual_energy},
       {"may_have_nonzero_levels", a.may_have_nonzero_levels == b.may_have_nonzero_levels},
-      {"quantize", a.quantize == b.quantize},
+      {"quantise", a.quantise == b.quantise},
       {"inverse_dct_add", a.inverse_dct_add == b.inverse_dct_add},
       {"sad_8x8", a.sad_8x8 == b.sad_8x8},
       {"sad_16x16", a.sad_16x16 == b.sad_16x16},
@@ -43,17 +43,17 @@ std::vector<std::string> SharedKernels(const VideoKernels& a, const VideoKernels
   return shared;
 }
 
-TEST(VideoKernels, EveryKernelHasItsAvx2Variant) {
+TEST(VideoKernels, EveryKernelHasAnAvx2Variant) {
   if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   EXPECT_EQ(SharedKernels(VideoKernelsFor(SimdLevel::kAvx2), ScalarVideoKernels()),
             std::vector<std::string>{});
 }
 
-TEST(VideoKernels, TheScalarLevelRunsTheDefinition) {
+TEST(VideoKernels, ScalarLevelUsesScalarKernels) {
   EXPECT_EQ(&VideoKernelsFor(SimdLevel::kScalar), &ScalarVideoKernels());
 }
 
-TEST(VideoKernels, TheActiveOnesAreThoseOfTheActiveLevel) {
+TEST(VideoKernels, ActiveKernelsFollowActiveLevel) {
   EXPECT_EQ(&ActiveVideoKernels(), &VideoKernelsFor(DetectedSimdLevel()));
   const test::ScopedSimdLevel forced(SimdLevel::kScalar);
   EXPECT_EQ(&ActiveVideoKernels(), &ScalarVideoKernels());

@@ -19,7 +19,7 @@ int Limit(float factor, float step, float least, float most) {
   return static_cast<int>(std::min(std::max(factor * step, least), most));
 }
 
-// Samples one after another in the stated order, without threads.
+// A sequential reference implementation.
 void NaiveDeblock(std::vector<uint8_t>& plane, size_t width, size_t height, float step) {
   if (width < 16 || height < 16) return;
   const int a = Limit(0.7F, step, 4.0F, 26.0F);
@@ -65,14 +65,14 @@ std::pair<int, int> FilteredEdge(uint8_t left, uint8_t right, float step) {
   return {plane[7], plane[8]};
 }
 
-TEST(DeblockPlane, SmallPlanesAreLeftAlone) {
+TEST(DeblockPlane, SmallPlanesAreNotFiltered) {
   for (const auto& [width, height] : {std::pair{15U, 64U}, {64U, 15U}, {1U, 1U}, {15U, 15U}}) {
     const std::vector<uint8_t> plane = StepPlane(width, height, std::min(8U, width), 100, 104);
     EXPECT_EQ(Deblocked(plane, width, height, 40.0F), plane);
   }
 }
 
-TEST(DeblockPlane, EdgesNeedFiveColumnsBehindThem) {
+TEST(DeblockPlane, EdgeNeedsFiveColumnsAfterIt) {
   const auto edge_is_filtered = [](uint32_t width, size_t edge) {
     const std::vector<uint8_t> plane = StepPlane(width, 16, edge, 100, 104);
     return Deblocked(plane, width, 16, 40.0F) != plane;
@@ -86,7 +86,7 @@ TEST(DeblockPlane, EdgesNeedFiveColumnsBehindThem) {
   EXPECT_FALSE(edge_is_filtered(24, 12));  // not on the grid
 }
 
-TEST(DeblockPlane, EdgesNeedFiveRowsBelowThem) {
+TEST(DeblockPlane, EdgeNeedsFiveRowsBelowIt) {
   const auto edge_is_filtered = [](uint32_t height, size_t edge) {
     std::vector<uint8_t> plane(size_t{16} * height, 100);
     std::fill(plane.begin() + static_cast<ptrdiff_t>(16 * edge), plane.end(), uint8_t{104});
@@ -98,7 +98,7 @@ TEST(DeblockPlane, EdgesNeedFiveRowsBelowThem) {
   EXPECT_TRUE(edge_is_filtered(21, 16));
 }
 
-TEST(DeblockPlane, MovesBothSidesByHalfTheJump) {
+TEST(DeblockPlane, BothSidesChangeByHalfTheStep) {
   EXPECT_EQ(FilteredEdge(100, 108, 40.0F), (std::pair{104, 104}));
   EXPECT_EQ(FilteredEdge(108, 100, 40.0F), (std::pair{104, 104}));
   // Halves truncate toward zero in both directions.
@@ -110,7 +110,7 @@ TEST(DeblockPlane, MovesBothSidesByHalfTheJump) {
   EXPECT_EQ(FilteredEdge(255, 250, 40.0F), (std::pair{253, 252}));
 }
 
-TEST(DeblockPlane, ThresholdsFollowTheStepBetweenTheirLimits) {
+TEST(DeblockPlane, ThresholdsScaleWithStepAndAreClamped) {
   // Step 1: jump below 4, correction at most 1.
   EXPECT_EQ(FilteredEdge(100, 103, 1.0F), (std::pair{101, 102}));
   EXPECT_EQ(FilteredEdge(100, 104, 1.0F), (std::pair{100, 104}));
@@ -126,7 +126,7 @@ TEST(DeblockPlane, ThresholdsFollowTheStepBetweenTheirLimits) {
   }
 }
 
-TEST(DeblockPlane, SlopesBesideTheEdgeMustBeSmall) {
+TEST(DeblockPlane, LargeStepsNextToEdgeDisableFilter) {
   const auto filtered = [](int p1, int q1, float step) {
     std::vector<uint8_t> plane = StepPlane(16, 16, 8, 100, 102);
     for (size_t y = 0; y < 16; ++y) {
@@ -147,7 +147,7 @@ TEST(DeblockPlane, SlopesBesideTheEdgeMustBeSmall) {
   EXPECT_FALSE(filtered(111, 90, 255.0F));
 }
 
-TEST(DeblockPlane, TheSecondPassSeesTheFirst) {
+TEST(DeblockPlane, HorizontalEdgesUseVerticalResult) {
   // Four quadrants. Where both edges cross, the rows' pass first brings 100 and
   // 108 to 104 and 104, 110 and 118 to 114 and 114; then 104 and 114 meet.
   std::vector<uint8_t> plane(256);
@@ -165,7 +165,7 @@ TEST(DeblockPlane, TheSecondPassSeesTheFirst) {
   EXPECT_EQ(plane[16 * 8 + 15], 113);
 }
 
-TEST(DeblockPlane, EqualsThePlainOrderOnTexturesAtEverySize) {
+TEST(DeblockPlane, MatchesSequentialFilterAtEverySize) {
   for (const auto& [width, height] : {std::pair{16U, 16U},
                                       {17U, 21U},
                                       {20U, 40U},
@@ -191,7 +191,7 @@ TEST(DeblockPlane, EqualsThePlainOrderOnTexturesAtEverySize) {
   }
 }
 
-TEST(DeblockKernels, AgreeOnEveryLimitAndWriteOnlyTheRow) {
+TEST(DeblockKernels, VariantsAgreeForEveryLimitAndStayInRow) {
   if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   for (const SimdLevel level : test::AvailableSimdLevels()) {
     const VideoKernels& kernels = VideoKernelsFor(level);
@@ -236,7 +236,7 @@ TEST(DeblockKernels, AgreeOnEveryLimitAndWriteOnlyTheRow) {
   }
 }
 
-TEST(DeblockReference, FiltersEachPlaneAtItsOwnSizeAndStep) {
+TEST(DeblockReference, EachPlaneUsesItsSizeAndStep) {
   YuvPlanes planes = test::TexturedPicture(45, 37, 3, 0);
   for (auto* plane : {&planes.y, &planes.cb, &planes.cr}) {
     for (uint8_t& sample : *plane) sample = static_cast<uint8_t>(100 + sample / 12);

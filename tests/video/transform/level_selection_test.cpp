@@ -22,14 +22,14 @@ struct Block {
   void Set(size_t k, float steps, const QuantTable& table) {
     coefficients[kZigzag[k]] = steps * table.step[kZigzag[k]];
   }
-  void Quantize(const QuantTable& table) {
+  void Quantise(const QuantTable& table) {
     nonzero =
-        ScalarVideoKernels().quantize(coefficients.data(), table.step.data(), 0.5F, nearest.data());
+        ScalarVideoKernels().quantise(coefficients.data(), table.step.data(), 0.5F, nearest.data());
   }
 };
 
 std::array<int16_t, 64> Select(Block& block, const QuantTable& table, bool rate_rule) {
-  block.Quantize(table);
+  block.Quantise(table);
   std::array<int16_t, 64> zigzag{};
   SelectLevels(MakeLevelSelection(table, rate_rule), table, block.coefficients.data(),
                block.nearest.data(), block.nonzero, zigzag.data());
@@ -49,7 +49,7 @@ Block RandomBlock(const QuantTable& table, uint32_t seed) {
   return block;
 }
 
-TEST(SelectLevels, WithoutTheRuleEveryNearestLevelIsStored) {
+TEST(SelectLevels, AllNearestLevelsAreKeptWithoutRateRule) {
   for (uint32_t seed = 0; seed < 400; ++seed) {
     const QuantTable table = BuildInterQuantTable(static_cast<int32_t>(seed % 100 + 1), false);
     Block block = RandomBlock(table, seed);
@@ -94,8 +94,8 @@ TEST(SelectLevels, AnIsolatedWeakHighFrequencyIsDropped) {
   }
 }
 
-// In a table of equal steps, where only the estimated bits tell positions apart.
-TEST(SelectLevels, OnlyTheLastPositionNeedsNoEndOfItsBlock) {
+// With equal steps, so that only the estimated bits differ between positions.
+TEST(SelectLevels, LastPositionNeedsNoEndOfBlock) {
   QuantTable table;
   table.step.fill(20.0F);
   // A level of 1 gains 2 * steps - 1 squared steps. Behind its zeros it costs 16.6
@@ -111,7 +111,7 @@ TEST(SelectLevels, OnlyTheLastPositionNeedsNoEndOfItsBlock) {
   EXPECT_TRUE(is_stored(62, 1.46F));
 }
 
-TEST(SelectLevels, StrongLevelsStay) {
+TEST(SelectLevels, StrongLevelsAreKept) {
   const QuantTable table = BuildInterQuantTable(45, false);
   for (const size_t k : {0U, 1U, 20U, 63U}) {
     for (const float steps : {8.0F, -8.0F, 100.0F}) {
@@ -123,7 +123,7 @@ TEST(SelectLevels, StrongLevelsStay) {
   }
 }
 
-TEST(SelectLevels, AWeakLevelBehindAStrongOneDoesNotTakeItAlong) {
+TEST(SelectLevels, WeakLevelDoesNotDropStrongOne) {
   const QuantTable table = BuildInterQuantTable(45, false);
   Block block;
   block.Set(0, 12.0F, table);
@@ -148,7 +148,7 @@ TEST(SelectLevels, ClampedLevelsAndAnEmptyBlock) {
   EXPECT_EQ(Select(empty, table, true), (std::array<int16_t, 64>{}));
 }
 
-// Coefficients around what decides: single ones, a few, and all of them alike.
+// Coefficients around the thresholds: single ones, a few, and all equal.
 Block BorderlineBlock(const QuantTable& table, uint32_t seed) {
   std::mt19937 random(seed);
   std::uniform_real_distribution<float> around(0.45F, 1.55F);
@@ -190,7 +190,7 @@ void Judge(const Block& block, const QuantTable& table, const LevelSelection& se
   EXPECT_FALSE(stored && (too_weak || gains_nothing));
 }
 
-TEST(SkipThresholds, NothingIsStoredBelowThem) {
+TEST(SkipThresholds, BlocksBelowThresholdsHaveNoLevels) {
   for (const bool rate_rule : {false, true}) {
     for (const bool chroma : {false, true}) {
       for (const auto& make : {MakeLevelSelection, MakeUnreferencedLevelSelection}) {
@@ -200,12 +200,12 @@ TEST(SkipThresholds, NothingIsStoredBelowThem) {
           const QuantTable luma = BuildInterQuantTable(quality, false);
           const QuantTable table = chroma ? BuildInterQuantTable(quality, true) : luma;
           Block block = BorderlineBlock(table, seed);
-          block.Quantize(table);
+          block.Quantise(table);
           Judge(block, table, make(luma, rate_rule), verdicts);
         }
         EXPECT_GT(verdicts.by_energy, 1000);
         EXPECT_GT(verdicts.by_gain, verdicts.by_energy);
-        // Most of what is looked at is worth it.
+        // Most blocks above the thresholds do have levels.
         EXPECT_GT(verdicts.stored, verdicts.looked_at / 2);
       }
     }

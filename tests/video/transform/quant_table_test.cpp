@@ -11,7 +11,7 @@
 namespace qolm::video {
 namespace {
 
-// The example tables of ITU-T T.81, Annex K, once more.
+// An independent copy of the example tables of ITU-T T.81, Annex K.
 constexpr std::array<int, 64> kLuminance = {
     16, 11, 10, 16, 24,  40,  51,  61,  12, 12, 14, 19, 26,  58,  60,  55,
     14, 13, 16, 24, 40,  57,  69,  56,  14, 17, 22, 29, 51,  87,  80,  62,
@@ -42,7 +42,7 @@ uint64_t HashOfAllQualities(QuantTable (*build)(int32_t, bool), bool chroma) {
   return hash;
 }
 
-TEST(QualityByte, KeepsWhatFitsAByteAndClampsTheRest) {
+TEST(QualityByte, OutOfRangeQualityIsClamped) {
   for (const int quality : {0, 1, 45, 50, 100, 101, 255}) {
     EXPECT_EQ(QualityByte(quality), quality);
   }
@@ -67,14 +67,14 @@ TEST(IntraQuantTable, QualityIsClampedToOneToHundred) {
   }
 }
 
-TEST(IntraQuantTable, EveryStepIsOneAtQualityHundredAndAtMost255AtOne) {
+TEST(IntraQuantTable, StepsRangeFromOneTo255) {
   for (const bool chroma : {false, true}) {
     for (const float step : BuildQuantTable(100, chroma).step) EXPECT_EQ(step, 1.0F);
     for (const float step : BuildQuantTable(1, chroma).step) EXPECT_EQ(step, 255.0F);
   }
 }
 
-TEST(IntraQuantTable, QualityFiftyIsTheBaseTableAndACoarserChroma) {
+TEST(IntraQuantTable, QualityFiftyIsTheBaseTable) {
   const QuantTable luma = BuildQuantTable(50, false);
   const QuantTable chroma = BuildQuantTable(50, true);
   const std::array<int, 64> chrominance = Chrominance();
@@ -86,16 +86,16 @@ TEST(IntraQuantTable, QualityFiftyIsTheBaseTableAndACoarserChroma) {
   }
 }
 
-TEST(IntraQuantTable, StepsRoundInSinglePrecisionAfterEveryOperation) {
+TEST(IntraQuantTable, StepsRoundInSinglePrecision) {
   // 11 * 50 * 0.01 lies below 5.5 as a real number of the float 0.01; the
   // rounded product is 5.5 and goes up.
   EXPECT_EQ(BuildQuantTable(75, false).step[1], 6.0F);
-  // Computed apart from this code, one float operation after the other.
+  // Computed independently, one float operation at a time.
   EXPECT_EQ(HashOfAllQualities(BuildQuantTable, false), 0x77378A517C74B8C4ULL);
   EXPECT_EQ(HashOfAllQualities(BuildQuantTable, true), 0x20B8F4AA7479605EULL);
 }
 
-TEST(InterQuantTable, ScalesAtTheNamedQualities) {
+TEST(InterQuantTable, ScalesWithQuality) {
   EXPECT_FLOAT_EQ(BuildInterQuantTable(50, false).step[0], 16.0F * 110.0F * 0.02F);
   EXPECT_FLOAT_EQ(BuildInterQuantTable(100, false).step[0], 16.0F * 20.0F * 0.02F);
   EXPECT_FLOAT_EQ(BuildInterQuantTable(1, false).step[0], 1600.0F);
@@ -103,7 +103,7 @@ TEST(InterQuantTable, ScalesAtTheNamedQualities) {
   EXPECT_FLOAT_EQ(BuildInterQuantTable(50, true).step[0], 17.0F * 110.0F / 36.0F);
 }
 
-TEST(InterQuantTable, StepsAreAtLeastTwoAndNotRoundedToWholeOnes) {
+TEST(InterQuantTable, StepsAreAtLeastTwoAndNotIntegers) {
   bool reaches_two = false;
   for (int quality = 1; quality <= 100; ++quality) {
     for (const bool chroma : {false, true}) {
@@ -141,17 +141,17 @@ TEST(InterQuantTable, BaseEntriesAreCapped) {
   }
 }
 
-TEST(InterQuantTable, QualityIsClampedAndEveryOperationRounds) {
+TEST(InterQuantTable, QualityIsClampedAndStepsRoundInSinglePrecision) {
   for (const bool chroma : {false, true}) {
     EXPECT_EQ(BuildInterQuantTable(0, chroma).step, BuildInterQuantTable(1, chroma).step);
     EXPECT_EQ(BuildInterQuantTable(255, chroma).step, BuildInterQuantTable(100, chroma).step);
   }
-  // Computed apart from this code, one float operation after the other.
+  // Computed independently, one float operation at a time.
   EXPECT_EQ(HashOfAllQualities(BuildInterQuantTable, false), 0x6EFB099924097D82ULL);
   EXPECT_EQ(HashOfAllQualities(BuildInterQuantTable, true), 0x27DC7C1FE1498E18ULL);
 }
 
-TEST(Zigzag, WalksTheDiagonalsAndBack) {
+TEST(Zigzag, ScanFollowsDiagonals) {
   // Odd diagonals run downwards to the left, even ones upwards to the right.
   size_t k = 0;
   for (int diagonal = 0; diagonal < 15; ++diagonal) {

@@ -46,8 +46,8 @@ CodedPlane Code(const std::vector<uint8_t>& source, const std::vector<uint8_t>& 
   return Code(source, prediction, grid, table, MakeLevelSelection(table, rate_rule));
 }
 
-// Every nearest level, block after block; the prediction repeats its last
-// column and row as the source does.
+// All nearest levels, block by block; source and prediction repeat their last column and
+// row.
 CodedPlane NaiveCode(const std::vector<uint8_t>& source, const std::vector<uint8_t>& prediction,
                      const BlockGrid& grid, const QuantTable& table) {
   CodedPlane coded{{}, prediction, {}};
@@ -71,7 +71,7 @@ CodedPlane NaiveCode(const std::vector<uint8_t>& source, const std::vector<uint8
   return coded;
 }
 
-TEST(CodeResidualRow, WithoutTheRateRuleEveryNearestLevelIsCoded) {
+TEST(CodeResidualRow, AllNearestLevelsAreCodedWithoutRateRule) {
   std::mt19937 random(4);
   for (const BlockGrid& grid : {BlockGrid{1, 1}, {8, 8}, {9, 17}, {64, 48}, {67, 35}}) {
     const size_t count = size_t{grid.width} * grid.height;
@@ -118,13 +118,13 @@ std::vector<int16_t> LevelsOfAnyBlock(const std::vector<uint8_t>& source,
   kernels.forward_dct(wanted.samples, wanted.stride, predicted.samples, predicted.stride,
                       coefficients);
   int16_t nearest[64];
-  const uint64_t nonzero = kernels.quantize(coefficients, table.step.data(), 0.5F, nearest);
+  const uint64_t nonzero = kernels.quantise(coefficients, table.step.data(), 0.5F, nearest);
   std::vector<int16_t> levels(64);
   SelectLevels(selection, table, coefficients, nearest, nonzero, levels.data());
   return levels;
 }
 
-TEST(CodeResidualRow, WithTheRateRuleTheLevelsAreThoseOfEveryBlockTransformed) {
+TEST(CodeResidualRow, SkippingKeepsLevelsWithRateRule) {
   const BlockGrid grid{67, 35};
   const size_t count = size_t{grid.width} * grid.height;
   std::mt19937 random(11);
@@ -160,7 +160,7 @@ TEST(CodeResidualRow, WithTheRateRuleTheLevelsAreThoseOfEveryBlockTransformed) {
   EXPECT_GT(coded_blocks, 100);
 }
 
-TEST(CodeResidualRow, AFaintSpeckWhoseLevelRoundsUpIsCoded) {
+TEST(CodeResidualRow, LevelThatJustRoundsUpIsCoded) {
   // 11 at the corner is 11 * 0.2405 at coefficient (1, 1), more than half of its
   // step of 4.8.
   const std::vector<uint8_t> prediction(64, 100);
@@ -171,7 +171,7 @@ TEST(CodeResidualRow, AFaintSpeckWhoseLevelRoundsUpIsCoded) {
   EXPECT_EQ(coded.levels[kScanPosition[9]], 1);
 }
 
-TEST(ReconstructResidualRow, RebuildsWhatTheCoderLeft) {
+TEST(ReconstructResidualRow, MatchesEncoderReconstruction) {
   for (const BlockGrid& grid : {BlockGrid{1, 1}, {9, 17}, {64, 48}, {67, 35}}) {
     const size_t count = size_t{grid.width} * grid.height;
     const std::vector<uint8_t> prediction = test::RandomBytes(count, 5);

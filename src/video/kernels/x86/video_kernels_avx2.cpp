@@ -16,16 +16,15 @@ __m256 LoadBytesAsFloats(const uint8_t* bytes) {
 }
 
 // product = left * right over the first `terms` columns of `left` and rows of
-// `right`. Columns lie side by side in the lanes, and every lane adds in the
-// scalar order; the eight rows are summed together, since each sum alone would
-// wait for its own last addition.
+// `right`. Each lane holds one column and adds in the scalar order; the eight rows are
+// summed concurrently to hide the latency of the additions.
 template <size_t... kRow>
 void MultiplyMatrices(const float* left, const float* right, int terms, float* product,
                       std::index_sequence<kRow...> /*rows*/) {
   __m256 sums[8];
   const __m256 first = _mm256_load_ps(right);
   ((sums[kRow] = _mm256_mul_ps(_mm256_broadcast_ss(left + 8 * kRow), first)), ...);
-  // Unrolled, GCC would load all factors first and run out of registers.
+  // When this loop is unrolled, GCC loads all factors first and spills registers.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC unroll 1
 #endif
@@ -77,7 +76,7 @@ ResidualEnergy MeasureResidual(const uint8_t* source, ptrdiff_t source_stride,
     source += 2 * source_stride;
     prediction += 2 * prediction_stride;
   }
-  // Two sums and two sums of squares in each half, then one of each.
+  // Horizontal addition: two sums and two sums of squares per half, then one of each.
   const __m256i pairs = _mm256_hadd_epi32(_mm256_madd_epi16(sums, _mm256_set1_epi16(1)), squares);
   const __m128i quarters =
       _mm_add_epi32(_mm256_castsi256_si128(pairs), _mm256_extracti128_si256(pairs, 1));
@@ -105,7 +104,7 @@ bool MayHaveNonzeroLevels(const float* coefficients, const SkipThresholds& limit
   return _mm_cvtss_f32(sum) > limits.gain;
 }
 
-__m256i QuantizeRow(const float* coefficients, const float* steps, __m256 round_up) {
+__m256i QuantiseRow(const float* coefficients, const float* steps, __m256 round_up) {
   const __m256 sign_bit = _mm256_set1_ps(-0.0F);
   const __m256 quotient = _mm256_div_ps(_mm256_load_ps(coefficients), _mm256_load_ps(steps));
   const __m256 magnitude = _mm256_andnot_ps(sign_bit, quotient);
@@ -118,12 +117,12 @@ __m256i QuantizeRow(const float* coefficients, const float* steps, __m256 round_
   return _mm256_cvttps_epi32(value);
 }
 
-uint64_t Quantize(const float* coefficients, const float* steps, float round_up, int16_t* levels) {
+uint64_t Quantise(const float* coefficients, const float* steps, float round_up, int16_t* levels) {
   const __m256 threshold = _mm256_set1_ps(round_up);
   uint64_t nonzero = 0;
   for (int i = 0; i < 64; i += 16) {
-    const __m256i low = QuantizeRow(coefficients + i, steps + i, threshold);
-    const __m256i high = QuantizeRow(coefficients + i + 8, steps + i + 8, threshold);
+    const __m256i low = QuantiseRow(coefficients + i, steps + i, threshold);
+    const __m256i high = QuantiseRow(coefficients + i + 8, steps + i + 8, threshold);
     const __m256i words = _mm256_permute4x64_epi64(_mm256_packs_epi32(low, high), 0xD8);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(levels + i), words);
     const __m256i zero = _mm256_cmpeq_epi16(words, _mm256_setzero_si256());
@@ -142,7 +141,7 @@ void InverseDctAdd(const float* coefficients, int rows, int columns, const uint8
   const __m256 half = _mm256_set1_ps(0.5F);
   const __m256 zero = _mm256_setzero_ps();
   const __m256 most = _mm256_set1_ps(255.0F);
-  // Zero rows and columns would only add zeros, which no later step can tell.
+  // Skipping zero rows and columns is exact: adding zeros does not change the sums.
   alignas(32) float product[64];
   alignas(32) float residual[64];
   MultiplyMatrices(basis.columns[0], coefficients, rows, product);
@@ -184,11 +183,11 @@ uint32_t Sad16x16(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdif
   return SumLanes(sums);
 }
 
-// For each 4 bytes of `a`'s rows an instruction gives the sums at 8 places.
+// One instruction compares 4 bytes of a row of `a` with 8 positions in `b`.
 uint32_t Sad8x8Across(const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b, ptrdiff_t b_stride,
                       uint16_t* costs) {
-  // The lower lane takes bytes 0..3 of `a` from the first byte of `b` on, the
-  // upper one bytes 4..7 from the fifth on.
+  // The lower lane compares bytes 0..3 of `a` from byte 0 of `b` on, the upper lane bytes
+  // 4..7 from byte 4 on.
   constexpr int kHalves = 0b101'000;
   __m256i sums = _mm256_setzero_si256();
   for (int r = 0; r < 8; ++r) {
@@ -253,7 +252,7 @@ __m256i LoadPixels(const uint8_t* rgba) {
 __m256i EvenBytes(__m256i pixels) { return _mm256_and_si256(pixels, _mm256_set1_epi32(0xFF00FF)); }
 __m256i OddBytes(__m256i pixels) { return _mm256_srli_epi16(pixels, 8); }
 
-// `low` weighs the lower word of each pair, `high` the upper one.
+// The weights of the lower and upper word of each pair.
 __m256i WordPair(int low, int high) {
   return _mm256_set1_epi32(static_cast<int>((static_cast<uint32_t>(high) << 16) |
                                             (static_cast<uint32_t>(low) & 0xFFFFU)));
@@ -280,7 +279,7 @@ void RgbaToLumaRow(const uint8_t* rgba, size_t width, uint8_t* luma) {
   ScalarVideoKernels().rgba_to_luma_row(rgba + 4 * x, width - x, luma + x);
 }
 
-// One chroma value of each of 8 pixels, less the offset of 128.
+// One chroma value of each of 8 pixels, without the offset of 128.
 __m256i Chroma8(__m256i even, __m256i odd, __m256i even_weights, __m256i odd_weights) {
   const __m256i sum =
       _mm256_add_epi32(_mm256_madd_epi16(even, even_weights), _mm256_madd_epi16(odd, odd_weights));
@@ -328,7 +327,7 @@ void RgbaToChromaRow(const uint8_t* top, const uint8_t* bottom, size_t width, ui
   }
 }
 
-// 16 pairs of words in the order that ShiftAndPack puts back.
+// 16 pairs of words in an order that ShiftAndPack reverses.
 struct WordPairs {
   __m256i low;
   __m256i high;
@@ -405,16 +404,16 @@ void StoreBytes(uint8_t* bytes, __m256i values) {
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), values);
 }
 
-// All ones where `bytes` <= `limits`.
+// A byte mask, all ones where `bytes` <= `limits`.
 __m256i AtMost(__m256i bytes, __m256i limits) {
   return _mm256_cmpeq_epi8(_mm256_min_epu8(bytes, limits), bytes);
 }
 
-// What p0 loses and q0 gains, or the other way round, wherever `smooth` is set:
-// one of the two is zero.
+// The change of p0, and with opposite sign of q0, where `smooth` is set. At least one of
+// the two is zero.
 struct Correction {
-  __m256i up;  // of p0, towards a greater q0
-  __m256i down;
+  __m256i up;    // added to p0 when q0 is greater
+  __m256i down;  // subtracted from p0 when q0 is smaller
 };
 
 Correction CorrectionOf(__m256i p0, __m256i q0, __m256i jump, __m256i smooth, __m256i most) {
@@ -440,12 +439,12 @@ DifferenceSums MeasureDifference(const uint8_t* a, const uint8_t* b, size_t coun
   __m256i magnitudes = zero;
   __m256i squares = zero;
   size_t i = 0;
-  // Whole vectors reach a sample further than the last that counts.
+  // A whole vector includes one sample after the last that counts.
   for (; i + 16 < count; i += 16) {
     const __m256i words =
         _mm256_and_si256(AbsoluteDifference(LoadBytes(a + 2 * i), LoadBytes(b + 2 * i)), even);
     const __m256i mask = _mm256_cmpgt_epi16(words, unchanged);
-    // A mask of ones times itself is 1.
+    // Each mask word is -1, whose square is 1.
     changed = _mm256_add_epi32(changed, _mm256_madd_epi16(mask, mask));
     magnitudes = _mm256_add_epi32(magnitudes, _mm256_sad_epu8(words, zero));
     squares = _mm256_add_epi32(squares, _mm256_madd_epi16(words, words));
@@ -456,24 +455,24 @@ DifferenceSums MeasureDifference(const uint8_t* a, const uint8_t* b, size_t coun
           SumOfLanes(squares) + rest.squares};
 }
 
-// By how much a sample moves depends on the difference alone: a quarter of 3 or
-// of 4, rounded, is 1.
-void DenoiseLuma(const uint8_t* now, const uint8_t* before, size_t count, uint8_t* quieted) {
+// The change of a sample depends on the difference only: a quarter of 3 or 4, rounded, is
+// 1.
+void DenoiseLuma(const uint8_t* current, const uint8_t* previous, size_t count, uint8_t* filtered) {
   const __m256i moves =
       _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
   const __m256i last_entry = _mm256_set1_epi8(15);
   size_t i = 0;
   for (; i + 32 <= count; i += 32) {
-    const __m256i c = LoadBytes(now + i);
-    const __m256i p = LoadBytes(before + i);
+    const __m256i c = LoadBytes(current + i);
+    const __m256i p = LoadBytes(previous + i);
     const __m256i move =
         _mm256_shuffle_epi8(moves, _mm256_min_epu8(AbsoluteDifference(c, p), last_entry));
     const __m256i rises = AtMost(c, p);
     const __m256i up = _mm256_and_si256(move, rises);
     const __m256i down = _mm256_andnot_si256(rises, move);
-    StoreBytes(quieted + i, _mm256_sub_epi8(_mm256_add_epi8(c, up), down));
+    StoreBytes(filtered + i, _mm256_sub_epi8(_mm256_add_epi8(c, up), down));
   }
-  ScalarVideoKernels().denoise_luma(now + i, before + i, count - i, quieted + i);
+  ScalarVideoKernels().denoise_luma(current + i, previous + i, count - i, filtered + i);
 }
 
 char AsByte(int value) { return static_cast<char>(value); }
@@ -499,8 +498,8 @@ void DeblockHorizontalEdge(DeblockLimits limits, const uint8_t* p1, uint8_t* p0,
   ScalarVideoKernels().deblock_horizontal_edge(limits, p1 + x, p0 + x, q0 + x, q1 + x, width - x);
 }
 
-// Four edges at a time, each in the middle of 8 bytes: p1, p0, q0 and q1 are the
-// bytes 2 to 5, and a byte's neighbour on the right is loaded at its own place.
+// Four edges at a time, each in a group of 8 bytes: p1, p0, q0 and q1 are the bytes 2 to
+// 5. A second load, shifted by one byte, aligns each byte with its right neighbour.
 void DeblockVerticalEdges(DeblockLimits limits, uint8_t* row, size_t width) {
   const char across = AsByte(limits.across - 1);
   const char beside = AsByte(limits.beside - 1);
@@ -515,7 +514,7 @@ void DeblockVerticalEdges(DeblockLimits limits, uint8_t* row, size_t width) {
     const __m256i right = LoadBytes(bytes + 1);
     const __m256i steps = AbsoluteDifference(here, right);
     const __m256i smooth = _mm256_cmpeq_epi64(AtMost(steps, limit), _mm256_set1_epi64x(-1));
-    // At byte 3, p0's; q0's is the byte after it.
+    // The change of p0 is in byte 3; byte 4 gets that of q0.
     const Correction change = CorrectionOf(here, right, steps, smooth, most);
     const __m256i up = _mm256_sub_epi8(change.up, _mm256_slli_epi64(change.up, 8));
     const __m256i down = _mm256_sub_epi8(change.down, _mm256_slli_epi64(change.down, 8));
@@ -530,7 +529,7 @@ void UseAvx2VideoKernels(VideoKernels& kernels) {
   kernels.forward_dct = ForwardDct;
   kernels.residual_energy = MeasureResidual;
   kernels.may_have_nonzero_levels = MayHaveNonzeroLevels;
-  kernels.quantize = Quantize;
+  kernels.quantise = Quantise;
   kernels.inverse_dct_add = InverseDctAdd;
   kernels.sad_8x8 = Sad8x8;
   kernels.sad_16x16 = Sad16x16;

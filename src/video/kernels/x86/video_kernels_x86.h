@@ -1,6 +1,6 @@
 // The x86 variants of the video kernels. Each file of this folder is compiled
-// for its own instruction set and shares no inline helper with baseline code,
-// lest the linker hand a wide copy of a helper to a baseline caller.
+// for its own instruction set and shares no inline function with baseline code: the
+// linker could otherwise pick the wide copy of it for a baseline caller.
 #ifndef QOLM_VIDEO_KERNELS_X86_VIDEO_KERNELS_X86_H_
 #define QOLM_VIDEO_KERNELS_X86_VIDEO_KERNELS_X86_H_
 
@@ -8,7 +8,7 @@
 
 namespace qolm::video::x86 {
 
-// Puts the AVX2 variants over the entries of `kernels`.
+// Replaces the entries of `kernels` by their AVX2 variants.
 void UseAvx2VideoKernels(VideoKernels& kernels);
 
 }  // namespace qolm::video::x86

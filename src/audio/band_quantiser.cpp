@@ -1,4 +1,4 @@
-#include "audio/band_quantizer.h"
+#include "audio/band_quantiser.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,7 @@ constexpr std::array<float, kBandCount + 1> kEdgeFractions = {
     0.0F,  0.015F, 0.035F, 0.06F, 0.095F, 0.14F,  0.195F, 0.26F, 0.335F,
     0.42F, 0.515F, 0.62F,  0.73F, 0.835F, 0.925F, 0.97F,  1.0F};
 
-// Nothing above 2 gets a scale below this one.
+// The scale of a loudness of 2, the smallest that ScaleOfLoudness distinguishes.
 constexpr uint8_t kFirstScale = 20;
 
 constexpr double PowerOfTwo(int exponent) {
@@ -47,7 +47,7 @@ constexpr auto kSteps = [] {
   return steps;
 }();
 
-void QuantizeBand(const double* coefficients, size_t count, float step, int16_t* levels) {
+void QuantiseBand(const double* coefficients, size_t count, float step, int16_t* levels) {
   const double wide_step = step;
   const double smallest = 0.75 * wide_step;
   for (size_t k = 0; k < count; ++k) {
@@ -83,7 +83,7 @@ uint8_t ScaleOfLoudness(double loudness) {
 
 float StepOfScale(uint8_t scale) { return kSteps[scale]; }
 
-void QuantizeFrame(const BandEdges& edges, float strength, const double* coefficients,
+void QuantiseFrame(const BandEdges& edges, float strength, const double* coefficients,
                    uint8_t* scales, int16_t* levels) {
   std::array<double, kBandCount> rms;
   double loudest = 0.0;
@@ -100,7 +100,7 @@ void QuantizeFrame(const BandEdges& edges, float strength, const double* coeffic
     const size_t width = edges[b + 1] - first;
     if (rms[b] >= threshold) {
       scales[b] = ScaleOfLoudness(rms[b] * 0.125 * static_cast<double>(strength));
-      QuantizeBand(coefficients + first, width, StepOfScale(scales[b]), levels + first);
+      QuantiseBand(coefficients + first, width, StepOfScale(scales[b]), levels + first);
     } else {
       scales[b] = kSilentScale;
       std::fill_n(levels + first, width, int16_t{0});
@@ -108,7 +108,7 @@ void QuantizeFrame(const BandEdges& edges, float strength, const double* coeffic
   }
 }
 
-bool IsQuantizedFrame(const BandEdges& edges, const uint8_t* scales, const int16_t* levels) {
+bool IsQuantisedFrame(const BandEdges& edges, const uint8_t* scales, const int16_t* levels) {
   for (size_t b = 0; b < kBandCount; ++b) {
     if (scales[b] > kMaxScale) return false;
     const bool silent = scales[b] == kSilentScale;
@@ -121,7 +121,7 @@ bool IsQuantizedFrame(const BandEdges& edges, const uint8_t* scales, const int16
   return true;
 }
 
-void DequantizeFrame(const BandEdges& edges, const uint8_t* scales, const int16_t* levels,
+void DequantiseFrame(const BandEdges& edges, const uint8_t* scales, const int16_t* levels,
                      double* coefficients) {
   for (size_t b = 0; b < kBandCount; ++b) {
     const double step = StepOfScale(scales[b]);

@@ -1,6 +1,6 @@
-// Synthetic sound and how to compare it. One channel each; Interleave makes two.
-#ifndef QOLM_TESTS_AUDIO_SOUNDS_H_
-#define QOLM_TESTS_AUDIO_SOUNDS_H_
+// Synthetic audio signals, one channel each unless interleaved, and their comparison.
+#ifndef QOLM_TESTS_AUDIO_TEST_SIGNALS_H_
+#define QOLM_TESTS_AUDIO_TEST_SIGNALS_H_
 
 #include <algorithm>
 #include <cmath>
@@ -79,7 +79,7 @@ inline Samples Inverted(const Samples& samples) {
   return inverted;
 }
 
-// In dB; 200 for equal sounds.
+// In dB; 200 for identical signals.
 inline double SignalToNoise(const Samples& sound, const Samples& decoded) {
   double signal = 0.0;
   double noise = 0.0;
@@ -93,4 +93,4 @@ inline double SignalToNoise(const Samples& sound, const Samples& decoded) {
 
 }  // namespace qolm::test
 
-#endif  // QOLM_TESTS_AUDIO_SOUNDS_H_
+#endif  // QOLM_TESTS_AUDIO_TEST_SIGNALS_H_

@@ -1,4 +1,4 @@
-#include "encoder/sound_store.h"
+#include "encoder/audio_store.h"
 
 #include <algorithm>
 #include <limits>
@@ -10,49 +10,44 @@
 namespace qolm::encoder {
 namespace {
 
-audio::AudioCodingMode CodingMode(const EncodeSettings& settings) {
-  return settings.audio_coding_mode == 2 ? audio::AudioCodingMode::kTransform
-                                         : audio::AudioCodingMode::kAdpcm;
-}
-
-// An empty payload where the coder refuses the sound.
+// Empty when the coder rejects the samples.
 std::vector<uint8_t> Code(
     const PcmTrack& track, size_t first, size_t values, const EncodeSettings& settings,
     const std::function<bool()>& stop = [] { return false; }) {
   std::vector<uint8_t> payload;
   const audio::PcmView view{track.sample_rate, track.channels,
                             std::span(track.samples).subspan(first, values)};
-  if (!audio::EncodeAudio(view, CodingMode(settings), payload, stop)) payload.clear();
+  if (!audio::EncodeAudio(view, settings.audio_coding_mode, payload, stop)) payload.clear();
   return payload;
 }
 
 }  // namespace
 
-uint64_t SoundChunkValues(uint64_t frames, const EncodeSettings& settings, uint32_t sample_rate,
+uint64_t AudioChunkValues(uint64_t frames, const EncodeSettings& settings, uint32_t sample_rate,
                           uint32_t channels) {
   const uint64_t values_per_second = uint64_t{sample_rate} * channels;
   uint64_t values = values_per_second;
   if (settings.fps_numerator > 0) {
-    // frames * denominator * values_per_second / numerator without the product,
-    // which may not fit: whole seconds and what is left of the last one.
+    // frames * denominator * values_per_second / numerator without overflow: whole
+    // seconds and the rest separately.
     const auto numerator = static_cast<uint64_t>(settings.fps_numerator);
     const uint64_t ticks = frames * static_cast<uint64_t>(std::max(settings.fps_denominator, 0));
     const uint64_t seconds = ticks / numerator;
-    const uint64_t most_seconds = std::numeric_limits<int64_t>::max() / values_per_second;
-    values = std::min(seconds, most_seconds) * values_per_second +
+    const uint64_t max_seconds = std::numeric_limits<int64_t>::max() / values_per_second;
+    values = std::min(seconds, max_seconds) * values_per_second +
              ticks % numerator * values_per_second / numerator;
   }
   if (channels > 1) values -= values % channels;
   return values == 0 ? channels : values;
 }
 
-std::vector<uint8_t> SoundStore::start(const EncodeSettings& settings,
+std::vector<uint8_t> AudioStore::start(const EncodeSettings& settings,
                                        const std::function<bool()>& stop) {
   stored_ = {};
   position_ = 0;
-  const bool has_sound = settings.audio_present && track_.sample_rate != 0 &&
+  const bool has_audio = settings.audio_present && track_.sample_rate != 0 &&
                          track_.channels != 0 && !track_.samples.empty();
-  if (!has_sound) return {};
+  if (!has_audio) return {};
   stored_.sample_rate = track_.sample_rate;
   stored_.channels = track_.channels;
   stored_.interleaved =
@@ -67,17 +62,17 @@ std::vector<uint8_t> SoundStore::start(const EncodeSettings& settings,
   return block;
 }
 
-std::vector<uint8_t> SoundStore::next_chunk(uint64_t frames, bool final,
+std::vector<uint8_t> AudioStore::next_chunk(uint64_t frames, bool final,
                                             const EncodeSettings& settings) {
   if (!stored_.interleaved || position_ >= track_.samples.size()) return {};
   const size_t left = track_.samples.size() - position_;
   uint64_t values = final ? left - left % track_.channels
-                          : SoundChunkValues(frames, settings, track_.sample_rate, track_.channels);
+                          : AudioChunkValues(frames, settings, track_.sample_rate, track_.channels);
   values = std::min(values, audio::kMaxPayloadValues - audio::kMaxPayloadValues % track_.channels);
   if (values == 0) values = track_.channels;
   auto taken = static_cast<size_t>(std::min<uint64_t>(values, left));
   std::vector<uint8_t> payload = Code(track_, position_, taken, settings);
-  // A piece of exactly the largest size is one that readers pass over.
+  // Readers skip a chunk of exactly the maximum size.
   while (payload.size() >= max_payload_bytes_ && taken > track_.channels) {
     taken /= 2;
     taken = std::max<size_t>(taken - taken % track_.channels, track_.channels);

@@ -1,7 +1,7 @@
-// The quantiser of the transform coder: sixteen bands a frame, each with one
-// scale byte that stands for its step.
-#ifndef QOLM_AUDIO_BAND_QUANTIZER_H_
-#define QOLM_AUDIO_BAND_QUANTIZER_H_
+// The quantiser of the transform coder: each frame has sixteen bands, each with a
+// scale byte that selects the quantiser step.
+#ifndef QOLM_AUDIO_BAND_QUANTISER_H_
+#define QOLM_AUDIO_BAND_QUANTISER_H_
 
 #include <array>
 #include <cstddef>
@@ -15,7 +15,7 @@ inline constexpr uint8_t kMaxScale = 63;
 inline constexpr int16_t kMinAudioLevel = -2048;
 inline constexpr int16_t kMaxAudioLevel = 2047;
 
-// How coarse a channel is quantised.
+// Factor on the quantiser step of a channel.
 inline constexpr float kMainStrength = 1.6F;  // the only channel, and mid
 inline constexpr float kSideStrength = 2.0F;
 
@@ -34,17 +34,17 @@ float StepOfScale(uint8_t scale);
 
 // Fills the frame's 16 scales and its levels from its coefficients. A band below
 // a hundredth of the frame's loudest one, or below 20, becomes silent.
-void QuantizeFrame(const BandEdges& edges, float strength, const double* coefficients,
+void QuantiseFrame(const BandEdges& edges, float strength, const double* coefficients,
                    uint8_t* scales, int16_t* levels);
 
-// Whether scales and levels are such as QuantizeFrame writes them: both in range,
-// and nothing but 0 in silent bands.
-bool IsQuantizedFrame(const BandEdges& edges, const uint8_t* scales, const int16_t* levels);
+// Whether QuantiseFrame could have produced the scales and levels: both in range, and
+// all levels of silent bands 0.
+bool IsQuantisedFrame(const BandEdges& edges, const uint8_t* scales, const int16_t* levels);
 
 // Coefficients are level times step.
-void DequantizeFrame(const BandEdges& edges, const uint8_t* scales, const int16_t* levels,
+void DequantiseFrame(const BandEdges& edges, const uint8_t* scales, const int16_t* levels,
                      double* coefficients);
 
 }  // namespace qolm::audio
 
-#endif  // QOLM_AUDIO_BAND_QUANTIZER_H_
+#endif  // QOLM_AUDIO_BAND_QUANTISER_H_

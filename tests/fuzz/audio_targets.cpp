@@ -21,18 +21,18 @@ bool SameSound(const PcmTrack& a, const PcmTrack& b) {
   return a.sample_rate == b.sample_rate && a.channels == b.channels && a.samples == b.samples;
 }
 
-using DecodeInto = bool (*)(Input payload, uint64_t max_values, audio::TrackRoom& room);
+using DecodeInto = bool (*)(Input payload, uint64_t max_values, audio::SampleSink& sink);
 using Decode = bool (*)(Input payload, uint64_t max_values, PcmTrack& track);
 
 // The same where the samples are kept and where they are only counted.
 template <DecodeInto kDecode>
 bool InTrack(Input payload, uint64_t max_values, PcmTrack& track) {
-  SoundExtent extent{track.sample_rate, track.channels, track.samples.size()};
-  audio::TrackRoom counted(extent);
-  audio::TrackRoom kept(track);
+  AudioExtent extent{track.sample_rate, track.channels, track.samples.size()};
+  audio::SampleSink counted(extent);
+  audio::SampleSink kept(track);
   const bool decoded = kDecode(payload, max_values, kept);
   QOLM_REQUIRE(kDecode(payload, max_values, counted) == decoded);
-  QOLM_REQUIRE(counted.values_in_vain() == kept.values_in_vain());
+  QOLM_REQUIRE(counted.wasted_values() == kept.wasted_values());
   QOLM_REQUIRE(extent.values == track.samples.size());
   QOLM_REQUIRE(extent.sample_rate == track.sample_rate && extent.channels == track.channels);
   return decoded;
@@ -87,13 +87,13 @@ void CheckPayload(Input payload, Decode decode, audio::AudioCodingMode mode) {
 
 }  // namespace
 
-void AdpcmSound(Input input) {
+void AdpcmAudio(Input input) {
   // Behind the one door this is the other coder's.
   if (input.size() >= 4 && LoadLe32(input.data()) == audio::kTransformTag) return;
   CheckPayload(input, InTrack<audio::DecodeAdpcmPayload>, audio::AudioCodingMode::kAdpcm);
 }
 
-void TransformSound(Input input) {
+void TransformAudio(Input input) {
   if (input.size() < audio::kTransformHeaderBytes) return;
   if (LoadLe32(input.data() + 4) > kHighestRate) return;
   CheckPayload(input, InTrack<audio::DecodeAudioTransform>, audio::AudioCodingMode::kTransform);

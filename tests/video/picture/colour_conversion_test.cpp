@@ -1,4 +1,4 @@
-#include "video/picture/color_conversion.h"
+#include "video/picture/colour_conversion.h"
 
 #include <gtest/gtest.h>
 
@@ -166,15 +166,15 @@ VideoFrame FrameOf(int width, int height, std::vector<uint8_t> pixels) {
   return frame;
 }
 
-struct KnownColor {
+struct KnownColour {
   std::array<uint8_t, 4> rgba;
   uint8_t y;
   uint8_t cb;
   uint8_t cr;
 };
 
-TEST(ConvertFrameToYuv, KnownColors) {
-  const std::vector<KnownColor> colors = {
+TEST(ConvertFrameToYuv, KnownColours) {
+  const std::vector<KnownColour> colors = {
       {{0, 0, 0, 255}, 16, 128, 128},      {{255, 255, 255, 255}, 235, 128, 128},
       {{255, 0, 0, 255}, 82, 90, 240},     {{0, 255, 0, 255}, 144, 54, 34},
       {{0, 0, 255, 255}, 41, 240, 110},    {{128, 128, 128, 255}, 126, 128, 128},
@@ -182,7 +182,7 @@ TEST(ConvertFrameToYuv, KnownColors) {
   };
   for (const SimdLevel level : AvailableSimdLevels()) {
     const ScopedSimdLevel forced(level);
-    for (const KnownColor& color : colors) {
+    for (const KnownColour& color : colors) {
       for (const auto& [width, height] : {std::pair{1, 1}, {2, 2}, {5, 3}, {64, 4}}) {
         std::vector<uint8_t> pixels;
         for (int i = 0; i < width * height; ++i) {
@@ -198,7 +198,7 @@ TEST(ConvertFrameToYuv, KnownColors) {
   }
 }
 
-TEST(ConvertFrameToYuv, SizesRoundUpAndTheLastColumnAndRowRepeat) {
+TEST(ConvertFrameToYuv, OddSizesRepeatLastColumnAndRow) {
   // 3x3 with black but for a red right bottom pixel: its chroma sample sees it
   // four times. The pixels beside it are black and count in their own samples.
   std::vector<uint8_t> pixels(3 * 3 * 4, 0);
@@ -213,7 +213,7 @@ TEST(ConvertFrameToYuv, SizesRoundUpAndTheLastColumnAndRowRepeat) {
   EXPECT_EQ(planes.cr, (std::vector<uint8_t>{128, 128, 128, 240}));
 }
 
-TEST(ConvertFrameToYuv, TheMeanOfFourIsTruncated) {
+TEST(ConvertFrameToYuv, ChromaMeanIsTruncated) {
   // One red pixel among three black ones: (90 + 3 * 128) / 4 = 118.5 and
   // (240 + 3 * 128) / 4 = 156.
   std::vector<uint8_t> pixels(2 * 2 * 4, 0);
@@ -224,7 +224,7 @@ TEST(ConvertFrameToYuv, TheMeanOfFourIsTruncated) {
   EXPECT_EQ(planes.cr, std::vector<uint8_t>{156});
 }
 
-TEST(ConvertFrameToYuv, EveryLevelGivesTheSamePlanes) {
+TEST(ConvertFrameToYuv, SimdLevelsGiveSamePlanes) {
   if (!test::HasVectorKernels()) GTEST_SKIP() << test::kNothingCompared;
   for (const auto& [width, height] :
        {std::pair{1, 9}, {9, 1}, {33, 17}, {70, 31}, {129, 66}, {331, 121}}) {
@@ -243,7 +243,7 @@ TEST(ConvertFrameToYuv, EveryLevelGivesTheSamePlanes) {
   }
 }
 
-TEST(ConvertFrameToYuv, PlanesAdoptANewSize) {
+TEST(ConvertFrameToYuv, PlanesAreResized) {
   const VideoFrame frame = FrameOf(33, 17, test::RandomBytes(33 * 17 * 4, 77));
   YuvPlanes fresh;
   ConvertFrameToYuv(frame, fresh);
@@ -275,7 +275,7 @@ TEST(ConvertYuvToPacked, KnownSamples) {
   EXPECT_EQ(packed(82, 90, 240, PixelOrder::kBgra), (Bytes{0, 1, 255, 255}));
 }
 
-TEST(ConvertYuvToPacked, EachPixelTakesTheChromaOfItsSquareAtOddSizes) {
+TEST(ConvertYuvToPacked, PixelsShareChromaOfTheirSquareAtOddSizes) {
   for (const auto& [width, height] :
        {std::pair{1U, 1U}, {1U, 9U}, {2U, 2U}, {7U, 5U}, {33U, 17U}, {70U, 3U}, {331U, 121U}}) {
     const YuvPlanes planes = test::RandomPicture(width, height, width);

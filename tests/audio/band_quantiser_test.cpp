@@ -1,4 +1,4 @@
-#include "audio/band_quantizer.h"
+#include "audio/band_quantiser.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@ namespace {
 using ::testing::Each;
 using ::testing::ElementsAre;
 
-TEST(BandEdges, OfTheShortestFrame) {
+TEST(BandEdges, ShortestFrame) {
   EXPECT_THAT(BandEdgesFor(64),
               ElementsAre(0, 1, 2, 4, 6, 9, 12, 17, 21, 27, 33, 40, 47, 53, 59, 62, 64));
 }
@@ -35,14 +35,14 @@ uint8_t ScaleByLogarithm(double loudness) {
       std::clamp(std::round(std::log2(std::max(loudness, 2.0)) * 4.0 + 16.0), 1.0, 63.0));
 }
 
-TEST(ScaleOfLoudness, IsTheRoundedLogarithm) {
+TEST(ScaleOfLoudness, MatchesRoundedLogarithm) {
   EXPECT_EQ(ScaleOfLoudness(0.0), 20);
   EXPECT_EQ(ScaleOfLoudness(2.0), 20);
   EXPECT_EQ(ScaleOfLoudness(1e300), 63);
   for (double loudness = 0.5; loudness < 20000.0; loudness *= 1.0000173) {
     ASSERT_EQ(ScaleOfLoudness(loudness), ScaleByLogarithm(loudness)) << loudness;
   }
-  // On both sides of each limit, as near as the logarithm can tell them apart.
+  // On both sides of each limit, as close as the logarithm can distinguish.
   for (int scale = 21; scale <= 63; ++scale) {
     const double limit = std::exp2((2.0 * scale - 33.0) / 8.0);
     EXPECT_EQ(ScaleOfLoudness(limit * (1.0 - 1e-14)), scale - 1);
@@ -52,7 +52,7 @@ TEST(ScaleOfLoudness, IsTheRoundedLogarithm) {
   }
 }
 
-TEST(StepOfScale, IsAPowerOfTwoInQuarters) {
+TEST(StepOfScale, IsPowerOfTwoInQuarterSteps) {
   for (int scale = 1; scale <= 63; ++scale) {
     const auto step = static_cast<float>(std::max(1.0, std::exp2((scale - 16.0) * 0.25)));
     EXPECT_EQ(StepOfScale(static_cast<uint8_t>(scale)), step) << scale;
@@ -64,11 +64,11 @@ struct Frame {
   std::vector<int16_t> levels = std::vector<int16_t>(64, 99);
 
   explicit Frame(const std::vector<double>& coefficients, float strength = kMainStrength) {
-    QuantizeFrame(BandEdgesFor(64), strength, coefficients.data(), scales.data(), levels.data());
+    QuantiseFrame(BandEdgesFor(64), strength, coefficients.data(), scales.data(), levels.data());
   }
 };
 
-TEST(QuantizeFrame, NothingReachesTheFloorOfTwenty) {
+TEST(QuantiseFrame, NothingReachesTheFloorOfTwenty) {
   const Frame frame(std::vector<double>(64, 19.999));
   EXPECT_THAT(frame.scales, Each(0));
   EXPECT_THAT(frame.levels, Each(0));
@@ -78,7 +78,7 @@ TEST(QuantizeFrame, NothingReachesTheFloorOfTwenty) {
   EXPECT_THAT(loud.levels, Each(5));
 }
 
-TEST(QuantizeFrame, ABandBelowAHundredthOfTheLoudestIsSilent) {
+TEST(QuantiseFrame, ABandBelowAHundredthOfTheLoudestIsSilent) {
   std::vector<double> coefficients(64, 0.0);
   coefficients[0] = 10000.0;
   coefficients[1] = 100.0;
@@ -92,14 +92,14 @@ TEST(QuantizeFrame, ABandBelowAHundredthOfTheLoudestIsSilent) {
   EXPECT_EQ(frame.levels[2], 0);
 }
 
-TEST(QuantizeFrame, StrengthSetsTheStep) {
+TEST(QuantiseFrame, StrengthSetsTheStep) {
   std::vector<double> coefficients(64, -20.0);
   const Frame side(coefficients, kSideStrength);
   EXPECT_THAT(side.scales, Each(25));  // 5: 9.29 + 16
   EXPECT_THAT(side.levels, Each(-4));  // 20 / 4.757 = 4.2
 }
 
-TEST(QuantizeFrame, TheDeadZoneEndsAtThreeQuartersOfAStep) {
+TEST(QuantiseFrame, TheDeadZoneEndsAtThreeQuartersOfAStep) {
   // Last two bands of 3 and 2 coefficients.
   std::vector<double> coefficients(64, 0.0);
   coefficients[62] = 40.0;
@@ -118,7 +118,7 @@ TEST(QuantizeFrame, TheDeadZoneEndsAtThreeQuartersOfAStep) {
   EXPECT_EQ(Frame(coefficients).levels[63], -2);
 }
 
-TEST(QuantizeFrame, LevelsAreClamped) {
+TEST(QuantiseFrame, LevelsAreClamped) {
   std::vector<double> coefficients(64, 0.0);
   coefficients[62] = 1e8;
   coefficients[63] = -1e8;
@@ -128,7 +128,7 @@ TEST(QuantizeFrame, LevelsAreClamped) {
   EXPECT_EQ(frame.levels[63], -2048);
 }
 
-TEST(QuantizeFrame, RoundsAsTheLibraryDoes) {
+TEST(QuantiseFrame, RoundsAsTheLibraryDoes) {
   std::mt19937 random(3);
   for (int round = 0; round < 200; ++round) {
     std::vector<double> coefficients(64);
@@ -148,9 +148,9 @@ TEST(QuantizeFrame, RoundsAsTheLibraryDoes) {
   }
 }
 
-// The quotient is a float before it is rounded, so that a little less than three and a
-// half is three and a half.
-TEST(QuantizeFrame, RoundsTheQuotientToAFloatFirst) {
+// The quotient is converted to float before rounding, which turns slightly less than 3.5
+// into 3.5.
+TEST(QuantiseFrame, RoundsTheQuotientToAFloatFirst) {
   std::vector<double> coefficients(64, 0.0);
   coefficients[62] = 1000.0;
   const double step = StepOfScale(45);  // 152.2; the rms is 801 with 3.5 of them
@@ -164,23 +164,23 @@ TEST(QuantizeFrame, RoundsTheQuotientToAFloatFirst) {
   }
 }
 
-TEST(IsQuantizedFrame, WantsRangesAndSilence) {
+TEST(IsQuantisedFrame, ChecksRangesAndSilentBands) {
   const BandEdges edges = BandEdgesFor(64);
   Frame frame(std::vector<double>(64, 20.0));
-  const auto is_quantized = [&] {
-    return IsQuantizedFrame(edges, frame.scales.data(), frame.levels.data());
+  const auto is_quantised = [&] {
+    return IsQuantisedFrame(edges, frame.scales.data(), frame.levels.data());
   };
-  EXPECT_TRUE(is_quantized());
+  EXPECT_TRUE(is_quantised());
   frame.scales[3] = 64;
-  EXPECT_FALSE(is_quantized());
+  EXPECT_FALSE(is_quantised());
   frame.scales[3] = 0;
-  EXPECT_FALSE(is_quantized());
+  EXPECT_FALSE(is_quantised());
   frame.levels[4] = frame.levels[5] = 0;
-  EXPECT_TRUE(is_quantized());
+  EXPECT_TRUE(is_quantised());
   frame.levels[63] = 2048;
-  EXPECT_FALSE(is_quantized());
+  EXPECT_FALSE(is_quantised());
   frame.levels[63] = -2048;
-  EXPECT_TRUE(is_quantized());
+  EXPECT_TRUE(is_quantised());
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "encoder/sound_store.h"
+#include "encoder/audio_store.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -34,38 +34,38 @@ PcmTrack Ramp(uint32_t rate, uint16_t channels, size_t values) {
   return track;
 }
 
-TEST(SoundChunkValues, CoverTheTimeOfTheFrames) {
-  EXPECT_EQ(SoundChunkValues(25, AtRate(25, 1), 48000, 2), 96000U);
-  EXPECT_EQ(SoundChunkValues(61, AtRate(30000, 1001), 32000, 1), 65131U);  // 65131.7
-  EXPECT_EQ(SoundChunkValues(1, AtRate(7, 1), 48000, 2), 13714U);          // of 13714.2
+TEST(AudioChunkValues, MatchDurationOfFrames) {
+  EXPECT_EQ(AudioChunkValues(25, AtRate(25, 1), 48000, 2), 96000U);
+  EXPECT_EQ(AudioChunkValues(61, AtRate(30000, 1001), 32000, 1), 65131U);  // 65131.7
+  EXPECT_EQ(AudioChunkValues(1, AtRate(7, 1), 48000, 2), 13714U);          // of 13714.2
 }
 
-TEST(SoundChunkValues, AreWholeSampleFrames) {
-  EXPECT_EQ(SoundChunkValues(1, AtRate(44100, 3), 44100, 2), 6U);
-  EXPECT_EQ(SoundChunkValues(5, AtRate(10, 1), 11, 2), 10U);  // of 11
+TEST(AudioChunkValues, AreWholeSampleFrames) {
+  EXPECT_EQ(AudioChunkValues(1, AtRate(44100, 3), 44100, 2), 6U);
+  EXPECT_EQ(AudioChunkValues(5, AtRate(10, 1), 11, 2), 10U);  // of 11
 }
 
-TEST(SoundChunkValues, NoTimeIsOneSampleOfEachChannel) {
-  EXPECT_EQ(SoundChunkValues(0, AtRate(25, 1), 48000, 1), 1U);
-  EXPECT_EQ(SoundChunkValues(0, AtRate(25, 1), 48000, 2), 2U);
-  EXPECT_EQ(SoundChunkValues(3, AtRate(25, 0), 48000, 2), 2U);
+TEST(AudioChunkValues, NoDurationIsOneSampleFrame) {
+  EXPECT_EQ(AudioChunkValues(0, AtRate(25, 1), 48000, 1), 1U);
+  EXPECT_EQ(AudioChunkValues(0, AtRate(25, 1), 48000, 2), 2U);
+  EXPECT_EQ(AudioChunkValues(3, AtRate(25, 0), 48000, 2), 2U);
 }
 
-TEST(SoundChunkValues, WithoutARateIsOneSecond) {
-  EXPECT_EQ(SoundChunkValues(100, AtRate(0, 1), 32000, 2), 64000U);
-  EXPECT_EQ(SoundChunkValues(100, AtRate(-5, 1), 32000, 1), 32000U);
+TEST(AudioChunkValues, WithoutFrameRateIsOneSecond) {
+  EXPECT_EQ(AudioChunkValues(100, AtRate(0, 1), 32000, 2), 64000U);
+  EXPECT_EQ(AudioChunkValues(100, AtRate(-5, 1), 32000, 1), 32000U);
 }
 
-TEST(SoundChunkValues, DoNotOverflow) {
+TEST(AudioChunkValues, DoNotOverflow) {
   constexpr int32_t kMost = std::numeric_limits<int32_t>::max();
-  const uint64_t values = SoundChunkValues(kMost, AtRate(1, kMost), 4'000'000'000U, 2);
+  const uint64_t values = AudioChunkValues(kMost, AtRate(1, kMost), 4'000'000'000U, 2);
   EXPECT_GT(values, uint64_t{1} << 62);
   // (2^31 - 1)^2 / (2^31 - 1) seconds of one value.
-  EXPECT_EQ(SoundChunkValues(kMost, AtRate(kMost, kMost), 1, 1), static_cast<uint64_t>(kMost));
+  EXPECT_EQ(AudioChunkValues(kMost, AtRate(kMost, kMost), 1, 1), static_cast<uint64_t>(kMost));
 }
 
-TEST(SoundStore, WholeTrackIsOnePayload) {
-  SoundStore store;
+TEST(AudioStore, WholeTrackIsOnePayload) {
+  AudioStore store;
   const PcmTrack track = Ramp(8000, 2, 4000);
   store.set_track(track);
   const std::vector<uint8_t> block = store.start(AtRate(25, 1));
@@ -79,11 +79,11 @@ TEST(SoundStore, WholeTrackIsOnePayload) {
   EXPECT_THAT(store.next_chunk(10, true, AtRate(25, 1)), IsEmpty());
 }
 
-TEST(SoundStore, TheModeOfTheSettingsCodes) {
-  SoundStore store;
+TEST(AudioStore, CodingModeOfSettingsIsUsed) {
+  AudioStore store;
   store.set_track(Ramp(8000, 1, 3));
   EncodeSettings settings = AtRate(25, 1);
-  settings.audio_coding_mode = 1;
+  settings.audio_coding_mode = audio::AudioCodingMode::kAdpcm;
   const std::vector<uint8_t> block = store.start(settings);
   ASSERT_GE(block.size(), 18U);
   EXPECT_EQ(LoadLe32(block.data()), 8000U);
@@ -91,23 +91,23 @@ TEST(SoundStore, TheModeOfTheSettingsCodes) {
   EXPECT_EQ(LoadLe32(block.data() + 10), 2U);  // ADPCM bytes
 }
 
-// As the file then says, which holds the setting's number.
-TEST(SoundStore, OnlyModeTwoIsTheTransform) {
-  SoundStore store;
+// Consistent with the file header, which stores the number of the setting.
+TEST(AudioStore, OtherModesAreCodedAsAdpcm) {
+  AudioStore store;
   store.set_track(Ramp(8000, 1, 100));
   EncodeSettings settings = AtRate(25, 1);
   for (const uint16_t mode : std::initializer_list<uint16_t>{0, 1, 3, 258}) {
-    settings.audio_coding_mode = mode;
+    settings.audio_coding_mode = static_cast<audio::AudioCodingMode>(mode);
     EXPECT_EQ(LoadLe32(store.start(settings).data()), 8000U) << mode;
   }
-  settings.audio_coding_mode = 2;
+  settings.audio_coding_mode = audio::AudioCodingMode::kTransform;
   EXPECT_EQ(LoadLe32(store.start(settings).data()), 0x5355504FU);
 }
 
-TEST(SoundStore, AWholeTrackIsNotCodedOnceItIsNotWanted) {
-  SoundStore store;
+TEST(AudioStore, StopEndsCodingOfWholeTrack) {
+  AudioStore store;
   store.set_track(Ramp(8000, 2, 4000));
-  for (const uint16_t mode : std::initializer_list<uint16_t>{1, 2}) {
+  for (const auto mode : {audio::AudioCodingMode::kAdpcm, audio::AudioCodingMode::kTransform}) {
     EncodeSettings settings = AtRate(25, 1);
     settings.audio_coding_mode = mode;
     int questions = 0;
@@ -117,8 +117,8 @@ TEST(SoundStore, AWholeTrackIsNotCodedOnceItIsNotWanted) {
   }
 }
 
-TEST(SoundStore, NothingIsStoredWithoutSound) {
-  SoundStore store;
+TEST(AudioStore, NothingIsStoredWithoutAudio) {
+  AudioStore store;
   EXPECT_THAT(store.start(AtRate(25, 1)), IsEmpty());
   EXPECT_EQ(store.stored().sample_rate, 0U);
 
@@ -129,13 +129,13 @@ TEST(SoundStore, NothingIsStoredWithoutSound) {
   EXPECT_EQ(store.stored().sample_rate, 0U);
 }
 
-TEST(SoundStore, PiecesAddUpToTheTrack) {
-  SoundStore store;
+TEST(AudioStore, ChunksAddUpToTheTrack) {
+  AudioStore store;
   const PcmTrack track = Ramp(8000, 2, 10001);  // the last value has no partner
   store.set_track(track);
   EncodeSettings settings = AtRate(10, 1);
   settings.audio_interleave = true;
-  settings.audio_coding_mode = 1;
+  settings.audio_coding_mode = audio::AudioCodingMode::kAdpcm;
   EXPECT_THAT(store.start(settings), IsEmpty());
   EXPECT_TRUE(store.stored().interleaved);
   PcmTrack decoded;
@@ -150,8 +150,8 @@ TEST(SoundStore, PiecesAddUpToTheTrack) {
   EXPECT_EQ(decoded.samples.size(), 10000U);
 }
 
-TEST(SoundStore, AfterTheLastPieceThereIsNone) {
-  SoundStore store;
+TEST(AudioStore, NoChunkAfterTheLast) {
+  AudioStore store;
   store.set_track(Ramp(8000, 1, 900));
   EncodeSettings settings = AtRate(10, 1);
   settings.audio_interleave = true;
@@ -166,19 +166,19 @@ TEST(SoundStore, AfterTheLastPieceThereIsNone) {
   EXPECT_FALSE(store.next_chunk(1, false, settings).empty());
 }
 
-TEST(SoundStore, ATrackTooLargeForOnePayloadGoesInPieces) {
+TEST(AudioStore, OversizedTrackIsInterleaved) {
   const PcmTrack track = Ramp(8000, 2, 40000);
   EncodeSettings settings = AtRate(10, 1);
-  settings.audio_coding_mode = 1;
+  settings.audio_coding_mode = audio::AudioCodingMode::kAdpcm;
   std::vector<uint8_t> whole;
   ASSERT_TRUE(audio::EncodeAudio({8000, 2, track.samples}, audio::AudioCodingMode::kAdpcm, whole));
 
-  SoundStore fits(whole.size());
+  AudioStore fits(whole.size());
   fits.set_track(track);
   EXPECT_EQ(fits.start(settings), whole);
   EXPECT_FALSE(fits.stored().interleaved);
 
-  SoundStore store(whole.size() - 1);
+  AudioStore store(whole.size() - 1);
   store.set_track(track);
   EXPECT_THAT(store.start(settings), IsEmpty());
   EXPECT_TRUE(store.stored().interleaved);
@@ -186,64 +186,64 @@ TEST(SoundStore, ATrackTooLargeForOnePayloadGoesInPieces) {
   EXPECT_EQ(store.stored().channels, 2);
 }
 
-// The last one may hold nearly the whole track, when frames were few.
-TEST(SoundStore, PiecesAreDividedUntilTheyFit) {
+// The last chunk contains nearly the whole track when there were few frames.
+TEST(AudioStore, ChunksAreHalvedUntilTheyFit) {
   EncodeSettings settings = AtRate(10, 1);
   settings.audio_interleave = true;
-  settings.audio_coding_mode = 1;
+  settings.audio_coding_mode = audio::AudioCodingMode::kAdpcm;
   const PcmTrack track = Ramp(8000, 2, 30003);
   const size_t limit = 1500;
-  SoundStore store(limit);
+  AudioStore store(limit);
   store.set_track(track);
   EXPECT_THAT(store.start(settings), IsEmpty());
   PcmTrack decoded;
-  int pieces = 0;
+  int chunks = 0;
   while (store.has_frames_left()) {
-    const std::vector<uint8_t> piece = store.next_chunk(20, pieces > 0, settings);
-    ASSERT_LT(piece.size(), limit);
-    ASSERT_TRUE(audio::DecodeAudio(piece, 1 << 20, decoded));
-    ++pieces;
+    const std::vector<uint8_t> chunk = store.next_chunk(20, chunks > 0, settings);
+    ASSERT_LT(chunk.size(), limit);
+    ASSERT_TRUE(audio::DecodeAudio(chunk, 1 << 20, decoded));
+    ++chunks;
   }
-  EXPECT_GT(pieces, 5);
-  EXPECT_LT(pieces, 50);
+  EXPECT_GT(chunks, 5);
+  EXPECT_LT(chunks, 50);
   EXPECT_EQ(decoded.samples.size(), 30002U);
 }
 
-// Readers pass over a piece of exactly the largest size.
-TEST(SoundStore, APieceStaysBelowTheLargestSize) {
+// Readers skip a chunk of exactly the maximum size.
+TEST(AudioStore, ChunkStaysBelowMaximumSize) {
   EncodeSettings settings = AtRate(10, 1);
   settings.audio_interleave = true;
-  settings.audio_coding_mode = 1;
+  settings.audio_coding_mode = audio::AudioCodingMode::kAdpcm;
   const PcmTrack track = Ramp(8000, 2, 3200);
-  const auto first_piece = [&](size_t limit) {
-    SoundStore store(limit);
+  const auto first_chunk = [&](size_t limit) {
+    AudioStore store(limit);
     store.set_track(track);
     EXPECT_THAT(store.start(settings), IsEmpty());
     return store.next_chunk(0, true, settings);
   };
-  const std::vector<uint8_t> whole = first_piece(1 << 20);
-  EXPECT_EQ(first_piece(whole.size() + 1), whole);
+  const std::vector<uint8_t> whole = first_chunk(1 << 20);
+  EXPECT_EQ(first_chunk(whole.size() + 1), whole);
   PcmTrack decoded;
-  ASSERT_TRUE(audio::DecodeAudio(first_piece(whole.size()), 1 << 20, decoded));
+  ASSERT_TRUE(audio::DecodeAudio(first_chunk(whole.size()), 1 << 20, decoded));
   EXPECT_EQ(decoded.samples.size(), 1600U);
 }
 
-// Not divided any further, as nothing would be left to store.
-TEST(SoundStore, OneSampleOfEachChannelIsTheSmallestPiece) {
+// A single sample frame cannot be divided further.
+TEST(AudioStore, SmallestChunkIsOneSampleFrame) {
   EncodeSettings settings = AtRate(10, 1);
   settings.audio_interleave = true;
-  settings.audio_coding_mode = 1;
-  SoundStore store(1);
+  settings.audio_coding_mode = audio::AudioCodingMode::kAdpcm;
+  AudioStore store(1);
   store.set_track(Ramp(8000, 2, 4));
   EXPECT_THAT(store.start(settings), IsEmpty());
-  for (int piece = 0; piece < 2; ++piece) {
+  for (int chunk = 0; chunk < 2; ++chunk) {
     EXPECT_TRUE(store.has_frames_left());
     EXPECT_FALSE(store.next_chunk(1, true, settings).empty());
   }
   EXPECT_FALSE(store.has_frames_left());
 }
 
-class SessionSound : public SessionRun {
+class SessionAudio : public SessionRun {
  protected:
   // 31 frames of which none is static.
   void Convert(const EncodeSettings& settings, const PcmTrack& track) {
@@ -270,7 +270,7 @@ class SessionSound : public SessionRun {
   container::ContainerReader reader_;
 };
 
-TEST_F(SessionSound, BlockStandsInTheHead) {
+TEST_F(SessionAudio, BlockIsWrittenInHead) {
   const EncodeSettings settings = SettingsFor(16, 16);
   const PcmTrack track = Ramp(32000, 1, 40000);
   Convert(settings, track);
@@ -289,7 +289,7 @@ TEST_F(SessionSound, BlockStandsInTheHead) {
   }
 }
 
-TEST_F(SessionSound, PiecesStandBeforeKeyFramesAndAtTheEnd) {
+TEST_F(SessionAudio, ChunksPrecedeKeyFramesAndEndOfFile) {
   EncodeSettings settings = SettingsFor(16, 16);
   settings.gop_length = 10;
   settings.adaptive_gop = false;
@@ -324,9 +324,9 @@ TEST_F(SessionSound, PiecesStandBeforeKeyFramesAndAtTheEnd) {
   EXPECT_EQ(decoded.samples.size(), 30000U);
 }
 
-// A key frame closes the run, then come the sound, the held frame and the key
-// frame; at the end the held frame comes first and the run last.
-TEST_F(SessionSound, PiecesStandBetweenARunAndTheFrameHeldBeforeIt) {
+// A key frame is preceded by the closed run, the audio and the held frame; at the end the
+// held frame comes first and the run last.
+TEST_F(SessionAudio, ChunksAreWrittenBetweenRunAndHeldFrame) {
   EncodeSettings settings = SettingsFor(16, 16);
   settings.gop_length = 5;
   settings.adaptive_gop = false;
@@ -347,7 +347,7 @@ TEST_F(SessionSound, PiecesStandBetweenARunAndTheFrameHeldBeforeIt) {
   EXPECT_EQ(reader_.header().frame_count, 10U);
 }
 
-TEST_F(SessionSound, AForeignChannelCountKeepsItsHeaderFields) {
+TEST_F(SessionAudio, UnsupportedChannelCountIsWrittenToHeader) {
   Convert(SettingsFor(16, 16), Ramp(8000, 3, 300));  // the transform coder refuses it
   EXPECT_EQ(reader_.header().audio_rate, 8000);
   EXPECT_EQ(reader_.header().audio_channels, 3);

@@ -1,4 +1,4 @@
-#include "video/picture/color_conversion.h"
+#include "video/picture/colour_conversion.h"
 
 #include <algorithm>
 
@@ -13,7 +13,7 @@ void ConvertFrameToYuv(const VideoFrame& frame, YuvPlanes& planes) {
   const size_t width = planes.width;
   const size_t chroma_width = planes.ChromaWidth();
   const uint8_t* pixels = frame.pixels.data();
-  // Two rows at a time, which are still in the cache when their chroma is made.
+  // Two rows at a time, which are still cached for the chroma conversion.
   ParallelFor(
       planes.ChromaHeight(), planes.y.size() >= kMinParallelSamples, [&](size_t chroma_row) {
         const size_t top = 2 * chroma_row;

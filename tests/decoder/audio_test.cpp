@@ -42,7 +42,7 @@ std::vector<uint8_t> Coded(uint32_t rate, uint16_t channels, size_t values, int1
   return payload;
 }
 
-class SoundOfAFile : public ::testing::Test {
+class FileAudio : public ::testing::Test {
  protected:
   void Write(const std::vector<Record>& records, const std::vector<uint8_t>& block = {},
              bool interleaved = true) {
@@ -65,7 +65,7 @@ class SoundOfAFile : public ::testing::Test {
   container::ContainerReader reader_;
 };
 
-TEST_F(SoundOfAFile, BlockIsTheTrack) {
+TEST_F(FileAudio, BlockIsTheTrack) {
   for (const auto mode : {audio::AudioCodingMode::kAdpcm, audio::AudioCodingMode::kTransform}) {
     Write({Repeat(2)}, Coded(32000, 2, 2002, 900, mode), false);
     FrameDecoder decoder(reader_);
@@ -78,7 +78,7 @@ TEST_F(SoundOfAFile, BlockIsTheTrack) {
   }
 }
 
-TEST_F(SoundOfAFile, PiecesAreGatheredInFileOrder) {
+TEST_F(FileAudio, ChunksAreCollectedInFileOrder) {
   Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3), Sound(Coded(8000, 1, 250, 500)), Repeat(1),
          Sound(Coded(8000, 1, 7, 0))});
   FrameDecoder decoder(reader_);
@@ -89,7 +89,7 @@ TEST_F(SoundOfAFile, PiecesAreGatheredInFileOrder) {
   EXPECT_GT(track.samples[300], 400);
 }
 
-TEST_F(SoundOfAFile, FramesDoNotAddWhatHasBeenGathered) {
+TEST_F(FileAudio, DecodingFramesDoesNotAddCollectedAudio) {
   Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3), Sound(Coded(8000, 1, 50, 0)), Repeat(1)});
   FrameDecoder decoder(reader_);
   EXPECT_EQ(decoder.decode_audio().samples.size(), 150U);
@@ -97,7 +97,7 @@ TEST_F(SoundOfAFile, FramesDoNotAddWhatHasBeenGathered) {
   EXPECT_EQ(decoder.decode_audio().samples.size(), 150U);
 }
 
-TEST_F(SoundOfAFile, FramesGatherWhatTheyPass) {
+TEST_F(FileAudio, DecodingFramesCollectsChunks) {
   Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3), Sound(Coded(8000, 1, 50, 0)), Repeat(1)});
   FrameDecoder decoder(reader_);
   OutputFrame frame;
@@ -107,7 +107,7 @@ TEST_F(SoundOfAFile, FramesGatherWhatTheyPass) {
   EXPECT_EQ(decoder.decode_audio().samples.size(), 150U);
 }
 
-TEST_F(SoundOfAFile, ASeekBackDoesNotRepeatSound) {
+TEST_F(FileAudio, SeekBackDoesNotRepeatAudio) {
   Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3), Sound(Coded(8000, 1, 50, 0)), Repeat(1)});
   FrameDecoder decoder(reader_);
   EXPECT_EQ(PlayToTheEnd(decoder), 4);
@@ -116,20 +116,20 @@ TEST_F(SoundOfAFile, ASeekBackDoesNotRepeatSound) {
   EXPECT_EQ(decoder.decode_audio().samples.size(), 150U);
 }
 
-TEST_F(SoundOfAFile, IsMeasuredWithoutBeingKept) {
+TEST_F(FileAudio, MeasuringKeepsNoSamples) {
   Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3), Sound({1, 2}), Sound(Coded(8000, 1, 50, 0))});
-  FrameDecoder pieces(reader_);
-  EXPECT_EQ(pieces.measure_audio().values, 150U);
-  EXPECT_EQ(pieces.measure_audio().sample_rate, 8000U);
-  EXPECT_EQ(PlayToTheEnd(pieces), 3);
-  EXPECT_THAT(pieces.decode_audio().samples, IsEmpty());
+  FrameDecoder chunks(reader_);
+  EXPECT_EQ(chunks.measure_audio().values, 150U);
+  EXPECT_EQ(chunks.measure_audio().sample_rate, 8000U);
+  EXPECT_EQ(PlayToTheEnd(chunks), 3);
+  EXPECT_THAT(chunks.decode_audio().samples, IsEmpty());
   Write({Repeat(2)}, Coded(32000, 2, 2002, 900), false);
   FrameDecoder block(reader_);
   EXPECT_EQ(block.measure_audio().values, 2002U);
   EXPECT_EQ(block.measure_audio().channels, 2);
 }
 
-TEST_F(SoundOfAFile, IsMeasuredWholeBehindFramesThatGatheredSome) {
+TEST_F(FileAudio, MeasuresAllAudioAfterPartialCollection) {
   Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3), Sound(Coded(8000, 1, 50, 0)), Repeat(1)});
   FrameDecoder decoder(reader_);
   OutputFrame frame;
@@ -138,8 +138,8 @@ TEST_F(SoundOfAFile, IsMeasuredWholeBehindFramesThatGatheredSome) {
   EXPECT_THAT(decoder.decode_audio().samples, IsEmpty());
 }
 
-// A piece inside another good one is none of its own.
-TEST_F(SoundOfAFile, PiecesDoNotOverlap) {
+// A chunk inside another valid chunk is not decoded.
+TEST_F(FileAudio, OverlappingChunksAreRejected) {
   const std::vector<uint8_t> inner = Coded(8000, 1, 40, 0);
   std::vector<uint8_t> outer = Coded(8000, 1, 100, 0);
   const size_t inner_at = outer.size();
@@ -147,7 +147,7 @@ TEST_F(SoundOfAFile, PiecesDoNotOverlap) {
       {container::RecordType::kAudio, 0, 0, static_cast<uint32_t>(inner.size())});
   outer.insert(outer.end(), header.begin(), header.end());
   outer.insert(outer.end(), inner.begin(), inner.end());
-  // Behind the stream's own bytes anything may follow inside it.
+  // A stream may have arbitrary trailing bytes.
   StoreLe32(&outer[14], static_cast<uint32_t>(outer.size() - 18));
   const std::vector<Record> records = {Sound(outer), Sound(Coded(8000, 1, 7, 0))};
   Write(records);
@@ -168,7 +168,7 @@ TEST_F(SoundOfAFile, PiecesDoNotOverlap) {
   EXPECT_EQ(decoder.decode_audio().samples.size(), 107U);
 }
 
-TEST_F(SoundOfAFile, ADamagedPieceIsLeftOut) {
+TEST_F(FileAudio, DamagedChunkIsSkipped) {
   std::vector<uint8_t> damaged = Coded(8000, 1, 100, 0);
   damaged.resize(20);
   Write({Sound(damaged), Repeat(3), Sound({}), Sound(Coded(8000, 1, 50, 0))});
@@ -178,14 +178,14 @@ TEST_F(SoundOfAFile, ADamagedPieceIsLeftOut) {
   EXPECT_EQ(PlayToTheEnd(playing), 3);
 }
 
-// Claims hours in a record that claims to be larger than the file.
-TEST_F(SoundOfAFile, NoRoomIsTakenForAnEmptyClaim) {
-  std::vector<uint8_t> claim = Coded(8000, 1, 100, 0);
-  StoreLe32(&claim[6], 0x7FFFFFFF);
-  Write({Sound(Coded(8000, 1, 50, 0)), Sound(claim)});
+// Declares hours of audio in a record that extends past the end of the file.
+TEST_F(FileAudio, ImplausibleDeclarationReservesNothing) {
+  std::vector<uint8_t> declared = Coded(8000, 1, 100, 0);
+  StoreLe32(&declared[6], 0x7FFFFFFF);
+  Write({Sound(Coded(8000, 1, 50, 0)), Sound(declared)});
   const auto header =
       container::EncodeRecordHeader({container::RecordType::kAudio, 0, 0, 90 << 20});
-  const std::filesystem::path path = folder_.path() / "claim.qolm";
+  const std::filesystem::path path = folder_.path() / "declared.qolm";
   std::vector<uint8_t> bytes = test::ReadBytes(folder_.path() / "sound.qolm");
   std::copy(header.begin(), header.end(),
             bytes.begin() + static_cast<ptrdiff_t>(reader_.index()[1]));
@@ -197,7 +197,7 @@ TEST_F(SoundOfAFile, NoRoomIsTakenForAnEmptyClaim) {
   EXPECT_LT(decoder.decode_audio().samples.capacity(), 10'000U);
 }
 
-TEST_F(SoundOfAFile, ADamagedBlockIsNoSound) {
+TEST_F(FileAudio, DamagedBlockGivesNoAudio) {
   std::vector<uint8_t> damaged = Coded(8000, 1, 100, 0);
   damaged.resize(17);
   Write({Repeat(2)}, damaged, false);
@@ -238,8 +238,8 @@ std::vector<uint8_t> MuchSilence() {
   return payload;
 }
 
-// For a forked process: exits with 0 when `work` holds with 64 MiB more of addresses
-// than the test takes already.
+// For a forked process: exits with 0 when `work` succeeds with 64 MiB of additional address
+// space.
 template <typename Work>
 [[noreturn]] void RunInLittleMemory(const Work& work) {
   ForceWorkerCount(1);  // it has none of its parent's threads
@@ -251,7 +251,7 @@ template <typename Work>
   std::exit(work() ? 0 : 1);
 }
 
-TEST_F(SoundOfAFile, MoreThanMemoryHoldsIsNoSound) {
+TEST_F(FileAudio, TrackBeyondMemoryGivesNoAudio) {
   Write({Repeat(2)}, MuchSilence(), false);
   const auto is_silent = [this] {
     FrameDecoder decoder(reader_);
@@ -260,11 +260,11 @@ TEST_F(SoundOfAFile, MoreThanMemoryHoldsIsNoSound) {
   EXPECT_EXIT(RunInLittleMemory(is_silent), ::testing::ExitedWithCode(0), "");
 }
 
-// Bytes enough to make the claim likely, but no sound.
-TEST_F(SoundOfAFile, AFalseClaimBeyondMemoryCostsNoSound) {
-  std::vector<uint8_t> claim = MuchSilence();
-  claim.resize(3 << 20);
-  Write({Sound(Coded(8000, 1, 50, 0)), Sound(claim)});
+// Enough bytes to make the declared size plausible, but not decodable.
+TEST_F(FileAudio, FalseDeclarationBeyondMemoryKeepsAudio) {
+  std::vector<uint8_t> declared = MuchSilence();
+  declared.resize(3 << 20);
+  Write({Sound(Coded(8000, 1, 50, 0)), Sound(declared)});
   const auto is_whole = [this] {
     return FrameDecoder(reader_).decode_audio().samples.size() == 50;
   };
@@ -272,7 +272,7 @@ TEST_F(SoundOfAFile, AFalseClaimBeyondMemoryCostsNoSound) {
 }
 #endif
 
-TEST_F(SoundOfAFile, PiecesCountOnlyWithTheirFlag) {
+TEST_F(FileAudio, ChunksNeedTheirFlag) {
   Write({Sound(Coded(8000, 1, 100, 0)), Repeat(3)}, {}, false);
   FrameDecoder decoder(reader_);
   EXPECT_THAT(decoder.decode_audio().samples, IsEmpty());
