@@ -401,6 +401,47 @@ TEST_F(AudioFilesTest, DamagedSoundIsCountedInSeconds) {
   }
 }
 
+// The demuxer passes over it and looks for the next packet; a pause looks alike.
+TEST_F(AudioFilesTest, SoundThatTheDemuxerPassesOverIsDamaged) {
+  for (const auto& [name, codec] : {std::pair{"a.mkv", "flac"},
+                                    {"a.mkv", "aac"},
+                                    {"a.flv", "aac"},
+                                    {"a.mkv", "libmp3lame"},
+                                    {"a.ogg", "flac"}}) {
+    SCOPED_TRACE(std::string(name) + " " + codec);
+    SoundClip clip;
+    clip.codec = codec;
+    clip.samples = 6 * 48'000;
+    const std::filesystem::path path = Write(name, clip, Sweep(clip.rate));
+    Read(path);
+    EXPECT_EQ(damaged_seconds_, 0);
+    const auto size = static_cast<std::streamoff>(std::filesystem::file_size(path));
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(size / 2);
+    file << std::string(static_cast<size_t>(size / 10), '\0') << std::flush;
+    EXPECT_NEAR(static_cast<double>(Read(path).samples.size()), 6 * 48'000, 4800);
+    EXPECT_GT(damaged_seconds_, 0.3);
+    EXPECT_LT(damaged_seconds_, 2);
+  }
+}
+
+// Their decoders make something of any bytes, or their demuxers drop such packets.
+TEST_F(AudioFilesTest, ZeroedPacketsOfAnySoundAreDamaged) {
+  for (const char* const codec : {"libopus", "libvorbis", "libmp3lame"}) {
+    SCOPED_TRACE(codec);
+    SoundClip clip;
+    clip.codec = codec;
+    clip.samples = 3 * 48'000;
+    Read(Write("a.mkv", clip, Sweep(clip.rate)));
+    EXPECT_EQ(damaged_seconds_, 0);
+    clip.damage = 0;
+    for (int i = 40; i < 60; ++i) clip.damaged_packets.insert(i);
+    Read(Write("a.mkv", clip, Sweep(clip.rate)));
+    EXPECT_GT(damaged_seconds_, 0.2);
+    EXPECT_LT(damaged_seconds_, 0.6);
+  }
+}
+
 // A recording may begin within a packet, and what follows the last may be something
 // else; more of it is damage.
 TEST_F(AudioFilesTest, ShortDamageAtEitherEndIsNotCounted) {

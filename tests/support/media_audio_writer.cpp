@@ -222,7 +222,7 @@ void WriteSoundClip(const std::filesystem::path& path, const SoundClip& clip,
     AVPacket& packet = *packets[static_cast<size_t>(i)];
     if (clip.damaged_packets.count(i) != 0) {
       Check(av_packet_make_writable(&packet), "memory");
-      std::memset(packet.data, 0xa5, static_cast<size_t>(packet.size));
+      std::memset(packet.data, clip.damage, static_cast<size_t>(packet.size));
     }
     if (clip.wrong_last_bytes.count(i) != 0) {
       Check(av_packet_make_writable(&packet), "memory");

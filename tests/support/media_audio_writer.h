@@ -31,6 +31,7 @@ struct SoundClip {
   bool negative_times = false;  // stay; otherwise muxers may shift the whole file
   std::set<int> dropped_packets;
   std::set<int> damaged_packets;   // their bytes are overwritten
+  int damage = 0xa5;               // with this one
   std::set<int> wrong_last_bytes;  // of these packets, where FLAC keeps its checksum
   // Moves a packet in time, in seconds.
   std::function<double(int packet)> shift;

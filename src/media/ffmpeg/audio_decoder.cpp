@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "media/ffmpeg/declared_times.h"
+#include "media/ffmpeg/decoder.h"
 #include "media/ffmpeg/numbers.h"
 #include "media/ffmpeg/packet_times.h"
 #include "media/ffmpeg/probed_container.h"
@@ -20,6 +21,8 @@ constexpr int kLowestRate = 1000;
 constexpr double kLongestPacket = 10;  // seconds
 // As for pictures: an earlier timestamp than this restarts the clock.
 constexpr double kBackwardJump = 1;  // seconds
+// Between packets; timestamps are rounded, and some packets are longer than they say.
+constexpr double kSmallestHole = 0.02;  // seconds
 
 std::optional<double> ToSeconds(int64_t stated, AVRational stated_base) {
   const Ratio time_base = TimeBaseOf(stated_base);
@@ -36,6 +39,7 @@ std::unique_ptr<AudioDecoder> AudioDecoder::Open(const std::filesystem::path& pa
   std::unique_ptr<AudioDecoder> decoder(new AudioDecoder);
   ProbedContainer container = OpenProbed(path, stop, failure_reason);
   if (container.format == nullptr) return nullptr;
+  decoder->path_ = path;
   decoder->format_ = std::move(container.format);
   decoder->search_ended_ = container.search_ended();
   decoder->packet_.reset(av_packet_alloc());
@@ -55,6 +59,11 @@ bool AudioDecoder::SelectFirstAudioStream(std::string& failure_reason) {
     } else {
       stream->discard = clock_.declared_end() ? AVDISCARD_ALL : AVDISCARD_DEFAULT;
     }
+  }
+  stretch_.reset();
+  if (stream_ != nullptr) {
+    stretch_.emplace(path_, *format_, *stream_);
+    if (stretch_->needs_every_stream()) ReadEveryStream(*format_);
   }
   if (stream_ == nullptr && search_ended_) failure_reason = "none in its first 64 MiB";
   return stream_ != nullptr;
@@ -88,7 +97,12 @@ std::optional<AudioPiece> AudioDecoder::Next() {
     if (result == AVERROR_EOF || (result == AVERROR(EAGAIN) && draining_)) return std::nullopt;
     if (result == AVERROR(EAGAIN)) {
       draining_ = !ReadPacket();
-      result = avcodec_send_packet(codec_.get(), draining_ ? nullptr : packet_.get());
+      if (!draining_ && IsOverwritten(*packet_)) {
+        packet_->duration = 0;  // was taken from these bytes
+        result = AVERROR_INVALIDDATA;
+      } else {
+        result = avcodec_send_packet(codec_.get(), draining_ ? nullptr : packet_.get());
+      }
     }
     if (result < 0) {
       if (draining_) return std::nullopt;
@@ -98,6 +112,16 @@ std::optional<AudioPiece> AudioDecoder::Next() {
       if (last_frame_duration_ <= 0) ++unmeasured_damage_;
     }
   }
+}
+
+// Opus and Vorbis make something of any bytes, but what they write is never so long and
+// all zeros, even of silence.
+bool AudioDecoder::IsOverwritten(const AVPacket& packet) const {
+  constexpr int kLongestOfSilence = 16;  // bytes
+  const AVCodecID codec = stream_->codecpar->codec_id;
+  if (codec != AV_CODEC_ID_OPUS && codec != AV_CODEC_ID_VORBIS) return false;
+  return packet.size > kLongestOfSilence && std::all_of(packet.data, packet.data + packet.size,
+                                                        [](uint8_t byte) { return byte == 0; });
 }
 
 // The next packet of the stream, which stays in packet_ as long as the decoder
@@ -110,8 +134,12 @@ bool AudioDecoder::ReadPacket() {
     if (result == AVERROR_EOF || result == AVERROR_EXIT) return false;
     if (result < 0) {
       ++errors;
-    } else if (packet_->stream_index == stream_->index) {
+      continue;
+    }
+    stretch_->Note(*packet_);
+    if (packet_->stream_index == stream_->index) {
       byte_ = std::max(byte_, packet_->pos);
+      NoteHole();
       return true;
     } else {
       if (IsVideo(*format_->streams[packet_->stream_index])) NotePicture();
@@ -131,6 +159,21 @@ void AudioDecoder::NotePicture() {
   picture_time_ = time;
 }
 
+// The demuxer passes over sound whose packets are damaged, and the timestamps go on.
+void AudioDecoder::NoteHole() {
+  const auto time = ToSeconds(packet_->pts, stream_->time_base);
+  if (!time) return;
+  const double end = packet_end_.value_or(*time);
+  const double duration = static_cast<double>(packet_->duration) * time_unit();
+  packet_end_ = *time + std::max(duration, 0.0);
+  const double hole = *time - end;
+  if (hole < std::max(kSmallestHole, duration / 2)) return;
+  FileClock clock = clock_;
+  if (clock.IsReal(end, *time, FileClock::Behind::kGoesOn) && stretch_->IsBroken()) {
+    passed_over_ += hole;
+  }
+}
+
 AudioPiece AudioDecoder::PieceOfFrame() {
   AudioPiece piece;
   piece.frame.reset(av_frame_alloc());
@@ -141,6 +184,7 @@ AudioPiece AudioDecoder::PieceOfFrame() {
   piece.damaged = frame.decode_error_flags != 0;
   piece.duration = static_cast<double>(frame.nb_samples) / frame.sample_rate;
   piece.lost_before = std::exchange(unmeasured_damage_, 0) * piece.duration;
+  piece.lost_before += std::exchange(passed_over_, 0);
   piece.byte = byte_;
   if (frame.pkt_duration > 0) {
     piece.excess = piece.duration - static_cast<double>(frame.pkt_duration) * time_unit();

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 
+#include "media/ffmpeg/container_stretch.h"
 #include "media/ffmpeg/file_clock.h"
 #include "media/ffmpeg/handles.h"
 #include "media/ffmpeg/numbers.h"
@@ -60,9 +61,12 @@ class AudioDecoder {
   AudioDecoder() = default;
   bool ReadPacket();
   void NotePicture();
+  bool IsOverwritten(const AVPacket& packet) const;
+  void NoteHole();
   AudioPiece PieceOfFrame();
   AudioPiece PieceOfDamage() const;
 
+  std::filesystem::path path_;
   FormatContext format_;
   bool search_ended_ = false;  // for streams that begin late, before the file's end
   CodecContext codec_;
@@ -74,6 +78,9 @@ class AudioDecoder {
   double decoded_of_packet_ = 0;    // seconds
   double last_frame_duration_ = 0;  // seconds
   int unmeasured_damage_ = 0;       // packets of unknown duration that could not be decoded
+  std::optional<ContainerStretch> stretch_;
+  std::optional<double> packet_end_;  // of the latest packet, in seconds
+  double passed_over_ = 0;            // seconds that gave no packet, since the last piece
   bool draining_ = false;
   std::optional<double> picture_time_;  // of the latest packet, in seconds
   bool picture_restarted_ = false;
