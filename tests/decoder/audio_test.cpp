@@ -197,6 +197,28 @@ TEST_F(FileAudio, ImplausibleDeclarationReservesNothing) {
   EXPECT_LT(decoder.decode_audio().samples.capacity(), 10'000U);
 }
 
+// A refused piece counts for 2^18 values and its bytes, so that a few thousand of them
+// leave little of the most values that a file can have.
+TEST_F(FileAudio, EndsAtExactlyTheMostValues) {
+  constexpr uint32_t kMostValues = 0x7FFFFFFF;
+  constexpr uint32_t kRefused = 8190;
+  std::vector<uint8_t> without_streams = Coded(8000, 1, 1, 0, audio::AudioCodingMode::kTransform);
+  without_streams.resize(32);
+  StoreLe16(&without_streams[20], 0);
+  StoreLe32(&without_streams[22], 0);
+  constexpr size_t kLeft = kMostValues - kRefused * ((1U << 18) + 32);
+  for (const size_t values : {kLeft - 1, kLeft, kLeft + 1}) {
+    std::vector<Record> records(kRefused, Sound(without_streams));
+    records.push_back(Sound(Coded(8000, 1, values, 0)));
+    Write(records);
+    const size_t kept = values <= kLeft ? values : 0;
+    FrameDecoder gathering(reader_);
+    EXPECT_EQ(gathering.decode_audio().samples.size(), kept);
+    FrameDecoder measuring(reader_);
+    EXPECT_EQ(measuring.measure_audio().values, kept);
+  }
+}
+
 TEST_F(FileAudio, DamagedBlockGivesNoAudio) {
   std::vector<uint8_t> damaged = Coded(8000, 1, 100, 0);
   damaged.resize(17);
