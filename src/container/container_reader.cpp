@@ -33,7 +33,7 @@ void ContainerReader::reset() {
   first_refused_overlap_ = 0;
   index_was_stored_ = false;
   frames_listed_ = false;
-  // Swapped, not cleared: a closed reader holds no memory of a large file.
+  // Swapped, not cleared, to release the memory.
   std::vector<uint8_t>().swap(audio_block_);
   std::vector<uint64_t>().swap(index_);
   std::vector<KeyFrameEntry>().swap(keyframes_);
@@ -80,7 +80,7 @@ bool ContainerReader::read_header() {
   return true;
 }
 
-// Sound that is damaged is no reason to lose the pictures, so nothing here fails.
+// Damaged audio must not cost the pictures, so nothing here fails.
 void ContainerReader::read_audio_block() {
   head_end_ = kFileHeaderBytes;
   RecordHeader record;
@@ -98,14 +98,14 @@ void ContainerReader::load_index(UnfinishedFiles unfinished) {
   if (index_was_stored_ || load_by_scan(head_end_)) return;
   // A finished fast-start file may lose its end, or have its index damaged or
   // outgrown by more than a million records; the scan then stops at the index
-  // record right after the head. The records behind that one are whole.
+  // record right after the head. The records behind it are complete.
   const std::optional<ReservedIndex> reserved = find_reserved_index();
   if (!reserved) return;
   if (reserved->filled || unfinished == UnfinishedFiles::kYieldRecords) load_by_scan(reserved->end);
 }
 
-// Neither a source without frames nor a writer that was ended leaves a frame count,
-// but only the first leaves an index to match.
+// A source without frames and a terminated writer both leave a frame count of 0, but only
+// the first leaves a matching index.
 Completion ContainerReader::judge_completion() const {
   if (header_.frame_count != 0) return Completion::kFinished;
   if (index_was_stored_) {
@@ -116,7 +116,7 @@ Completion ContainerReader::judge_completion() const {
     const bool holds_nothing = !reserved->filled && reserved->end == file_.size();
     return holds_nothing ? Completion::kUnknown : Completion::kNeverFinished;
   }
-  // A trailing index of no entries is its count alone.
+  // A trailing index without entries is only its count.
   std::array<uint8_t, kIndexCountBytes> count_bytes;
   const bool ends_in_count = file_.size() == head_end_ + kIndexCountBytes &&
                              file_.read_at(head_end_, count_bytes) &&
@@ -178,8 +178,8 @@ void ContainerReader::scan(uint64_t first_record, const Work& work) const {
   RecordHeader record;
   uint64_t position = first_record;
   // A file of more records than an index may hold has no other route, so the
-  // limit is wider here. It keeps a sparse file of zeros, which takes no room
-  // on the disk, from taking all memory.
+  // limit is higher here. It keeps a sparse file of zeros, which occupies no disk
+  // space, from using all memory.
   for (uint32_t records = 0; records < kMaxScannedRecords && walk.read(position, record);
        ++records) {
     if (record.type == RecordType::kIndex || record.size > kMaxPayloadBytes) break;
@@ -190,7 +190,7 @@ void ContainerReader::scan(uint64_t first_record, const Work& work) const {
 }
 
 bool ContainerReader::load_by_scan(uint64_t first_record) {
-  // Counted first: a list that grew with the scan would take up to three times the
+  // Counted first: a list that grows with the scan would need up to three times the
   // memory of its entries, which are as large as the smallest records.
   size_t records = 0;
   scan(first_record, [&records](uint64_t) { ++records; });
@@ -236,7 +236,7 @@ void ContainerReader::list_keyframes() {
 void ContainerReader::note_extent(size_t entry, const RecordHeader& record) {
   const uint64_t offset = index_[entry];
   if (entry + 1 == index_.size() || offset >= first_refused_overlap_) return;
-  if (record.size > kMaxPayloadBytes) return;  // is never read
+  if (record.size > kMaxPayloadBytes) return;  // payloads of this size are refused
   if (index_[entry + 1] - offset >= kRecordHeaderBytes + uint64_t{record.size}) return;
   if (record.size > overlap_allowance_) {
     first_refused_overlap_ = offset;

@@ -37,14 +37,14 @@ bool ContainerWriter::write_head(const FileHeader& header, const IndexPlacement&
     const std::vector<uint8_t> zeros(front_index_payload_bytes(index_capacity_));
     write_record({.type = RecordType::kIndex}, zeros);
   }
-  // Written out at once, so that a full disk shows before the first frame.
+  // Flushed at once, so that a full disk is reported before the first frame.
   return output_.flush();
 }
 
 bool ContainerWriter::write_packet(RecordType type, uint8_t count, uint16_t frame_no,
                                    std::span<const uint8_t> payload) {
   if (!output_.good()) return false;
-  // First the entry, so that there is no record without one when memory runs out.
+  // The entry first, so that no record lacks one when memory runs out.
   index_.push_back(output_.position());
   if (write_record({.type = type, .count = count, .frame_no = frame_no}, payload)) return true;
   index_.pop_back();
@@ -55,7 +55,7 @@ bool ContainerWriter::finish(const FileHeader& header) {
   const size_t entries = index_.size();
   const bool in_front = index_pos_ != 0 && entries <= index_capacity_;
 
-  // Piece by piece: a file can be finished where no memory is left.
+  // In pieces, so that a file can be finished without further memory.
   std::array<uint8_t, kIndexCountBytes> count;
   StoreLe32(count.data(), static_cast<uint32_t>(entries));
   if (in_front) {

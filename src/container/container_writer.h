@@ -1,9 +1,9 @@
-// Writes a version-2 file: head, records, index, final header. It knows no
-// codec and no settings; payloads and header fields come from the caller.
+// Writes a version-2 file: header, records, index, final header. It knows neither codecs
+// nor settings; payloads and header fields come from the caller.
 //
 // open_output -> write_head -> write_packet x N -> finish. Every operation
-// returns whether the file is still good; after a failure the later ones do
-// nothing and stream_error() keeps the first reason.
+// returns false after the first failure, does nothing then, and stream_error() keeps
+// its reason.
 #ifndef QOLM_CONTAINER_CONTAINER_WRITER_H_
 #define QOLM_CONTAINER_CONTAINER_WRITER_H_
 
@@ -18,7 +18,7 @@
 
 namespace qolm::container {
 
-// Where the packet index shall go.
+// Where the packet index is placed.
 struct IndexPlacement {
   bool fast_start = true;        // in front, in a record reserved by write_head
   uint32_t expected_frames = 0;  // sizes that record; 0 when unknown
@@ -26,8 +26,8 @@ struct IndexPlacement {
 
 class ContainerWriter {
  public:
-  // Creates or empties `path`. An output that is still open is closed as it
-  // stands: the caller finishes first.
+  // Creates or empties `path`. An output that is still open is closed
+  // unfinished.
   [[nodiscard]] bool open_output(const std::filesystem::path& path);
 
   // Writes the provisional header (its frame count and duration as 0 and the
@@ -43,10 +43,10 @@ class ContainerWriter {
 
   // Writes the index in front where it fits, else at the end, and the final
   // header (the fast-start flag set accordingly, whatever `header` says);
-  // then brings the bytes to the disk and closes the file.
+  // then syncs and closes the file.
   bool finish(const FileHeader& header);
 
-  // Closes the file as it stands, for a head that could not be written.
+  // Closes the file unfinished, after a failure.
   bool close() { return output_.close(); }
 
   bool is_open() const { return output_.is_open(); }

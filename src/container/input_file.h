@@ -16,17 +16,17 @@ class InputFile {
   InputFile(const InputFile&) = delete;
   InputFile& operator=(const InputFile&) = delete;
 
-  // Closes what is open and opens `path`. False when the system refuses, or
-  // when the path is a directory or cannot be read at positions; error() says why.
+  // Closes what is open and opens `path`. False with error() set when the
+  // system refuses, or when the path is a directory or not seekable.
   [[nodiscard]] bool open(const std::filesystem::path& path);
   void close();
 
   bool is_open() const { return descriptor_ >= 0; }
-  uint64_t size() const { return size_; }           // bytes, as it was at open
+  uint64_t size() const { return size_; }           // bytes, at open
   std::error_code error() const { return error_; }  // of the last open or failed read
 
-  // Fills `bytes` from `position`. False when they do not all lie in the file
-  // or the system fails.
+  // Fills `bytes` from `position`. False when they are not all in the file or on
+  // a system error.
   [[nodiscard]] bool read_at(uint64_t position, std::span<uint8_t> bytes) const;
 
  private:

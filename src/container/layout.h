@@ -3,7 +3,7 @@
 //   +-------------+ 0
 //   | file header | 48 bytes
 //   +-------------+ 48
-//   | audio block | one type 3 record, only when sound is stored as a whole
+//   | audio block | one type 3 record, only when audio is stored as a whole
 //   +-------------+
 //   | front index | one type 7 record of a fixed size, only in the fast-start layout
 //   +-------------+
@@ -49,10 +49,10 @@ inline constexpr size_t kIndexCountBytes = 4;
 inline constexpr size_t kIndexEntryBytes = 8;
 
 inline constexpr uint32_t kMagic = 0x324D4C51;        // "QLM2"
-inline constexpr uint32_t kLegacyMagic = 0x4D4C4F51;  // version 1, which is only recognised
+inline constexpr uint32_t kLegacyMagic = 0x4D4C4F51;  // version 1, recognised but not read
 inline constexpr uint32_t kVersion = 2;
 
-// Limits that reader and writer both keep.
+// Limits that reader and writer enforce.
 inline constexpr uint32_t kMaxIndexEntries = 1'000'000;    // of one stored index
 inline constexpr uint32_t kMaxScannedRecords = 1U << 24;   // listed without an index
 inline constexpr uint32_t kMaxListedKeyFrames = 1U << 20;  // more than an index holds
@@ -70,11 +70,11 @@ inline constexpr uint16_t kFlagSparseLevels = 0x0200;
 inline constexpr uint16_t kFlagFastStart = 0x0400;  // the front index is complete
 inline constexpr uint16_t kFlagCclc = 0x0800;       // key frames predict chroma from luma
 inline constexpr uint16_t kFlagFlatBlocks = 0x1000;
-inline constexpr uint16_t kFlagInterleavedAudio = 0x2000;  // sound is in type 8 records
+inline constexpr uint16_t kFlagInterleavedAudio = 0x2000;  // audio is in type 8 records
 inline constexpr uint16_t kFlagMotionPrediction = 0x4000;  // vectors as differences from a median
 inline constexpr uint16_t kFlagDeblocking = 0x8000;        // reconstructions are deblocked
 
-// Any byte may stand in a file; 0 and 6 are never written.
+// A file may hold any byte here; 0 and 6 are never written.
 enum class RecordType : uint8_t {
   kKeyFrame = 1,
   kPredictedFrame = 2,
@@ -85,8 +85,8 @@ enum class RecordType : uint8_t {
   kAudio = 8,
 };
 
-// Whether a file that begins with these bytes is one of this format, version 1
-// included: who converts its source again shall be able to replace it.
+// Whether a file that begins with these bytes has this format, including version 1, so
+// that converting its source again may replace it.
 bool BeginsAsQolm(std::span<const uint8_t> bytes);
 
 struct FileHeader {
@@ -102,9 +102,9 @@ struct FileHeader {
   uint16_t coder_param_a = 0;
   uint16_t coder_param_b = 0;
   uint16_t coder_param_c = 0;
-  uint16_t audio_rate = 0;     // Hz, low 16 bits; 0 without sound
-  uint8_t audio_channels = 0;  // 0 without sound
-  uint8_t audio_param = 0;     // audio coding mode; 0 without sound
+  uint16_t audio_rate = 0;     // Hz, low 16 bits; 0 without audio
+  uint8_t audio_channels = 0;  // 0 without audio
+  uint8_t audio_param = 0;     // audio coding mode; 0 without audio
   uint32_t duration_ms = 0;    // 0 until the file is finished
 
   bool operator==(const FileHeader&) const = default;
@@ -123,14 +123,14 @@ using FileHeaderBytes = std::array<uint8_t, kFileHeaderBytes>;
 using RecordHeaderBytes = std::array<uint8_t, kRecordHeaderBytes>;
 
 FileHeaderBytes EncodeFileHeader(const FileHeader& header);
-// Takes every field as it stands; the caller judges magic, version and size.
+// Parses every field unchecked; the caller validates magic, version and size.
 FileHeader DecodeFileHeader(std::span<const uint8_t, kFileHeaderBytes> bytes);
 
 RecordHeaderBytes EncodeRecordHeader(const RecordHeader& header);
 RecordHeader DecodeRecordHeader(std::span<const uint8_t, kRecordHeaderBytes> bytes);
 
-// Display frames that a record stands for: `count` for a repeat run, none for
-// sound and index, 1 for every other type.
+// Display frames that a record represents: `count` for a repeat run, none for audio and
+// index, 1 for every other type.
 uint32_t frames_in_record(const RecordHeader& header);
 
 // Entries that the fast-start layout reserves: max(8192, expected + 2048), at

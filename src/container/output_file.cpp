@@ -59,7 +59,7 @@ bool OutputFile::flush() {
 bool OutputFile::sync() {
   if (!flush()) return false;
   if (platform::SyncDescriptor(descriptor_) == 0) return true;
-  // Pipes and character devices answer so: they have nothing to wait for.
+  // Pipes and character devices do not support it.
   if (errno == EINVAL || errno == ENOTSUP) return true;
   fail_with_errno();
   return false;

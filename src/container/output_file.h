@@ -1,5 +1,4 @@
-// A file opened for writing, with a buffer, 64-bit positions and a memory for
-// the first thing that went wrong.
+// A buffered file opened for writing, with 64-bit positions and a sticky error.
 #ifndef QOLM_CONTAINER_OUTPUT_FILE_H_
 #define QOLM_CONTAINER_OUTPUT_FILE_H_
 
@@ -11,14 +10,14 @@
 
 namespace qolm::container {
 
-// After a failure every operation but open() and close() does nothing and
-// returns false, and error() keeps the first failure's reason until open().
-// Bytes are buffered, so a failed write may show at a later operation; after
-// sync() succeeded they are on the disk.
+// After a failure every operation but open() and close() does nothing and returns false,
+// and error() keeps the reason of the first failure until open(). Bytes are buffered, so a
+// failed write may be reported by a later operation; after a successful sync() they are
+// on the disk.
 class OutputFile {
  public:
   OutputFile() = default;
-  ~OutputFile();  // writes out the buffer and closes, without a report
+  ~OutputFile();  // flushes and closes, ignoring errors
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
@@ -29,17 +28,16 @@ class OutputFile {
   std::error_code error() const { return error_; }
 
   bool write(std::span<const uint8_t> bytes);
-  // Where the next byte goes, counted from the start of the file.
+  // The position of the next byte in the file.
   uint64_t position() const { return buffer_position_ + buffer_.size(); }
   bool seek(uint64_t position);
   bool flush();
-  // flush(), then waits until the disk holds the bytes. A device that cannot
-  // be waited for counts as done.
+  // flush(), then blocks until the bytes are on the disk, on devices that support this.
   bool sync();
-  // True when everything since open() went well.
+  // True when everything since open() succeeded.
   bool close();
 
-  // Records a failure that the system does not know of, unless one is recorded.
+  // Records an error of the caller, unless one is recorded already.
   void fail(std::error_code error);
 
  private:

@@ -1,4 +1,4 @@
-// Reads record headers at ascending offsets without one system call for each.
+// Reads record headers at ascending offsets with fewer than one system call for each.
 #ifndef QOLM_CONTAINER_RECORD_HEADER_WALK_H_
 #define QOLM_CONTAINER_RECORD_HEADER_WALK_H_
 
@@ -10,9 +10,9 @@
 
 namespace qolm::container {
 
-// Where headers stand close together (repeat runs, still pictures) it reads a
-// window and serves many from it; where payloads of a size lie between them it
-// reads the eight bytes alone, so a walk never reads a whole film.
+// Where headers are close together (repeat runs, static pictures) it reads a window that
+// contains many of them; where large payloads lie between them it reads only the eight
+// bytes of each, so a walk never reads the whole file.
 class RecordHeaderWalk {
  public:
   // `file` must be open and outlive the walk.

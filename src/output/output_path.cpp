@@ -40,8 +40,8 @@ class RefusalCategory : public std::error_category {
   }
 };
 
-// Whether a file whose end or beginning is `bytes` bears the mark.
-bool Holds(std::span<const uint8_t> bytes, const std::string& mark) {
+// Whether `bytes` contain the mark.
+bool Contains(std::span<const uint8_t> bytes, const std::string& mark) {
   return std::search(bytes.begin(), bytes.end(), mark.begin(), mark.end()) != bytes.end();
 }
 
@@ -91,14 +91,14 @@ std::error_code CheckReplacement(const fs::path& path, const ReplacePolicy& poli
     error = platform::ReadFilePart(path, part, bytes, count);
     if (error == std::errc::no_such_file_or_directory) return {};
     if (error) return error;
-    if (count == 0 || Holds(std::span(bytes).first(count), policy.mark)) return {};
+    if (count == 0 || Contains(std::span(bytes).first(count), policy.mark)) return {};
   }
   return OutputRefusal::kOtherOrigin;
 }
 
 std::error_code ValidateOutputPath(const fs::path& output, const fs::path& input,
-                                   const ReplacePolicy& policy, OutputPath& judged) {
-  judged = {};
+                                   const ReplacePolicy& policy, OutputPath& validated) {
+  validated = {};
   if (output.empty()) return std::make_error_code(std::errc::no_such_file_or_directory);
   std::error_code error;
   const fs::file_status status = fs::status(output, error);
@@ -106,20 +106,20 @@ std::error_code ValidateOutputPath(const fs::path& output, const fs::path& input
   if (fs::is_directory(status) || !output.has_filename()) {
     return std::make_error_code(std::errc::is_a_directory);
   }
-  judged.exists = fs::exists(status);
-  judged.special = platform::IsSpecialFile(output, status);
-  // A device that is no file is not opened just to be compared.
-  if ((judged.exists || !judged.special) && platform::IsSameFile(output, input)) {
+  validated.exists = fs::exists(status);
+  validated.special = platform::IsSpecialFile(output, status);
+  // A device is not opened just to be compared.
+  if ((validated.exists || !validated.special) && platform::IsSameFile(output, input)) {
     return OutputRefusal::kIsInput;
   }
-  judged.target = platform::FollowLinks(output, error);
+  validated.target = platform::FollowLinks(output, error);
   if (error) return error;
-  if (judged.special) return {};
-  if (judged.exists) error = platform::CheckWritable(output);
-  if (!error && judged.exists) error = CheckReplacement(judged.target, policy);
+  if (validated.special) return {};
+  if (validated.exists) error = platform::CheckWritable(output);
+  if (!error && validated.exists) error = CheckReplacement(validated.target, policy);
   if (error) return error;
-  judged.part = PartNameOf(judged.target);
-  return CheckPart(judged.part, input, policy);
+  validated.part = PartNameOf(validated.target);
+  return CheckPart(validated.part, input, policy);
 }
 
 }  // namespace qolm::output

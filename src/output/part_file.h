@@ -1,9 +1,7 @@
-// Where a program writes, so that a run that fails harms no file.
-//
-// The bytes go to a part file beside the output, which takes the output's
-// place only once it is finished. An output that is a symbolic link keeps the
-// link: its target is what gets replaced. An output that exists already hands
-// its permissions and, where the system allows it, its owner on.
+// A file that is written beside the output and renamed over it when complete, so that a
+// failed run harms no file. An output that is a symbolic link stays one: its target is
+// replaced. The new file takes the permissions of an existing output and, where the system
+// allows it, its owner.
 #ifndef QOLM_OUTPUT_PART_FILE_H_
 #define QOLM_OUTPUT_PART_FILE_H_
 
@@ -23,32 +21,32 @@ class PartFile {
   PartFile(const PartFile&) = delete;
   PartFile& operator=(const PartFile&) = delete;
 
-  // Judges `output` and makes its part file, empty; call it once. An error says
-  // why path() may not be written; special files are refused too.
+  // Validates `output` and creates its part file, empty; call it once. Special files are
+  // refused too.
   [[nodiscard]] std::error_code Prepare(const std::filesystem::path& output,
                                         const std::filesystem::path& input,
                                         const ReplacePolicy& policy);
 
-  const std::filesystem::path& path() const { return place_.part; }
+  const std::filesystem::path& path() const { return paths_.part; }
 
-  // From now on a signal that ends the program removes the part file first.
-  // Only one part file of a process can ask for it at a time.
+  // From now on a signal that terminates the program removes the part file first. At most
+  // one part file of a process at a time.
   void RemoveOnSignal();
 
-  // Waits for the disk and renames the part file, which must be closed, over
-  // the output, unless a file that the policy protects has come there since
-  // Prepare. When that fails the part file is as before.
+  // Syncs the part file, which must be closed, and renames it over the output, unless a
+  // file that the policy protects has appeared there since Prepare. On failure the part
+  // file is unchanged.
   [[nodiscard]] std::error_code Commit();
 
-  // Leaves the part file where it is.
+  // Keeps the part file under its own name.
   void Keep();
 
  private:
-  OutputPath place_;
+  OutputPath paths_;
   ReplacePolicy policy_;
   platform::LockedFile file_;
-  bool owned_ = false;              // the part file is ours to remove
-  bool removed_on_signal_ = false;  // by part_cleanup.h
+  bool owned_ = false;              // the part file is this object's to remove
+  bool removed_on_signal_ = false;  // by platform/removal_on_signal.h
 };
 
 }  // namespace qolm::output

@@ -12,11 +12,11 @@ namespace fs = std::filesystem;
 using Name = fs::path::string_type;
 using Unit = Name::value_type;
 
-constexpr std::string_view kEnding = ".part";
+constexpr std::string_view kExtension = ".part";
 constexpr size_t kLongestName = 255;
 constexpr size_t kDigits = 16;
 
-// Whether a character may end before this unit.
+// Whether a character begins at this unit.
 bool BeginsCharacter(Unit unit) {
   const auto value = std::make_unsigned_t<Unit>(unit);
   return sizeof(Unit) == 1 ? (value & 0xC0) != 0x80 : (value & 0xFC00) != 0xDC00;
@@ -33,9 +33,9 @@ uint64_t HashOf(const Name& name) {
 
 fs::path PartNameOf(const fs::path& target) {
   Name name = target.filename().native();
-  if (name.size() + kEnding.size() > kLongestName) {
+  if (name.size() + kExtension.size() > kLongestName) {
     uint64_t hash = HashOf(name);
-    size_t kept = kLongestName - kEnding.size() - kDigits - 1;
+    size_t kept = kLongestName - kExtension.size() - kDigits - 1;
     while (kept > 0 && !BeginsCharacter(name[kept])) --kept;
     name.resize(kept);
     name += Unit{'.'};
@@ -45,7 +45,7 @@ fs::path PartNameOf(const fs::path& target) {
   }
   fs::path part = target;
   part.replace_filename(name);
-  part += kEnding;
+  part += kExtension;
   return part;
 }
 

@@ -1,4 +1,4 @@
-// What the part file of an output is called.
+// The name of an output's part file.
 #ifndef QOLM_OUTPUT_PART_NAME_H_
 #define QOLM_OUTPUT_PART_NAME_H_
 
@@ -6,10 +6,9 @@
 
 namespace qolm::output {
 
-// `<target>.part`. Where that name would be longer than file systems take, 255
-// bytes or on Windows UTF-16 units, it holds the beginning of the target's name
-// and a number made of all of it, so that targets side by side keep part files
-// of their own.
+// `<target>.part`. Where that name would exceed the 255 bytes (on Windows UTF-16 units)
+// of file systems, it is the beginning of the target's name and a hash of all of it, so
+// that every target has a part file of its own.
 std::filesystem::path PartNameOf(const std::filesystem::path& target);
 
 }  // namespace qolm::output
