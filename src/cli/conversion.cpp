@@ -8,10 +8,10 @@
 #include "base/path_bytes.h"
 #include "base/picture_limits.h"
 #include "cli/encode_report.h"
-#include "cli/option_words.h"
+#include "cli/messages.h"
+#include "cli/option_names.h"
 #include "cli/progress_line.h"
 #include "cli/status_line.h"
-#include "cli/texts.h"
 #include "container/layout.h"
 #include "encoder/encoder_session.h"
 #include "media/video_source.h"
@@ -25,12 +25,12 @@ namespace {
 constexpr int kSuccess = 0;
 constexpr int kFailure = 1;
 
-// A constant rate may leave out one picture of so many without a word.
-constexpr int64_t kFewOfAll = 50;
+// Leaving out one picture of this many for a constant rate is not reported.
+constexpr int64_t kUnreportedShare = 50;
 
 enum class LoopEnd { kSourceEnded, kFrameLimit, kInterrupted, kWriteFailed };
 
-// A status line that changes faster cannot be read; work that is over sooner needs none.
+// Nobody can read a status line that changes faster; shorter work needs none.
 constexpr std::chrono::milliseconds kBetweenStatusLines{500};
 constexpr double kLongAudioSeconds = 600;
 
@@ -39,8 +39,8 @@ double SecondsOf(const PcmTrack& track) {
   return values_per_second > 0 ? static_cast<double>(track.samples.size()) / values_per_second : 0;
 }
 
-// A source may promise a few frames too many: containers round their duration,
-// and the sound may last longer than the picture. More than that is told.
+// A source may announce a few frames too many: containers round their duration, and the
+// audio may last longer than the pictures. A larger difference is reported.
 bool EndedWellBefore(uint32_t frames, const media::VideoSource& source) {
   const int64_t expected = source.frame_count();
   const int64_t two_seconds =
@@ -69,10 +69,10 @@ class Conversion {
   Conversion& operator=(const Conversion&) = delete;
 
   int Run() {
-    if (!TakeInput() || !OpenInput()) return kFailure;
+    if (!PrepareInput() || !OpenInput()) return kFailure;
     session_.emplace(settings_);
-    TakeSound();
-    // Coding the sound may take as long as reading it did.
+    ReadAudio();
+    // Reading the audio ends early on an interrupt.
     if (environment_.interrupted()) return Conclude(LoopEnd::kInterrupted);
     if (!OpenOutput()) return kFailure;
     out_ << SettingsLine(settings_) << std::flush;
@@ -82,10 +82,10 @@ class Conversion {
   }
 
  private:
-  // Finds the file to read, which is a copy of a source that can be read only once:
-  // picture and sound are read one after the other, and more than once.
-  bool TakeInput() {
-    const bool is_standard_input = request_.input_path == words::kStandardInput;
+  // Finds the file to read. A source that can be read only once is copied first, since
+  // pictures and audio are read one after the other and more than once.
+  bool PrepareInput() {
+    const bool is_standard_input = request_.input_path == names::kStandardInput;
     std::optional<std::filesystem::path> input;
     if (!is_standard_input) input = PathFromBytes(request_.input_path);
     const auto file = input ? input : platform::SourceCopy::FileOfStandardInput();
@@ -94,12 +94,12 @@ class Conversion {
       return true;
     }
 
-    // What comes through a pipe cannot be had again once the output is refused.
+    // A pipe cannot be read again, so the output is validated first.
     output::OutputPath place;
     std::error_code refusal = output::ValidateOutputPath(
         output_, input.value_or(std::filesystem::path()), replace_policy_, place);
     if (!refusal && place.special) refusal = output::OutputRefusal::kNotRegular;
-    if (refusal) return Fail(texts::OutputOpenError(refusal.message(), request_.output_path));
+    if (refusal) return Fail(messages::OutputOpenError(refusal.message(), request_.output_path));
 
     using Status = platform::SourceCopy::Status;
     const platform::SourceCopy::Result copied =
@@ -109,31 +109,31 @@ class Conversion {
       case Status::kDone:
         return true;
       case Status::kStopped:
-        return Fail(texts::InterruptedWithNothing(request_.output_path));
+        return Fail(messages::InterruptedWithNothing(request_.output_path));
       case Status::kSourceUnreadable:
-        return Fail(texts::InputOpenError(copied.reason, request_.input_path));
+        return Fail(messages::InputOpenError(copied.reason, request_.input_path));
       case Status::kFolderRefused:
-        return Fail(texts::OutputOpenError(copied.reason, request_.output_path));
+        return Fail(messages::OutputOpenError(copied.reason, request_.output_path));
       case Status::kWriteFailed:
         break;
     }
-    return Fail(texts::WriteError(copied.reason, request_.output_path));
+    return Fail(messages::WriteError(copied.reason, request_.output_path));
   }
 
   // Opens the source, reports it and completes the settings with its geometry.
   bool OpenInput() {
     const bool open = source_.Open(input_);
     if (environment_.interrupted())
-      return Fail(texts::InterruptedWithNothing(request_.output_path));
+      return Fail(messages::InterruptedWithNothing(request_.output_path));
     if (!open) {
       const std::string& reason = source_.failure_reason();
-      return Fail(
-          texts::InputOpenError(reason.empty() ? "unknown format" : reason, request_.input_path));
+      return Fail(messages::InputOpenError(reason.empty() ? "unknown format" : reason,
+                                           request_.input_path));
     }
     out_ << InputReportText({request_.input_path, source_.width(), source_.height(),
                              source_.fps_numerator(), source_.fps_denominator(),
                              source_.frame_count(), source_.duration_ms()});
-    for (const std::string& phrase : source_.notices()) out_ << texts::SourceNotice(phrase);
+    for (const std::string& phrase : source_.notices()) out_ << messages::SourceNotice(phrase);
     settings_.width = source_.width();
     settings_.height = source_.height();
     settings_.fps_numerator = source_.fps_numerator();
@@ -143,9 +143,9 @@ class Conversion {
     return true;
   }
 
-  void TakeSound() {
+  void ReadAudio() {
     if (request_.options.audio.enabled == 0) {
-      out_ << texts::SoundOffNotice();
+      out_ << messages::AudioOffNotice();
       return;
     }
     PcmTrack sound;
@@ -156,19 +156,19 @@ class Conversion {
       const std::chrono::nanoseconds now = environment_.monotonic_now();
       if (now - shown < kBetweenStatusLines) return;
       shown = now;
-      status_.Show(texts::ReadingAudioStatus(seconds, source_.duration_ms()));
+      status_.Show(messages::ReadingAudioStatus(seconds, source_.duration_ms()));
     };
     const bool read =
-        environment_.read_sound(input_, request_.options.audio, sound, report, show_progress);
+        environment_.read_audio(input_, request_.options.audio, sound, report, show_progress);
     status_.Clear();
     if (!read) {
-      if (!environment_.interrupted()) out_ << texts::SoundNotReadNotice(report.failure_reason);
+      if (!environment_.interrupted()) out_ << messages::AudioNotReadNotice(report.failure_reason);
       return;
     }
     out_ << AudioStreamLine(sound.sample_rate, sound.channels, sound.samples.size());
-    if (report.damaged_seconds > 0) out_ << texts::DamagedAudioNotice(report.damaged_seconds);
+    if (report.damaged_seconds > 0) out_ << messages::DamagedAudioNotice(report.damaged_seconds);
     if (!report.failure_reason.empty()) {
-      out_ << texts::SoundCutShortNotice(report.failure_reason);
+      out_ << messages::AudioTruncatedNotice(report.failure_reason);
     }
     audio_seconds_ = SecondsOf(sound);
     session_->set_audio(std::move(sound));
@@ -184,21 +184,21 @@ class Conversion {
                    part_file_.Prepare(output_, input_, replace_policy_)) {
       reason = refusal.message();
     } else {
-      // The sound is coded here, a long track for a while.
+      // The audio is coded here, which takes a while for a long track.
       if (audio_seconds_ >= kLongAudioSeconds) {
         out_ << std::flush;
-        status_.Show(texts::CodingAudioStatus(audio_seconds_));
+        status_.Show(messages::CodingAudioStatus(audio_seconds_));
       }
       const bool opened = session_->open_output(part_file_.path(), environment_.interrupted);
       status_.Clear();
       if (!opened && session_->stream_error() == std::errc::operation_canceled) {
-        return Fail(texts::InterruptedWithNothing(request_.output_path));
+        return Fail(messages::InterruptedWithNothing(request_.output_path));
       }
       if (!opened) reason = session_->stream_error().message();
     }
-    if (!reason.empty()) return Fail(texts::OutputOpenError(reason, request_.output_path));
+    if (!reason.empty()) return Fail(messages::OutputOpenError(reason, request_.output_path));
     if (session_->index_too_large_for_front()) {
-      out_ << texts::IndexAtEndNotice();
+      out_ << messages::IndexAtEndNotice();
       index_notice_given_ = true;
       settings_.fast_start = false;  // as the session has decided
     }
@@ -211,7 +211,7 @@ class Conversion {
     while (true) {
       if (environment_.interrupted()) return LoopEnd::kInterrupted;
       if (!source_.ReadNextFrame(frame)) {
-        // An interrupt also ends what waits for the source.
+        // An interrupt also ends the wait for the source.
         return environment_.interrupted() ? LoopEnd::kInterrupted : LoopEnd::kSourceEnded;
       }
       session_->encode_frame(frame);
@@ -225,25 +225,25 @@ class Conversion {
   int Conclude(LoopEnd end) {
     if (end == LoopEnd::kInterrupted && frames_ == 0) {
       session_->abandon();
-      Fail(texts::InterruptedWithNothing(request_.output_path));
+      Fail(messages::InterruptedWithNothing(request_.output_path));
       return kFailure;
     }
     if (end != LoopEnd::kWriteFailed) session_->finish();
     const std::chrono::nanoseconds stop = environment_.monotonic_now();
     if (session_->stream_error()) {
       session_->abandon();
-      Fail(texts::WriteError(session_->stream_error().message(), request_.output_path));
+      Fail(messages::WriteError(session_->stream_error().message(), request_.output_path));
       return kFailure;
     }
     if (end == LoopEnd::kInterrupted) {
       part_file_.Keep();
-      Fail(texts::InterruptedWithPart(frames_, BytesFromPath(part_file_.path())));
+      Fail(messages::InterruptedWithPart(frames_, BytesFromPath(part_file_.path())));
       return kFailure;
     }
     if (const std::error_code error = part_file_.Commit()) {
       part_file_.Keep();
-      Fail(texts::RenameError(error.message(), BytesFromPath(part_file_.path()),
-                              request_.output_path));
+      Fail(messages::RenameError(error.message(), BytesFromPath(part_file_.path()),
+                                 request_.output_path));
       return kFailure;
     }
 
@@ -261,36 +261,36 @@ class Conversion {
     return kSuccess;
   }
 
-  // The output has its place by now, which the error shall not leave in doubt.
+  // The output is in place by now, and the error must say so.
   uintmax_t InputSize() const {
     std::error_code error;
     const uintmax_t size = std::filesystem::file_size(input_, error);
     if (error) {
-      throw std::filesystem::filesystem_error(texts::InputSizeUnknown(request_.output_path),
+      throw std::filesystem::filesystem_error(messages::InputSizeUnknown(request_.output_path),
                                               PathFromBytes(request_.input_path), error);
     }
     return size;
   }
 
-  // What the user should know about a file that is complete. The statistics
-  // follow, so that their last line stays the last of all.
+  // Notices about a complete file. They precede the statistics, whose last line ends the
+  // report.
   void ReportProblems(LoopEnd end) {
     if (session_->index_too_large_for_front() && !index_notice_given_) {
-      Notify(texts::IndexAtEndNotice());
+      Notify(messages::IndexAtEndNotice());
     }
     const media::VideoReader::Losses& losses = source_.losses();
-    if (losses.damaged > 0) Notify(texts::DamagedPicturesNotice(losses.damaged));
-    if (losses.left_out > losses.pictures / kFewOfAll) {
-      Notify(texts::LeftOutPicturesNotice(losses.left_out, losses.pictures));
+    if (losses.damaged > 0) Notify(messages::DamagedPicturesNotice(losses.damaged));
+    if (losses.left_out > losses.pictures / kUnreportedShare) {
+      Notify(messages::LeftOutPicturesNotice(losses.left_out, losses.pictures));
     }
     if (end != LoopEnd::kSourceEnded) return;
     if (!source_.failure_reason().empty()) {
-      Notify(texts::SourceReadNotice(source_.failure_reason(), frames_));
+      Notify(messages::SourceReadNotice(source_.failure_reason(), frames_));
     }
     if (frames_ == 0) {
-      Notify(texts::NoFramesNotice());
+      Notify(messages::NoFramesNotice());
     } else if (EndedWellBefore(frames_, source_)) {
-      Notify(texts::EarlyEndNotice(frames_, source_.frame_count()));
+      Notify(messages::EarlyEndNotice(frames_, source_.frame_count()));
     }
   }
 
@@ -328,9 +328,8 @@ class Conversion {
   const output::ReplacePolicy replace_policy_;
   encoder::EncodeSettings settings_;
 
-  // Destroyed from the last to the first: the session closes the part file
-  // before part_file_ may remove it, the source goes after both, and the copy that
-  // it reads last.
+  // Destroyed in reverse order: the session closes the part file before part_file_ may
+  // remove it, and the source closes the copy before source_copy_ removes it.
   platform::SourceCopy source_copy_;
   media::VideoSource source_;
   output::PartFile part_file_;
@@ -339,7 +338,7 @@ class Conversion {
   StatusLine status_;
   double audio_seconds_ = 0;  // of the track that will be coded
 
-  uint32_t frames_ = 0;  // read from the source and handed to the session
+  uint32_t frames_ = 0;  // read from the source and passed to the session
   std::chrono::nanoseconds start_{0};
   bool progress_line_open_ = false;
   bool index_notice_given_ = false;

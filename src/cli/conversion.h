@@ -1,6 +1,6 @@
 // One whole conversion with its console report.
 //
-//   open input -> report -> sound -> open output -> settings line
+//   open input -> report -> audio -> open output -> settings line
 //     -> frame loop -> finish -> rename -> statistics
 #ifndef QOLM_CLI_CONVERSION_H_
 #define QOLM_CLI_CONVERSION_H_
@@ -25,24 +25,23 @@ struct EncodeRequest {
   EncodeOptions options;
 };
 
-// What is known of the audio that was read, beside its samples.
+// The state of the audio that was read.
 struct AudioReadReport {
   std::string failure_reason;  // of a failure, or of what could not be read to its end
   double damaged_seconds = 0;  // decoded with errors, or not at all
 };
 
-// What a conversion takes from its surroundings.
+// What a conversion needs of its environment.
 struct EncodeEnvironment {
   std::function<std::unique_ptr<media::VideoFramework>()> make_video_framework;
-  // Reads the whole sound of a file; false when it has none that can be read, or
-  // when interrupted() ended the reading. `progress` is called with the seconds read
-  // so far.
+  // Reads the whole audio of a file; false when it has none that can be read, or when
+  // interrupted() ended the reading. `progress` is called with the seconds read so far.
   std::function<bool(const std::filesystem::path&, const media::AudioOptions&, PcmTrack&,
                      AudioReadReport& report, const std::function<void(double)>& progress)>
-      read_sound;
+      read_audio;
   std::function<std::chrono::nanoseconds()> monotonic_now;
   std::function<bool()> interrupted;
-  bool errors_on_terminal = false;  // where the errors go; a status line may then be shown
+  bool errors_on_terminal = false;  // a status line may then be shown
 };
 
 // The exit code: 0 when the output is complete and in place, else 1. Throws

@@ -18,7 +18,7 @@ int RunEncodeCommand(const EncodeRequest& request, std::ostream& out, std::ostre
   const media::Platform platform([&listener] { return listener.interrupted(); });
   EncodeEnvironment environment;
   environment.make_video_framework = [&platform] { return platform.MakeVideoFramework(); };
-  environment.read_sound =
+  environment.read_audio =
       [&](const std::filesystem::path& path, const media::AudioOptions& options, PcmTrack& track,
           AudioReadReport& report, const std::function<void(double)>& progress) {
         media::AudioSource source(platform.MakeAudioFramework());

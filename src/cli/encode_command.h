@@ -1,5 +1,4 @@
-// The encode command on this machine: a conversion with the media framework of
-// this build, the system's clock and its signals.
+// The encode command with this build's media framework, the system's clock and its signals.
 #ifndef QOLM_CLI_ENCODE_COMMAND_H_
 #define QOLM_CLI_ENCODE_COMMAND_H_
 

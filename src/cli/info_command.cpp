@@ -7,8 +7,8 @@
 #include "base/byte_order.h"
 #include "base/path_bytes.h"
 #include "base/printable.h"
+#include "cli/messages.h"
 #include "cli/number_format.h"
-#include "cli/texts.h"
 #include "container/container_reader.h"
 #include "container/input_file.h"
 #include "decoder/frame_decoder.h"
@@ -68,23 +68,23 @@ int RunInfoCommand(const std::string& path_bytes, std::ostream& out, std::ostrea
   const std::filesystem::path path = PathFromBytes(path_bytes);
   out << "[+] Opening QOLM v2 file: " << Printable(path_bytes) << "\n" << std::flush;
   if (IsLegacyFile(path)) {
-    err << texts::LegacyFormatError() << std::flush;
+    err << messages::LegacyFormatError() << std::flush;
     return 1;
   }
   container::ContainerReader reader;
   if (!reader.open(path)) {
-    err << texts::ContainerOpenError(reader.failure_reason(), path_bytes) << std::flush;
+    err << messages::ContainerOpenError(reader.failure_reason(), path_bytes) << std::flush;
     return 1;
   }
   if (!(out << HeaderText(reader.header()) << std::flush)) return 0;
 
   uint64_t frames = 0;
-  bool holds_sound = false;
+  bool holds_audio = false;
   {
-    // Nothing seeks here, so nothing need be kept.
+    // Nothing seeks here, so no frame needs caching.
     decoder::FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);
     const std::string sound_text = SoundText(decoder.measure_audio());
-    holds_sound = !sound_text.empty();
+    holds_audio = !sound_text.empty();
     if (!(out << sound_text << std::flush)) return 0;
 
     decoder::OutputFrame frame;
@@ -95,16 +95,16 @@ int RunInfoCommand(const std::string& path_bytes, std::ostream& out, std::ostrea
   }
   const uint32_t expected_frames = reader.header().frame_count;
   const container::Completion completion = reader.completion();
-  reader.reset();  // gives its index back, since looking for frames to save makes one more
+  reader.reset();  // frees its index, since HoldsFramesToSave makes another
   if (completion == container::Completion::kNeverFinished) {
-    out << texts::NeverFinishedNotice(frames > 0 || HoldsFramesToSave(path)
-                                          ? texts::Saveable::kFrames
-                                      : holds_sound ? texts::Saveable::kSound
-                                                    : texts::Saveable::kNothing);
+    out << messages::NeverFinishedNotice(frames > 0 || HoldsFramesToSave(path)
+                                             ? messages::Saveable::kFrames
+                                         : holds_audio ? messages::Saveable::kAudio
+                                                       : messages::Saveable::kNothing);
   } else if (completion == container::Completion::kUnknown) {
-    out << texts::NoFrameYetNotice(holds_sound);
+    out << messages::NoFrameYetNotice(holds_audio);
   } else if (frames < expected_frames) {
-    out << texts::FewerFramesDecodedNotice(frames, expected_frames);
+    out << messages::FewerFramesDecodedNotice(frames, expected_frames);
   }
   out << std::flush;
   return 0;

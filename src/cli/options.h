@@ -1,8 +1,7 @@
 // The encode command's options.
 //
-// What surprises: no option is refused. A word that no option has, a preset or
-// mode word that is unknown, and an option whose value is missing are all passed
-// over; only a number that is none ends the run.
+// What surprises: no option is refused. Unknown options, presets and modes, and an option
+// without its value, are ignored; only an invalid number is an error.
 #ifndef QOLM_CLI_OPTIONS_H_
 #define QOLM_CLI_OPTIONS_H_
 
@@ -29,9 +28,9 @@ struct EncodeOptions {
 // and its value before the text.
 EncodeOptions ParseEncodeOptions(const std::vector<std::string>& arguments, size_t first);
 
-// Whether `argument` is exactly a word of the command line that begins with a
-// dash, so that it was hardly meant as the name of a file.
-bool IsOptionWord(std::string_view argument);
+// Whether `argument` is exactly the name of an option, so that it was hardly meant as a
+// file name.
+bool IsOptionName(std::string_view argument);
 
 // The decimal number at the start of `text`: leading white space and one sign
 // are accepted, whatever follows the digits is ignored. Throws

@@ -1,5 +1,5 @@
-// The whole program but for main: banner, dispatch and the last line of
-// defence against what a command throws.
+// The whole program except main: banner, command dispatch and the handler of the
+// exceptions that a command throws.
 #ifndef QOLM_CLI_PROGRAM_H_
 #define QOLM_CLI_PROGRAM_H_
 

@@ -1,5 +1,5 @@
-// Passes a command's report on to standard output and remembers why that first
-// failed, which a stream alone does not tell.
+// Passes a command's report on to standard output and records the reason of the first
+// failure, which a stream alone does not report.
 #ifndef QOLM_CLI_REPORT_BUFFER_H_
 #define QOLM_CLI_REPORT_BUFFER_H_
 
@@ -13,7 +13,7 @@ class ReportBuffer : public std::streambuf {
   // `target` must outlive the buffer.
   explicit ReportBuffer(std::streambuf& target) : target_(target) {}
 
-  // No error while everything was taken.
+  // No error while everything was written.
   std::error_code failure() const { return failure_; }
 
  protected:

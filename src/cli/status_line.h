@@ -1,6 +1,5 @@
-// A line about work that the report is silent about, on standard error and only
-// where that is a terminal: it is no part of the report, and gone before the next
-// text.
+// A temporary line about work in progress, on standard error and only on a terminal. It is
+// not part of the report and is erased before the next output.
 #ifndef QOLM_CLI_STATUS_LINE_H_
 #define QOLM_CLI_STATUS_LINE_H_
 
@@ -12,13 +11,13 @@ namespace qolm::cli {
 
 class StatusLine {
  public:
-  // One that is not visible prints nothing.
+  // Prints nothing unless `visible`.
   StatusLine(std::ostream& err, bool visible) : err_(err), visible_(visible) {}
   ~StatusLine() { Clear(); }
   StatusLine(const StatusLine&) = delete;
   StatusLine& operator=(const StatusLine&) = delete;
 
-  // In place of what it showed before; `text` is ASCII.
+  // Replaces what it showed before; `text` is ASCII.
   void Show(const std::string& text);
   void Clear();
 

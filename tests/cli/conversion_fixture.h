@@ -41,7 +41,7 @@ class ConversionTest : public testing::Test {
     environment.make_video_framework = [this] {
       return std::make_unique<ScriptedFramework>(script_);
     };
-    environment.read_sound = [this](const fs::path&, const media::AudioOptions& options,
+    environment.read_audio = [this](const fs::path&, const media::AudioOptions& options,
                                     PcmTrack& track, AudioReadReport& report,
                                     const std::function<void(double)>& progress) {
       ++sound_reads_;

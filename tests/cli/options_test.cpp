@@ -206,11 +206,11 @@ TEST(Options, ABadNumberIsThrownWithItsOptionAndValue) {
 TEST(Options, EveryWordWithADashIsOne) {
   for (const char* word :
        {"--quality", "--frames", "--no-pre-analysis", "--help", "-h", "--version", "--"}) {
-    EXPECT_TRUE(IsOptionWord(word)) << word;
+    EXPECT_TRUE(IsOptionName(word)) << word;
   }
   for (const char* word :
        {"", "-", "help", "quality", "./--quality", "--quality ", "--qual", "32k"}) {
-    EXPECT_FALSE(IsOptionWord(word)) << word;
+    EXPECT_FALSE(IsOptionName(word)) << word;
   }
 }
 

@@ -19,7 +19,7 @@
 #include <thread>
 #include <vector>
 
-#include "cli/texts.h"
+#include "cli/messages.h"
 #include "scratch_directory.h"
 #include "support/media_audio_writer.h"
 #include "support/run_program.h"
@@ -138,7 +138,7 @@ class PipedSource : public testing::Test {
   void ExpectError(const std::string& line) {
     EXPECT_EQ(exit_code_, 1);
     EXPECT_EQ(err_, "[-] Error: " + line + "\n");
-    EXPECT_EQ(out_, texts::Banner());
+    EXPECT_EQ(out_, messages::Banner());
     ExpectNothingBut({});
   }
 
@@ -161,7 +161,7 @@ class PipedSource : public testing::Test {
       run.Signal(signal_number);
       run.Wait();
       EXPECT_EQ(run.exit_code(), 1);
-      EXPECT_EQ(run.err(), texts::InterruptedWithNothing(output_));
+      EXPECT_EQ(run.err(), messages::InterruptedWithNothing(output_));
       ExpectNothingBut({});
     }
   }

@@ -13,7 +13,7 @@
 #include <optional>
 #include <thread>
 
-#include "cli/texts.h"
+#include "cli/messages.h"
 #include "container/container_reader.h"
 #include "scratch_directory.h"
 #include "support/run_program.h"
@@ -61,7 +61,7 @@ class Program : public testing::Test {
     WriteFile(output_, "QLM2: the old file");
     Run({"encode", input_, output_});
     ExpectError(input_);
-    EXPECT_EQ(out_, texts::Banner());
+    EXPECT_EQ(out_, messages::Banner());
     EXPECT_THAT(err_, MatchesRegex("\\[-\\] Error: Cannot open input video \\(" + reason_pattern +
                                    "\\): [^\n]*\n"));
     EXPECT_EQ(ReadFile(output_), "QLM2: the old file");
@@ -88,7 +88,7 @@ class Program : public testing::Test {
 TEST_F(Program, WithoutACommandPrintsItsUsage) {
   Run({});
   EXPECT_EQ(exit_code_, 0);
-  EXPECT_EQ(out_, texts::Banner() + texts::Usage(kProgram));
+  EXPECT_EQ(out_, messages::Banner() + messages::Usage(kProgram));
   EXPECT_EQ(err_, "");
 }
 
@@ -102,7 +102,7 @@ TEST_F(Program, AnUnknownCommandOrTooFewArgumentsPrintTheUsageAndFail) {
   for (const auto& command : commands) {
     Run(command);
     EXPECT_EQ(exit_code_, 1);
-    EXPECT_EQ(out_, texts::Banner() + texts::Usage(kProgram));
+    EXPECT_EQ(out_, messages::Banner() + messages::Usage(kProgram));
     EXPECT_EQ(err_, "");
   }
 }
@@ -112,12 +112,12 @@ TEST_F(Program, HelpIsACommandOfItsOwn) {
        {std::vector<std::string>{"--help"}, {"-h"}, {"help"}, {"--help", "encode"}}) {
     Run(command);
     EXPECT_EQ(exit_code_, 0);
-    EXPECT_EQ(out_, texts::Banner() + texts::Usage(kProgram));
+    EXPECT_EQ(out_, messages::Banner() + messages::Usage(kProgram));
     EXPECT_EQ(err_, "");
   }
   Run({"--version"});
   EXPECT_EQ(exit_code_, 0);
-  EXPECT_EQ(out_, texts::Banner());
+  EXPECT_EQ(out_, messages::Banner());
   EXPECT_EQ(err_, "");
 }
 
@@ -130,7 +130,7 @@ TEST_F(Program, HelpIsGivenInThePlaceOfAFileName) {
                                                   {"encode", input_, "-h"}}) {
     Run(command);
     EXPECT_EQ(exit_code_, 0);
-    EXPECT_EQ(out_, texts::Banner() + texts::Usage(kProgram));
+    EXPECT_EQ(out_, messages::Banner() + messages::Usage(kProgram));
     EXPECT_EQ(err_, "");
   }
   Run({"nonsense", "--help"});
@@ -143,7 +143,7 @@ TEST_F(Program, TheEndOfOptionsIsNoOutput) {
   fs::current_path(directory_ / "");
   Run({"encode", input_, "--"});
   EXPECT_EQ(exit_code_, 1);
-  EXPECT_EQ(out_, texts::Banner() + texts::Usage(kProgram));
+  EXPECT_EQ(out_, messages::Banner() + messages::Usage(kProgram));
   Run({"encode", "--", input_, output_});
   ExpectError("--");
   Run({"encode", input_, "--", output_});
@@ -161,7 +161,7 @@ TEST_F(Program, MessagesShowNamesOnOneLine) {
   ExpectError(directory_ / shown);
   Run({"info", directory_ / name});
   ExpectError(directory_ / shown);
-  EXPECT_EQ(out_, texts::Banner() + "[+] Opening QOLM v2 file: " + (directory_ / shown) + "\n");
+  EXPECT_EQ(out_, messages::Banner() + "[+] Opening QOLM v2 file: " + (directory_ / shown) + "\n");
 
   MakeInput(3);
   fs::rename(input_, directory_ / name);
@@ -182,7 +182,7 @@ TEST_F(Program, AnOptionIsNoNameOfAFile) {
        {"--quality", "--no-vfr", "--pre-analysis", "--help", "-h", "--version"}) {
     Run({"encode", input_, word, "80", "out.qolm"});
     EXPECT_EQ(exit_code_, 1);
-    EXPECT_EQ(out_, texts::Banner());
+    EXPECT_EQ(out_, messages::Banner());
     EXPECT_EQ(err_,
               "[-] Error: An option stands where the name of a file belongs (a file of that name "
               "is ./" +
@@ -208,7 +208,7 @@ TEST_F(Program, TheOutputIsNotStandardOutput) {
   fs::current_path(directory_ / "");
   Run({"encode", input_, "-"});
   EXPECT_EQ(exit_code_, 1);
-  EXPECT_EQ(out_, texts::Banner());
+  EXPECT_EQ(out_, messages::Banner());
   EXPECT_EQ(
       err_,
       "[-] Error: Cannot open output file (it has to be a file; one of this name is ./-): -\n");
@@ -223,12 +223,12 @@ TEST_F(Program, ABadNumberEndsTheRunBeforeAnythingIsOpened) {
   for (const std::string option : {"--quality", "--gop", "--frames"}) {
     Run({"encode", input_, output_, option, "many"});
     EXPECT_EQ(exit_code_, 1);
-    EXPECT_EQ(out_, texts::Banner());
+    EXPECT_EQ(out_, messages::Banner());
     EXPECT_EQ(err_, "[-] Error: " + option + " many: invalid stoi argument\n");
 
     Run({"encode", input_, output_, option, "2147483648"});
     EXPECT_EQ(exit_code_, 1);
-    EXPECT_EQ(out_, texts::Banner());
+    EXPECT_EQ(out_, messages::Banner());
     EXPECT_EQ(err_, "[-] Error: " + option + " 2147483648: stoi argument out of range\n");
   }
 }
@@ -241,10 +241,10 @@ TEST_F(Program, ConvertsAndReadsBack) {
   const std::string progress =
       "\r    Processed frames: [12]0/25 \\([0-9]+% \\| ETA 0m[0-9]+s\\) \xE2\x80\xA2 [0-9]+ FPS "
       "\\(VFR Skip: 0\\)";
-  EXPECT_THAT(out_, StartsWith(texts::Banner() + "[+] Input Video: " + input_ +
+  EXPECT_THAT(out_, StartsWith(messages::Banner() + "[+] Input Video: " + input_ +
                                "\n    Resolution : 64x48\n    Framerate  : 25 fps\n"
                                "    Duration   : 1 s (25 frames)\n" +
-                               texts::SoundNotReadNotice("") +
+                               messages::AudioNotReadNotice("") +
                                "[+] Encoding video (Quality: 45, GOP: 60, VFR: ON, Gabor: ON, "
                                "CCLC: ON, Stream: FAST-START)...\n\r"));
   EXPECT_THAT(out_.substr(out_.find('\r')),

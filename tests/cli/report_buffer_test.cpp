@@ -6,8 +6,8 @@
 #include <ostream>
 #include <sstream>
 
+#include "cli/messages.h"
 #include "cli/program.h"
-#include "cli/texts.h"
 
 namespace qolm::cli {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/texts.h"
+#include "cli/messages.h"
 #include "info_report.h"
 #include "sample_files.h"
 #include "support/container_file.h"
@@ -29,7 +29,7 @@ InfoReport RunLimited(CalledProgram program, const std::vector<std::string>& arg
 InfoReport WithScriptedClock(InfoReport report) {
   static const std::regex time("(    Decode Time    : )\\S+ ms\n    Decode Speed   : \\S+ FPS\n");
   static const std::regex decoded("Decoded Frames : (\\d+)\n");
-  const std::string banner = cli::texts::Banner();
+  const std::string banner = cli::messages::Banner();
   if (report.out.starts_with(banner)) report.out.erase(0, banner.size());
   std::smatch match;
   if (std::regex_search(report.out, match, decoded)) {

@@ -71,7 +71,7 @@ double SampleOf(const AVFrame& frame, int sample, int channel) {
   }
 }
 
-void TakeSound(const AVFrame& frame, const AVStream& stream, DecodedMedia& media) {
+void ReadAudio(const AVFrame& frame, const AVStream& stream, DecodedMedia& media) {
   const double start = static_cast<double>(frame.pts) * av_q2d(stream.time_base);
   if (media.samples.empty()) media.sound_start_seconds = start;
   for (int sample = 0; sample < frame.nb_samples; ++sample) {
@@ -139,7 +139,7 @@ DecodedMedia DecodeMedia(const std::filesystem::path& path) {
     TakePicture(frame, stream, media);
   };
   const auto take_sound = [&](const AVFrame& frame, const AVStream& stream) {
-    TakeSound(frame, stream, media);
+    ReadAudio(frame, stream, media);
   };
   const std::unique_ptr<AVPacket, Deleter> packet(av_packet_alloc());
   while (av_read_frame(format.get(), packet.get()) >= 0) {

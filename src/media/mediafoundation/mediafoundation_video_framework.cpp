@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "media/mediafoundation/com.h"
-#include "media/mediafoundation/failure_words.h"
+#include "media/mediafoundation/error_message.h"
 #include "media/row_layout.h"
 
 namespace qolm::media::mediafoundation {
@@ -197,7 +197,7 @@ class MediaFoundationVideoReader : public VideoReader {
     return result;
   }
 
-  std::string failure_reason() const override { return FailureWords(last_failure_); }
+  std::string failure_reason() const override { return ErrorMessage(last_failure_); }
 
  private:
   bool Note(HRESULT result) {
@@ -247,7 +247,7 @@ std::unique_ptr<VideoReader> MediaFoundationVideoFramework::Open(
   const HRESULT result = MakeSourceReader(
       path, attributes ? std::span<const ReaderOption>(options) : std::span<const ReaderOption>(),
       reader);
-  failure_reason_ = FailureWords(result);
+  failure_reason_ = ErrorMessage(result);
   if (FAILED(result)) return nullptr;
   return AdaptVideoReader(std::move(reader));
 }

@@ -1,4 +1,4 @@
-#include "cli/texts.h"
+#include "cli/messages.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 TEST(Usage, NamesTheProgramAsGivenOnEveryCommandLine) {
-  EXPECT_THAT(texts::Usage("./some where/prog"),
+  EXPECT_THAT(messages::Usage("./some where/prog"),
               StartsWith("Usage:\n"
                          "  ./some where/prog encode <input> <output.qolm> [options]\n"
                          "  ./some where/prog info <file.qolm>\n"
@@ -24,7 +24,7 @@ TEST(Usage, NamesTheProgramAsGivenOnEveryCommandLine) {
 
 TEST(Usage, ListsEveryOptionWithItsDefault) {
   // clang-format off
-  EXPECT_THAT(texts::Usage("p"), EndsWith(
+  EXPECT_THAT(messages::Usage("p"), EndsWith(
       "\nOptions of encode:\n"
       "  --quality N                     picture quality, 1 to 100 (default 45)\n"
       "  --gop N                         most frames between two key frames (default 60)\n"
@@ -60,35 +60,36 @@ TEST(Usage, ListsEveryOptionWithItsDefault) {
 }
 
 TEST(Texts, ErrorLinesEndWithThePathInQuestion) {
-  EXPECT_EQ(texts::InputOpenError("No such file or directory", "in \xC3\xA4.mp4"),
+  EXPECT_EQ(messages::InputOpenError("No such file or directory", "in \xC3\xA4.mp4"),
             "[-] Error: Cannot open input video (No such file or directory): in \xC3\xA4.mp4\n");
-  EXPECT_EQ(texts::OutputOpenError("Is a directory", "out"),
+  EXPECT_EQ(messages::OutputOpenError("Is a directory", "out"),
             "[-] Error: Cannot open output file (Is a directory): out\n");
-  EXPECT_EQ(texts::WriteError("No space left on device", "out"),
+  EXPECT_EQ(messages::WriteError("No space left on device", "out"),
             "[-] Error: Cannot write output file (No space left on device): out\n");
-  EXPECT_THAT(texts::RenameError("r", "out.part", "out"), EndsWith(": out\n"));
-  EXPECT_THAT(texts::InterruptedWithPart(7, "out.part"), EndsWith(": out.part\n"));
-  EXPECT_THAT(texts::InterruptedWithNothing("out"), EndsWith(": out\n"));
-  EXPECT_THAT(texts::ContainerOpenError("r", "a.qolm"), EndsWith(": a.qolm\n"));
+  EXPECT_THAT(messages::RenameError("r", "out.part", "out"), EndsWith(": out\n"));
+  EXPECT_THAT(messages::InterruptedWithPart(7, "out.part"), EndsWith(": out.part\n"));
+  EXPECT_THAT(messages::InterruptedWithNothing("out"), EndsWith(": out\n"));
+  EXPECT_THAT(messages::ContainerOpenError("r", "a.qolm"), EndsWith(": a.qolm\n"));
 }
 
 TEST(Texts, InformationIsMarkedAndOneLineLong) {
   for (const std::string& line :
-       {texts::SoundNotReadNotice("r"), texts::SourceNotice("p"), texts::SoundCutShortNotice("r"),
-        texts::DamagedAudioNotice(3), texts::SoundOffNotice(), texts::IndexAtEndNotice(),
-        texts::EarlyEndNotice(10, 300), texts::FewerFramesDecodedNotice(10, 300)}) {
+       {messages::AudioNotReadNotice("r"), messages::SourceNotice("p"),
+        messages::AudioTruncatedNotice("r"), messages::DamagedAudioNotice(3),
+        messages::AudioOffNotice(), messages::IndexAtEndNotice(), messages::EarlyEndNotice(10, 300),
+        messages::FewerFramesDecodedNotice(10, 300)}) {
     EXPECT_THAT(line, StartsWith("[+] "));
     EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
   }
-  EXPECT_NE(texts::SoundNotReadNotice(""), texts::SoundOffNotice());
+  EXPECT_NE(messages::AudioNotReadNotice(""), messages::AudioOffNotice());
 }
 
 TEST(Texts, TheEarlyEndNoticeNamesBothCounts) {
-  EXPECT_THAT(texts::EarlyEndNotice(10, 300), HasSubstr("10 of 300"));
+  EXPECT_THAT(messages::EarlyEndNotice(10, 300), HasSubstr("10 of 300"));
 }
 
 TEST(Banner, NamesTheProgramAndItsVersion) {
-  EXPECT_TRUE(std::regex_match(texts::Banner(),
+  EXPECT_TRUE(std::regex_match(messages::Banner(),
                                std::regex("QOLM Converter [0-9]+\\.[0-9]+\\.[0-9]+\n(.+\n)+\n")));
 }
 

@@ -1,13 +1,13 @@
-#include "cli/texts.h"
+#include "cli/messages.h"
 
 #include <algorithm>
 #include <initializer_list>
 
 #include "base/printable.h"
 #include "cli/number_format.h"
-#include "cli/option_words.h"
+#include "cli/option_names.h"
 
-namespace qolm::cli::texts {
+namespace qolm::cli::messages {
 namespace {
 
 constexpr size_t kHelpColumn = 34;
@@ -53,62 +53,62 @@ std::string Banner() {
 
 std::string Usage(std::string_view program) {
   std::string text = "Usage:\n";
-  text += Concat({"  ", program, " ", words::kEncodeCommand, " <input> <output.qolm> [options]\n"});
-  text += Concat({"  ", program, " ", words::kInfoCommand, " <file.qolm>\n"});
-  text += Concat({"  ", program, " ", words::kHelp, " | ", words::kVersion, "\n"});
+  text += Concat({"  ", program, " ", names::kEncodeCommand, " <input> <output.qolm> [options]\n"});
+  text += Concat({"  ", program, " ", names::kInfoCommand, " <file.qolm>\n"});
+  text += Concat({"  ", program, " ", names::kHelp, " | ", names::kVersion, "\n"});
   text += Concat(
-      {"\nThe input may be a pipe or a device; ", words::kStandardInput, " is standard input.\n"});
+      {"\nThe input may be a pipe or a device; ", names::kStandardInput, " is standard input.\n"});
   text += "\nOptions of encode:\n";
-  text += UsageRow(Joined(words::kQuality, " ", "N"), "picture quality, 1 to 100 (default 45)");
+  text += UsageRow(Joined(names::kQuality, " ", "N"), "picture quality, 1 to 100 (default 45)");
   text +=
-      UsageRow(Joined(words::kGop, " ", "N"), "most frames between two key frames (default 60)");
-  text += UsageRow(Joined(words::kVfrOn, " / ", words::kVfrOff),
+      UsageRow(Joined(names::kGop, " ", "N"), "most frames between two key frames (default 60)");
+  text += UsageRow(Joined(names::kVfrOn, " / ", names::kVfrOff),
                    "count static frames instead of coding them (default on)");
-  text += UsageRow(Joined(words::kGaborOn, " / ", words::kGaborOff),
+  text += UsageRow(Joined(names::kGaborOn, " / ", names::kGaborOff),
                    "note the Gabor option in the file (default on)");
-  text += UsageRow(Joined(words::kFastStart, " / ", words::kMonolithic),
+  text += UsageRow(Joined(names::kFastStart, " / ", names::kMonolithic),
                    "index at the front or at the end of the file (default front)");
-  text += UsageRow(Joined(words::kCclcOn, " / ", words::kCclcOff),
+  text += UsageRow(Joined(names::kCclcOn, " / ", names::kCclcOff),
                    "predict colour from brightness in key frames (default on)");
   text += UsageRow(
-      Joined(words::kFrameLimit, " ", "N"),
+      Joined(names::kFrameLimit, " ", "N"),
       "stop after N frames; counts and sound follow the whole source (default 0: no limit)");
   text +=
-      UsageRow(Joined(words::kAudioPreset, " ", "PRESET"), "sound preset, see below (default 32k)");
-  text += UsageRow(Joined(words::kAudioMode, " ", "MODE"),
+      UsageRow(Joined(names::kAudioPreset, " ", "PRESET"), "sound preset, see below (default 32k)");
+  text += UsageRow(Joined(names::kAudioMode, " ", "MODE"),
                    "sound coder, see below (default transform)");
-  text += UsageRow(words::kNoAudio, "leave the sound out (default: it is kept)");
+  text += UsageRow(names::kNoAudio, "leave the sound out (default: it is kept)");
   text +=
-      UsageRow(words::kOverwrite, "replace an output that is not a QOLM file (default: refuse)");
+      UsageRow(names::kOverwrite, "replace an output that is not a QOLM file (default: refuse)");
   text += "\nFurther options of encode:\n";
-  text += UsageRow(OnOrOff(words::kInterleaveOn),
+  text += UsageRow(OnOrOff(names::kInterleaveOn),
                    "sound between the pictures instead of in one block (default off)");
-  text += UsageRow(OnOrOff(words::kBidirectionalOn),
+  text += UsageRow(OnOrOff(names::kBidirectionalOn),
                    "code every other frame between its neighbours (default off)");
-  text += UsageRow(OnOrOff(words::kAdaptiveGopOn),
+  text += UsageRow(OnOrOff(names::kAdaptiveGopOn),
                    "up to twice as many frames between key frames while calm (default on)");
-  text += UsageRow(OnOrOff(words::kTemporalFilterOn),
+  text += UsageRow(OnOrOff(names::kTemporalFilterOn),
                    "quiet the brightness against the previous frame (default on)");
-  text += UsageRow(OnOrOff(words::kFlatBlocksOn),
+  text += UsageRow(OnOrOff(names::kFlatBlocksOn),
                    "drop faint detail of flat blocks in key frames (default on)");
-  text += UsageRow(OnOrOff(words::kSparseLevelsOn),
+  text += UsageRow(OnOrOff(names::kSparseLevelsOn),
                    "drop coefficients that cost more than they bring (default on)");
-  text += UsageRow(OnOrOff(words::kMotionPredictionOn),
+  text += UsageRow(OnOrOff(names::kMotionPredictionOn),
                    "predict motion vectors from their neighbours (default on)");
-  text += UsageRow(OnOrOff(words::kDeblockingOn), "soften the edges of blocks (default on)");
-  text += UsageRow(OnOrOff(words::kPreAnalysisOn),
+  text += UsageRow(OnOrOff(names::kDeblockingOn), "soften the edges of blocks (default on)");
+  text += UsageRow(OnOrOff(names::kPreAnalysisOn),
                    "look for the motion of the whole picture first (default on)");
   text += "\nSound presets:\n";
   text +=
-      UsageRow(Joined(words::kPreset32k, ", ", words::kPresetSpeech), "32000 Hz, mono (default)");
-  text += UsageRow(words::kPreset24k, "24000 Hz, mono");
-  text += UsageRow(words::kPresetCd, "44100 Hz, stereo");
-  text += UsageRow(words::kPreset48k, "48000 Hz, stereo");
-  text += UsageRow(Joined(words::kPresetOff, ", ", words::kPresetNone), "no sound");
+      UsageRow(Joined(names::kPreset32k, ", ", names::kPresetSpeech), "32000 Hz, mono (default)");
+  text += UsageRow(names::kPreset24k, "24000 Hz, mono");
+  text += UsageRow(names::kPresetCd, "44100 Hz, stereo");
+  text += UsageRow(names::kPreset48k, "48000 Hz, stereo");
+  text += UsageRow(Joined(names::kPresetOff, ", ", names::kPresetNone), "no sound");
   text += "\nSound coders:\n";
   text +=
-      UsageRow(Joined(words::kModeTransform, ", ", words::kModeMdct), "transform coder (default)");
-  text += UsageRow(words::kModeAdpcm, "ADPCM coder");
+      UsageRow(Joined(names::kModeTransform, ", ", names::kModeMdct), "transform coder (default)");
+  text += UsageRow(names::kModeAdpcm, "ADPCM coder");
   return text;
 }
 
@@ -178,12 +178,12 @@ std::string ReportLostNotice(std::string_view reason, std::string_view output_pa
                "); the file is complete: ", output_path});
 }
 
-std::string SoundNotReadNotice(std::string_view reason) {
+std::string AudioNotReadNotice(std::string_view reason) {
   if (reason.empty()) return "[+] Note: no sound could be read; converting without it.\n";
   return Note({"no sound could be read (", reason, "); converting without it."});
 }
 
-std::string SoundCutShortNotice(std::string_view reason) {
+std::string AudioTruncatedNotice(std::string_view reason) {
   return Note(
       {"the sound could not be read to its end (", reason, "); the file holds what came before."});
 }
@@ -196,7 +196,7 @@ std::string DamagedAudioNotice(double seconds) {
 
 std::string SourceNotice(std::string_view phrase) { return Note({phrase, "."}); }
 
-std::string SoundOffNotice() { return "[+] Sound is switched off; converting the picture only.\n"; }
+std::string AudioOffNotice() { return "[+] Sound is switched off; converting the picture only.\n"; }
 
 std::string IndexAtEndNotice() {
   return "[+] Note: more records than the front index can hold; the index goes to the end of "
@@ -241,17 +241,17 @@ std::string CodingAudioStatus(double seconds) {
 std::string NeverFinishedNotice(Saveable saveable) {
   std::string_view advice = "it holds no whole frame yet.";
   if (saveable == Saveable::kFrames) advice = "qolm2_export can save what it holds so far.";
-  if (saveable == Saveable::kSound) {
+  if (saveable == Saveable::kAudio) {
     advice = "it holds no whole frame yet, but sound that qolm2_export can save as .wav.";
   }
   return Note({"the file was never finished, or is still being written; ", advice});
 }
 
-std::string NoFrameYetNotice(bool holds_sound) {
+std::string NoFrameYetNotice(bool holds_audio) {
   return Note(
       {"the file holds no frame; it was never finished, is still being "
        "written, or its source had none",
-       holds_sound ? "; qolm2_export can save its sound as .wav." : "."});
+       holds_audio ? "; qolm2_export can save its sound as .wav." : "."});
 }
 
 std::string FewerFramesDecodedNotice(uint64_t frames, uint32_t frames_in_header) {
@@ -259,4 +259,4 @@ std::string FewerFramesDecodedNotice(uint64_t frames, uint32_t frames_in_header)
                std::to_string(frames_in_header), " frames could be decoded."});
 }
 
-}  // namespace qolm::cli::texts
+}  // namespace qolm::cli::messages

@@ -1,4 +1,4 @@
-#include "media/mediafoundation/failure_words.h"
+#include "media/mediafoundation/error_message.h"
 
 #include "media/mediafoundation/com.h"
 #include "platform/windows/text.h"
@@ -20,7 +20,7 @@ std::string FrameworkMessage(DWORD code) {
 
 }  // namespace
 
-std::string FailureWords(HRESULT result) {
+std::string ErrorMessage(HRESULT result) {
   // A stream number that the file lacks is no number that the user gave.
   if (SUCCEEDED(result) || result == MF_E_INVALIDSTREAMNUMBER) return {};
   const auto code = static_cast<DWORD>(result);

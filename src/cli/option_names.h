@@ -1,11 +1,11 @@
-// Every word that the command line understands, once: the parser compares
-// with these and the usage text prints them.
-#ifndef QOLM_CLI_OPTION_WORDS_H_
-#define QOLM_CLI_OPTION_WORDS_H_
+// Every command, option and preset name of the command line, once: the parser compares
+// with them and the usage text prints them.
+#ifndef QOLM_CLI_OPTION_NAMES_H_
+#define QOLM_CLI_OPTION_NAMES_H_
 
 #include <string_view>
 
-namespace qolm::cli::words {
+namespace qolm::cli::names {
 
 inline constexpr std::string_view kEncodeCommand = "encode";
 inline constexpr std::string_view kInfoCommand = "info";
@@ -14,7 +14,8 @@ inline constexpr std::string_view kHelp = "--help";
 inline constexpr std::string_view kHelpShort = "-h";
 inline constexpr std::string_view kVersion = "--version";
 
-inline constexpr std::string_view kOptionsEnd = "--";    // of other programs; encode has none
+inline constexpr std::string_view kOptionsEnd =
+    "--";  // ends the options of other programs; not accepted here
 inline constexpr std::string_view kStandardInput = "-";  // in place of an input's path
 
 inline constexpr std::string_view kQuality = "--quality";
@@ -63,6 +64,6 @@ inline constexpr std::string_view kModeTransform = "transform";
 inline constexpr std::string_view kModeMdct = "mdct";
 inline constexpr std::string_view kModeAdpcm = "adpcm";
 
-}  // namespace qolm::cli::words
+}  // namespace qolm::cli::names
 
-#endif  // QOLM_CLI_OPTION_WORDS_H_
+#endif  // QOLM_CLI_OPTION_NAMES_H_

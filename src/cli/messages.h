@@ -1,14 +1,14 @@
 // The banner, the usage text, the error lines and the notices. Error lines are
 // for standard error and end with the path in question; everything else is
 // for standard output. Every text ends with a newline.
-#ifndef QOLM_CLI_TEXTS_H_
-#define QOLM_CLI_TEXTS_H_
+#ifndef QOLM_CLI_MESSAGES_H_
+#define QOLM_CLI_MESSAGES_H_
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-namespace qolm::cli::texts {
+namespace qolm::cli::messages {
 
 std::string Banner();
 
@@ -18,19 +18,19 @@ std::string Usage(std::string_view program);
 // "[-] Error: " and `message`.
 std::string Error(std::string_view message);
 
-// An option stands where the name of a file belongs.
+// An option was given where a file name is expected.
 std::string OptionAsPathError(std::string_view option);
-// A conversion goes back to its file's head at the end, so it cannot fill a pipe.
+// A conversion rewrites its file's header at the end, so it cannot write to a pipe.
 std::string StandardOutputError();
 std::string InputOpenError(std::string_view reason, std::string_view input_path);
 std::string OutputOpenError(std::string_view reason, std::string_view output_path);
 std::string WriteError(std::string_view reason, std::string_view output_path);
-// The finished part file could not take the output's place and stays.
+// The finished part file could not replace the output and is kept.
 std::string RenameError(std::string_view reason, std::string_view part_path,
                         std::string_view output_path);
 std::string InterruptedWithPart(uint32_t frames, std::string_view part_path);
 std::string InterruptedWithNothing(std::string_view output_path);
-// What a file-system error says before its reason and the input's path.
+// The beginning of a file-system error; its reason and the input's path follow.
 std::string InputSizeUnknown(std::string_view output_path);
 std::string ContainerOpenError(std::string_view reason, std::string_view path);
 std::string LegacyFormatError();
@@ -38,13 +38,13 @@ std::string ReportWriteError(std::string_view reason);
 // For standard error, beside a conversion that succeeded.
 std::string ReportLostNotice(std::string_view reason, std::string_view output_path);
 
-// Without a reason when it is empty.
-std::string SoundNotReadNotice(std::string_view reason);
-// Goes behind the line that tells how much sound there is.
-std::string SoundCutShortNotice(std::string_view reason);
+// `reason` may be empty.
+std::string AudioNotReadNotice(std::string_view reason);
+// Follows the line with the number of samples.
+std::string AudioTruncatedNotice(std::string_view reason);
 std::string DamagedAudioNotice(double seconds);
-std::string SoundOffNotice();
-// A phrase of the source.
+std::string AudioOffNotice();
+// `phrase` is a notice of the source.
 std::string SourceNotice(std::string_view phrase);
 std::string IndexAtEndNotice();
 std::string NoFramesNotice();
@@ -56,13 +56,13 @@ std::string EarlyEndNotice(uint32_t frames, int32_t expected_frames);
 // when unknown.
 std::string ReadingAudioStatus(double seconds, int32_t duration_ms);
 std::string CodingAudioStatus(double seconds);
-// A file that its writer left, and what the export program could make of it.
-enum class Saveable { kNothing, kSound, kFrames };
+// An unfinished file, and what the export program can save of it.
+enum class Saveable { kNothing, kAudio, kFrames };
 std::string NeverFinishedNotice(Saveable saveable);
-// A file without records, which may be one that its writer left.
-std::string NoFrameYetNotice(bool holds_sound);
+// A file without records, which may be unfinished.
+std::string NoFrameYetNotice(bool holds_audio);
 std::string FewerFramesDecodedNotice(uint64_t frames, uint32_t frames_in_header);
 
-}  // namespace qolm::cli::texts
+}  // namespace qolm::cli::messages
 
-#endif  // QOLM_CLI_TEXTS_H_
+#endif  // QOLM_CLI_MESSAGES_H_
