@@ -33,17 +33,17 @@ int16_t AdpcmDecodeSample(uint8_t code, AdpcmState& state) {
 uint8_t AdpcmEncodeSample(int16_t sample, AdpcmState& state) {
   const int32_t step = kAdpcmSteps[static_cast<size_t>(state.step_index)];
   const int32_t difference = sample - state.predictor;
-  int32_t rest = std::abs(difference);
+  int32_t remainder = std::abs(difference);
   uint8_t code = difference < 0 ? 8 : 0;
-  if (rest >= step) {
+  if (remainder >= step) {
     code |= 4;
-    rest -= step;
+    remainder -= step;
   }
-  if (rest >= step >> 1) {
+  if (remainder >= step >> 1) {
     code |= 2;
-    rest -= step >> 1;
+    remainder -= step >> 1;
   }
-  if (rest >= step >> 2) code |= 1;
+  if (remainder >= step >> 2) code |= 1;
   AdpcmDecodeSample(code, state);
   return code;
 }

@@ -109,8 +109,8 @@ AudioCollector::DeclaredSize AudioCollector::read_declared_size() const {
 }
 
 void AudioCollector::reserve(uint64_t values) {
-  const uint64_t most = std::min<uint64_t>(kMaxSampleValues, track_.samples.max_size());
-  track_.samples.reserve(static_cast<size_t>(std::min(values, most)));
+  const uint64_t limit = std::min<uint64_t>(kMaxSampleValues, track_.samples.max_size());
+  track_.samples.reserve(static_cast<size_t>(std::min(values, limit)));
 }
 
 void AudioCollector::collect_record(size_t index_entry, uint64_t offset,

@@ -47,7 +47,7 @@ TEST(TransformPayload, SilenceMatchesExpectedBytes) {
       'O', 'P', 'U', 'S', 0xD0, 0x07, 0, 0, 1, 0, 64, 0, 3, 0, 0, 0, 100, 0, 0, 0,  //
       13, 0, 25, 0, 0, 0, 0, 0, 0, 0, 0, 0,                                         //
       48, 0, 0, 0, 1, 0, 0, 0x00, 0x10, 0, 0, 1, 0,                                 //
-      // 3 (cum 2048) gives a state of 32 * 4096 + 2048, 2 (cum 0) to 65 * 4096.
+      // 3 (cum 2048) gives the state 32 * 4096 + 2048, then 2 (cum 0) gives 65 * 4096.
       2, 0, 0, 0, 0, 2, 0, 0, 0, 2, 0, 2, 0x00, 0x08, 3, 0x00, 0x08, 0x00, 0x10, 0x04, 0x00};
   Bytes with_size = expected;
   with_size[22] = static_cast<uint8_t>(expected.size() - 32 - 13);

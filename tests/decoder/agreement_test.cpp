@@ -27,7 +27,7 @@ TEST_P(AgreementTest, DecoderPlanesEqualEncoderReference) {
   std::vector<test::Record> records;
   std::vector<video::YuvPlanes> expected;
   for (uint32_t number = 0; number < 7; ++number) {
-    // Frame 4 shows another place, which predicted frames must cope with.
+    // Frame 4 has unrelated content, which predicted frames must cope with.
     const video::YuvPlanes picture = test::MovingPicture(width, height, number == 4 ? 500 : number);
     const bool key = number == 0 || number == 5;
     records.push_back(key ? coder.Key(picture) : coder.Predicted(picture));

@@ -368,7 +368,7 @@ TEST_F(DisplayOrderFileTest, InconsistentNumbersLoseNoFramesAndSeekConsistently)
     }
     for (size_t entry = 0; entry < reader_.keyframes().size(); ++entry) {
       FrameDecoder fresh(reader_);
-      if (!fresh.seek_to_key_frame(entry)) continue;  // behind a damaged record
+      if (!fresh.seek_to_key_frame(entry)) continue;  // after a damaged record
       const auto number = static_cast<size_t>(fresh.frames_delivered());
       ASSERT_TRUE(fresh.next_planes()) << seed << " " << entry;
       if (number < linear.size()) {

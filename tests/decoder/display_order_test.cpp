@@ -287,7 +287,7 @@ TEST(DisplayOrderTest, MatchingKeyFrameRestoresNumberOrder) {
   EXPECT_THAT(lost.pictures, ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
   EXPECT_TRUE(lost.stored_order);
 
-  records[5] = Predicted(5);  // only behind a key frame is all that follows shown later
+  records[5] = Predicted(5);  // only after a key frame are all following records shown later
   EXPECT_TRUE(ShowByNumber(records).stored_order);
 }
 

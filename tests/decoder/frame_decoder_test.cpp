@@ -304,7 +304,7 @@ TEST_F(FrameDecoderTest, TruncatedRecordEndsStream) {
   PictureCoder coder(0x003E, 50);
   Open(PlainHeader(16, 16), {Repeat(2), coder.Key(MovingPicture(16, 16, 0))});
   std::vector<uint8_t> bytes = test::ReadBytes(folder_ / "a.qolm");
-  // The key frame's size, 4 bytes into its header, now reaches behind the file.
+  // The key frame's size, 4 bytes into its header, now extends past the end of the file.
   bytes[48 + 8 + 6] = 0xFF;
   test::WriteBytes(folder_ / "a.qolm", bytes);
   ASSERT_TRUE(reader_.open(folder_ / "a.qolm"));

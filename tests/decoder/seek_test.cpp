@@ -29,8 +29,8 @@ constexpr uint16_t kSeekHeight = 16;
 constexpr uint64_t kPictureBytes = kSeekWidth * kSeekHeight * 3 / 2;
 constexpr uint64_t kHeldBytes = kPictureBytes + FrameCaches::kBookkeepingBytes;
 
-// Key frames at 0, 20 and 47; a repeat run of 7 behind frame 9 and one of 5
-// behind frame 50; 60 frames in all.
+// Key frames at 0, 20 and 47; a repeat run of 7 after frame 9 and one of 5 after frame
+// 50; 60 frames in total.
 class SeekTest : public testing::Test {
  protected:
   explicit SeekTest(uint16_t flags = 0x003E | container::kFlagDeblocking) {
@@ -134,7 +134,7 @@ TEST_F(SeekTest, StartsAtTheNearestSnapshot) {
   ExpectRestFrom(decoder, 0);
   const uint64_t all = decoder.pictures_rebuilt();
   EXPECT_EQ(all, 48U);                     // of 60 frames
-  ASSERT_TRUE(decoder.seek_to_frame(46));  // behind the snapshot of frame 45
+  ASSERT_TRUE(decoder.seek_to_frame(46));  // after the snapshot of frame 45
   EXPECT_EQ(decoder.pictures_rebuilt(), all);
   ASSERT_TRUE(decoder.seek_to_frame(29));  // the one before is of frame 15, but 20 is a key frame
   EXPECT_EQ(decoder.pictures_rebuilt(), all + 9);

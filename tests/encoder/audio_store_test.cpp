@@ -348,7 +348,7 @@ TEST_F(SessionAudio, ChunksAreWrittenBetweenRunAndHeldFrame) {
 }
 
 TEST_F(SessionAudio, UnsupportedChannelCountIsWrittenToHeader) {
-  Convert(SettingsFor(16, 16), Ramp(8000, 3, 300));  // the transform coder refuses it
+  Convert(SettingsFor(16, 16), Ramp(8000, 3, 300));  // rejected by the transform coder
   EXPECT_EQ(reader_.header().audio_rate, 8000);
   EXPECT_EQ(reader_.header().audio_channels, 3);
   EXPECT_TRUE(reader_.audio_block().empty());

@@ -280,8 +280,8 @@ TEST_F(FrameLoop, KeyFramesUseUnfilteredPlanes) {
 }
 
 TEST_F(FrameLoop, FrameAfterKeyFrameIsFilteredAgainstPreparedLuma) {
-  // Frame 11 is a new scene, so a key frame, and its right half stays within the
-  // filter's reach of frame 10. Frame 12 is coded from its own filtered luma.
+  // Frame 11 is a scene cut and thus a key frame; its right half differs from frame 10 by
+  // less than the filter's threshold. Frame 12 is coded from its own filtered luma.
   EncodeSettings settings = Small();
   settings.quality = 100;
   settings.vfr = false;

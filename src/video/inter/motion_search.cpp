@@ -106,13 +106,13 @@ class MotionSearch {
       }
     });
     MotionVector winner;
-    uint32_t most = 0;
+    uint32_t most_votes = 0;
     for (const MotionVector& ballot : ballots) {
       if (ballot == MotionVector{}) continue;  // always a candidate anyway
       const size_t slot = static_cast<size_t>(ballot.dy + kMaxVector) * kSpan +
                           static_cast<size_t>(ballot.dx + kMaxVector);
-      if (++votes[slot] > most) {
-        most = votes[slot];
+      if (++votes[slot] > most_votes) {
+        most_votes = votes[slot];
         winner = ballot;
       }
     }

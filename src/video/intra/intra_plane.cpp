@@ -65,8 +65,8 @@ void ChooseIntraMode(const VideoKernels& kernels, const IntraNeighbours& neighbo
 // Whether dropping a level of +-1 lowers the rate-distortion cost.
 bool SparseRuleDrops(float coefficient, float step) {
   const float magnitude = std::fabs(coefficient);
-  const float rest = magnitude - step;
-  return 0.65F * step * step + rest * rest > magnitude * magnitude;
+  const float error = magnitude - step;
+  return 0.65F * step * step + error * error > magnitude * magnitude;
 }
 
 // Writes the levels that the rules keep in scan order to `zigzag`, which must be

@@ -147,8 +147,8 @@ void SelectLevels(const LevelSelection& selection, const QuantTable& table,
     candidate.mandatory = largest > 2;
     candidate.cost = 0.0F;
     for (int level = largest; level > 0 && level >= largest - 1; --level) {
-      const float rest = magnitude - static_cast<float>(level) * step;
-      const float cost = weight * (rest * rest - magnitude * magnitude) +
+      const float error = magnitude - static_cast<float>(level) * step;
+      const float cost = weight * (error * error - magnitude * magnitude) +
                          lambda * kBitTables.level[static_cast<size_t>(std::min(level, 127))];
       if (level == largest || cost < candidate.cost) {
         candidate.cost = cost;

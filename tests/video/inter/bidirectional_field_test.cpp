@@ -94,7 +94,7 @@ TEST(BidirectionalField, EachModeStoresPastVectorFirst) {
 }
 
 TEST(BidirectionalField, NeighbourWithoutVectorCountsAsZero) {
-  // Two rows of three; the last macroblock of the second row looks at left, top
+  // Two rows of three; the last macroblock of the second row uses left, top
   // and top left.
   const MacroblockGrid grid(48, 32);
   BidirectionalField field(6);

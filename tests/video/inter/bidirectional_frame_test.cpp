@@ -344,7 +344,7 @@ TEST(BidirectionalFrame, AnchorOrderMatters) {
     const BidirectionalMode expected =
         scene_is_past ? BidirectionalMode::kPast : BidirectionalMode::kFuture;
     EXPECT_EQ(FieldOf(payload, past, true).modes, std::vector<BidirectionalMode>(6, expected));
-    // Only what stands in the named anchor needs no residual.
+    // Only the anchor of the mode predicts without a residual.
     const std::vector<Bytes> streams = test::PayloadStreams(payload);
     EXPECT_EQ(test::PlaneLevels(streams[2], 48, 32), std::vector<int16_t>(64 * 24));
     YuvPlanes picture;

@@ -322,7 +322,7 @@ TEST(InterFrameDamage, EverySingleBitFlipIsSurvived) {
 
 // Each stream is replaced by that of another picture, or by none.
 TEST(InterFrameDamage, StreamSizeMismatchIsRejected) {
-  // Still, so that a split map of zeros would fit the vectors too.
+  // Static, so that a split map of zeros would fit the vectors too.
   const YuvPlanes before = MovingPicture(160, 32, 0);
   YuvPlanes reference = before;
   const std::vector<Bytes> coded =

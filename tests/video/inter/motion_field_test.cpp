@@ -81,7 +81,7 @@ TEST(MedianPredictor, NeighboursOutsideThePictureAreZero) {
   EXPECT_EQ(MedianPredictor(grid, field, 3), (MotionVector{10, -10}));
   // Inside: 4, 20, 30.
   EXPECT_EQ(MedianPredictor(grid, field, 4), (MotionVector{20, -20}));
-  // Last column: left 5, top 30 and, in place of the top right, the top left 20.
+  // Last column: left 5, top 30 and, instead of the top right, the top left 20.
   EXPECT_EQ(MedianPredictor(grid, field, 5), (MotionVector{20, -20}));
 }
 
@@ -195,7 +195,7 @@ TEST(MotionField, RandomFieldsRoundTrip) {
 }
 
 TEST(MotionField, AnyBytesAreDecoded) {
-  // Differences wrap: 0 stands for -128.
+  // Differences wrap: 0 means -128.
   const MacroblockGrid grid(48, 16);
   const Field field = DecodeMotionField(grid, Bytes{0}, Bytes{0, 255, 0, 255, 128, 0}, false);
   EXPECT_EQ(field[0].vectors[0], (MotionVector{-128, 127}));

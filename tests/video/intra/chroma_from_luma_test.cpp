@@ -130,7 +130,7 @@ TEST(ChromaFromLuma, PredictionIsClampedToAByte) {
 }
 
 TEST(ChromaFromLuma, LevelDroppingRulesDoNotApply) {
-  // A weak ±1 at the last scan position over constant luma stays.
+  // A weak ±1 at the last scan position over constant luma is kept.
   test::Matrix8x8 coefficients{};
   coefficients[7][7] = 28.0F;
   const test::Matrix8x8 samples = test::NaiveInverse(coefficients);

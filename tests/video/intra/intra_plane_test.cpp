@@ -63,7 +63,7 @@ TEST(CodeIntraPlane, TopLeftBlockIsDcPredictedFrom128) {
 }
 
 TEST(CodeIntraPlane, FirstOfEqualModesWins) {
-  // Steps too large for any level: the reconstruction stays 128 everywhere and
+  // Steps too large for any level: the reconstruction is 128 everywhere and
   // all modes of a block predict the same.
   std::vector<uint8_t> plane = test::RandomBytes(32 * 32, 1);
   for (uint8_t& sample : plane) sample = static_cast<uint8_t>(120 + sample % 16);
@@ -117,7 +117,7 @@ TEST(CodeIntraPlane, FlatRuleDropsWeakLevelsOfFlatBlocksFromPosition16) {
   EXPECT_EQ(LevelsOf(SingleCoefficientPlane(16, 10.0F), 10.0F, kFlatRule), OneLevel(16, 0));
   EXPECT_EQ(LevelsOf(SingleCoefficientPlane(16, -10.0F), 10.0F, kFlatRule), OneLevel(16, 0));
   EXPECT_EQ(LevelsOf(SingleCoefficientPlane(16, 10.0F), 10.0F, kNoRules), OneLevel(16, 1));
-  // A level of 2 stays, and so does a 1 in a block that is not flat.
+  // A level of 2 is kept, and so is a 1 in a block that is not flat.
   EXPECT_EQ(LevelsOf(SingleCoefficientPlane(16, 20.0F), 10.0F, kFlatRule), OneLevel(16, 2));
   EXPECT_EQ(LevelsOf(SingleCoefficientPlane(16, 40.0F), 40.0F, kFlatRule), OneLevel(16, 1));
 }

@@ -31,7 +31,7 @@ std::string Describe(const FrameSize& size, const KeyFrameOptions& options) {
          " deblocking " + std::to_string(options.deblocking);
 }
 
-// The streams behind a header with `count` sizes at offset 5.
+// The streams after a header with `count` sizes at offset 5.
 std::vector<Bytes> Streams(const Bytes& payload, size_t count) {
   std::vector<Bytes> streams;
   size_t position = 5 + 4 * count;
@@ -159,7 +159,7 @@ TEST(KeyFrame, StreamsAndReferenceMatchFormulas) {
 }
 
 TEST(KeyFrame, EachRuleFollowsItsOwnOption) {
-  // Texture, which is not flat, and beside it faint noise, which is.
+  // Texture, which is not flat, next to faint noise, which is.
   YuvPlanes source = test::TexturedPicture(96, 64, 5, 3);
   for (size_t i = 0; i < source.y.size(); ++i) {
     if (i % 96 < 48) source.y[i] = static_cast<uint8_t>(100 + source.y[i] % 7);

@@ -59,7 +59,7 @@ std::vector<uint8_t> Deblocked(std::vector<uint8_t> plane, uint32_t width, uint3
   return plane;
 }
 
-// The two samples beside the edge at column 8 after filtering a 16x16 plane.
+// The two samples next to the edge at column 8 after filtering a 16x16 plane.
 std::pair<int, int> FilteredEdge(uint8_t left, uint8_t right, float step) {
   const std::vector<uint8_t> plane = Deblocked(StepPlane(16, 16, 8, left, right), 16, 16, step);
   return {plane[7], plane[8]};

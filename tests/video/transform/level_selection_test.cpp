@@ -98,8 +98,8 @@ TEST(SelectLevels, AnIsolatedWeakHighFrequencyIsDropped) {
 TEST(SelectLevels, LastPositionNeedsNoEndOfBlock) {
   QuantTable table;
   table.step.fill(20.0F);
-  // A level of 1 gains 2 * steps - 1 squared steps. Behind its zeros it costs 16.6
-  // bits of a tenth each, and 2.3 more where the block goes on.
+  // A level of 1 reduces the distortion by 2 * steps - 1 squared steps. With its zeros it
+  // costs 16.6 bits of a tenth each, and 2.3 more unless it ends the block.
   const auto is_stored = [&table](size_t k, float steps) {
     Block block;
     block.Set(k, steps, table);

@@ -105,7 +105,7 @@ TEST(CodeResidualRow, AllNearestLevelsAreCodedWithoutRateRule) {
   }
 }
 
-// A block of `source` beside its prediction, both with the edges repeated.
+// A block of `source` and its prediction, both padded by repeating the edges.
 std::vector<int16_t> LevelsOfAnyBlock(const std::vector<uint8_t>& source,
                                       const std::vector<uint8_t>& prediction, const BlockGrid& grid,
                                       uint32_t x0, uint32_t y0, const QuantTable& table,

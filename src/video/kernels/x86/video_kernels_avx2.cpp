@@ -67,10 +67,10 @@ ResidualEnergy MeasureResidual(const uint8_t* source, ptrdiff_t source_stride,
   __m256i sums = _mm256_setzero_si256();  // of four differences each
   __m256i squares = _mm256_setzero_si256();
   for (int r = 0; r < 8; r += 2) {
-    const __m128i wanted = LoadTwoRows(source, source + source_stride);
+    const __m128i original = LoadTwoRows(source, source + source_stride);
     const __m128i predicted = LoadTwoRows(prediction, prediction + prediction_stride);
     const __m256i difference =
-        _mm256_sub_epi16(_mm256_cvtepu8_epi16(wanted), _mm256_cvtepu8_epi16(predicted));
+        _mm256_sub_epi16(_mm256_cvtepu8_epi16(original), _mm256_cvtepu8_epi16(predicted));
     sums = _mm256_add_epi16(sums, difference);
     squares = _mm256_add_epi32(squares, _mm256_madd_epi16(difference, difference));
     source += 2 * source_stride;
@@ -140,7 +140,7 @@ void InverseDctAdd(const float* coefficients, int rows, int columns, const uint8
   const DctBasis& basis = GetDctBasis();
   const __m256 half = _mm256_set1_ps(0.5F);
   const __m256 zero = _mm256_setzero_ps();
-  const __m256 most = _mm256_set1_ps(255.0F);
+  const __m256 maximum = _mm256_set1_ps(255.0F);
   // Skipping zero rows and columns is exact: adding zeros does not change the sums.
   alignas(32) float product[64];
   alignas(32) float residual[64];
@@ -149,7 +149,7 @@ void InverseDctAdd(const float* coefficients, int rows, int columns, const uint8
   for (int x = 0; x < 8; ++x) {
     const __m256 predicted = LoadBytesAsFloats(prediction + x * prediction_stride);
     __m256 value = _mm256_add_ps(_mm256_add_ps(predicted, _mm256_load_ps(residual + 8 * x)), half);
-    value = _mm256_min_ps(_mm256_max_ps(value, zero), most);
+    value = _mm256_min_ps(_mm256_max_ps(value, zero), maximum);
     const __m256i whole = _mm256_cvttps_epi32(value);
     const __m128i words =
         _mm_packs_epi32(_mm256_castsi256_si128(whole), _mm256_extracti128_si256(whole, 1));
@@ -416,9 +416,10 @@ struct Correction {
   __m256i down;  // subtracted from p0 when q0 is smaller
 };
 
-Correction CorrectionOf(__m256i p0, __m256i q0, __m256i jump, __m256i smooth, __m256i most) {
+Correction CorrectionOf(__m256i p0, __m256i q0, __m256i jump, __m256i smooth,
+                        __m256i max_correction) {
   const __m256i half = _mm256_and_si256(_mm256_srli_epi16(jump, 1), _mm256_set1_epi8(0x7F));
-  const __m256i size = _mm256_and_si256(_mm256_min_epu8(half, most), smooth);
+  const __m256i size = _mm256_and_si256(_mm256_min_epu8(half, max_correction), smooth);
   const __m256i rises = AtMost(p0, q0);
   return {_mm256_and_si256(size, rises), _mm256_andnot_si256(rises, size)};
 }
@@ -481,7 +482,7 @@ void DeblockHorizontalEdge(DeblockLimits limits, const uint8_t* p1, uint8_t* p0,
                            const uint8_t* q1, size_t width) {
   const __m256i across = _mm256_set1_epi8(AsByte(limits.across - 1));
   const __m256i beside = _mm256_set1_epi8(AsByte(limits.beside - 1));
-  const __m256i most = _mm256_set1_epi8(AsByte(limits.correction));
+  const __m256i max_correction = _mm256_set1_epi8(AsByte(limits.correction));
   size_t x = 0;
   for (; x + 32 <= width; x += 32) {
     const __m256i p = LoadBytes(p0 + x);
@@ -491,7 +492,7 @@ void DeblockHorizontalEdge(DeblockLimits limits, const uint8_t* p1, uint8_t* p0,
         AtMost(jump, across),
         _mm256_and_si256(AtMost(AbsoluteDifference(LoadBytes(p1 + x), p), beside),
                          AtMost(AbsoluteDifference(LoadBytes(q1 + x), q), beside)));
-    const Correction change = CorrectionOf(p, q, jump, smooth, most);
+    const Correction change = CorrectionOf(p, q, jump, smooth, max_correction);
     StoreBytes(p0 + x, _mm256_sub_epi8(_mm256_add_epi8(p, change.up), change.down));
     StoreBytes(q0 + x, _mm256_add_epi8(_mm256_sub_epi8(q, change.up), change.down));
   }
@@ -506,7 +507,7 @@ void DeblockVerticalEdges(DeblockLimits limits, uint8_t* row, size_t width) {
   const char any = AsByte(255);
   const __m256i limit = _mm256_broadcastq_epi64(
       _mm_setr_epi8(any, any, beside, across, beside, any, any, any, 0, 0, 0, 0, 0, 0, 0, 0));
-  const __m256i most = _mm256_set1_epi64x(static_cast<int64_t>(limits.correction) << 24);
+  const __m256i max_correction = _mm256_set1_epi64x(static_cast<int64_t>(limits.correction) << 24);
   size_t x = 8;
   for (; x + 29 <= width; x += 32) {
     uint8_t* const bytes = row + x - 4;
@@ -515,7 +516,7 @@ void DeblockVerticalEdges(DeblockLimits limits, uint8_t* row, size_t width) {
     const __m256i steps = AbsoluteDifference(here, right);
     const __m256i smooth = _mm256_cmpeq_epi64(AtMost(steps, limit), _mm256_set1_epi64x(-1));
     // The change of p0 is in byte 3; byte 4 gets that of q0.
-    const Correction change = CorrectionOf(here, right, steps, smooth, most);
+    const Correction change = CorrectionOf(here, right, steps, smooth, max_correction);
     const __m256i up = _mm256_sub_epi8(change.up, _mm256_slli_epi64(change.up, 8));
     const __m256i down = _mm256_sub_epi8(change.down, _mm256_slli_epi64(change.down, 8));
     StoreBytes(bytes, _mm256_sub_epi8(_mm256_add_epi8(here, up), down));
