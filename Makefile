@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+#
 # One door for every job. Each is a line or two; the work is in CMake, CTest
 # and tools/.
 #

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Speed of the sound coders. The counter x_real_time is seconds of sound per
 // second of the calling thread's work; run with `taskset -c 0` for what one core does.
 #include <benchmark/benchmark.h>

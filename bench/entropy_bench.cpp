@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Throughput of the byte and coefficient coders on level planes like those of a
 // 1080p frame: sparse (a predicted frame) and dense (a key frame).
 #include <benchmark/benchmark.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A decoded picture of 1280x720 to pixels, beside a copy of that many bytes.
 // Names that end in /0 are scalar, those in /2 AVX2.
 #include <benchmark/benchmark.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """What encode options bring: bytes at equal PSNR-Y with them and without them.
 
     bench/option_table.py [--programs build/release/bin] [--qualities 25,40,55,75]

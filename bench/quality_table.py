@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Size, quality and speed of the converter on given clips, beside other codecs.
 
     bench/quality_table.py [--programs build/release/bin] [--qualities 25,45,75,90]

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A lecture of text slides with a voice, for benchmarks: made with ffmpeg alone."""
 
 import pathlib

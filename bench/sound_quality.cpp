@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What coding does to a clip's sound: size, fidelity and speed of both coders,
 // and the fidelity of sound that another program coded and decoded.
 //

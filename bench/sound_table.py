@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Size, fidelity and speed of both sound coders on given clips, beside others.
 
     bench/sound_table.py [--programs build/bench/bin] [--presets 32k,24k,cd,48k]

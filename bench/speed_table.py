@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """How much CPU time conversion and decoding take beside ffmpeg's decoder and encoders.
 
     bench/speed_table.py [--programs build/release/bin] [--rounds 5] [--frames N]

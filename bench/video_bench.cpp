@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The video kernels, each vector level beside the scalar one, and the coders
 // that they serve on a synthetic moving scene of 1280x720.
 //

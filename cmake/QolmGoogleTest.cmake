@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+#
 # GoogleTest, and how its programs become entries of CTest.
 
 set(QOLM_GOOGLETEST_SOURCE "" CACHE PATH

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+#
 # The one place that knows how a library, a program or a test of this tree is
 # compiled. Folders only name their sources and what they may link.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Holds the subjects of commits to one shape: "area: what", at most 72 characters.
 
     tools/check_commits.py [--root TREE] [RANGE]

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Checks what `make demo` left for its generated clip.
 
     tools/check_demo.py PROGRAM_FOLDER DEMO_FOLDER

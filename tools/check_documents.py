@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Holds the documents to the tree, and the tree to being movable.
 
     tools/check_documents.py [--root TREE] [--usage COMMAND=PROGRAM]...
@@ -7,6 +8,8 @@
   every relative link of every document.
 - No file holds an absolute path that exists on one machine only: where the tree
   lies, the user's own folder, or a folder below one of those.
+- Every source, header, CMake file, script and test names its licence in one of
+  its first three lines.
 - With --usage: the options that README.md lists under "Option of `COMMAND`"
   are those that the program's usage text lists.
 
@@ -22,6 +25,9 @@ import sys
 # Folders that a build or a run makes; documents may name what lies in them.
 GENERATED = ("build/", "demo/")
 TEXT_SUFFIXES = {".cpp", ".h", ".md", ".txt", ".cmake", ".json", ".sh", ".py", ".yml", ""}
+SOURCE_SUFFIXES = {".cpp", ".h", ".cmake", ".sh", ".py", ".def"}
+SOURCE_NAMES = ("CMakeLists.txt", "Makefile")
+LICENCE = "SPDX-License-Identifier: MIT"
 
 CODE_SPAN = re.compile(r"`([^`\n]+)`")
 PATH_LIKE = re.compile(r"^[A-Za-z0-9_.][A-Za-z0-9_./-]*$")
@@ -65,7 +71,7 @@ def breaches_of_links(root):
                     yield document, number, f"the link {target} leads nowhere"
 
 
-def text_files(root):
+def tree_files(root):
     listing = subprocess.run(["git", "-C", str(root), "ls-files", "-z"], capture_output=True)
     if listing.returncode == 0:
         names = [name for name in listing.stdout.decode().split("\0") if name]
@@ -73,7 +79,27 @@ def text_files(root):
     else:  # an unpacked archive has no history
         paths = [p for p in root.rglob("*")
                  if not p.relative_to(root).as_posix().startswith((*GENERATED, ".git/"))]
-    return [p for p in sorted(paths) if p.is_file() and p.suffix in TEXT_SUFFIXES]
+    return [p for p in sorted(paths) if p.is_file()]
+
+
+def text_files(root):
+    return [p for p in tree_files(root) if p.suffix in TEXT_SUFFIXES]
+
+
+def is_source(path):
+    if path.suffix in SOURCE_SUFFIXES or path.name in SOURCE_NAMES or path.name.endswith(".rc.in"):
+        return True
+    with path.open("rb") as file:
+        return file.read(2) == b"#!"  # a script without a suffix
+
+
+def breaches_of_licence(root):
+    for path in tree_files(root):
+        if not is_source(path):
+            continue
+        head = path.read_text(encoding="utf-8").splitlines()[:3]
+        if not any(line.endswith(LICENCE) for line in head):
+            yield path, 1, f"has no line {LICENCE}"
 
 
 def breaches_of_machine_paths(root):
@@ -128,7 +154,8 @@ def main():
                         help="also compare a table of README.md with this program's usage")
     arguments = parser.parse_args()
     root = arguments.root
-    found = [*breaches_of_paths(root), *breaches_of_links(root), *breaches_of_machine_paths(root)]
+    found = [*breaches_of_paths(root), *breaches_of_links(root), *breaches_of_machine_paths(root),
+             *breaches_of_licence(root)]
     for usage in arguments.usage:
         found += breaches_of_options(root, *usage.split("=", 1))
     for path, number, message in found:

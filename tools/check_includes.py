@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Holds the folders of src/ to the picture in ARCHITECTURE.md: who may include
 and link whom.
 

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
 # Proves that the archive for Windows runs as it comes: unpacked into a folder
 # with a space and letters of several scripts, in a Wine system of its own.
 #

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Holds Windows programs to what makes them run anywhere and always.
 
     tools/check_windows_program.py PROGRAM.exe...

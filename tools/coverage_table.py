@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Prints the coverage of each folder of src/ from a summary that gcovr wrote.
 
     tools/coverage_table.py SUMMARY.json

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
 # Converts $INPUT, or a clip made on the spot, and shows what came of it.
 #
 #   INPUT=clip tools/demo.sh PROGRAM_FOLDER OUTPUT_FOLDER

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
 # Formats every C++ file of the tree in place; with --check only tells which
 # files differ, and fails when one does.
 set -euo pipefail

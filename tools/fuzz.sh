@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
 # Runs fuzzers in turn and sums up what they did.
 #
 #   tools/fuzz.sh BUILD [TARGET...]         default: every target of the build folder

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
 # Runs clang-tidy over the sources.
 #
 #   tools/lint.sh [FILE...]     default: every .cpp file of src/ but those for Windows,

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """A long lecture through encode, info and export: memory, index, duration, sync.
 
     tools/long_run.py [--hours 10] [--programs build/release/bin] [--folder build/long-run]

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Puts the cases of GoogleTest's reports into CTest's, where one entry stands
 for a whole program.
 

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
 # Packs the Windows programs into an archive that needs no installation.
 #
 #   tools/package_windows.sh PROGRAMS OUTPUT.zip

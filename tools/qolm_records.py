@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Lists the records of a .qolm file, or counts them by type.
 
     tools/qolm_records.py FILE

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
 # Builds the coders with other compilers, optimisations and machines: every build
 # must give the bytes, pictures and sound that tests/golden/ lists, at every vector
 # level and with every number of threads.

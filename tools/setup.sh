@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
 # Installs the Debian packages that a job needs and that are missing.
 #
 #   tools/setup.sh [build|demo|test|bench|coverage|fuzz|windows|foreign|ci] ...      (default: build)

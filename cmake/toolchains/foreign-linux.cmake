@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+#
 # The coders and their tests for a Linux machine unlike this one, made with
 # Debian's cross compilers and run under qemu.
 #

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+#
 # Windows programs for x86-64, made on Debian with MinGW-w64 and run under Wine.
 
 set(CMAKE_SYSTEM_NAME Windows)

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // IMA ADPCM, one sample as a 4-bit code: a sign bit and three bits of the
 // distance to the predicted sample, measured in steps that grow and shrink with
 // the codes (IMA Digital Audio Focus and Technical Working Groups, "Recommended

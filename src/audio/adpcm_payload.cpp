@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "audio/adpcm_payload.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // ADPCM payloads.
 //
 // Payload, little-endian:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "audio/audio_coder.h"
 
 #include "audio/adpcm_payload.h"

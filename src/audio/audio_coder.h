@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The common interface of the audio coders: a PCM track to a payload and back.
 //
 // A payload starts either with the ADPCM header, whose first field is the sample

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The two audio coders, by the number that the file header stores.
 #ifndef QOLM_AUDIO_AUDIO_CODING_MODE_H_
 #define QOLM_AUDIO_AUDIO_CODING_MODE_H_

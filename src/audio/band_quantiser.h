@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The quantiser of the transform coder: each frame has sixteen bands, each with a
 // scale byte that selects the quantiser step.
 #ifndef QOLM_AUDIO_BAND_QUANTISER_H_

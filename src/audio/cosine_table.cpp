@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "audio/cosine_table.h"
 
 namespace qolm::audio {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Cosines that are bit-identical on every platform, independent of the C library: they
 // determine the transform's rounding decisions and thus the bytes of a file.
 #ifndef QOLM_AUDIO_COSINE_TABLE_H_

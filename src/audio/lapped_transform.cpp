@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "audio/lapped_transform.h"
 
 #include <algorithm>

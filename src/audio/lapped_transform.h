@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The modified discrete cosine transform over blocks of 2 N samples that overlap
 // by N, with a sine window on both sides (J. Princen and A. Bradley, 1986).
 //

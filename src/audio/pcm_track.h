@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Decoded audio: interleaved 16-bit samples with their rate and channel count, or the
 // extent of such a track without its samples.
 #ifndef QOLM_AUDIO_PCM_TRACK_H_

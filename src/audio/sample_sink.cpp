@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "audio/sample_sink.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The output of the payload decoders: appends samples to a track, or only counts them
 // when their number is all that is needed.
 #ifndef QOLM_AUDIO_SAMPLE_SINK_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "audio/transform_kernels.h"
 
 #if defined(QOLM_X86_KERNELS)

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The inner kernel of the transform: a tile of the product of packed blocks and basis
 // columns.
 //

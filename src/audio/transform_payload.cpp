@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "audio/transform_payload.h"
 
 #include <algorithm>

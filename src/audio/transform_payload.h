@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Transform coder payloads.
 //
 // Payload, little-endian:

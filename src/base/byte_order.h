@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Little-endian reads and appends, independent of the machine's own byte order.
 //
 // The Load functions read exactly sizeof(result) bytes and check nothing; the

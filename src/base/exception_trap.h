@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Carries an exception from any worker to the thread that started the loop: Run wraps
 // the calls, Rethrow follows the loop.
 #ifndef QOLM_BASE_EXCEPTION_TRAP_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Fork-join loops over a pool of worker threads.
 //
 // The order of the calls is unspecified, so a loop body must not depend on it;

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Paths are passed through the program as the UTF-8 bytes of the command line, so that
 // reports print them unchanged.
 #ifndef QOLM_BASE_PATH_BYTES_H_

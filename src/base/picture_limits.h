@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The largest picture of the format.
 #ifndef QOLM_BASE_PICTURE_LIMITS_H_
 #define QOLM_BASE_PICTURE_LIMITS_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Escapes untrusted text, such as file names and error messages, for one line of output.
 #ifndef QOLM_BASE_PRINTABLE_H_
 #define QOLM_BASE_PRINTABLE_H_

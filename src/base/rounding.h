@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Rounding to integers, halves away from zero, bit-identical on every platform: some C
 // libraries round the largest number below 0.5 up.
 #ifndef QOLM_BASE_ROUNDING_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/simd_level.h"
 
 #include <atomic>

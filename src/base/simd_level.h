@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The processor's SIMD level, detected once, which tests and benchmarks can lower.
 #ifndef QOLM_BASE_SIMD_LEVEL_H_
 #define QOLM_BASE_SIMD_LEVEL_H_

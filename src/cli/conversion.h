@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // One whole conversion with its console report.
 //
 //   open input -> report -> audio -> open output -> settings line

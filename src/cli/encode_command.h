@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The encode command with this build's media framework, the system's clock and its signals.
 #ifndef QOLM_CLI_ENCODE_COMMAND_H_
 #define QOLM_CLI_ENCODE_COMMAND_H_

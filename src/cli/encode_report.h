@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the encode command reports on standard output before and after its
 // frame loop.
 #ifndef QOLM_CLI_ENCODE_REPORT_H_

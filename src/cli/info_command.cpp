@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "cli/info_command.h"
 
 #include <array>

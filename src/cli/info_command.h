@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The info command: prints a file's header, decodes every frame once and
 // reports the decoding speed.
 #ifndef QOLM_CLI_INFO_COMMAND_H_

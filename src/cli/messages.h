@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The banner, the usage text, the error lines and the notices. Error lines are
 // for standard error and end with the path in question; everything else is
 // for standard output. Every text ends with a newline.

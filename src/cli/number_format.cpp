@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "cli/number_format.h"
 
 #include <locale>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Numbers as a freshly made output stream prints them, whatever locale or
 // flags the caller's own stream carries.
 #ifndef QOLM_CLI_NUMBER_FORMAT_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Every command, option and preset name of the command line, once: the parser compares
 // with them and the usage text prints them.
 #ifndef QOLM_CLI_OPTION_NAMES_H_

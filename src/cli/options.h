@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The encode command's options.
 //
 // What surprises: no option is refused. Unknown options, presets and modes, and an option

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The whole program except main: banner, command dispatch and the handler of the
 // exceptions that a command throws.
 #ifndef QOLM_CLI_PROGRAM_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The line that the encode command rewrites in place.
 #ifndef QOLM_CLI_PROGRESS_LINE_H_
 #define QOLM_CLI_PROGRESS_LINE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "cli/report_buffer.h"
 
 #include <cerrno>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Passes a command's report on to standard output and records the reason of the first
 // failure, which a stream alone does not report.
 #ifndef QOLM_CLI_REPORT_BUFFER_H_

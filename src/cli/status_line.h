@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A temporary line about work in progress, on standard error and only on a terminal. It is
 // not part of the report and is erased before the next output.
 #ifndef QOLM_CLI_STATUS_LINE_H_

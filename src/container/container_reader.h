@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Opens a version-2 file, finds its packet index by the first route that works
 // and lists its key frames. It decodes nothing: payloads are bytes here.
 //

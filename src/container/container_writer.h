@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Writes a version-2 file: header, records, index, final header. It knows neither codecs
 // nor settings; payloads and header fields come from the caller.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A file opened for reading at any 64-bit position.
 #ifndef QOLM_CONTAINER_INPUT_FILE_H_
 #define QOLM_CONTAINER_INPUT_FILE_H_

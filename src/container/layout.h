@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The one description of a version-2 file. Reader and writer both use it.
 //
 //   +-------------+ 0

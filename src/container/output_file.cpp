@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "container/output_file.h"
 
 #include <algorithm>

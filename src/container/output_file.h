@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A buffered file opened for writing, with 64-bit positions and a sticky error.
 #ifndef QOLM_CONTAINER_OUTPUT_FILE_H_
 #define QOLM_CONTAINER_OUTPUT_FILE_H_

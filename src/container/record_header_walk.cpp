@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "container/record_header_walk.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Reads record headers at ascending offsets with fewer than one system call for each.
 #ifndef QOLM_CONTAINER_RECORD_HEADER_WALK_H_
 #define QOLM_CONTAINER_RECORD_HEADER_WALK_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "decoder/audio_collector.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The audio of an opened file: its audio block, or the interleaved chunks, collected
 // either all at once or while frames are decoded.
 #ifndef QOLM_DECODER_AUDIO_COLLECTOR_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A reconstructed picture with shared ownership; shared pictures are immutable.
 #ifndef QOLM_DECODER_DECODED_PICTURE_H_
 #define QOLM_DECODER_DECODED_PICTURE_H_

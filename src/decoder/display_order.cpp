@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "decoder/display_order.h"
 
 #include <algorithm>

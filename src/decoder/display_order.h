@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The reorder buffer: brings the records of a file from coding order into display order.
 //
 // A held frame is coded after the frame that follows it. For frames 1 to 6, of which 2

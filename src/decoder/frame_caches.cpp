@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "decoder/frame_caches.h"
 
 #include <algorithm>

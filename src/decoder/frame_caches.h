@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Caches that shorten a later seek: the reconstruction of every key frame, and a snapshot
 // of the decoder every few frames.
 //

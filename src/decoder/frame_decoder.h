@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Delivers the frames of an opened file one at a time, in display order.
 #ifndef QOLM_DECODER_FRAME_DECODER_H_
 #define QOLM_DECODER_FRAME_DECODER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "decoder/reconstruct.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Reconstructs the pictures of record payloads and keeps the reference pictures.
 #ifndef QOLM_DECODER_RECONSTRUCT_H_
 #define QOLM_DECODER_RECONSTRUCT_H_

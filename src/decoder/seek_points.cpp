@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "decoder/seek_points.h"
 
 #include <algorithm>

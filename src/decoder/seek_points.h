@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The records at which decoding can start, derived from all record headers.
 #ifndef QOLM_DECODER_SEEK_POINTS_H_
 #define QOLM_DECODER_SEEK_POINTS_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "encoder/audio_store.h"
 
 #include <algorithm>

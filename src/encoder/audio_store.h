@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The audio of one output file: one block before the pictures, or chunks interleaved
 // with them.
 #ifndef QOLM_ENCODER_AUDIO_STORE_H_

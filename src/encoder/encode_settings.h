@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The one record that carries a conversion's parameters from the command line
 // to the coders. It is plain data: the session copies it and hands each coder
 // the few fields that concern it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "encoder/encoder_session.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // One conversion's output: settings, planes, counters and the open file.
 //
 // initialise (constructor) -> set_audio -> open_output -> encode_frame x N ->

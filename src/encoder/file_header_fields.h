@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Turns the settings into the fields and the flag word of a file header.
 #ifndef QOLM_ENCODER_FILE_HEADER_FIELDS_H_
 #define QOLM_ENCODER_FILE_HEADER_FIELDS_H_

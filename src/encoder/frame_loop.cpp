@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Decides how each source frame is coded: as part of a repeat run, as a key frame, as a
 // predicted frame, or as a held frame that becomes bidirectional once the next one is
 // coded. The order of the decisions determines the bytes of the file: static frames are

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "encoder/frame_statistics.h"
 
 #include <algorithm>

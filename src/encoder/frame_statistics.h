@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Difference measures between a picture and the one before it.
 #ifndef QOLM_ENCODER_FRAME_STATISTICS_H_
 #define QOLM_ENCODER_FRAME_STATISTICS_H_

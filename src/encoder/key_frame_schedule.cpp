@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "encoder/key_frame_schedule.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The rules that make a frame a key frame.
 #ifndef QOLM_ENCODER_KEY_FRAME_SCHEDULE_H_
 #define QOLM_ENCODER_KEY_FRAME_SCHEDULE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The state of an EncoderSession, shared by the session and its frame loop.
 #ifndef QOLM_ENCODER_SESSION_STATE_H_
 #define QOLM_ENCODER_SESSION_STATE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "encoder/temporal_filter.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Temporal denoising of the luma, so that camera noise does not prevent the frames of a
 // static scene from being detected as static.
 #ifndef QOLM_ENCODER_TEMPORAL_FILTER_H_

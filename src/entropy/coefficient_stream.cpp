@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "entropy/coefficient_stream.h"
 
 #include <cstddef>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // How every coder stores a sequence of levels: coefficient tokens in a context rANS
 // stream.
 #ifndef QOLM_ENTROPY_COEFFICIENT_STREAM_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Signed 16-bit values, mostly zero, as a stream of byte tokens.
 //
 // The values are consecutive blocks of 64 and a tail of fewer than 64.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "entropy/context_rans.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Context coding over five rANS streams, for bytes in which 0, 2 and 255 are followed by
 // argument bytes, such as coefficient tokens.
 //

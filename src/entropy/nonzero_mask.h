@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A bit mask of the non-zero values among 64 consecutive ones: bit i is set when
 // values[i] is not 0. Bit scans then replace loops over the values.
 #ifndef QOLM_ENTROPY_NONZERO_MASK_H_

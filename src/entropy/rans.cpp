@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "entropy/rans.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Static order-0 byte coder: range asymmetric numeral systems (J. Duda,
 // "Asymmetric numeral systems", 2013) with one 32-bit state, 12-bit
 // probabilities and byte-wise renormalisation.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The decoder of one rANS stream: a table that maps each of the 4096 slots to its value,
 // and the reader that the plain and the context decoder share.
 #ifndef QOLM_ENTROPY_RANS_DECODER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "entropy/rans_encoder.h"
 
 #include <algorithm>

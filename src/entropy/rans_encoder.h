@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The encoder of one rANS stream: the coding step and the stream encoder that the plain
 // and the context coder share.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "entropy/rans_frequency_table.h"
 
 #include "base/byte_order.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The static order-0 model of one rANS stream: how often each byte value occurs,
 // scaled to a total of 4096, and its stored form.
 //

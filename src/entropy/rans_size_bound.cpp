@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A lower bound on the size of a stream from its byte counts alone.
 //
 // Coding a value of frequency f on a renormalised state y (16 f <= y < 4096 f)

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Decodes a rANS stream incrementally, to bound the memory.
 #ifndef QOLM_ENTROPY_RANS_STREAM_READER_H_
 #define QOLM_ENTROPY_RANS_STREAM_READER_H_

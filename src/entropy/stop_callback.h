@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Cancellation of the coding of long streams, such as hours of audio.
 #ifndef QOLM_ENTROPY_STOP_CALLBACK_H_
 #define QOLM_ENTROPY_STOP_CALLBACK_H_

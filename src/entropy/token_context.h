@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The state machine that derives each byte's context from the bytes before it.
 #ifndef QOLM_ENTROPY_TOKEN_CONTEXT_H_
 #define QOLM_ENTROPY_TOKEN_CONTEXT_H_

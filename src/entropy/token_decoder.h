@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Decodes coefficient tokens, at once or incrementally.
 #ifndef QOLM_ENTROPY_TOKEN_DECODER_H_
 #define QOLM_ENTROPY_TOKEN_DECODER_H_

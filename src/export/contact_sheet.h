@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Many scaled-down frames in one picture.
 #ifndef QOLM_EXPORT_CONTACT_SHEET_H_
 #define QOLM_EXPORT_CONTACT_SHEET_H_

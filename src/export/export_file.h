@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Turns one container file into the output that the options ask for. Prints
 // nothing; what to tell the user is in the result.
 #ifndef QOLM_EXPORT_EXPORT_FILE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // qolm2_export: shows what a container file holds, in forms that other
 // programs read. All of its messages but the help go to standard error, since
 // standard output may carry the pictures.

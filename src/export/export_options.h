@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the command line of the export program asks for.
 #ifndef QOLM_EXPORT_EXPORT_OPTIONS_H_
 #define QOLM_EXPORT_EXPORT_OPTIONS_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // One function per form. Each takes an export whose source and output are already open or
 // chosen, and returns what became of it.
 #ifndef QOLM_EXPORT_EXPORTER_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The forms that an export can have: their file extensions and how their files begin.
 #ifndef QOLM_EXPORT_FORM_H_
 #define QOLM_EXPORT_FORM_H_

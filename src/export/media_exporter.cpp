@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Forms with audio: WAV, and picture and audio in one file.
 #include <algorithm>
 #include <memory>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Picture and audio together in one file or stream, written by a media library. A build
 // without it has no such forms, see MediaFormsAvailable.
 //

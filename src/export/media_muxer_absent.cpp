@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Stands in for ffmpeg/media_muxer.cpp in a build without FFmpeg.
 #include "export/media_muxer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "export/output_target.h"
 
 #include <cerrno>

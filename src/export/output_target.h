@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Where an export is written: a file that appears under its name only when complete, a
 // special file, or standard output.
 #ifndef QOLM_EXPORT_OUTPUT_TARGET_H_

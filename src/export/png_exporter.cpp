@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // PNG pictures: single frames and contact sheets.
 #include <algorithm>
 #include <cstdint>

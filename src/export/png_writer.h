@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // PNG files, deflated by zlib.
 #ifndef QOLM_EXPORT_PNG_WRITER_H_
 #define QOLM_EXPORT_PNG_WRITER_H_

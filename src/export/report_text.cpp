@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "export/report_text.h"
 
 namespace qolm::exporter {

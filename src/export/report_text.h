@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The phrases that the reports of several forms share.
 #ifndef QOLM_EXPORT_REPORT_TEXT_H_
 #define QOLM_EXPORT_REPORT_TEXT_H_

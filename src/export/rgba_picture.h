@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // An RGBA picture to be written as an image file.
 #ifndef QOLM_EXPORT_RGBA_PICTURE_H_
 #define QOLM_EXPORT_RGBA_PICTURE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Where pictures and sound lie against each other, in exact whole numbers, so
 // that no rounding adds up however long the file is.
 #ifndef QOLM_EXPORT_TIMELINE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // WAV files: 16-bit PCM behind a RIFF header, and behind the RF64 header of EBU
 // Tech 3306 where the sizes outgrow RIFF's 32 bits.
 #ifndef QOLM_EXPORT_WAV_WRITER_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Uncompressed 4:2:0 frames in the YUV4MPEG2 stream format that players and
 // measuring tools read.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The operations that AudioSource needs of a media framework, and nothing else.
 //
 // An adapter translates each call to its framework and decides nothing: which

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the user asks of the source's sound.
 #ifndef QOLM_MEDIA_AUDIO_OPTIONS_H_
 #define QOLM_MEDIA_AUDIO_OPTIONS_H_

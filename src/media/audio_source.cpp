@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/audio_source.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Decodes a file's whole first audio track to 16-bit samples at the rate and
 // channel count that the options ask for.
 //

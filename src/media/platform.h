@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The media framework that this build was made with.
 #ifndef QOLM_MEDIA_PLATFORM_H_
 #define QOLM_MEDIA_PLATFORM_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // How the rows of a picture are spread over a linear buffer: decoders pad rows,
 // or add rows up to a whole number of their blocks, without saying so.
 #ifndef QOLM_MEDIA_ROW_GRID_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/row_layout.h"
 
 #include "media/row_grid.h"

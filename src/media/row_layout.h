@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Where a picture's rows lie in a buffer, from what the media type says.
 //
 // A decoder may work on a larger frame than the picture, pad its rows, or store

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/video_source.h"
 
 #include <algorithm>

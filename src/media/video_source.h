@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Opens a video file through a media framework and delivers its frames.
 //
 // All decisions (negotiation results, strides, padding, the pixel conversion,

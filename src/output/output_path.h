@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Validates an output path before anything is written.
 #ifndef QOLM_OUTPUT_OUTPUT_PATH_H_
 #define QOLM_OUTPUT_OUTPUT_PATH_H_

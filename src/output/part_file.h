@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A file that is written beside the output and renamed over it when complete, so that a
 // failed run harms no file. An output that is a symbolic link stays one: its target is
 // replaced. The new file takes the permissions of an existing output and, where the system

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/part_name.h"
 
 #include <cstdint>

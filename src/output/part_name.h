@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The name of an output's part file.
 #ifndef QOLM_OUTPUT_PART_NAME_H_
 #define QOLM_OUTPUT_PART_NAME_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // File descriptors with 64-bit positions. A negative result reports a failure, whose
 // reason is in errno.
 #ifndef QOLM_PLATFORM_FILE_DESCRIPTOR_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What validating and replacing an output needs of a system beyond the standard library.
 #ifndef QOLM_PLATFORM_FILE_SYSTEM_H_
 #define QOLM_PLATFORM_FILE_SYSTEM_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Ctrl-C, SIGTERM and the end of the terminal ask a conversion to stop after
 // the current frame; a second Ctrl-C or SIGTERM terminates the program at once. Signals
 // within 0.3 s of the first do not count as a second one, since programs that stop others

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A file that one process writes under an exclusive lock, so that two runs with the
 // same output never mix their bytes.
 #ifndef QOLM_PLATFORM_LOCKED_FILE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Output streams of the C library.
 #ifndef QOLM_PLATFORM_OUTPUT_STREAM_H_
 #define QOLM_PLATFORM_OUTPUT_STREAM_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A program's entry point on every system: the system's own main prepares arguments and
 // standard streams and calls it.
 #ifndef QOLM_PLATFORM_PROGRAM_MAIN_H_

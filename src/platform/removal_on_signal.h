@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A program that a signal terminates leaves no unfinished output behind.
 #ifndef QOLM_PLATFORM_REMOVAL_ON_SIGNAL_H_
 #define QOLM_PLATFORM_REMOVAL_ON_SIGNAL_H_

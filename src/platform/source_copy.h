@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Copies a source that can be read only once (a pipe, a socket, a device) to a file that
 // can be opened repeatedly.
 #ifndef QOLM_PLATFORM_SOURCE_COPY_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Whether a person reads what the program prints.
 #ifndef QOLM_PLATFORM_TERMINAL_H_
 #define QOLM_PLATFORM_TERMINAL_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Makes failed writes return errors instead of raising signals that terminate the
 // program. Does nothing on systems whose failed writes raise none.
 #ifndef QOLM_PLATFORM_WRITE_SIGNALS_H_

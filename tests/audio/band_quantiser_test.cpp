@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "audio/band_quantiser.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Damaged payloads are rejected or decoded to the declared count.
 #include <gtest/gtest.h>
 

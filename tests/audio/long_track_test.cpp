@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Tracks so long that the sizes of the scale streams overflow their 16 bits.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The signal-to-noise ratio of each coder for each kind of signal. The limits are just
 // below the measured values, so that regressions fail.
 #include <gtest/gtest.h>

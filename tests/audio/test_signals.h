@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Synthetic audio signals, one channel each unless interleaved, and their comparison.
 #ifndef QOLM_TESTS_AUDIO_TEST_SIGNALS_H_
 #define QOLM_TESTS_AUDIO_TEST_SIGNALS_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/byte_order.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/parallel_for.h"
 
 #include <gmock/gmock.h>

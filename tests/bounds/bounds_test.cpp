@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Whatever a file claims, info and qolm2_export take no more memory than
 //
 //   64 MiB + 8 packed pictures (4 bytes a pixel) + the file's size + the decoded sound

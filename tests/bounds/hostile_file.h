@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Writes files with any records and any index, however many, without keeping them.
 #ifndef QOLM_TESTS_BOUNDS_HOSTILE_FILE_H_
 #define QOLM_TESTS_BOUNDS_HOSTILE_FILE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "hostile_payloads.h"
 
 #include <span>

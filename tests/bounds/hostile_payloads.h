@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Payloads of a few bytes that stand for much: every stream in them holds one
 // value over and over, which costs it no further byte.
 #ifndef QOLM_TESTS_BOUNDS_HOSTILE_PAYLOADS_H_

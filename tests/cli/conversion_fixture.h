@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A conversion with a scripted source and a scripted clock.
 #ifndef QOLM_TESTS_CLI_CONVERSION_FIXTURE_H_
 #define QOLM_TESTS_CLI_CONVERSION_FIXTURE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Conversions into what only POSIX systems have.
 #include <signal.h>
 #include <sys/resource.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Whole conversions with a scripted source and a scripted clock, byte for byte.
 #include <tuple>
 

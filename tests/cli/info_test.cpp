@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The info command on files made record by record.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The program over sources that can be read only once.
 #include <fcntl.h>
 #include <gmock/gmock.h>

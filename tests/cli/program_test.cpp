@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The real program: a command paired with its standard output, its standard
 // error and its exit code.
 #include <fcntl.h>

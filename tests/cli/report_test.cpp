@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The console reports, byte for byte.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A directory of its own for a test, gone when the test ends.
 #ifndef QOLM_TESTS_CLI_SCRATCH_DIRECTORY_H_
 #define QOLM_TESTS_CLI_SCRATCH_DIRECTORY_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A media framework that plays a script, for conversions without files.
 #ifndef QOLM_TESTS_CLI_SCRIPTED_VIDEO_H_
 #define QOLM_TESTS_CLI_SCRIPTED_VIDEO_H_

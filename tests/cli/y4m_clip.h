@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Raw video files, made up on the spot.
 #ifndef QOLM_TESTS_CLI_Y4M_CLIP_H_
 #define QOLM_TESTS_CLI_Y4M_CLIP_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "container/container_reader.h"
 
 #include <gmock/gmock.h>

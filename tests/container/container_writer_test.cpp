@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "container/container_writer.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Files that lie: whatever they hold, opening ends and what it lists is in the file.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

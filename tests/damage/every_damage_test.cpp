@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A small file cut at every length and with every single bit turned: info ends
 // soon, says one of the things that it may say, and loses no more than the
 // damage touched. Run it under the sanitizers.

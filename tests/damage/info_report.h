@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the info command may say about a damaged file, to the letter.
 #ifndef QOLM_TESTS_DAMAGE_INFO_REPORT_H_
 #define QOLM_TESTS_DAMAGE_INFO_REPORT_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Some of the damaged files through the programs themselves.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Three small files that the encoder makes, and what lies where in them.
 #ifndef QOLM_TESTS_DAMAGE_SAMPLE_FILES_H_
 #define QOLM_TESTS_DAMAGE_SAMPLE_FILES_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // After every coded frame the decoder's planes equal the encoder's reference.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Opening and decoding a damaged file terminates, respects the frame count and does not
 // crash (under the sanitizers).
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Files whose records are not stored in display order.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "decoder/frame_decoder.h"
 
 #include <gmock/gmock.h>

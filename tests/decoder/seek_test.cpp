@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Seeking gives the pictures of decoding from the start; caches are filled and limited.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

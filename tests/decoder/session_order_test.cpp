@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Files of sessions with held frames decode in source order. Each frame shows its own
 // number, or that of the frame that it repeats.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "encoder/file_header_fields.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The records that the frames of a source are coded as, and their numbers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

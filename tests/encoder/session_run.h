@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Runs an encoder session on synthetic pictures and reads its output.
 #ifndef QOLM_TESTS_ENCODER_SESSION_RUN_H_
 #define QOLM_TESTS_ENCODER_SESSION_RUN_H_

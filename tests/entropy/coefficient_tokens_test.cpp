@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "entropy/coefficient_tokens.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The coders once more, step by step and with divisions, as the yardstick for the
 // fast ones. Nothing here is shared with the library.
 #ifndef QOLM_TESTS_ENTROPY_NAIVE_CODERS_H_

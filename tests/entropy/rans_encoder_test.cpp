@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The multiplication that replaces the division must be exact, the interleaved
 // run must change nothing, and the size bound must hold.
 #include "entropy/rans_encoder.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Byte and value sequences of many distributions, the same in every run.
 #ifndef QOLM_TESTS_ENTROPY_SAMPLE_INPUTS_H_
 #define QOLM_TESTS_ENTROPY_SAMPLE_INPUTS_H_

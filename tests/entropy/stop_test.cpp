@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Coding a long stream takes long enough for a user to wait for its end.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "export/contact_sheet.h"
 
 #include <gmock/gmock.h>

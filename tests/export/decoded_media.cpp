@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "export/decoded_media.h"
 
 extern "C" {

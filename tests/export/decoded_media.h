@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Reads a media file back with FFmpeg's libraries, as a player would.
 #ifndef QOLM_TESTS_EXPORT_DECODED_MEDIA_H_
 #define QOLM_TESTS_EXPORT_DECODED_MEDIA_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A file of eight frames and the program that exports it.
 #ifndef QOLM_TESTS_EXPORT_EXPORT_PROGRAM_FIXTURE_H_
 #define QOLM_TESTS_EXPORT_EXPORT_PROGRAM_FIXTURE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Links, devices, terminals and signals as POSIX systems have them.
 #include <fcntl.h>
 #include <gmock/gmock.h>

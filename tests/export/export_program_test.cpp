@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The export program as a user runs it: exact output bytes, messages and exit
 // codes.
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A container file with picture and sound, and the program that exports it.
 #ifndef QOLM_TESTS_EXPORT_MEDIA_FILE_TEST_H_
 #define QOLM_TESTS_EXPORT_MEDIA_FILE_TEST_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Files and streams with picture and sound, read back as a player reads them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

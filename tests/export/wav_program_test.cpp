@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // WAV files as a user gets them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "faults/called_main.h"
 
 #include <fcntl.h>

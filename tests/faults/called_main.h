@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A program's main, called inside the test, with what it prints.
 #ifndef QOLM_TESTS_FAULTS_CALLED_MAIN_H_
 #define QOLM_TESTS_FAULTS_CALLED_MAIN_H_

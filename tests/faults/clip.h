@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Small video files, made by the ffmpeg program.
 #ifndef QOLM_TESTS_FAULTS_CLIP_H_
 #define QOLM_TESTS_FAULTS_CLIP_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // encode and info while one allocation after the other fails.
 #include <gtest/gtest.h>
 

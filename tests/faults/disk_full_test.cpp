@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Disks of many sizes, most of them too small.
 #include <gtest/gtest.h>
 #include <sched.h>

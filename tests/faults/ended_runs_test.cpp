@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Runs that a signal ends at moments counted in calls on their files, so that a
 // test ends them at the same places every time.
 #include <gtest/gtest.h>

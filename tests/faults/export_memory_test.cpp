@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // qolm2_export while one allocation after the other fails.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A file of its own, since a compiler that inlines only one of a pair takes them
 // for mismatched.
 #include "faults/failing_allocations.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Allocations that fail when a test says so. Linking this replaces operator new
 // and operator delete, in all their forms, for the whole program and for the
 // libraries that it uses.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "faults/faulted_run.h"
 
 #include <sys/mman.h>

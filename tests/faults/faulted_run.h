@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Runs a program that meets one fault, or the same one again and again.
 #ifndef QOLM_TESTS_FAULTS_FAULTED_RUN_H_
 #define QOLM_TESTS_FAULTS_FAULTED_RUN_H_

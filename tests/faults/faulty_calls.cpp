@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "faults/faulty_calls.h"
 
 #include <dlfcn.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Calls on files that fail when a test says so. Linking this puts its functions
 // ahead of the C library's for the whole program and for the libraries that it
 // uses; until MeetFault is called they only pass calls on.

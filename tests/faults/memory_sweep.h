@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Calls a program again and again, each time with another allocation refused.
 #ifndef QOLM_TESTS_FAULTS_MEMORY_SWEEP_H_
 #define QOLM_TESTS_FAULTS_MEMORY_SWEEP_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The runs of both programs that the tests here disturb, each with what it
 // leaves when nothing does.
 #ifndef QOLM_TESTS_FAULTS_PROGRAM_CASE_H_

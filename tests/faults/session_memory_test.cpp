@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What an encoder session leaves in its file when memory runs out.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Sources that are cut, damaged, or changed under the program while it reads them.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Outputs whose disk fails: every call that the programs make on them, one after
 // the other.
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Where libFuzzer hands its inputs over; QOLM_FUZZ_TARGET is the target's function.
 #include <cstddef>
 #include <cstdint>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Takes decisions from fuzz bytes, front to back. Used-up bytes read as zero, so
 // every input is a whole script.
 #ifndef QOLM_TESTS_FUZZ_INPUT_READER_H_

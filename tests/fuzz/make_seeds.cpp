@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Writes the inputs that fuzzing starts from, one folder for each target:
 //
 //   fuzz_seeds <folder>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Runs fuzz targets over kept inputs, without libFuzzer:
 //
 //   fuzz_replay [--target NAME] <file or folder>...

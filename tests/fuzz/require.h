@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What a fuzz target claims about the code under it. A claim that does not hold
 // ends the process, as a crash would, so that a fuzzer keeps the input.
 #ifndef QOLM_TESTS_FUZZ_REQUIRE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A script of settings, pictures and sound goes through the encoder; what the
 // decoder makes of the file is held against what the encoder kept.
 //

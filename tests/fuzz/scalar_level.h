@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Makes everything run on scalar kernels while it lives, for comparing with the
 // vector variants.
 #ifndef QOLM_TESTS_FUZZ_SCALAR_LEVEL_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Scripted frameworks that answer as the input says, within what an adapter may
 // do: pitched rows lie in memory that is there.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "fuzz/targets.h"
 
 #include <array>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The fuzz targets: each takes any bytes, runs one part of the system over them
 // and checks what must hold whatever they are. A target that gets bytes which
 // would cost more than a moment returns early.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What a hostile source states of its rate, its durations and its time stamps.
 #include <algorithm>
 #include <array>

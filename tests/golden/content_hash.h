@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // FNV-1a over bytes in a stated order, so that every machine gets one number.
 #ifndef QOLM_TESTS_GOLDEN_CONTENT_HASH_H_
 #define QOLM_TESTS_GOLDEN_CONTENT_HASH_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "golden/golden_cases.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The conversions whose bytes and pictures are fixed.
 #ifndef QOLM_TESTS_GOLDEN_GOLDEN_CASES_H_
 #define QOLM_TESTS_GOLDEN_GOLDEN_CASES_H_

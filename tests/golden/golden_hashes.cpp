@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Prints the hashes that tests/golden/ keeps, for renewing them, or holds this
 // build to them.
 //

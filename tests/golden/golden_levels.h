@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Running the same work at every vector level and with every number of workers.
 #ifndef QOLM_TESTS_GOLDEN_GOLDEN_LEVELS_H_
 #define QOLM_TESTS_GOLDEN_GOLDEN_LEVELS_H_

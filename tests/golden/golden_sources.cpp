@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "golden/golden_sources.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Pictures and sound for the golden cases, made of integers alone, so that every
 // machine makes the same.
 #ifndef QOLM_TESTS_GOLDEN_GOLDEN_SOURCES_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What a source becomes, and what a file shows, is the same for every compiler,
 // processor, vector level and number of threads, and from one version to the next.
 #include <gmock/gmock.h>

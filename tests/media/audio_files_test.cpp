@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The audio source over real files, which each test writes for itself.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Whole files, and what becomes of their pictures once bytes of them are changed.
 #ifndef QOLM_TESTS_MEDIA_CHANGED_FILE_FIXTURE_H_
 #define QOLM_TESTS_MEDIA_CHANGED_FILE_FIXTURE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What is refused as a source, and in which words.
 #include "media/ffmpeg/container_file.h"
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the video source makes of a picture's samples: colour, orientation, fields.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The video source over real files, which each test writes for itself.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

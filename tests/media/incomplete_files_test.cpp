@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What is missing from real files, and what only looks so.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // An interrupt ends the opening, the scan and the reading of real files early.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Timestamps of a constant rate as containers round and jitter them.
 #ifndef QOLM_TESTS_MEDIA_JITTERED_TIMESTAMPS_H_
 #define QOLM_TESTS_MEDIA_JITTERED_TIMESTAMPS_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Pictures and sound that begin long after the other, in containers that name their
 // streams only as packets come.
 #include <gtest/gtest.h>

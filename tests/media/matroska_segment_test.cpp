@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Segments as files hold them, written element by element.
 #include "media/ffmpeg/matroska_segment.h"
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Fragments as files hold them, written box by box.
 #include "media/ffmpeg/movie_fragments.h"
 

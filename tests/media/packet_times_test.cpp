@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/packet_times.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Pictures and sound that a demuxer passes over, since their packets are overwritten or
 // gone; and steps in a file's clock that look alike.
 #include <gtest/gtest.h>

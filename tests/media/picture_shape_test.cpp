@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Sources whose pixels are not square, or brighter than a usual screen.
 #include "media/ffmpeg/picture_shape.h"
 

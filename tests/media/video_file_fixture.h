@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Video files that a test writes, and what the video source makes of them.
 #ifndef QOLM_TESTS_MEDIA_VIDEO_FILE_FIXTURE_H_
 #define QOLM_TESTS_MEDIA_VIDEO_FILE_FIXTURE_H_

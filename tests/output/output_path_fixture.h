@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // An input and an output that shall be judged.
 #ifndef QOLM_TESTS_OUTPUT_OUTPUT_PATH_FIXTURE_H_
 #define QOLM_TESTS_OUTPUT_OUTPUT_PATH_FIXTURE_H_

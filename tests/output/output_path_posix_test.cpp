@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Links, pipes, devices and permissions as POSIX systems have them.
 #include <sys/stat.h>
 #include <unistd.h>

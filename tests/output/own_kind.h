@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The files that the tests' outputs may replace.
 #ifndef QOLM_TESTS_OUTPUT_OWN_KIND_H_
 #define QOLM_TESTS_OUTPUT_OWN_KIND_H_

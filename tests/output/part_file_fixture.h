@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // An input, an output and the part file between them.
 #ifndef QOLM_TESTS_OUTPUT_PART_FILE_FIXTURE_H_
 #define QOLM_TESTS_OUTPUT_PART_FILE_FIXTURE_H_

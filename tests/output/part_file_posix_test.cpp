@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Permissions, links and signals as POSIX systems have them.
 #include <fcntl.h>
 #include <signal.h>

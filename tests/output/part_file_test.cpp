@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/part_file.h"
 
 #include "part_file_fixture.h"

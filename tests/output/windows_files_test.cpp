@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Outputs as only Windows has them.
 #include <windows.h>
 

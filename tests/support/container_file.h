@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Builds container files for tests from ready payloads and from pictures.
 #ifndef QOLM_TESTS_SUPPORT_CONTAINER_FILE_H_
 #define QOLM_TESTS_SUPPORT_CONTAINER_FILE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Bounds on the work of a process, as CPU time that it may use. Only on POSIX systems.
 #ifndef QOLM_TESTS_SUPPORT_CPU_LIMIT_H_
 #define QOLM_TESTS_SUPPORT_CPU_LIMIT_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // PNG files read by a library that did not write them.
 #ifndef QOLM_TESTS_SUPPORT_DECODED_PNG_H_
 #define QOLM_TESTS_SUPPORT_DECODED_PNG_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // For systems without libpng.
 #include <memory>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Signals as a shell leaves them, whatever started the tests: nohup ignores SIGHUP,
 // and a service may ignore or block more.
 #ifndef QOLM_TESTS_SUPPORT_DEFAULT_SIGNALS_H_

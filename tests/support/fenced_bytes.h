@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Bytes between two pages that nobody may touch: a read or a write behind the last
 // one ends the test program, in every build.
 #ifndef QOLM_TESTS_SUPPORT_FENCED_BYTES_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/forked_program.h"
 
 #include <sys/mman.h>

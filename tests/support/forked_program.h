@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Runs a program whose main function the test is linked with, in a fork of the
 // test: loading a program with all of its libraries takes several times as long
 // as most runs on small files.

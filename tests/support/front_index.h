@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Files with a front index that is no larger than they need.
 #ifndef QOLM_TESTS_SUPPORT_FRONT_INDEX_H_
 #define QOLM_TESTS_SUPPORT_FRONT_INDEX_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Replaces the program's allocation functions. A file of its own, since a compiler
 // that inlines only one of the pair takes them for mismatched.
 #include "support/largest_allocation.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The largest single request to the heap, so that tests see what an input made its
 // reader ask for.
 #ifndef QOLM_TESTS_SUPPORT_LARGEST_ALLOCATION_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // An audio framework that answers as a test tells it to and notes what it is
 // asked.
 #ifndef QOLM_TESTS_SUPPORT_MEDIA_AUDIO_SCRIPTED_H_

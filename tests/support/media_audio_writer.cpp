@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/media_audio_writer.h"
 
 extern "C" {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Writes small files with sound, and with a picture beside it, for tests to
 // read back.
 #ifndef QOLM_TESTS_SUPPORT_MEDIA_AUDIO_WRITER_H_

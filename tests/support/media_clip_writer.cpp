@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/media_clip_writer.h"
 
 extern "C" {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Writes small video files with the FFmpeg libraries for tests to read back.
 #ifndef QOLM_TESTS_SUPPORT_MEDIA_CLIP_WRITER_H_
 #define QOLM_TESTS_SUPPORT_MEDIA_CLIP_WRITER_H_

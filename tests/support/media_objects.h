@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // FFmpeg's objects with owners, and its error codes as exceptions, for tests
 // that write media files.
 #ifndef QOLM_TESTS_SUPPORT_MEDIA_OBJECTS_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A video framework that answers as a test tells it to and notes what it is
 // asked.
 #ifndef QOLM_TESTS_SUPPORT_MEDIA_SCRIPTED_FRAMEWORK_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Synthetic pictures for tests: a textured scene that pans while a bright box
 // crosses it, so predicted frames meet motion, new content and still areas.
 #ifndef QOLM_TESTS_SUPPORT_MOVING_PICTURE_H_

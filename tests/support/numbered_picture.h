@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Pictures that carry a number in large blocks of black and white, which
 // survive coding.
 #ifndef QOLM_TESTS_SUPPORT_NUMBERED_PICTURE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The media records of a file as one line of text.
 #ifndef QOLM_TESTS_SUPPORT_RECORD_WORDS_H_
 #define QOLM_TESTS_SUPPORT_RECORD_WORDS_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Runs a program as a user would and captures what it prints.
 #ifndef QOLM_TESTS_SUPPORT_RUN_PROGRAM_H_
 #define QOLM_TESTS_SUPPORT_RUN_PROGRAM_H_

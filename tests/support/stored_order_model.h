@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Which records a session that holds every other frame writes, in which order.
 #ifndef QOLM_TESTS_SUPPORT_STORED_ORDER_MODEL_H_
 #define QOLM_TESTS_SUPPORT_STORED_ORDER_MODEL_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A fresh folder for one test's files, removed with everything in it.
 #ifndef QOLM_TESTS_SUPPORT_TEMPORARY_FOLDER_H_
 #define QOLM_TESTS_SUPPORT_TEMPORARY_FOLDER_H_

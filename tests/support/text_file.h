@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Whole files as strings of bytes.
 #ifndef QOLM_TESTS_SUPPORT_TEXT_FILE_H_
 #define QOLM_TESTS_SUPPORT_TEXT_FILE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Running the same work with different numbers of threads.
 #ifndef QOLM_TESTS_SUPPORT_THREAD_COUNTS_H_
 #define QOLM_TESTS_SUPPORT_THREAD_COUNTS_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A finished file as its reader sees it.
 #ifndef QOLM_TESTS_SYSTEM_CONVERTED_FILE_H_
 #define QOLM_TESTS_SYSTEM_CONVERTED_FILE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A clip that flashes and clicks at the same instants is converted by the real
 // program; flash and click must still come together, and no sample be lost.
 #include <gmock/gmock.h>

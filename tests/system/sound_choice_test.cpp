@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Files that end up without sound: because the user says so, because the
 // source has none, or because it has nothing else.
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The coverage table: sums by folder, and the floors."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The option table's own arithmetic."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The record lister reads what the layout says and refuses what it does not."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The quality table's own arithmetic: the search, the rows, the JSON form."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The sound table's own arithmetic: the synthesised clip, the bit rates, the rows."""
 
 import pathlib

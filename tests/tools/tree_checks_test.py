@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The tree checks find what they are there to find, and nothing else."""
 
 import pathlib
@@ -120,10 +121,11 @@ class CheckIncludes(TreeCase):
 
 class CheckDocuments(TreeCase):
     check = "check_documents.py"
+    licence = "// SPDX-License-Identifier: MIT\n"
 
     def setUp(self):
         super().setUp()
-        self.write("src/container/layout.h")
+        self.write("src/container/layout.h", self.licence)
         self.write("docs/picture.png")
         self.write("ARCHITECTURE.md",
                    "Open `container/layout.h`, `src/container/`, run `build/dev/bin/x`, "
@@ -156,18 +158,41 @@ class CheckDocuments(TreeCase):
                 self.assert_breach("src/container/layout.h:1: holds an absolute path")
 
     def test_other_paths_are_no_machine_paths(self):
-        self.write("src/container/layout.h", '// "/tmp/x", src/home/x, ../build/x, "/usr/bin/x"\n')
+        self.write("src/container/layout.h",
+                   self.licence + '// "/tmp/x", src/home/x, ../build/x, "/usr/bin/x"\n')
         self.assert_clean()
 
     def test_paths_that_only_begin_alike_are_no_machine_paths(self):
-        self.write("src/container/layout.h", f"// {pathlib.Path.home()}-less, x{pathlib.Path.home()}\n")
+        self.write("src/container/layout.h",
+                   self.licence + f"// {pathlib.Path.home()}-less, x{pathlib.Path.home()}\n")
+        self.assert_clean()
+
+    def test_file_without_licence_fails(self):
+        for name, text in (("src/container/layout.h", "#pragma once\n"),
+                           ("src/late.cpp", "\n\n\n" + self.licence),
+                           ("src/other.cpp", "// SPDX-License-Identifier: MIT-0\n"),
+                           ("src/CMakeLists.txt", ""), ("Makefile", "all:\n"),
+                           ("cmake/x.cmake", "\n"), ("tools/run", "#!/bin/sh\n"),
+                           ("tools/x.py", '"""Docs."""\n'), ("src/x.rc.in", "1 ICON\n"),
+                           ("tests/x.def", "EXPORTS\n")):
+            with self.subTest(name=name):
+                self.write(name, text)
+                self.assert_breach(f"{name}:1: has no line SPDX-License-Identifier: MIT")
+                (self.root / name).unlink()
+                self.write("src/container/layout.h", self.licence)
+
+    def test_licence_after_the_interpreter_line_passes(self):
+        self.write("tools/run", "#!/bin/sh\n# SPDX-License-Identifier: MIT\n")
+        self.write("docs/notes.txt", "no licence\n")
+        self.write("tests/picture.bin", "no source\n")
         self.assert_clean()
 
     def test_option_table_is_compared_with_the_usage_text(self):
         program = self.root / "converter"
 
         def offer(words):
-            program.write_text(f"#!/bin/sh\necho '{words}'\n", encoding="utf-8")
+            program.write_text(f"#!/bin/sh\n# SPDX-License-Identifier: MIT\necho '{words}'\n",
+                               encoding="utf-8")
             program.chmod(0o755)
 
         usage = ("--usage", f"encode={program}")

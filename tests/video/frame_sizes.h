@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The picture sizes and qualities that whole-frame tests run over.
 #ifndef QOLM_TESTS_VIDEO_FRAME_SIZES_H_
 #define QOLM_TESTS_VIDEO_FRAME_SIZES_H_

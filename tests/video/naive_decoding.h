@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A reference parser for the payloads of predicted and bidirectional pictures by their
 // documented offsets, and their residuals from the formulas.
 #ifndef QOLM_TESTS_VIDEO_NAIVE_DECODING_H_

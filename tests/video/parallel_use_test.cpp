@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Loops over a picture are parallel from 32768 samples on and start no thread below. Only
 // the number of threads shows it, since results never depend on it.
 #include <gtest/gtest.h>

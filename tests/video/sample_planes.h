@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Planes and pictures with a known kind of content, the same in every run.
 #ifndef QOLM_TESTS_VIDEO_SAMPLE_PLANES_H_
 #define QOLM_TESTS_VIDEO_SAMPLE_PLANES_H_

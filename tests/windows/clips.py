@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Makes the clips that the tests convert, with ffmpeg.
 
     clips.py FOLDER

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Starts a program in a console of its own, and presses Ctrl-C there as soon as
 // the program has said a text.
 //

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The Windows programs from end to end, beside those of this system.
 
     media_program_test.py --runner tools/wine/run --prefix DIR --windows DIR --native DIR

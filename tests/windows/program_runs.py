@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Runs the programs: the Windows ones under Wine, and this system's own."""
 
 import dataclasses

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
 #include "media/mediafoundation/mediafoundation_audio_framework.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A source reader, and buffers of every kind, that answer as a test tells them.
 // `live` counts what has not been released.
 #ifndef QOLM_TESTS_WINDOWS_SCRIPTED_SOURCE_READER_H_

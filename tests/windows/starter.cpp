@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Starts a program with standard handles that a shell does not give it, or feeds it
 // through a pipe, and ends with its exit code; with 99 when that did not work.
 //

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+#
 # How this tree runs Windows programs; sourced by its neighbours, which have set
 # WINEPREFIX.
 #

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The AVX2 variant of the transform's kernel. Compiled without FMA: the sums
 // must round after every product, as the scalar definition does.
 #include <immintrin.h>

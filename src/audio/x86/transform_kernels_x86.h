@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The x86 variants of the transform's kernel. Each file of this folder is compiled for
 // its own instruction set and shares no inline function with baseline code: the linker
 // could otherwise pick the wide copy of it for a baseline caller.

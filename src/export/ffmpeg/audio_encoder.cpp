@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "export/ffmpeg/audio_encoder.h"
 
 extern "C" {

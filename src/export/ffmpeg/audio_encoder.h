@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Sound into the packets of one audio stream.
 #ifndef QOLM_EXPORT_FFMPEG_AUDIO_ENCODER_H_
 #define QOLM_EXPORT_FFMPEG_AUDIO_ENCODER_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The one file that knows the file forms of libavformat.
 #include "export/media_muxer.h"
 

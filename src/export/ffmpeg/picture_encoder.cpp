@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "export/ffmpeg/picture_encoder.h"
 
 extern "C" {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Pictures into the packets of one video stream.
 #ifndef QOLM_EXPORT_FFMPEG_PICTURE_ENCODER_H_
 #define QOLM_EXPORT_FFMPEG_PICTURE_ENCODER_H_

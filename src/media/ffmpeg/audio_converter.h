@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Turns decoded sound of any format, layout and rate, which may change on the
 // way, into 16-bit mono or stereo at one rate.
 #ifndef QOLM_MEDIA_FFMPEG_AUDIO_CONVERTER_H_

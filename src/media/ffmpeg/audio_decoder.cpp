@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/audio_decoder.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The sound of a file's first audio stream, as it is coded, with its place in
 // time. The codecs' own priming and padding is gone where the container or the
 // stream tells it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/audio_producer.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // One file's sound as 16-bit samples in one format, without holes, beginning
 // with its picture.
 #ifndef QOLM_MEDIA_FFMPEG_AUDIO_PRODUCER_H_

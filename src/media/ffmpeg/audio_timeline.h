@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Keeps a track of sound on the clock of its file's timestamps.
 //
 // The track begins with the picture, to the sample: what lies before it falls

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/container_file.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // One container file, and what the libraries say about it in a user's words.
 #ifndef QOLM_MEDIA_FFMPEG_CONTAINER_FILE_H_
 #define QOLM_MEDIA_FFMPEG_CONTAINER_FILE_H_

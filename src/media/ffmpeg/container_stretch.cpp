@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/container_stretch.h"
 
 extern "C" {

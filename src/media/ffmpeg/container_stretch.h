@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Whether the bytes between two packets of a file are what its container consists of.
 // After bytes that are none, demuxers look for the next packet and report nothing; and
 // a picture that stands for long has the same timestamps as pictures that were lost.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/declared_times.h"
 
 extern "C" {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What a container declares of its streams' lengths.
 #ifndef QOLM_MEDIA_FFMPEG_DECLARED_TIMES_H_
 #define QOLM_MEDIA_FFMPEG_DECLARED_TIMES_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The pictures of a file's first real video stream, as they are coded.
 #ifndef QOLM_MEDIA_FFMPEG_DECODER_H_
 #define QOLM_MEDIA_FFMPEG_DECODER_H_

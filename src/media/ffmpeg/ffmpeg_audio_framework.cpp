@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/ffmpeg_audio_framework.h"
 
 #include <algorithm>

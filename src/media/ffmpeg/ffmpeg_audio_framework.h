@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The audio framework over the FFmpeg libraries.
 #ifndef QOLM_MEDIA_FFMPEG_FFMPEG_AUDIO_FRAMEWORK_H_
 #define QOLM_MEDIA_FFMPEG_FFMPEG_AUDIO_FRAMEWORK_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/ffmpeg_video_framework.h"
 
 #include <exception>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The video framework over the FFmpeg libraries.
 #ifndef QOLM_MEDIA_FFMPEG_FFMPEG_VIDEO_FRAMEWORK_H_
 #define QOLM_MEDIA_FFMPEG_FFMPEG_VIDEO_FRAMEWORK_H_

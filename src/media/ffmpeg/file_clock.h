@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Which steps of a file's time stamps are time that passes, and which are a broken
 // clock: the one place that says so, for pictures and for sound.
 //

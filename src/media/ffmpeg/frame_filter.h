@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Brings decoded pictures upright, takes the comb out of interlaced ones and maps
 // high dynamic range (PQ, HLG) to what a usual screen shows.
 #ifndef QOLM_MEDIA_FFMPEG_FRAME_FILTER_H_

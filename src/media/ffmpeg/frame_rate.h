@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Finds the constant frame rate for a stream's timestamps.
 //
 // A rate is clean for a stream when FrameTimeline would neither repeat nor

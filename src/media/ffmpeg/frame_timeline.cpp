@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/frame_timeline.h"
 
 #include <algorithm>

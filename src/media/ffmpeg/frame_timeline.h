@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Places pictures on the grid of a constant frame rate.
 //
 // A picture belongs where its timestamp lies on the grid, counted from the first

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Owners of libav objects.
 #ifndef QOLM_MEDIA_FFMPEG_HANDLES_H_
 #define QOLM_MEDIA_FFMPEG_HANDLES_H_

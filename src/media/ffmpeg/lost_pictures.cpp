@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/lost_pictures.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Pictures that a demuxer passes over without a word, since their packets are damaged or
 // gone: holes in the timestamps, but only where the file itself is seen to be broken.
 #ifndef QOLM_MEDIA_FFMPEG_LOST_PICTURES_H_

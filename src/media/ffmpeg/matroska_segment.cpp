@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/matroska_segment.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Whether a Matroska or WebM file ends where its segment does and is one unbroken row of
 // elements up to there, or from one block to another. A picture may stand for longer than
 // any packet says, so neither the declared duration nor timestamps tell a file that is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/movie_fragments.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the fragments of an MP4 file hold of one track, those included that a demuxer
 // never reaches because the boxes before them are damaged. Such a file declares its
 // length nowhere else.

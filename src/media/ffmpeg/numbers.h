@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The one place where numbers of a media file are checked before anything counts
 // with them. What no real film has is taken as not stated at all, so that all later
 // sums fit their types.

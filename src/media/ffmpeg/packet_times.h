@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The timestamps of a stream's packets, from the order of the file to the order in
 // which the pictures are shown.
 #ifndef QOLM_MEDIA_FFMPEG_PACKET_TIMES_H_

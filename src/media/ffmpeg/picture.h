@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Pictures on their way to their reader, and the stock that the memory of converted
 // ones comes from.
 #ifndef QOLM_MEDIA_FFMPEG_PICTURE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Any decoded picture to one that can be had as pixels, of one size, in the
 // picture's own colour matrix and range.
 #ifndef QOLM_MEDIA_FFMPEG_PICTURE_CONVERTER_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // One file's pictures, upright, progressive, in one size and at a constant rate.
 #ifndef QOLM_MEDIA_FFMPEG_PICTURE_PRODUCER_H_
 #define QOLM_MEDIA_FFMPEG_PICTURE_PRODUCER_H_

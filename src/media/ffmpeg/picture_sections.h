@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The stretches of a video between the restarts of its clock, as of recordings that
 // were joined, with their place in the video as a whole.
 #ifndef QOLM_MEDIA_FFMPEG_PICTURE_SECTIONS_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/picture_shape.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The size at which a stored picture is to be seen: the pixels of some sources are
 // wider or taller than they are high or wide.
 #ifndef QOLM_MEDIA_FFMPEG_PICTURE_SHAPE_H_

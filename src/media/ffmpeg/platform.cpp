@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/platform.h"
 
 extern "C" {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A container with the streams that its header names or that probing finds.
 //
 // Some containers (MPEG programs and transport streams, FLV) name their streams only

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A positive quotient of whole numbers, such as a frame rate or a time base.
 #ifndef QOLM_MEDIA_FFMPEG_RATIO_H_
 #define QOLM_MEDIA_FFMPEG_RATIO_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/read_ahead.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Runs a producer in a thread of its own, a few pictures ahead of their reader.
 #ifndef QOLM_MEDIA_FFMPEG_READ_AHEAD_H_
 #define QOLM_MEDIA_FFMPEG_READ_AHEAD_H_

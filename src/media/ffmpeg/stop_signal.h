@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Makes a reader's calls end early: because its owner is done with it, or because
 // the run is interrupted.
 #ifndef QOLM_MEDIA_FFMPEG_STOP_SIGNAL_H_

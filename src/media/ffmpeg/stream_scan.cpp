@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/stream_scan.h"
 
 #include <algorithm>

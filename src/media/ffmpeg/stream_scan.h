@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A look at a file's packets ahead of decoding: their timestamps tell a
 // constant rate from a variable one and the exact number of pictures, which
 // headers and a probe of the first seconds often do not.

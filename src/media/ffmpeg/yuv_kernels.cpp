@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/ffmpeg/yuv_kernels.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Rows of 8-bit YUV to pixels R, G, B, 255, as one table of functions per
 // processor level. The scalar functions are the definition; a variant gives the
 // same bits for every input.

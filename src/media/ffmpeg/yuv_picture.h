@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A decoded picture of a common YUV format, whose pixels are made where they are
 // wanted.
 #ifndef QOLM_MEDIA_FFMPEG_YUV_PICTURE_H_

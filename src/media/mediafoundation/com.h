@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the adapters share of COM: the owner of an interface and of a variant.
 #ifndef QOLM_MEDIA_MEDIAFOUNDATION_COM_H_
 #define QOLM_MEDIA_MEDIAFOUNDATION_COM_H_

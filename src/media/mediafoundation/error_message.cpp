@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/mediafoundation/error_message.h"
 
 #include "media/mediafoundation/com.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The system's message for a failed call.
 #ifndef QOLM_MEDIA_MEDIAFOUNDATION_ERROR_MESSAGE_H_
 #define QOLM_MEDIA_MEDIAFOUNDATION_ERROR_MESSAGE_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/mediafoundation/mediafoundation_audio_framework.h"
 
 #include <optional>

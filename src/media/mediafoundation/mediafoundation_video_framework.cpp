@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/mediafoundation/mediafoundation_video_framework.h"
 
 #include <span>

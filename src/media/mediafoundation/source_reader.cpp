@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/mediafoundation/source_reader.h"
 
 namespace qolm::media::mediafoundation {

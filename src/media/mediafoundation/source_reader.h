@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the video and the audio adapter do alike with a source reader.
 #ifndef QOLM_MEDIA_MEDIAFOUNDATION_SOURCE_READER_H_
 #define QOLM_MEDIA_MEDIAFOUNDATION_SOURCE_READER_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/source_copy.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/posix/termination_signals.h"
 
 #include <time.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // How a program that writes files handles the signals that would terminate it.
 #ifndef QOLM_PLATFORM_POSIX_TERMINATION_SIGNALS_H_
 #define QOLM_PLATFORM_POSIX_TERMINATION_SIGNALS_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Scoped handles, and GetLastError as an error code.
 #ifndef QOLM_PLATFORM_WINDOWS_HANDLE_H_
 #define QOLM_PLATFORM_WINDOWS_HANDLE_H_

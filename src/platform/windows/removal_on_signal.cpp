@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/removal_on_signal.h"
 
 #include <windows.h>

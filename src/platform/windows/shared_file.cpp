@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/windows/shared_file.h"
 
 #include <fcntl.h>

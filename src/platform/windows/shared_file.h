@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // C library descriptors of files that others may rename and remove meanwhile, which the
 // library's own open does not allow.
 #ifndef QOLM_PLATFORM_WINDOWS_SHARED_FILE_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Windows strings and system messages as UTF-8.
 #ifndef QOLM_PLATFORM_WINDOWS_TEXT_H_
 #define QOLM_PLATFORM_WINDOWS_TEXT_H_

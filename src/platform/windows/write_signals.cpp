@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/write_signals.h"
 
 namespace qolm::platform {

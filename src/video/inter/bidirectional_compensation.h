@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The prediction of a bidirectional picture from its two anchors.
 #ifndef QOLM_VIDEO_INTER_BIDIRECTIONAL_COMPENSATION_H_
 #define QOLM_VIDEO_INTER_BIDIRECTIONAL_COMPENSATION_H_

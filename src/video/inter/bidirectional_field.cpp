@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/inter/bidirectional_field.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The motion of one bidirectional picture and its two byte streams.
 #ifndef QOLM_VIDEO_INTER_BIDIRECTIONAL_FIELD_H_
 #define QOLM_VIDEO_INTER_BIDIRECTIONAL_FIELD_H_

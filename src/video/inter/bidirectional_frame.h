@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Bidirectional frames (record type 4): a picture between two anchors, each
 // macroblock predicted from the earlier one, the later one or the mean of both,
 // plus a transformed residual. It is not used for reference.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The motion search and mode decision of bidirectional pictures.
 //
 // Each anchor is searched independently. The two vectors are then refined jointly: with

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/inter/block_matching.h"
 
 #include <algorithm>

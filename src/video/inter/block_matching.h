@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Block matching for the motion searches: the cost of predicting blocks of a luma plane
 // from displaced blocks of a reference plane.
 #ifndef QOLM_VIDEO_INTER_BLOCK_MATCHING_H_

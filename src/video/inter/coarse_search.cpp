@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/inter/coarse_search.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The first stage of the motion search: finds the start vector of the full-resolution
 // search on every second sample of every second row.
 #ifndef QOLM_VIDEO_INTER_COARSE_SEARCH_H_

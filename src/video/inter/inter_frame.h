@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Predicted frames (record type 2): motion compensation from the previous
 // reconstructed picture plus a transformed residual.
 #ifndef QOLM_VIDEO_INTER_INTER_FRAME_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/inter/inter_payload.h"
 
 #include "base/byte_order.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The header of a type 2 or type 4 payload, little-endian:
 //
 //   0  u16 width   2  u16 height   4  u8 quality

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The motion-compensated prediction of a picture.
 #ifndef QOLM_VIDEO_INTER_MOTION_COMPENSATION_H_
 #define QOLM_VIDEO_INTER_MOTION_COMPENSATION_H_

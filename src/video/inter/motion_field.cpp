@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/inter/motion_field.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The motion of one predicted picture and its two byte streams.
 //
 // A macroblock covers 16x16 luma samples and carries one vector, or four, one

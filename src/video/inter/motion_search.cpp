@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/inter/motion_search.h"
 
 #include <algorithm>

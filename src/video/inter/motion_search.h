@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The motion search of predicted pictures, and of bidirectional ones in each of
 // their anchors.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A luma plane split into four polyphase components by the parity of its coordinates.
 //
 // The coarse motion search compares every second sample of every second row at candidate

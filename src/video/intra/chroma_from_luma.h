@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Chroma-from-luma prediction: each 8x8 chroma block is predicted as a linear function
 // of the co-located reconstructed luma.
 #ifndef QOLM_VIDEO_INTRA_CHROMA_FROM_LUMA_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Intra coding of one plane: 8x8 blocks in raster order, each predicted from its
 // reconstructed neighbours.
 #ifndef QOLM_VIDEO_INTRA_INTRA_PLANE_H_

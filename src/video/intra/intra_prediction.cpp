@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/intra/intra_prediction.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Spatial prediction of an 8x8 block from its reconstructed neighbours.
 #ifndef QOLM_VIDEO_INTRA_INTRA_PREDICTION_H_
 #define QOLM_VIDEO_INTRA_INTRA_PREDICTION_H_

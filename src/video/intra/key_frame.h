@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Key frames (record type 1): pictures coded without reference to others.
 //
 // Encoder and decoder share the reconstruction functions, so the decoder's planes equal

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/kernels/dct_basis.h"
 
 #include <cmath>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The basis of the 8x8 transform that every coder shares.
 //
 // The transform is the orthonormal DCT-II, evaluated as two matrix products in single

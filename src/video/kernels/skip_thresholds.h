@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Thresholds below which all levels of a residual block quantise to zero.
 #ifndef QOLM_VIDEO_KERNELS_SKIP_THRESHOLDS_H_
 #define QOLM_VIDEO_KERNELS_SKIP_THRESHOLDS_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The kernels of the video coders that have SIMD variants, as one table of functions per
 // SIMD level.
 //

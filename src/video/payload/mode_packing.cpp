@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/payload/mode_packing.h"
 
 namespace qolm::video {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Two-bit block modes, four to a byte from the least significant bits up; the
 // last byte is padded with zero bits.
 #ifndef QOLM_VIDEO_PAYLOAD_MODE_PACKING_H_

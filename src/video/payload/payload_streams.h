@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The streams of a video payload: the payload header ends with their sizes and is
 // followed by their bytes.
 #ifndef QOLM_VIDEO_PAYLOAD_PAYLOAD_STREAMS_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/picture/blocks.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The 8x8 blocks of a plane.
 #ifndef QOLM_VIDEO_PICTURE_BLOCKS_H_
 #define QOLM_VIDEO_PICTURE_BLOCKS_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Conversion between RGBA and 4:2:0 planes, integer BT.601 in limited range.
 //
 // Both directions are bit-exact parts of the format.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/picture/deblock.h"
 
 #include <algorithm>

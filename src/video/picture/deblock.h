@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The in-loop deblocking filter of the edges of the 8x8 block grid.
 #ifndef QOLM_VIDEO_PICTURE_DEBLOCK_H_
 #define QOLM_VIDEO_PICTURE_DEBLOCK_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A decoded source picture, passed from the media sources to the encoder.
 #ifndef QOLM_VIDEO_PICTURE_VIDEO_FRAME_H_
 #define QOLM_VIDEO_PICTURE_VIDEO_FRAME_H_

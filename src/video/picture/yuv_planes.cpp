@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/picture/yuv_planes.h"
 
 #include <cstddef>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A 4:2:0 picture in three planes, the working format of the coders.
 #ifndef QOLM_VIDEO_PICTURE_YUV_PLANES_H_
 #define QOLM_VIDEO_PICTURE_YUV_PLANES_H_

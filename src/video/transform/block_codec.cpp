@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/transform/block_codec.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The residual coding of one predicted 8x8 block.
 //
 // Encoder and decoder share this implementation of the reconstruction, which rules out

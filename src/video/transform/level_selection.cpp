@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/transform/level_selection.h"
 
 #include <algorithm>

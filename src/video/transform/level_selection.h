@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Rate-distortion optimised quantisation of the blocks of predicted and bidirectional
 // pictures.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/transform/quant_table.h"
 
 #include <algorithm>

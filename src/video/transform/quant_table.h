@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Quantiser steps from a quality value, and the zigzag order of levels.
 //
 // The base tables are the example luminance and chrominance tables of

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The residual of one plane of a predicted or bidirectional picture.
 #ifndef QOLM_VIDEO_TRANSFORM_RESIDUAL_H_
 #define QOLM_VIDEO_TRANSFORM_RESIDUAL_H_

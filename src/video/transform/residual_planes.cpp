@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/transform/residual_planes.h"
 
 #include "base/parallel_for.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The residuals of the three planes of a predicted or bidirectional picture: coding to
 // coefficient streams, and reconstruction from them.
 #ifndef QOLM_VIDEO_TRANSFORM_RESIDUAL_PLANES_H_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/inter/bidirectional_frame.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The choice of the coarse search among candidates of equal cost, which affects the output
 // bytes.
 #include "video/inter/coarse_search.h"

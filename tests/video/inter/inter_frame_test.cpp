@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/inter/inter_frame.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A reference implementation of motion compensation, sample by sample.
 #ifndef QOLM_TESTS_VIDEO_INTER_NAIVE_MOTION_H_
 #define QOLM_TESTS_VIDEO_INTER_NAIVE_MOTION_H_

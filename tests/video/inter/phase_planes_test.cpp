@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/inter/phase_planes.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/intra/chroma_from_luma.h"
 
 #include <gtest/gtest.h>

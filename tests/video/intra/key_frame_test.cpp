@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/intra/key_frame.h"
 
 #include <gtest/gtest.h>

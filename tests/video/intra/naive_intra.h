@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Reference implementations of the intra and chroma-from-luma coders, block by block
 // without kernels.
 #ifndef QOLM_TESTS_VIDEO_INTRA_NAIVE_INTRA_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A buffer with guard bytes on either side that detect out-of-bounds writes.
 #ifndef QOLM_TESTS_VIDEO_KERNELS_GUARDED_BYTES_H_
 #define QOLM_TESTS_VIDEO_KERNELS_GUARDED_BYTES_H_

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Runs the same check at every SIMD level that this processor supports.
 #ifndef QOLM_TESTS_VIDEO_KERNELS_KERNEL_LEVELS_H_
 #define QOLM_TESTS_VIDEO_KERNELS_KERNEL_LEVELS_H_

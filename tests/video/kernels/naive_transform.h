@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Reference implementations of the transform and the quantiser, directly from the
 // formulas.
 #ifndef QOLM_TESTS_VIDEO_KERNELS_NAIVE_TRANSFORM_H_

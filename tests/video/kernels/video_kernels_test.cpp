@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The selection of kernels. Variants are bit-identical, so only the table shows that one
 // is not used.
 #include "video/kernels/video_kernels.h"

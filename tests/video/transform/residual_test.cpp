@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "video/transform/residual.h"
 
 #include <gtest/gtest.h>

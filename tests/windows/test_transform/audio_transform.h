@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Decoded sound to 16-bit PCM of the rate and channel count in QOLM_TEST_SOUND,
 // "48000x2"; unset, 32000x1. "refuse" accepts no input.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The library's doors: making the transforms, and registering them with COM and
 // Media Foundation as decoders, which is where Wine's source reader looks.
 #include <string>

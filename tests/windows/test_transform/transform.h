@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the two test transforms have in common: one stream in, one out, whole
 // samples, synchronous.
 //

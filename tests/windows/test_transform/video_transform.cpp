@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "windows/test_transform/video_transform.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Decoded video to RGB32, with the rows in memory as QOLM_TEST_ROWS says:
 //
 //   top-down (also when unset)   the stride is stated, rows are tight

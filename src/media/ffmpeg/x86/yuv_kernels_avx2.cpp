@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // AVX2 variants of the YUV kernels. Rows that end within a vector are finished
 // by one that overlaps what is written already.
 #include <immintrin.h>

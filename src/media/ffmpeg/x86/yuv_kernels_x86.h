@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The x86 variants of the YUV kernels, compiled for their own instruction set
 // and sharing no inline helper with baseline code.
 #ifndef QOLM_MEDIA_FFMPEG_X86_YUV_KERNELS_X86_H_

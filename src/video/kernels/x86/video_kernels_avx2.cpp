@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // AVX2 variants of the video kernels. Compiled for AVX2 without FMA: the sums
 // must round after every product, as the scalar definition does.
 #include <immintrin.h>
