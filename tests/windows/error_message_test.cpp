@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include "media/mediafoundation/error_message.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "media/mediafoundation/com.h"
-#include "media/mediafoundation/error_message.h"
 // After windows.h.
 #include <mferror.h>
 
