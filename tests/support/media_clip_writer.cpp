@@ -2,6 +2,7 @@
 #include "support/media_clip_writer.h"
 
 extern "C" {
+#include <libavutil/imgutils.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
@@ -75,6 +76,10 @@ Frame MakeFrame(const AVCodecContext& codec) {
   frame->color_trc = codec.color_trc;
   frame->sample_aspect_ratio = codec.sample_aspect_ratio;
   Check(av_frame_get_buffer(frame.get(), 0), "frame");
+  // Painters may leave samples out; every clip has the same bytes each time even so.
+  for (const AVBufferRef* const buffer : frame->buf) {
+    if (buffer != nullptr) std::memset(buffer->data, 0, buffer->size);
+  }
   return frame;
 }
 
@@ -122,8 +127,9 @@ void FillPlanes(AVFrame& frame, const std::vector<int>& values) {
 
 void PaintNoise(AVFrame& frame, int index) {
   uint32_t noise = static_cast<uint32_t>(index) + 1;
+  const int bytes = av_image_get_linesize(static_cast<AVPixelFormat>(frame.format), frame.width, 0);
   for (int y = 0; y < frame.height; ++y) {
-    for (int x = 0; x < frame.width; ++x) {
+    for (int x = 0; x < bytes; ++x) {
       noise = noise * 1664525U + 1013904223U;
       frame.data[0][ptrdiff_t{y} * frame.linesize[0] + x] = static_cast<uint8_t>(noise >> 24);
     }

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "media/ffmpeg/container_file.h"
 #include "media/ffmpeg/declared_times.h"
 #include "media/ffmpeg/decoder.h"
 #include "media/ffmpeg/numbers.h"
@@ -15,8 +16,6 @@
 namespace qolm::media::ffmpeg {
 namespace {
 
-// What fails as often as this without any progress does not get past the damage.
-constexpr int kErrorsInARow = 100;
 // A slower clock is damage, and would blow a small file up to days of sound.
 constexpr int kLowestRate = 1000;
 constexpr double kLongestPacket = 10;  // seconds
@@ -129,14 +128,9 @@ bool AudioDecoder::IsOverwritten(const AVPacket& packet) const {
 // works on it; false at the end.
 bool AudioDecoder::ReadPacket() {
   decoded_of_packet_ = 0;
-  for (int errors = 0; errors < kErrorsInARow;) {
+  while (true) {
     av_packet_unref(packet_.get());
-    const int result = av_read_frame(format_.get(), packet_.get());
-    if (result == AVERROR_EOF || result == AVERROR_EXIT) return false;
-    if (result < 0) {
-      ++errors;
-      continue;
-    }
+    if (ReadPacketPastErrors(*format_, *packet_) < 0) return false;
     stretch_->Note(*packet_);
     if (packet_->stream_index == stream_->index) {
       byte_ = std::max(byte_, packet_->pos);
@@ -147,7 +141,6 @@ bool AudioDecoder::ReadPacket() {
       CoverWith(*packet_, *format_->streams[packet_->stream_index], clock_);
     }
   }
-  return false;
 }
 
 // Looks for a restart of the picture's clock, by the times of decoding, which ascend.

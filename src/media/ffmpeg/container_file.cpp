@@ -18,6 +18,8 @@ constexpr std::array<std::string_view, 10> kPlaylists = {
 constexpr std::string_view kTextAsPicture = "tty";
 // No protocol has this name, so that what opens files by itself opens none.
 constexpr const char* kNoProtocol = "none";
+// What fails as often as this without any progress does not get past the damage.
+constexpr int kErrorsInARow = 100;
 
 struct Opening {
   bool is_playlist = false;
@@ -123,6 +125,15 @@ FormatContext OpenContainer(const std::filesystem::path& path, const StopSignal*
     return nullptr;
   }
   return format;
+}
+
+int ReadPacketPastErrors(AVFormatContext& format, AVPacket& packet) {
+  int result = 0;
+  for (int errors = 0; errors < kErrorsInARow; ++errors) {
+    result = av_read_frame(&format, &packet);
+    if (result >= 0 || result == AVERROR_EOF || result == AVERROR_EXIT) break;
+  }
+  return result;
 }
 
 std::string ReadFailure(const AVFormatContext& format) {

@@ -17,6 +17,11 @@ namespace qolm::media::ffmpeg {
 FormatContext OpenContainer(const std::filesystem::path& path, const StopSignal* stop,
                             std::string& failure_reason);
 
+// The next packet, past what the container's parser cannot make one of; what libav says
+// of the last attempt. It is negative at the end, where the same failure goes on and on,
+// and once the stop signal is set.
+int ReadPacketPastErrors(AVFormatContext& format, AVPacket& packet);
+
 // Why the system could not read some of an open container so far, in a few words;
 // else empty.
 std::string ReadFailure(const AVFormatContext& format);

@@ -165,13 +165,7 @@ bool Decoder::FeedDecoder() {
 
 // The next packet of the stream; false at the end.
 bool Decoder::ReadPacket() {
-  for (int errors = 0; errors < kErrorsInARow;) {
-    const int result = av_read_frame(format_.get(), packet_.get());
-    if (result == AVERROR_EOF || result == AVERROR_EXIT) break;
-    if (result < 0) {
-      ++errors;
-      continue;
-    }
+  while (ReadPacketPastErrors(*format_, *packet_) >= 0) {
     if (lost_pictures_) lost_pictures_->Note(*packet_);
     if (packet_->stream_index == stream_->index) return true;
     if (clock_ != nullptr) {

@@ -54,7 +54,7 @@ PictureSections PictureSections::Scan(const std::filesystem::path& path, const S
   PlacedTimes decoded(time_base);
   int64_t byte = 0;
   while (!stop.IsSet() && decoded.bytes.size() < kMostPackets &&
-         av_read_frame(format.get(), packet.get()) >= 0) {
+         ReadPacketPastErrors(*format, *packet) >= 0) {
     byte = std::max(byte, packet->pos);  // some packets tell none
     if (packet->stream_index != index) {
       CoverWith(*packet, *format->streams[packet->stream_index], clock);

@@ -12,8 +12,6 @@
 namespace qolm::media::ffmpeg {
 namespace {
 
-// What fails as often as this without any progress does not get past the damage.
-constexpr int kErrorsInARow = 100;
 // What a coder may need of its stream before its parameters are known.
 constexpr int64_t kBytesBehindFirstPacket = 5'000'000;
 // Microseconds; the bytes are what ends the second probe.
@@ -54,16 +52,11 @@ Search SearchFor(Kinds missing, const std::filesystem::path& path, const StopSig
   if (packet == nullptr) throw std::bad_alloc();
   if (format == nullptr) return search;
   int64_t packet_bytes = 0;
-  for (int errors = 0; errors < kErrorsInARow && (missing.picture || missing.sound);) {
-    const int result = av_read_frame(format.get(), packet.get());
+  while (missing.picture || missing.sound) {
+    const int result = ReadPacketPastErrors(*format, *packet);
     search.bytes = std::max(packet_bytes, BytesRead(*format));
     if (search.bytes >= kMostBytesAhead) break;
-    if (result == AVERROR_EOF || result == AVERROR_EXIT) break;
-    if (result < 0) {
-      ++errors;
-      continue;
-    }
-    errors = 0;
+    if (result < 0) break;
     packet_bytes += packet->size;
     const AVStream& stream = *format->streams[packet->stream_index];
     const bool is_picture = missing.picture && IsVideo(stream);

@@ -75,9 +75,10 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
   // Other streams' packets cost reading too, even where they are passed over.
   while (!stop.IsSet() && times.packets < kScannedPackets &&
          std::max(packet_bytes, BytesRead(*format) - bytes_of_probe) < kMostBytesAhead) {
-    const int result = av_read_frame(format.get(), packet.get());
+    const int result = ReadPacketPastErrors(*format, *packet);
     if (result < 0) {
-      times.complete = result == AVERROR_EOF;
+      // Where the container's parser gets no further, the decoder will not either.
+      times.complete = result != AVERROR_EXIT && ReadFailure(*format).empty();
       break;
     }
     packet_bytes += packet->size;
