@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "media/changed_file_fixture.h"
@@ -292,6 +295,37 @@ TEST_F(IncompleteFilesTest, DamagedPicturesAreCounted) {
     Read(kind.name, Written(kind.name, options));
     EXPECT_EQ(source_.losses().damaged, 1);
     EXPECT_EQ(source_.losses().left_out, 0);
+  }
+}
+
+// Whichever threads decode them, and however far each comes before the others.
+TEST_F(IncompleteFilesTest, DamageIsTheSameInEveryRun) {
+  for (const Kind& kind :
+       {Kind{"a.mkv", "libx264", AV_PIX_FMT_YUV420P}, Kind{"a.avi", "mpeg4", AV_PIX_FMT_YUV420P}}) {
+    SCOPED_TRACE(kind.codec);
+    ClipOptions options = OptionsOf(kind);
+    options.width = 320;
+    options.height = 240;
+    options.frames = 30;
+    options.codec_options = {{"g", "30"}};
+    Bytes bytes = Written(kind.name, options);
+    for (size_t i = 4; i < 36; i += 2) Overwrite(bytes, bytes.size() * i / 40, 8);
+    const auto outcome = [&] {
+      std::ofstream(folder_ / kind.name, std::ios::binary)
+          .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+      EXPECT_TRUE(source_.Open(folder_ / kind.name));
+      VideoFrame frame;
+      std::vector<std::vector<uint8_t>> pictures;
+      while (source_.ReadNextFrame(frame)) pictures.push_back(frame.pixels);
+      return std::pair(source_.losses().damaged, std::move(pictures));
+    };
+    const auto first = outcome();
+    EXPECT_GT(first.first, 1);
+    for (int i = 0; i < 3; ++i) {
+      const auto again = outcome();
+      EXPECT_EQ(again.first, first.first);
+      EXPECT_TRUE(again.second == first.second) << "other pictures";
+    }
   }
 }
 

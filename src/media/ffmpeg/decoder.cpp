@@ -2,6 +2,7 @@
 #include "media/ffmpeg/decoder.h"
 
 #include <algorithm>
+#include <array>
 #include <system_error>
 #include <utility>
 
@@ -25,6 +26,15 @@ AVRational PixelShapeOf(const AVStream& stream, const AVFrame& frame) {
   if (frame.sample_aspect_ratio.num <= 0) return container;
   const bool container_says = container.num > 0 && av_cmp_q(container, coder) != 0;
   return container_says ? container : frame.sample_aspect_ratio;
+}
+
+// These decoders repair a damaged picture, and note that they did, only after other
+// threads have begun to predict from it: what comes out, and how much is said to be
+// damaged, would change from run to run. One thread of them is far faster than encoding.
+bool RacesWhenDamaged(AVCodecID codec) {
+  constexpr std::array<AVCodecID, 5> kCodecs = {
+      AV_CODEC_ID_H264, AV_CODEC_ID_MPEG4, AV_CODEC_ID_VP8, AV_CODEC_ID_RV30, AV_CODEC_ID_RV40};
+  return std::find(kCodecs.begin(), kCodecs.end(), codec) != kCodecs.end();
 }
 
 // The system's own words for what would otherwise surface as a parsing error.
@@ -99,7 +109,8 @@ std::unique_ptr<Decoder> Decoder::Open(const std::filesystem::path& path, const 
   int result = avcodec_parameters_to_context(decoder->codec_.get(), parameters);
   if (result >= 0) {
     decoder->codec_->pkt_timebase = decoder->stream_->time_base;
-    decoder->codec_->thread_count = 0;  // as many as there are processors
+    constexpr int kAsManyAsProcessors = 0;
+    decoder->codec_->thread_count = RacesWhenDamaged(codec->id) ? 1 : kAsManyAsProcessors;
     result = avcodec_open2(decoder->codec_.get(), codec, nullptr);
   }
   if (result < 0) {
