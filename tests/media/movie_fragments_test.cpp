@@ -145,6 +145,32 @@ TEST_F(MovieFragmentsTest, ACountThatTheFileCannotHoldIsNone) {
   }
 }
 
+TEST_F(MovieFragmentsTest, AFragmentThatIsCutOffHasAsManySamplesAsItSays) {
+  const std::string whole = movie_ + SimpleFragment(100) + Box("mdat", "abc");
+  const std::string cut = Fragment(
+      TrackFragment(Header(kTrack) + Time(130) + SampleRun(5, 0x200, std::string(20, '\x1'))));
+  const size_t announced = cut.size() - 20;
+  for (size_t left = 4; left < cut.size(); ++left) {  // fewer look like padding
+    SCOPED_TRACE(left);
+    // What says nothing yet had as many as the one before.
+    EXPECT_EQ(Examine(whole + cut.substr(0, left)).samples, left < announced ? 3 + 3 : 3 + 5);
+  }
+}
+
+TEST_F(MovieFragmentsTest, WhatStandsBeforeAFragmentMayBeCutOff) {
+  const std::string whole = movie_ + SimpleFragment(100) + Box("mdat", "abc");
+  for (const char* const name : {"styp", "sidx", "emsg", "prft"}) {
+    const std::string before = Box(name, "twelve bytes");
+    EXPECT_EQ(Examine(whole + before.substr(0, 15)).samples, 6) << name;
+    EXPECT_EQ(Examine(whole + before).samples, 3) << name;
+  }
+  for (const char* const name : {"mdat", "free", "mfra"}) {
+    EXPECT_EQ(Examine(whole + Box(name, "twelve bytes").substr(0, 15)).samples, 3) << name;
+  }
+  EXPECT_EQ(Examine(whole + std::string(5, '\0')).samples, 3) << "padding";
+  EXPECT_EQ(Examine(movie_ + Fragment("").substr(0, 15)).samples, 0);
+}
+
 // Searched in pieces of 1 MiB from behind the damage on.
 TEST_F(MovieFragmentsTest, AFragmentBehindDamageIsFoundWhereverItLies) {
   for (int offset = -20; offset <= 4; offset += 3) {

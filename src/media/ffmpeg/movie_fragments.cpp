@@ -2,8 +2,10 @@
 #include "media/ffmpeg/movie_fragments.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <fstream>
+#include <limits>
 #include <span>
 #include <string>
 #include <string_view>
@@ -85,11 +87,13 @@ std::optional<Box> BoxAt(Bytes bytes, uint64_t available) {
   return box;
 }
 
-// Calls `visit` with the name and the content of each box.
+// Calls `visit` with the name and the content of each box. Where the bytes are `cut` off,
+// the last box is visited too, with what is left of it.
 template <typename Visit>
-void ForEachBox(Bytes bytes, const Visit& visit) {
-  while (const auto box = BoxAt(bytes, bytes.size())) {
-    const auto size = static_cast<size_t>(box->size);
+void ForEachBox(Bytes bytes, bool cut, const Visit& visit) {
+  const uint64_t available = cut ? std::numeric_limits<uint64_t>::max() : bytes.size();
+  while (const auto box = BoxAt(bytes, std::max<uint64_t>(available, bytes.size()))) {
+    const auto size = static_cast<size_t>(std::min<uint64_t>(box->size, bytes.size()));
     visit(box->name, bytes.subspan(box->head, size - box->head));
     bytes = bytes.subspan(size);
   }
@@ -110,7 +114,9 @@ class Examiner {
       const std::vector<uint8_t> head = Read(*position, kLongHead);
       const auto box = BoxAt(head, length_ - *position);
       if (!box) {
-        position = NextFragment(*position);
+        const std::optional<uint64_t> next = NextFragment(*position);
+        if (!next) ReadCutBox(*position);
+        position = next;
         continue;
       }
       if (box->name == Name("moov") || box->name == Name("moof")) {
@@ -157,10 +163,34 @@ class Examiner {
     return std::nullopt;
   }
 
+  // What begins here, and no fragment comes behind it: where the file is cut off, a
+  // fragment is lost, of which it may still say how many samples it had. Those of the one
+  // before are the best guess otherwise.
+  void ReadCutBox(uint64_t position) {
+    const std::vector<uint8_t> bytes = Read(position, std::min(length_ - position, kLargestTable));
+    const bool is_padding =
+        std::all_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte == 0; });
+    bool lost = bytes.size() < kHead && !is_padding;
+    if (const auto box = BoxAt(bytes, std::numeric_limits<uint64_t>::max())) {
+      constexpr std::array<uint32_t, 5> kBegins = {Name("moof"), Name("styp"), Name("sidx"),
+                                                   Name("emsg"), Name("prft")};
+      lost = std::find(kBegins.begin(), kBegins.end(), box->name) != kBegins.end();
+      if (box->name == Name("moof")) {
+        const int64_t before = found_.samples;
+        const int64_t guess = samples_of_fragment_;
+        cut_ = true;
+        ReadFragment(Bytes(bytes).subspan(std::min(bytes.size(), box->head)));
+        lost = found_.samples == before;
+        samples_of_fragment_ = guess;
+      }
+    }
+    if (lost) found_.samples += samples_of_fragment_;
+  }
+
   void ReadMovie(Bytes movie) {
-    ForEachBox(movie, [this](uint32_t name, Bytes content) {
+    ForEachBox(movie, false, [this](uint32_t name, Bytes content) {
       if (name != Name("mvex")) return;
-      ForEachBox(content, [this](uint32_t defaults, Bytes fields_of) {
+      ForEachBox(content, false, [this](uint32_t defaults, Bytes fields_of) {
         Fields fields(fields_of);
         fields.Skip(4);
         if (defaults != Name("trex") || fields.Take32() != track_) return;
@@ -171,9 +201,11 @@ class Examiner {
   }
 
   void ReadFragment(Bytes fragment) {
-    ForEachBox(fragment, [this](uint32_t name, Bytes content) {
+    const int64_t before = found_.samples;
+    ForEachBox(fragment, cut_, [this](uint32_t name, Bytes content) {
       if (name == Name("traf")) ReadTrackFragment(content);
     });
+    if (found_.samples > before) samples_of_fragment_ = found_.samples - before;
   }
 
   void ReadTrackFragment(Bytes fragment) {
@@ -181,7 +213,7 @@ class Examiner {
     uint32_t default_duration = default_duration_;
     bool timed = false;
     uint64_t time = 0;
-    ForEachBox(fragment, [&](uint32_t name, Bytes content) {
+    ForEachBox(fragment, cut_, [&](uint32_t name, Bytes content) {
       Fields fields(content);
       const uint32_t version_and_flags = fields.Take32();
       if (name == Name("tfhd")) {
@@ -212,9 +244,8 @@ class Examiner {
       bytes_a_sample += (flags & bit) != 0 ? 4 : 0;
     }
     // Each of them has bytes somewhere in the file.
-    if (!fields.complete() || samples > length_ || samples * bytes_a_sample > fields.left()) {
-      return 0;
-    }
+    if (!fields.complete() || samples > length_) return 0;
+    if (!cut_ && samples * bytes_a_sample > fields.left()) return 0;
     found_.samples += static_cast<int64_t>(samples);
     if ((flags & kDuration) == 0) return samples * default_duration;
     uint64_t duration = 0;
@@ -230,6 +261,8 @@ class Examiner {
   uint64_t length_ = 0;
   uint32_t default_duration_ = 0;
   int searches_ = 0;
+  int64_t samples_of_fragment_ = 0;  // of the latest that has any
+  bool cut_ = false;                 // what is read now ends with the file
   MovieFragments found_;
 };
 
