@@ -218,6 +218,19 @@ TEST_F(FragmentedFilesTest, WhatLiesBehindADamagedFragmentIsMissing) {
   }
 }
 
+// Also within the table of a fragment, of which the demuxer reads all before the first
+// picture.
+TEST_F(FragmentedFilesTest, WhatLiesBeforeACutIsReadAndTheRestExpected) {
+  const Bytes whole = WrittenInFragments("empty_moov+default_base_moof");
+  const auto at = static_cast<size_t>(FragmentIn(whole, 5));
+  for (size_t left = 4; left < 190; left += 3) {
+    SCOPED_TRACE(left);
+    const Bytes cut(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(at + left));
+    EXPECT_EQ(Read("b.mp4", cut), 50);
+    EXPECT_EQ(source_.frame_count(), 60);
+  }
+}
+
 // Nothing but the structure of the file tells such a picture from a lost end.
 TEST_F(IncompleteFilesTest, APictureHeldForLongIsToldFromALostEnd) {
   ClipOptions options = OptionsOf(kKinds.front());

@@ -168,6 +168,7 @@ TEST_F(MovieFragmentsTest, WhatStandsBeforeAFragmentMayBeCutOff) {
     EXPECT_EQ(Examine(whole + Box(name, "twelve bytes").substr(0, 15)).samples, 3) << name;
   }
   EXPECT_EQ(Examine(whole + std::string(5, '\0')).samples, 3) << "padding";
+  EXPECT_EQ(Examine(movie_ + SimpleFragment(100) + Box("mdat", "").substr(0, 7)).samples, 3);
   EXPECT_EQ(Examine(movie_ + Fragment("").substr(0, 15)).samples, 0);
 }
 

@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <fstream>
 #include <string_view>
+#include <utility>
 
 namespace qolm::media::ffmpeg {
 namespace {
@@ -55,6 +57,33 @@ bool SystemCanRead(const std::filesystem::path& path) {
   return file.is_open() && !file.bad();
 }
 
+struct Attempt {
+  int result = 0;
+  bool is_playlist = false;
+  FormatContext format;  // null when the result is a failure
+};
+
+Attempt Open(const std::string& url, const StopSignal* stop, int flags) {
+  AVFormatContext* context = avformat_alloc_context();
+  if (context == nullptr) return {AVERROR(ENOMEM), false, nullptr};
+  if (stop != nullptr) {
+    context->interrupt_callback.callback = IsStopRequested;
+    context->interrupt_callback.opaque = const_cast<StopSignal*>(stop);
+  }
+  Opening opening;
+  context->opaque = &opening;
+  context->io_open = OpenThisFileOnly;
+  context->flags |= flags;
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "protocol_whitelist", kNoProtocol, 0);
+  av_dict_set(&options, "pattern_type", "none", 0);  // a name of digits is no sequence of files
+  const int result = avformat_open_input(&context, url.c_str(), nullptr, &options);
+  av_dict_free(&options);
+  if (result < 0) return {result, opening.is_playlist, nullptr};  // the context is freed by then
+  context->opaque = nullptr;
+  return {result, false, FormatContext(context)};
+}
+
 }  // namespace
 
 std::string DescribeError(int libav_error) {
@@ -93,38 +122,27 @@ FormatContext OpenContainer(const std::filesystem::path& path, const StopSignal*
                             std::string& failure_reason) {
   // Before what nobody owns yet, for there may be no memory for it.
   const std::string url = "file:" + path.string();
-  AVFormatContext* context = avformat_alloc_context();
-  if (context == nullptr) {
-    failure_reason = DescribeError(AVERROR(ENOMEM));
-    return nullptr;
+  Attempt attempt = Open(url, stop, 0);
+  const bool is_cut = attempt.result == AVERROR_EOF || attempt.result == AVERROR_INVALIDDATA;
+  if (is_cut && !attempt.is_playlist) {
+    // An MP4 file may end, or be damaged, within one of its fragments' tables, all of which
+    // are read ahead unless the index is to be ignored.
+    Attempt again = Open(url, stop, AVFMT_FLAG_IGNIDX);
+    if (again.format != nullptr && std::strstr(again.format->iformat->name, "mp4") != nullptr) {
+      attempt = std::move(again);
+    }
   }
-  if (stop != nullptr) {
-    context->interrupt_callback.callback = IsStopRequested;
-    context->interrupt_callback.opaque = const_cast<StopSignal*>(stop);
-  }
-  Opening opening;
-  context->opaque = &opening;
-  context->io_open = OpenThisFileOnly;
-  AVDictionary* options = nullptr;
-  av_dict_set(&options, "protocol_whitelist", kNoProtocol, 0);
-  av_dict_set(&options, "pattern_type", "none", 0);  // a name of digits is no sequence of files
-  const int result = avformat_open_input(&context, url.c_str(), nullptr, &options);
-  av_dict_free(&options);
-  if (opening.is_playlist) {
+  if (attempt.is_playlist) {
     failure_reason = "a playlist, not the video itself";
-  } else if (result < 0) {
+  } else if (attempt.result < 0) {
     // Some demuxers say of a file that ends within its head that it cannot be read.
-    const bool ends = result == AVERROR(EIO) && SystemCanRead(path);
-    failure_reason = DescribeError(ends ? AVERROR_EOF : result);
-  }
-  if (result < 0) return nullptr;  // the context is freed by then
-  context->opaque = nullptr;
-  FormatContext format(context);
-  if (format->iformat->name == kTextAsPicture) {
+    const bool ends = attempt.result == AVERROR(EIO) && SystemCanRead(path);
+    failure_reason = DescribeError(ends ? AVERROR_EOF : attempt.result);
+  } else if (attempt.format->iformat->name == kTextAsPicture) {
     failure_reason = kDamaged;
     return nullptr;
   }
-  return format;
+  return std::move(attempt.format);
 }
 
 int ReadPacketPastErrors(AVFormatContext& format, AVPacket& packet) {

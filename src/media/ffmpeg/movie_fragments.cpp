@@ -124,6 +124,7 @@ class Examiner {
         const Bytes content = Bytes(bytes).subspan(std::min(bytes.size(), box->head));
         box->name == Name("moov") ? ReadMovie(content) : ReadFragment(content);
       }
+      latest_box_ = box->name;
       position = *position + box->size;
     }
     return found_;
@@ -170,7 +171,8 @@ class Examiner {
     const std::vector<uint8_t> bytes = Read(position, std::min(length_ - position, kLargestTable));
     const bool is_padding =
         std::all_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte == 0; });
-    bool lost = bytes.size() < kHead && !is_padding;
+    // Behind a fragment's head are its samples, which it has announced.
+    bool lost = bytes.size() < kHead && !is_padding && latest_box_ != Name("moof");
     if (const auto box = BoxAt(bytes, std::numeric_limits<uint64_t>::max())) {
       constexpr std::array<uint32_t, 5> kBegins = {Name("moof"), Name("styp"), Name("sidx"),
                                                    Name("emsg"), Name("prft")};
@@ -262,7 +264,8 @@ class Examiner {
   uint32_t default_duration_ = 0;
   int searches_ = 0;
   int64_t samples_of_fragment_ = 0;  // of the latest that has any
-  bool cut_ = false;                 // what is read now ends with the file
+  uint32_t latest_box_ = 0;
+  bool cut_ = false;  // what is read now ends with the file
   MovieFragments found_;
 };
 
