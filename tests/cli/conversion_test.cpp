@@ -233,6 +233,8 @@ TEST_F(ConversionTest, MoreRecordsThanAnIndexMayHoldAreToldAndTheIndexGoesToTheE
                         "the end of the file.\n"
                         "[+] Encoding video (Quality: 45, GOP: 60, VFR: ON, Gabor: ON, CCLC: ON, "
                         "Stream: MONOLITHIC)...\n"));
+  const std::string notice = "more records than the front index can hold";
+  EXPECT_EQ(out_.str().find(notice), out_.str().rfind(notice)) << "told once";
   container::ContainerReader reader;
   ASSERT_TRUE(reader.open(output_));
   EXPECT_EQ(reader.header().flags & container::kFlagFastStart, 0);
@@ -279,12 +281,15 @@ TEST_F(ConversionTest, ReadingTheSoundIsShownOnATerminal) {
 TEST_F(ConversionTest, CodingALongTrackIsShownOnATerminal) {
   script_.frames = 1;
   errors_on_terminal_ = true;
-  for (const auto& [seconds, shown] : {std::pair{600, true}, {599, false}}) {
-    err_.str("");
-    sound_ = PcmTrack{100, 1, std::vector<int16_t>(static_cast<size_t>(100 * seconds))};
-    EXPECT_EQ(Run(), 0);
-    EXPECT_EQ(err_.str(),
-              shown ? "\r    Coding the audio: 600 s\r                           \r" : "");
+  for (const uint16_t channels : {uint16_t{1}, uint16_t{2}}) {
+    for (const auto& [seconds, shown] : {std::pair{600, true}, {599, false}}) {
+      err_.str("");
+      const size_t values = size_t{100} * channels * static_cast<size_t>(seconds);
+      sound_ = PcmTrack{100, channels, std::vector<int16_t>(values)};
+      EXPECT_EQ(Run(), 0);
+      EXPECT_EQ(err_.str(),
+                shown ? "\r    Coding the audio: 600 s\r                           \r" : "");
+    }
   }
 }
 

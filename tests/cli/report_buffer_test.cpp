@@ -18,6 +18,8 @@ class LimitedBuffer : public std::stringbuf {
  public:
   LimitedBuffer(size_t limit, int reason) : limit_(limit), reason_(reason) {}
 
+  void set_reason(int reason) { reason_ = reason; }
+
  protected:
   std::streamsize xsputn(const char* text, std::streamsize length) override {
     const auto taken = std::min(static_cast<size_t>(length), limit_ - str().size());
@@ -57,6 +59,16 @@ TEST(ReportBuffer, KeepsTheFirstReason) {
   errno = EIO;
   EXPECT_EQ(buffer.failure(), std::errc::no_space_on_device);
   EXPECT_EQ(target.str(), "four");
+}
+
+// A flush goes on to fail for a reason of its own.
+TEST(ReportBuffer, KeepsTheReasonOfALostTextThroughAFailedFlush) {
+  LimitedBuffer target(4, ENOSPC);
+  ReportBuffer buffer(target);
+  EXPECT_EQ(buffer.sputn("more than four", 14), 4);
+  target.set_reason(EIO);
+  EXPECT_EQ(buffer.pubsync(), -1);
+  EXPECT_EQ(buffer.failure(), std::errc::no_space_on_device);
 }
 
 TEST(ReportBuffer, AFailedFlushIsAFailure) {

@@ -173,6 +173,7 @@ TEST_F(ContainerWriterTest, OpeningAgainForgetsTheEarlierFile) {
   EXPECT_EQ(writer_.bytes_written(), 48U);
   EXPECT_TRUE(writer_.index().empty());
   EXPECT_EQ(writer_.index_pos(), 0U);
+  EXPECT_EQ(writer_.index_capacity(), kMinIndexCapacity);
   EXPECT_EQ(Finish().size(), 52U);
 }
 

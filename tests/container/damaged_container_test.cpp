@@ -177,6 +177,58 @@ TEST_F(DamagedContainerTest, HostileTrailingIndexGivesWayToTheScan) {
   }
 }
 
+// One key frame and offsets into it, each one byte behind the one before. Where they are
+// not used, the scan ends with the key frame, since the first of them begins like an index.
+TEST_F(DamagedContainerTest, TrailingIndexOfMoreThanAMillionEntriesIsNotUsed) {
+  constexpr uint64_t kFirstOffset = 0x100 + static_cast<uint64_t>(RecordType::kIndex);
+  for (const uint32_t count : {kMaxIndexEntries, kMaxIndexEntries + 1}) {
+    Bytes bytes = FileBytes(false);
+    bytes.resize(kFileHeaderBytes);
+    const uint32_t payload_bytes = count + 0x200;
+    const auto record = EncodeRecordHeader({RecordType::kKeyFrame, 0, 0, payload_bytes});
+    bytes.insert(bytes.end(), record.begin(), record.end());
+    bytes.resize(bytes.size() + payload_bytes);
+    const size_t index = bytes.size();
+    bytes.resize(index + size_t{count} * 8 + 4);
+    for (uint32_t i = 0; i < count; ++i) StoreLe64(&bytes[index + size_t{i} * 8], kFirstOffset + i);
+    StoreLe32(&bytes[bytes.size() - 4], count);
+    Open(bytes);
+    if (count == kMaxIndexEntries) {
+      EXPECT_EQ(reader_.index().size(), count);
+      EXPECT_EQ(reader_.index().back(), kFirstOffset + count - 1);
+    } else {
+      EXPECT_THAT(reader_.index(), ElementsAre(kFileHeaderBytes));
+    }
+  }
+}
+
+TEST_F(DamagedContainerTest, SoManyKeyFramesAreListedAndNoMore) {
+  Bytes bytes = FileBytes(false);
+  bytes.resize(kFileHeaderBytes + (size_t{kMaxListedKeyFrames} + 2) * kRecordHeaderBytes);
+  for (size_t at = kFileHeaderBytes; at < bytes.size(); at += kRecordHeaderBytes) {
+    StoreLe64(&bytes[at], static_cast<uint64_t>(RecordType::kKeyFrame));  // without a payload
+  }
+  Open(bytes);
+  EXPECT_EQ(reader_.index().size(), kMaxListedKeyFrames + 2);
+  EXPECT_EQ(reader_.keyframes().size(), kMaxListedKeyFrames);
+  EXPECT_EQ(reader_.keyframes().back(),
+            (KeyFrameEntry{kMaxListedKeyFrames - 1, kMaxListedKeyFrames - 1}));
+}
+
+// A finished file without frames ends in the number of its entries, which is none.
+TEST_F(DamagedContainerTest, AHeadWithANumberOfLostEntriesWasNeverFinished) {
+  Bytes bytes = FileBytes(false);
+  StoreLe32(&bytes[22], 0);  // frame_count
+  bytes.resize(kFileHeaderBytes + kIndexCountBytes);
+  for (const uint32_t count : {0U, 1U, 0x01000000U}) {
+    StoreLe32(&bytes[kFileHeaderBytes], count);
+    Open(bytes);
+    EXPECT_THAT(reader_.index(), IsEmpty());
+    EXPECT_EQ(reader_.completion(), count == 0 ? Completion::kFinished : Completion::kNeverFinished)
+        << count;
+  }
+}
+
 TEST_F(DamagedContainerTest, CutAudioBlockMeansNoSound) {
   Bytes bytes = FileBytes(false, Bytes(100));
   bytes.resize(48 + 8 + 99);

@@ -133,6 +133,7 @@ DecodedMedia DecodeMedia(const std::filesystem::path& path) {
     media.sound_codec = avcodec_get_name(sound.stream->codecpar->codec_id);
     const uint8_t* const setup = sound.stream->codecpar->extradata;
     media.sound_setup.assign(setup, setup + sound.stream->codecpar->extradata_size);
+    media.sound_bit_rate = sound.stream->codecpar->bit_rate;
     media.sample_rate = sound.stream->codecpar->sample_rate;
     media.channels = sound.stream->codecpar->ch_layout.nb_channels;
   }
@@ -146,8 +147,9 @@ DecodedMedia DecodeMedia(const std::filesystem::path& path) {
   while (av_read_frame(format.get(), packet.get()) >= 0) {
     const bool is_sound = sound.stream != nullptr && packet->stream_index == sound.stream->index;
     const AVStream& stream = is_sound ? *sound.stream : *picture.stream;
-    media.packets.push_back(
-        {is_sound, static_cast<double>(packet->dts) * av_q2d(stream.time_base)});
+    media.packets.push_back({is_sound, (packet->flags & AV_PKT_FLAG_KEY) != 0,
+                             static_cast<double>(packet->dts) * av_q2d(stream.time_base),
+                             packet->pos});
     if (is_sound) {
       Decode(sound, packet.get(), take_sound);
     } else {

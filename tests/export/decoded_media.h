@@ -17,7 +17,9 @@ namespace qolm::test {
 
 struct PacketPlace {
   bool is_sound = false;
-  double seconds = 0;  // of its decoding time
+  bool is_key = false;
+  double seconds = 0;    // of its decoding time
+  int64_t position = 0;  // of its first byte in the file
 };
 
 struct DecodedMedia {
@@ -25,6 +27,7 @@ struct DecodedMedia {
   std::string picture_codec;
   std::string sound_codec;           // empty without sound
   std::vector<uint8_t> sound_setup;  // what the container holds for the codec
+  int64_t sound_bit_rate = 0;        // that the container states
   std::string matrix;
   std::string range;
   std::string chroma_location;

@@ -111,6 +111,48 @@ TEST_F(ExportProgramTest, TimePicksTheFrameThatIsShownThen) {
   }
 }
 
+// 0.125125 * 24000 / 1001 is 3, but a little less in floating point.
+TEST_F(ExportProgramTest, ATimeThatIsAFramesStartIsNotRoundedIntoTheFrameBefore) {
+  FileHeader header = header_;
+  header.fps_num = 24000;
+  Write(header);
+  EXPECT_EQ(Run({Input(), Output("out.png"), "--time", "0.25025"}).errors,
+            "[+] Wrote " + Output("out.png") + ": frame 6, 21x14\n");
+  EXPECT_EQ(ReadPng(Output("out.png")).pixels, ExpectedPixels(6));
+  EXPECT_EQ(Run({Input(), Output("out.png"), "--time", "0.125125"}).errors,
+            "[+] Wrote " + Output("out.png") + ": frame 3, 21x14\n");
+}
+
+TEST_F(ExportProgramTest, ARunOfNoRepeatsIsTheFrameOfItsRecord) {
+  records_.insert(records_.begin() + 3, Repeat(0));
+  planes_.insert(planes_.begin() + 3, planes_[2]);
+  header_.frame_count = 9;
+  Write(header_);
+  ASSERT_EQ(Run({Input(), Output("out.y4m")}).errors,
+            "[+] Wrote " + Output("out.y4m") + ": 9 frames, 21x14\n");
+  EXPECT_EQ(test::ReadBytes(Output("out.y4m")), ExpectedY4m(9));
+  EXPECT_EQ(Run({Input(), Output("out.png"), "--frame", "8"}).errors,
+            "[+] Wrote " + Output("out.png") + ": frame 8, 21x14\n");
+  EXPECT_EQ(ReadPng(Output("out.png")).pixels, ExpectedPixels(8));
+  ExpectFailure({Input(), Output("x.png"), "--frame", "9"},
+                Input() + ": there is no frame 9, the file holds 9 frames");
+}
+
+// Frames beyond the number in the file's header are none.
+TEST_F(ExportProgramTest, TheFileHoldsAsManyFramesAsItAnnounces) {
+  header_.frame_count = 4;
+  Write(header_);
+  ExpectFailure({Input(), Output("x.png"), "--frame", "4"},
+                Input() + ": there is no frame 4, the file holds 4 frames");
+  ExpectFailure({Input(), Output("x.png"), "--time", "0.1335"},
+                Input() + ": no frame is shown at that time, the file holds 4 frames" +
+                    " (30000/1001 a second)");
+  EXPECT_EQ(Run({Input(), Output("sheet.png"), "--sheet", "8x1"}).errors,
+            "[+] Wrote " + Output("sheet.png") + ": sheet of 4 frames, 204x22\n");
+  EXPECT_EQ(Run({Input(), Output("out.y4m")}).errors,
+            "[+] Wrote " + Output("out.y4m") + ": 4 frames, 21x14\n");
+}
+
 TEST_F(ExportProgramTest, TimeNeedsAFrameRate) {
   FileHeader header = header_;
   header.fps_num = 0;
@@ -324,14 +366,20 @@ TEST_F(ExportProgramTest, FileWithoutFrames) {
 }
 
 TEST_F(ExportProgramTest, PictureThatChangesItsSizeEndsTheY4m) {
-  PictureCoder coder(header_.flags, 60);
-  records_[4] = coder.Key(MovingPicture(10, 10, 0));
-  Write(header_);
-  const ExportRun run = Run({Input(), "-", "--y4m"});
-  EXPECT_EQ(run.exit_code, 1);
-  EXPECT_EQ(run.errors, "[-] Error: " + Input() +
-                            ": the picture size changes at frame 6, which Y4M cannot show\n");
-  EXPECT_EQ(run.output, ExpectedY4m(6));
+  for (const auto& [width, height] : {std::pair<uint16_t, uint16_t>{10, 10},
+                                      {10, kHeight},
+                                      {kWidth, 10},
+                                      {kWidth, kHeight + 1}}) {
+    SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
+    PictureCoder coder(header_.flags, 60);
+    records_[4] = coder.Key(MovingPicture(width, height, 0));
+    Write(header_);
+    const ExportRun run = Run({Input(), "-", "--y4m"});
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_EQ(run.errors, "[-] Error: " + Input() +
+                              ": the picture size changes at frame 6, which Y4M cannot show\n");
+    EXPECT_EQ(run.output, ExpectedY4m(6));
+  }
 }
 
 TEST_F(ExportProgramTest, UsageOnRequestAndOnMisuse) {

@@ -136,6 +136,44 @@ TEST_F(MediaProgramTest, PacketsComeInTheOrderOfTheirTimes) {
   }
 }
 
+// A player of MP4 reads the packets in the order in which they lie in the file, however
+// many pictures the encoder held back.
+TEST_F(MediaProgramTest, Mp4HoldsPictureAndSoundOfATimeSideBySide) {
+  WriteUsual();
+  std::vector<test::PacketPlace> packets = DecodeMedia(Export("out.mp4")).packets;
+  std::sort(packets.begin(), packets.end(),
+            [](const auto& a, const auto& b) { return a.position < b.position; });
+  double latest = -1;
+  for (const test::PacketPlace& packet : packets) {
+    EXPECT_GE(packet.seconds, latest - 0.1);
+    latest = std::max(latest, packet.seconds);
+  }
+}
+
+// Any picture can be sought.
+TEST_F(MediaProgramTest, EveryPictureOfALosslessFileIsAKeyFrame) {
+  WriteUsual();
+  for (const std::string& output : kLosslessOutputs) {
+    SCOPED_TRACE(output);
+    size_t key_frames = 0;
+    for (const test::PacketPlace& packet : DecodeMedia(Export(output)).packets) {
+      key_frames += !packet.is_sound && packet.is_key ? 1 : 0;
+    }
+    EXPECT_EQ(key_frames, kFrames);
+  }
+}
+
+TEST_F(MediaProgramTest, Mp4GivesEveryChannelItsShareOfBits) {
+  for (const uint16_t channels : {uint16_t{1}, uint16_t{2}}) {
+    MakePictures(16, 16);
+    MakeSound(48000, channels, kSamples);
+    Write();
+    // The encoder only comes near what is asked of it.
+    EXPECT_NEAR(static_cast<double>(DecodeMedia(Export("out.mp4")).sound_bit_rate),
+                112000.0 * channels, 8000.0 * channels);
+  }
+}
+
 TEST_F(MediaProgramTest, Mp4PlaysThePictureAndTheSound) {
   WriteUsual();
   const DecodedMedia media = DecodeMedia(Export("out.mp4"));
@@ -284,6 +322,12 @@ TEST_F(MediaProgramTest, FrameRatesOfAnyKind) {
       const DecodedMedia media = DecodeMedia(Export(output));
       ASSERT_EQ(media.frames.size(), kFrames);
       ExpectConstantRate(media, kMillisecond / 2 + 1e-6);
+      const double rate = static_cast<double>(numerator) / denominator;
+      if (output != "out.nut") {  // which states no rate
+        EXPECT_NEAR(static_cast<double>(media.rate_numerator) / media.rate_denominator, rate,
+                    rate * 1e-6);
+      }
+      EXPECT_NEAR(media.picture_end_seconds, StartOf(kFrames), kMillisecond);
     }
   }
 }
@@ -323,18 +367,21 @@ TEST_F(MediaProgramTest, SoundThatDoesNotDecodeLeavesThePicture) {
 }
 
 TEST_F(MediaProgramTest, PictureThatChangesItsSizeEndsTheExport) {
-  MakePictures(46, 34);
-  test::PictureCoder coder(header_.flags, 70);
-  records_[6] = coder.Key(test::MovingPicture(10, 10, 0));
-  Write();
-  ProgramRun run = Start({Input(), Output("out.mkv")});
-  run.Wait();
-  EXPECT_EQ(run.exit_code(), 1);
-  EXPECT_THAT(run.err(), HasSubstr("[-] Error: " + Input() +
-                                   ": the picture size changes at frame 25, which this form "
-                                   "cannot show; saved in " +
-                                   Output("out.mkv") + ": 25 frames, 46x34, no sound\n"));
-  ExpectSamePictures(DecodeMedia(Output("out.mkv")), 25);
+  for (const auto& [width, height] : {std::pair<uint16_t, uint16_t>{10, 10}, {44, 34}, {46, 33}}) {
+    SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
+    MakePictures(46, 34);
+    test::PictureCoder coder(header_.flags, 70);
+    records_[6] = coder.Key(test::MovingPicture(width, height, 0));
+    Write();
+    ProgramRun run = Start({Input(), Output("out.mkv")});
+    run.Wait();
+    EXPECT_EQ(run.exit_code(), 1);
+    EXPECT_THAT(run.err(), HasSubstr("[-] Error: " + Input() +
+                                     ": the picture size changes at frame 25, which this form "
+                                     "cannot show; saved in " +
+                                     Output("out.mkv") + ": 25 frames, 46x34, no sound\n"));
+    ExpectSamePictures(DecodeMedia(Output("out.mkv")), 25);
+  }
 }
 
 TEST_F(MediaProgramTest, FileWithoutFramesLeavesNothing) {

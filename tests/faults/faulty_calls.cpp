@@ -69,6 +69,9 @@ void Change(const char* path, char how, int64_t value) {
   }
 }
 
+// Whether a call with these flags passes the permissions of a new file.
+bool MakesAFile(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
+
 // Does what is planned for this call. True, with errno, when the call shall fail.
 bool Fault(std::string_view call) {
   if (g_fault->call != "any" && g_fault->call != call) return false;
@@ -176,7 +179,7 @@ extern "C" {
 int open(const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
-  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  const mode_t mode = MakesAFile(flags) ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
   return Open(path, flags, mode);
 }
@@ -184,7 +187,7 @@ int open(const char* path, int flags, ...) {
 int open64(const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
-  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  const mode_t mode = MakesAFile(flags) ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
   return Open(path, flags, mode);
 }

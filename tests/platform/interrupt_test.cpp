@@ -94,6 +94,8 @@ TEST_F(InterruptListenerDeathTest, AClosingTerminalIsNoSecondRequest) {
         _exit(kCompleted);
       },
       testing::ExitedWithCode(kCompleted), "");
+  EXPECT_EXIT(RaiseTwice(SIGHUP, SIGHUP), testing::ExitedWithCode(kCompleted), "");
+  EXPECT_EXIT(RaiseTwice(SIGINT, SIGHUP), testing::ExitedWithCode(kCompleted), "");
   EXPECT_EXIT(RaiseTwice(SIGHUP, SIGTERM), testing::KilledBySignal(SIGTERM), "");
 }
 
