@@ -84,6 +84,51 @@ TEST_F(FfmpegVideoTest, MatrixAndRangeOfTheStreamAreUsed) {
   }
 }
 
+// It differs little from BT.709, which took its place.
+TEST_F(FfmpegVideoTest, TheMatrixOfEarlyHighDefinitionIsUsed) {
+  constexpr Matrix k240M = {AVCOL_SPC_SMPTE240M, 0.212, 0.087};
+  for (const AVPixelFormat format : {AV_PIX_FMT_YUV444P, AV_PIX_FMT_YUV444P10}) {
+    ClipOptions options;
+    options.format = format;
+    options.matrix = k240M.id;
+    options.range = AVCOL_RANGE_MPEG;
+    const int scale = format == AV_PIX_FMT_YUV444P ? 1 : 4;
+    const auto path = Write("a.mkv", options, [&](AVFrame& frame, int) {
+      FillPlanes(frame, {60 * scale, 200 * scale, 128 * scale});
+    });
+    const std::vector<VideoFrame> frames = ReadAll(path);
+    ASSERT_EQ(frames.size(), 1u);
+    ExpectColour(frames[0], 8, 8, ToRgb(k240M, false, 60, 200, 128), 1,
+                 av_get_pix_fmt_name(format));
+  }
+}
+
+// Each row of pixels lies a quarter of a chroma row from its own one, towards the row of
+// chroma above it or below it.
+TEST_F(FfmpegVideoTest, HalvedChromaIsInterpolatedBetweenItsRows) {
+  constexpr int kHeight = 40;
+  const auto chroma = [](int row) { return row % 2 == 0 ? 90 : 166; };
+  ClipOptions options;
+  options.format = AV_PIX_FMT_YUV420P;
+  options.height = kHeight;
+  options.matrix = k601.id;
+  const auto path = Write("a.mkv", options, [&](AVFrame& frame, int) {
+    FillPlanes(frame, {120, 128, 128});
+    for (int row = 0; row < kHeight / 2; ++row) {
+      std::memset(frame.data[1] + row * frame.linesize[1], chroma(row),
+                  static_cast<size_t>(frame.width) / 2);
+    }
+  });
+  const std::vector<VideoFrame> frames = ReadAll(path);
+  ASSERT_EQ(frames.size(), 1u);
+  for (int y = 0; y < kHeight; ++y) {
+    const int near = y / 2;
+    const int far = std::clamp(y % 2 == 0 ? near - 1 : near + 1, 0, kHeight / 2 - 1);
+    const double expected = (3.0 * chroma(near) + chroma(far)) / 4;
+    ExpectColour(frames[0], 7, y, ToRgb(k601, false, 120, expected, 128), 2, "row");
+  }
+}
+
 TEST_F(FfmpegVideoTest, AnUnnamedMatrixFollowsTheSize) {
   struct Size {
     int width, height;

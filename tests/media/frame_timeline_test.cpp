@@ -99,6 +99,17 @@ TEST(FrameTimeline, AClockThatJumpsGoesOnFromThere) {
   EXPECT_EQ(Slots({25, 1}, kMilliseconds, {0, 40, 20'000, 20'040}, kSplicedClock), Upward(4));
 }
 
+// A clock that goes back by less than a second is no new one: what was shown already is
+// not shown again, and pictures without a time go on behind it.
+TEST(FrameTimeline, AClockThatGoesBackALittleIsWaitedFor) {
+  std::vector<std::optional<int64_t>> timestamps;
+  for (int64_t i = 0; i <= 25; ++i) timestamps.emplace_back(i * 40);
+  timestamps.insert(timestamps.end(), {600, 640, std::nullopt, 1080, 1120});
+  std::vector<int> expected = Upward(27);
+  expected.insert(expected.end(), {28, 30});
+  EXPECT_EQ(Slots({25, 1}, kMilliseconds, timestamps), expected);
+}
+
 TEST(FrameTimeline, AnEndlessGapIsNotFilled) {
   EXPECT_EQ(Slots({60, 1}, {1, 1}, {0, INT64_MAX - 1}), Upward(2));
   EXPECT_EQ(Slots({60, 1}, {1, 1}, {INT64_MIN + 1, INT64_MAX - 1}), Upward(2));
