@@ -129,6 +129,7 @@ DecodedMedia DecodeMedia(const std::filesystem::path& path) {
   media.picture_codec = avcodec_get_name(picture.stream->codecpar->codec_id);
   media.rate_numerator = picture.stream->avg_frame_rate.num;
   media.rate_denominator = picture.stream->avg_frame_rate.den;
+  media.lowest_exact_rate = av_q2d(picture.stream->r_frame_rate);
   if (sound.stream != nullptr) {
     media.sound_codec = avcodec_get_name(sound.stream->codecpar->codec_id);
     const uint8_t* const setup = sound.stream->codecpar->extradata;

@@ -33,6 +33,7 @@ struct DecodedMedia {
   std::string chroma_location;
   int rate_numerator = 0;
   int rate_denominator = 0;
+  double lowest_exact_rate = 0;  // that the container states, or that its times are multiples of
   std::vector<video::YuvPlanes> frames;
   std::vector<double> frame_seconds;  // start of each
   double picture_end_seconds = 0;     // of the last frame, its duration included
