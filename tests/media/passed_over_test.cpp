@@ -61,7 +61,7 @@ TEST_P(PassedOverTest, APictureThatStandsIsNoDamage) {
 const std::vector<Kind> kPassingOver = {
     {"a.mkv", "ffv1", AV_PIX_FMT_BGR0},         {"a.flv", "flv", AV_PIX_FMT_YUV420P},
     {"a.wmv", "wmv2", AV_PIX_FMT_YUV420P},      {"a.nut", "mpeg4", AV_PIX_FMT_YUV420P},
-    {"a.ogv", "libtheora", AV_PIX_FMT_YUV420P},
+    {"a.ogv", "libtheora", AV_PIX_FMT_YUV420P}, {"a.avi", "mjpeg", AV_PIX_FMT_YUVJ420P},
 };
 
 std::string Ending(const ::testing::TestParamInfo<Kind>& info) {

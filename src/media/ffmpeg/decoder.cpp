@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
+#include "media/ffmpeg/avi_index.h"
 #include "media/ffmpeg/container_file.h"
 #include "media/ffmpeg/numbers.h"
 #include "media/ffmpeg/packet_times.h"
@@ -157,16 +159,21 @@ void Decoder::ObserveOtherStreams(FileClock& clock) {
 void Decoder::WatchForLosses(Ratio rate, FileClock clock) {
   lost_pictures_.emplace(path_, *format_, *stream_, rate, std::move(clock));
   if (lost_pictures_->needs_every_stream()) ReadEveryStream(*format_);
+  if (std::string_view(format_->iformat->name) == "avi") {
+    packets_to_come_ = IndexedPackets(path_, *stream_);
+  }
 }
 
 // Hands the decoder one more packet, or tells it that there are none left.
 bool Decoder::FeedDecoder() {
   if (!ReadPacket()) {
     CountSuspects(0);
+    damaged_pictures_ += std::max<int64_t>(0, packets_to_come_);
     draining_ = true;
     return avcodec_send_packet(codec_.get(), nullptr) >= 0;
   }
   key_frame_seen_ = key_frame_seen_ || (packet_->flags & AV_PKT_FLAG_KEY) != 0;
+  --packets_to_come_;
   NotePacket(*packet_);
   // A packet that the decoder refuses is damaged; the next may be sound.
   if (avcodec_send_packet(codec_.get(), packet_.get()) < 0) CountDamage();

@@ -70,6 +70,7 @@ class Decoder {
   bool draining_ = false;
   bool key_frame_seen_ = false;
   int64_t damaged_pictures_ = 0;
+  int64_t packets_to_come_ = 0;                  // by the index of an AVI file
   std::optional<double> packet_time_;            // of the last one, in seconds
   std::deque<std::optional<int64_t>> suspects_;  // of the last packets, those said to be damaged
   std::set<int64_t> counted_packets_;            // among these, by timestamp
