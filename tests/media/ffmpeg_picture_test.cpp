@@ -14,9 +14,11 @@ extern "C" {
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "media/ffmpeg/picture_converter.h"
 #include "media/video_file_fixture.h"
 
 namespace qolm::media {
@@ -179,6 +181,24 @@ TEST_F(FfmpegVideoTest, TheOldFullRangeFormatsAreFullRange) {
     ExpectColour(frames[0], 16, 8, ToRgb(k601, true, 120, 90, 170), 3, name);
     ExpectColour(frames[0], 44, 8, ToRgb(k601, true, 120, 160, 80), 3, name);
   }
+}
+
+// No encoder here makes this one, which some cameras' pictures have.
+TEST(PictureConverter, TheOldFullRangeFormatOfHalvedRowsIsFullRange) {
+  const std::shared_ptr<AVFrame> frame(av_frame_alloc(), [](AVFrame* f) { av_frame_free(&f); });
+  frame->format = AV_PIX_FMT_YUVJ440P;
+  frame->width = 16;
+  frame->height = 16;
+  ASSERT_EQ(av_frame_get_buffer(frame.get(), 0), 0);
+  FillPlanes(*frame, {120, 90, 170});
+  ffmpeg::PictureConverter converter(16, 16);
+  const std::unique_ptr<ffmpeg::Picture> picture = converter.Convert(frame);
+  ASSERT_NE(picture, nullptr);
+  ASSERT_NE(picture->packed, nullptr);
+  const Rgb expected = ToRgb(k601, true, 120, 90, 170);
+  EXPECT_NEAR(picture->packed->data()[0], expected.blue, 2);
+  EXPECT_NEAR(picture->packed->data()[1], expected.green, 2);
+  EXPECT_NEAR(picture->packed->data()[2], expected.red, 2);
 }
 
 TEST_F(FfmpegVideoTest, GrayPaletteAndAlphaConvert) {

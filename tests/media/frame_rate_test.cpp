@@ -136,6 +136,38 @@ TEST(ChooseConstantRate, AScreenRecordingKeepsItsFastParts) {
   EXPECT_EQ(Choose(timestamps, {1, 90000}, {8, 1}, {60, 1}), (Ratio{60, 1}));
 }
 
+// Times that no rate's ticks hold: `fast` of every ten intervals are of one length, in
+// microseconds, the others are longer and all different.
+std::vector<int64_t> UnevenTimes(int fast, int64_t interval) {
+  std::vector<int64_t> timestamps;
+  int64_t time = 0;
+  for (int64_t i = 0; i < 400; ++i) {
+    timestamps.push_back(time);
+    time += i % 10 < fast ? interval : 100'003 + i * i * 7'919 % 800'011;
+  }
+  return timestamps;
+}
+
+TEST(ChooseConstantRate, AnUnevenStreamPlaysAtSixtyAtMost) {
+  EXPECT_EQ(Choose(UnevenTimes(6, 4167), {1, 1'000'000}, {0, 0}, {0, 0}), (Ratio{60, 1}));
+}
+
+TEST(ChooseConstantRate, AnUnevenStreamPlaysAsMostOfItDoes) {
+  EXPECT_EQ(Choose(UnevenTimes(7, 40'000), {1, 1'000'000}, {0, 0}, {0, 0}), (Ratio{25, 1}));
+}
+
+TEST(ChooseConstantRate, SparsePicturesTakeNoFasterTicksThanSixty) {
+  std::vector<int64_t> timestamps;
+  int64_t tick = 0;  // of a hundred a second
+  for (int64_t i = 0; i < 200; ++i) {
+    timestamps.push_back(tick * 900);
+    tick += 7 + i * i % 5;
+  }
+  const auto rate = Choose(timestamps, {1, 90000}, {0, 0}, {0, 0});
+  ASSERT_TRUE(rate);
+  EXPECT_LE(rate->value(), 60);
+}
+
 TEST(ChooseConstantRate, AFastStreamKeepsAllItsPictures) {
   for (const Ratio rate : {Ratio{240, 1}, Ratio{2000, 1}, Ratio{90'000, 1}}) {
     const auto timestamps = Timestamps(rate, {1, 1'000'000}, 12, 0, 0);
