@@ -182,6 +182,11 @@ TEST(IsQuantisedFrame, ChecksRangesAndSilentBands) {
   EXPECT_FALSE(is_quantised());
   frame.levels[63] = -2048;
   EXPECT_TRUE(is_quantised());
+  frame.levels[63] = -2049;
+  EXPECT_FALSE(is_quantised());
+  frame.levels[63] = 0;
+  frame.levels[4] = -1;
+  EXPECT_FALSE(is_quantised());
 }
 
 }  // namespace

@@ -309,6 +309,12 @@ TEST_F(ExportProgramTest, DamagedRecordKeepsTheFramesBeforeIt) {
                 Input() + ": frame 6 cannot be decoded: damaged record behind 6 frames of 8");
 }
 
+TEST_F(ExportProgramTest, ADamagedFirstRecordIsBehindNoFrame) {
+  records_[0].payload.resize(9);
+  Write(header_);
+  ExpectFailure({Input(), Output("out.y4m")}, Input() + ": damaged record behind 0 frames of 8");
+}
+
 TEST_F(ExportProgramTest, DamagedSheetShowsWhatDecodes) {
   records_[1].payload.resize(9);
   Write(header_);

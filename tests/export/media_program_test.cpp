@@ -308,6 +308,23 @@ TEST_F(MediaProgramTest, TenHoursOfFramesKeepTheirTimes) {
   }
 }
 
+TEST_F(MediaProgramTest, AThousandPicturesTakeNoMoreMemoryThanAFew) {
+  if (QOLM_PLAIN_BUILD == 0) GTEST_SKIP() << "sanitizers take memory of their own";
+  const auto peak_bytes = [this](size_t runs) {
+    MakePictures(256, 256);
+    records_.resize(1);
+    for (size_t run = 0; run < runs; ++run) records_.push_back(test::Repeat(50));
+    header_.frame_count = test::FrameCount(records_);
+    Write();
+    ProgramRun run = Start({Input(), Output("out.mkv"), "--overwrite"});
+    run.Wait();
+    EXPECT_EQ(run.exit_code(), 0) << run.err();
+    return run.peak_bytes();
+  };
+  // A picture is 96 KiB.
+  EXPECT_LT(peak_bytes(20), peak_bytes(1) + (uint64_t{32} << 20));
+}
+
 TEST_F(MediaProgramTest, FrameRatesOfAnyKind) {
   for (const auto& [numerator, denominator] :
        {std::pair<uint32_t, uint32_t>{120000, 1001}, {1, 10}, {25, 2}, {90000, 3003}}) {
@@ -329,6 +346,14 @@ TEST_F(MediaProgramTest, FrameRatesOfAnyKind) {
       EXPECT_NEAR(media.picture_end_seconds, StartOf(kFrames), kMillisecond);
     }
   }
+}
+
+TEST_F(MediaProgramTest, ASoundRateThatNoFormHoldsIsRefusedWithItsReason) {
+  MakePictures(16, 16);
+  MakeSound(3'000'000'000, 1, 100);
+  Write();
+  ExpectFailure({Input(), Output("out.mkv")},
+                "[-] Error: " + Output("out.mkv") + ": Invalid argument\n");
 }
 
 TEST_F(MediaProgramTest, FileWithoutAFrameRatePlaysAtTwentyFive) {

@@ -37,6 +37,7 @@ struct Matrix {
 constexpr Matrix k601 = {AVCOL_SPC_SMPTE170M, 0.299, 0.114};
 constexpr Matrix k709 = {AVCOL_SPC_BT709, 0.2126, 0.0722};
 constexpr Matrix k2020 = {AVCOL_SPC_BT2020_NCL, 0.2627, 0.0593};
+constexpr Matrix kFcc = {AVCOL_SPC_FCC, 0.30, 0.11};
 
 Rgb ToRgb(const Matrix& matrix, bool full_range, double y, double cb, double cr) {
   const double luma = full_range ? y / 255 : (y - 16) / 219;
@@ -128,6 +129,24 @@ TEST_F(FfmpegVideoTest, HalvedChromaIsInterpolatedBetweenItsRows) {
     const int far = std::clamp(y % 2 == 0 ? near - 1 : near + 1, 0, kHeight / 2 - 1);
     const double expected = (3.0 * chroma(near) + chroma(far)) / 4;
     ExpectColour(frames[0], 7, y, ToRgb(k601, false, 120, expected, 128), 2, "row");
+  }
+}
+
+// Its weights are nearly those of BT.601, so that only strong colours tell them apart.
+TEST_F(FfmpegVideoTest, TheMatrixOfTheFirstColourBroadcastsIsUsed) {
+  for (const int luma : {60, 70, 80, 90, 100}) {
+    ClipOptions options;
+    options.format = AV_PIX_FMT_YUV444P;
+    options.width = 18;
+    options.height = 10;
+    options.matrix = kFcc.id;
+    options.range = AVCOL_RANGE_MPEG;
+    const auto path = Write("a.mkv", options, [&](AVFrame& frame, int) {
+      FillPlanes(frame, {luma, 16, 16});
+    });
+    const std::vector<VideoFrame> frames = ReadAll(path);
+    ASSERT_EQ(frames.size(), 1u);
+    ExpectColour(frames[0], 9, 5, ToRgb(kFcc, false, luma, 16, 16), 1, std::to_string(luma));
   }
 }
 

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <sstream>
 #include <string>
 
 #include "support/temporary_folder.h"
@@ -63,6 +65,17 @@ TEST_F(MatroskaSegmentTest, AFileThatEndsBeforeItIsCutOff) {
   const std::string whole = kHeader + Element(kSegment, content_);
   for (size_t lost = 1; lost <= content_.size(); ++lost) {
     EXPECT_FALSE(IsWhole(whole.substr(0, whole.size() - lost))) << lost;
+  }
+}
+
+// Two blocks of a cluster, each in a group or alone; positions are those of their contents.
+TEST_F(MatroskaSegmentTest, BlocksOfEveryKindLeadToTheNext) {
+  for (const std::string& block : {Element("\xA3"s, "first"s), Element("\xAF"s, "first"s),
+                                   Element("\xA0"s, Element("\xA1"s, "first"s))}) {
+    std::istringstream file(kHeader + block + Element("\xA3"s, "second"s));
+    const std::string bytes = file.str();
+    EXPECT_TRUE(MatroskaBlocksLead(file, static_cast<int64_t>(bytes.find("first")),
+                                   static_cast<int64_t>(bytes.find("second")), false));
   }
 }
 

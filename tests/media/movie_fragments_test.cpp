@@ -180,6 +180,17 @@ TEST_F(MovieFragmentsTest, AFragmentBehindDamageIsFoundWhereverItLies) {
   }
 }
 
+TEST_F(MovieFragmentsTest, AFragmentFarBehindDamageIsNotSearchedFor) {
+  constexpr size_t kFarthest = size_t{64} << 20;
+  ExpectFragments(movie_ + std::string(kFarthest - 4096, '\0') + SimpleFragment(100), 3, 100, 130);
+  EXPECT_EQ(Examine(movie_ + std::string(kFarthest + 4096, '\0') + SimpleFragment(100)).samples, 0);
+}
+
+TEST_F(MovieFragmentsTest, OtherBoxesOfAFragmentAreNoTrackFragments) {
+  const std::string boxes = Header(kTrack) + Time(100) + SampleRun(3);
+  ExpectFragments(movie_ + Fragment(TrackFragment(boxes) + Box("free", boxes)), 3, 100, 130);
+}
+
 TEST_F(MovieFragmentsTest, TheSearchesHaveAnEnd) {
   std::string bytes = movie_;
   for (uint32_t i = 0; i < 70; ++i) bytes += std::string(16, '\0') + SimpleFragment(i * 30);

@@ -106,6 +106,22 @@ TEST_F(PartFileTest, RefusesADirectoryThatTakesNoFiles) {
   ExpectRefused("No such file or directory");
 }
 
+TEST_F(PartFileTest, AnAbandonedFileThatCannotBeRemovedIsNoOtherRun) {
+  WriteFile(Part(), "own: left behind");
+  ASSERT_EQ(chmod(folder_.path().c_str(), 0555), 0);
+  constexpr uid_t kNobody = 65534;  // permissions mean nothing to root
+  const uid_t user = geteuid();
+  if (user == 0 && seteuid(kNobody) != 0) GTEST_SKIP() << "there is no other user";
+  const std::string refusal = Prepare();
+  if (user == 0) {
+    ASSERT_EQ(seteuid(user), 0);
+  }
+  ASSERT_EQ(chmod(folder_.path().c_str(), 0755), 0);
+  EXPECT_EQ(refusal, "Permission denied");
+  part_file_.reset();
+  EXPECT_EQ(ReadFile(Part()), "own: left behind");
+}
+
 TEST_F(PartFileTest, RefusesAnotherRunsOutputByAnotherName) {
   fs::create_symlink("output", folder_ / "link");
   PartFile other;

@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "video/intra/intra_prediction.h"
 #include "video/intra/naive_intra.h"
 #include "video/kernels/kernel_levels.h"
 #include "video/sample_planes.h"
@@ -88,6 +89,18 @@ TEST(CodeIntraPlane, StripesSelectTheirDirection) {
             (std::vector<uint8_t>{0, 0, 2, 2}));
   EXPECT_EQ(CodeIntraPlane(rows.data(), 16, 16, table, kNoRules, reconstruction.data()).modes,
             (std::vector<uint8_t>{0, 1, 0, 1}));
+}
+
+TEST(CodeIntraPlane, AnAlmostExactModeDoesNotEndTheSearch) {
+  // The last block is what its neighbours' plane gives, and one sample by 1 away from
+  // their mean.
+  std::vector<uint8_t> plane(16 * 16, 128);
+  plane[16 * 7 + 8] = plane[16 * 10 + 7] = plane[16 * 10 + 8] = 127;
+  std::vector<uint8_t> reconstruction(plane.size());
+  const IntraPlaneLevels coded =
+      CodeIntraPlane(plane.data(), 16, 16, UniformTable(0.0625F), kNoRules, reconstruction.data());
+  EXPECT_EQ(reconstruction, plane);
+  EXPECT_EQ(coded.modes, (std::vector<uint8_t>{0, 0, 0, kIntraPlanar}));
 }
 
 TEST(CodeIntraPlane, SparseRuleStartsAtPosition20) {
