@@ -127,7 +127,7 @@ TEST_F(IncompleteFilesTest, PicturesBeforeTheFirstKeyFrameAreNotMissing) {
   ClipOptions options = OptionsOf(kind);
   options.codec_options = {{"bf", "2"}, {"g", "30"}};
   const Bytes whole = Written(kind.name, options);
-  for (const size_t part : {4, 8, 16, 32}) {
+  for (const size_t part : {4U, 8U, 16U, 32U}) {
     SCOPED_TRACE(part);
     constexpr size_t kPacket = 188;
     const size_t cut = whole.size() / part / kPacket * kPacket;
