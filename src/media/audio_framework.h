@@ -2,11 +2,10 @@
 //
 // The operations that AudioSource needs of a media framework, and nothing else.
 //
-// An adapter translates each call to its framework and decides nothing: which
-// call failed, which attribute is missing and what a buffer holds is told as it
-// is. Every object is owned by a unique_ptr and gives back what it holds when it
-// is destroyed: buffers before their samples, samples before their reader,
-// readers before their framework.
+// An adapter translates each call to its framework and makes no decisions: failed calls,
+// missing attributes and the contents of buffers are reported unchanged. Every object is
+// owned by a unique_ptr and releases what it holds on destruction: buffers before their
+// samples, samples before their reader, readers before their framework.
 #ifndef QOLM_MEDIA_AUDIO_FRAMEWORK_H_
 #define QOLM_MEDIA_AUDIO_FRAMEWORK_H_
 
@@ -19,7 +18,7 @@
 
 namespace qolm::media {
 
-// The media of one sample in one piece of memory.
+// The audio of one sample in contiguous memory.
 class AudioBuffer {
  public:
   struct Bytes {
@@ -38,15 +37,15 @@ class AudioSample {
  public:
   virtual ~AudioSample() = default;
 
-  // Null when the sample's media cannot be made contiguous.
+  // Null when the sample's audio cannot be made contiguous.
   [[nodiscard]] virtual std::unique_ptr<AudioBuffer> ConvertToContiguousBuffer() = 0;
 };
 
-// One open file, of which only the first audio stream is looked at.
+// One open file, of which only the first audio stream is used.
 class AudioReader {
  public:
   // Attributes of an uncompressed integer format. In a request, one without a
-  // value is left to the decoder; in an answer, the format does not have it.
+  // value is chosen by the decoder; in a result, the format lacks it.
   struct PcmType {
     std::optional<uint32_t> channels;
     std::optional<uint32_t> sample_rate;  // Hz
@@ -64,9 +63,9 @@ class AudioReader {
 
   [[nodiscard]] virtual bool SelectFirstAudioStream() = 0;
 
-  // False when the stream cannot be had so.
+  // False when the stream cannot be converted to it.
   [[nodiscard]] virtual bool SetOutputPcm(const PcmType& request) = 0;
-  // No attribute has a value when the type itself cannot be had.
+  // All attributes are empty when the type itself is unavailable.
   [[nodiscard]] virtual PcmType CurrentPcmType() = 0;
 
   // Samples hold native-endian values, channels interleaved.
@@ -75,7 +74,7 @@ class AudioReader {
   // Seconds of the audio read so far that were decoded with errors or not at all.
   virtual double damaged_seconds() const { return 0; }
 
-  // Why the last call that failed did so, in a few words; may be empty.
+  // The reason of the last failed call, as a short phrase; may be empty.
   virtual std::string failure_reason() const { return {}; }
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the user asks of the source's sound.
+// The audio that the user requests of the source.
 #ifndef QOLM_MEDIA_AUDIO_OPTIONS_H_
 #define QOLM_MEDIA_AUDIO_OPTIONS_H_
 

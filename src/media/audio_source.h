@@ -26,20 +26,20 @@ class AudioSource {
   // True when at least one sample was decoded into `track`, whose rate is the
   // requested one (44100 Hz when the options say 0) and whose channel count is
   // 1 when 1 was requested and otherwise 2. On failure, which includes options
-  // with sound disabled, `track` is empty.
+  // with audio disabled, `track` is empty.
   //
   // The track takes the memory of its samples once while it is decoded, and
   // twice for a moment when the framework would not deliver the requested rate.
   //
-  // `stop` is asked between pieces of the track; once it says true, reading
-  // ends as a failure. `progress` is called there with the seconds read so far.
+  // `stop` is polled between pieces of the track; once it returns true, reading fails.
+  // `progress` is called there with the seconds read so far.
   [[nodiscard]] bool ReadAll(
       const std::filesystem::path& path, const AudioOptions& options, PcmTrack& track,
       const std::function<bool()>& stop = [] { return false; },
       const std::function<void(double seconds)>& progress = [](double) {});
 
-  // Why the last ReadAll failed, or met the track's end before all of it was read, in
-  // a few words; empty when nothing tells so.
+  // Why the last ReadAll failed or could not read the track to its end, as a short
+  // phrase; empty when it did.
   const std::string& failure_reason() const { return failure_reason_; }
 
   // Seconds of the track that the last ReadAll decoded with errors or not at all.

@@ -16,8 +16,8 @@ namespace qolm::media {
 // source made from it must be gone by then.
 class Platform {
  public:
-  // `interrupted` is asked on any thread, also while a file is opened. Once it says
-  // true, what waits for a file ends early where the framework lets it.
+  // `interrupted` is polled on any thread, also while a file is opened. Once it returns
+  // true, waiting for a file ends early where the framework supports it.
   explicit Platform(std::function<bool()> interrupted = [] { return false; });
   ~Platform();
   Platform(const Platform&) = delete;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// How the rows of a picture are spread over a linear buffer: decoders pad rows,
-// or add rows up to a whole number of their blocks, without saying so.
+// The stride and the row count of a linear buffer: decoders pad rows, or add rows up to a
+// multiple of their block size, without reporting it.
 #ifndef QOLM_MEDIA_ROW_GRID_H_
 #define QOLM_MEDIA_ROW_GRID_H_
 
@@ -15,8 +15,8 @@ struct RowGrid {
 };
 
 // For `height` (at least 1) rows of `row_bytes` in `length` bytes. The reported
-// stride counts only where the length tells nothing, and then the grid may be
-// larger than the buffer; 0 stands for none.
+// stride is used only where the length is inconclusive, and the grid may then be larger
+// than the buffer; 0 for none.
 inline RowGrid FindRowGrid(size_t length, size_t row_bytes, size_t height, size_t reported_stride) {
   const RowGrid reported{reported_stride >= row_bytes ? reported_stride : row_bytes, height};
   if (length < height * row_bytes) return reported;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Where a picture's rows lie in a buffer, from what the media type says.
+// The position of a picture's rows in a buffer, derived from the media type.
 //
-// A decoder may work on a larger frame than the picture, pad its rows, or store
-// them from the bottom up, and it may begin to do so in mid-stream. Whatever
-// cannot be told for certain, or would reach past the buffer, is refused; of a
-// pitched buffer the system says only how long the rows are without padding.
+// A decoder may work on a larger frame than the picture, pad its rows, or store them
+// bottom-up, and may begin to do so in mid-stream. Ambiguous layouts, and those that would
+// reach beyond the buffer, are refused; of a pitched buffer the system reports only the
+// length of its rows without padding.
 #ifndef QOLM_MEDIA_ROW_LAYOUT_H_
 #define QOLM_MEDIA_ROW_LAYOUT_H_
 
@@ -26,7 +26,7 @@ struct PictureArea {
 // A media type of four bytes a pixel.
 struct FrameFormat {
   VideoReader::FrameSize size;       // as coded, padding included
-  std::optional<PictureArea> shown;  // the part of it that is meant to be seen
+  std::optional<PictureArea> shown;  // the part of it that is displayed
   int64_t stride = 0;                // bytes; negative = bottom-up; only its sign is certain
 };
 
@@ -36,11 +36,11 @@ class RowLayout {
   // when the picture is not what such frames show.
   static std::optional<RowLayout> Make(const FrameFormat& format, VideoReader::FrameSize picture);
 
-  // True when linear bytes are the rows of the picture from the top down, and
-  // how far apart they are is all that is left to find out.
+  // True when linear bytes are the rows of the picture from the top down, so that only
+  // their stride is unknown.
   bool IsPlain() const;
 
-  // Nothing when the rows are not inside the bytes.
+  // Nothing when the rows are not within the bytes.
   std::optional<VideoBuffer::PitchedRows> InLinearBytes(const uint8_t* data, size_t length) const;
 
   // `scanline0` is the top row of the frame, `pitch` leads to the row below it,

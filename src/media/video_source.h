@@ -2,9 +2,8 @@
 //
 // Opens a video file through a media framework and delivers its frames.
 //
-// All decisions (negotiation results, strides, padding, the pixel conversion,
-// the counters) are made here, over the small interface of video_framework.h;
-// a framework's adapter only translates.
+// All decisions (negotiation, strides, padding, pixel conversion, counters) are made here,
+// over the small interface of video_framework.h; a framework's adapter only translates.
 #ifndef QOLM_MEDIA_VIDEO_SOURCE_H_
 #define QOLM_MEDIA_VIDEO_SOURCE_H_
 
@@ -28,13 +27,12 @@ class VideoSource {
   VideoSource& operator=(const VideoSource&) = delete;
 
   // Closes what is open, opens `path` and asks for 32-bit RGB. False when it
-  // cannot be read as video; failure_reason() then says why in a few words.
+  // cannot be read as video; failure_reason() is then set.
   [[nodiscard]] bool Open(const std::filesystem::path& path);
 
-  // True when `frame` has been handed a sample. A sample whose bytes cannot be
-  // had leaves `frame` as it was, and so does, but for the time, one whose
-  // picture `frame` holds already. False at the end of the stream or on a read
-  // error, which is treated as the end.
+  // True when a sample was delivered. A sample whose bytes are unavailable leaves `frame`
+  // unchanged; one whose picture `frame` already holds changes only its time. False at the
+  // end of the stream or on a read error, which is treated as the end.
   [[nodiscard]] bool ReadNextFrame(VideoFrame& frame);
 
   void Close();
@@ -44,14 +42,14 @@ class VideoSource {
   int32_t stride() const { return stride_; }                    // bytes a row
   int32_t fps_numerator() const { return fps_numerator_; }      // 30 when unknown
   int32_t fps_denominator() const { return fps_denominator_; }  // 1 when unknown
-  // Expected; 0 when unknown. At the end of the stream, what the end tells of it.
+  // Expected; 0 when unknown. Corrected at the end of the stream.
   int32_t frame_count() const { return frame_count_; }
   int32_t duration_ms() const { return duration_ms_; }  // 0 when unknown
 
-  // What the source lost of its pictures up to the last frame, or up to its end.
+  // The pictures that the source lost up to the last frame, or up to its end.
   const VideoReader::Losses& losses() const { return losses_; }
 
-  // What the user should know about how the open source is converted, one phrase each.
+  // Notices for the user about the conversion of the open source, one phrase each.
   std::vector<std::string> notices() const;
 
   // Why the last Open failed, or why reading ended, for the command layer's

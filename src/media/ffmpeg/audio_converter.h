@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Turns decoded sound of any format, layout and rate, which may change on the
-// way, into 16-bit mono or stereo at one rate.
+// Converts decoded audio of any format, layout and rate, which may change in mid-stream, to
+// 16-bit mono or stereo at one rate.
 #ifndef QOLM_MEDIA_FFMPEG_AUDIO_CONVERTER_H_
 #define QOLM_MEDIA_FFMPEG_AUDIO_CONVERTER_H_
 
@@ -29,11 +29,11 @@ class AudioConverter {
   AudioConverter& operator=(const AudioConverter&) = delete;
 
   // Converts what follows the first `skipped` sample frames of `frame` and
-  // appends what is ready; resampling holds the end back. False when the format
+  // appends what is ready; the resampler delays the end. False when the format
   // cannot be converted.
   [[nodiscard]] bool Convert(const AVFrame& frame, int skipped, std::vector<int16_t>& output);
 
-  // Appends what is held back, as if the sound ended here.
+  // Flushes the resampler, as at the end of the audio.
   void Flush(std::vector<int16_t>& output);
 
  private:

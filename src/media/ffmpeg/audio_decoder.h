@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The sound of a file's first audio stream, as it is coded, with its place in
-// time. The codecs' own priming and padding is gone where the container or the
-// stream tells it.
+// Decodes a file's first audio stream into pieces with their times. The codec's priming and
+// padding samples are removed where the container or the stream states them.
 #ifndef QOLM_MEDIA_FFMPEG_AUDIO_DECODER_H_
 #define QOLM_MEDIA_FFMPEG_AUDIO_DECODER_H_
 
@@ -23,11 +22,11 @@ namespace qolm::media::ffmpeg {
 struct AudioPiece {
   Frame frame;                 // null where a packet could not be decoded
   bool damaged = false;        // not decoded, or with errors
-  double lost_before = 0;      // seconds that could not be decoded and gave no piece
+  double lost_before = 0;      // seconds before it that could not be decoded
   std::optional<double> time;  // of its first sample, in seconds on the file's clock
   double duration = 0;         // seconds
-  int64_t byte = 0;            // where its packet lies in the file, or one before it
-  double excess = 0;           // seconds that the decoder gave beyond the packet's duration
+  int64_t byte = 0;            // position of its packet in the file, or of one before it
+  double excess = 0;           // seconds decoded beyond the packet's duration
 };
 
 class AudioDecoder {
@@ -37,10 +36,10 @@ class AudioDecoder {
   static std::unique_ptr<AudioDecoder> Open(const std::filesystem::path& path,
                                             const StopSignal& stop, std::string& failure_reason);
 
-  // False when there is no audio stream, with the reason where the file was not
+  // False when there is no audio stream, with a reason if the file was not
   // searched to its end.
   [[nodiscard]] bool SelectFirstAudioStream(std::string& failure_reason);
-  // False when the selected stream has no working decoder, with the reason where it
+  // False when the selected stream has no working decoder, with the reason if it
   // is known.
   [[nodiscard]] bool OpenCodec(std::string& failure_reason);
 
@@ -48,10 +47,10 @@ class AudioDecoder {
   // a piece of its duration without a frame.
   std::optional<AudioPiece> Next();
 
-  // What is known of the file's clock. Where the container does not declare how long
-  // it is, the other streams' packets cover it as far as reading came.
+  // The file's clock. Where the container declares no duration, it is covered by the
+  // other streams' packets read so far.
   FileClock& clock() { return clock_; }
-  // Whether the clock of the pictures among these packets restarted.
+  // Whether the clock of the pictures read so far restarted.
   bool picture_restarted() const { return picture_restarted_; }
   // Whether pictures are read as well and the first one behind sound is still to come.
   bool awaits_picture() const { return !clock_.declared_end() && !picture_followed_; }
@@ -76,13 +75,13 @@ class AudioDecoder {
   FileClock clock_{false, std::nullopt};
   Packet packet_;
   Frame frame_;
-  int64_t byte_ = 0;                // of the latest packet that tells it
+  int64_t byte_ = 0;                // of the latest packet with a known position
   double decoded_of_packet_ = 0;    // seconds
   double last_frame_duration_ = 0;  // seconds
   int unmeasured_damage_ = 0;       // packets of unknown duration that could not be decoded
   std::optional<ContainerStretch> stretch_;
   std::optional<double> packet_end_;  // of the latest packet, in seconds
-  double passed_over_ = 0;            // seconds that gave no packet, since the last piece
+  double passed_over_ = 0;            // seconds without a packet, since the last piece
   bool draining_ = false;
   std::optional<double> picture_time_;  // of the latest packet, in seconds
   bool picture_restarted_ = false;

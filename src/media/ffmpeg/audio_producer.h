@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// One file's sound as 16-bit samples in one format, without holes, beginning
-// with its picture.
+// One file's audio as 16-bit samples in one format, without gaps, starting with its picture.
 #ifndef QOLM_MEDIA_FFMPEG_AUDIO_PRODUCER_H_
 #define QOLM_MEDIA_FFMPEG_AUDIO_PRODUCER_H_
 
@@ -27,9 +26,9 @@ class AudioProducer {
   // and nothing at all when no packet could be decoded.
   std::optional<std::vector<int16_t>> Next();
 
-  // Of the track so far that were decoded with errors or not at all, complete at the
-  // end. A short piece of damage at either end does not count: recordings begin in the
-  // middle, and what stands behind the last packet may be something else.
+  // Seconds of the track so far that were decoded with errors or not at all; complete at
+  // the end. Short damage at either end does not count: recordings begin in mid-stream,
+  // and other data may follow the last packet.
   double damaged_seconds() const { return damaged_seconds_; }
 
  private:
@@ -48,8 +47,8 @@ class AudioProducer {
   const double most_silence_;  // seconds
   AudioConverter converter_;
   std::deque<AudioPiece> queue_;
-  bool heard_ = false;  // a packet could be decoded
-  bool first_ = true;   // nothing was played yet
+  bool heard_ = false;  // a packet was decoded
+  bool first_ = true;   // nothing was delivered yet
   bool decoder_ended_ = false;
   bool ended_ = false;
   double cut_left_ = 0;          // seconds

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the index of an AVI file says that a stream has. The demuxer passes over bytes
-// that begin no packet and reports nothing, but the index still counts what stood there.
+// The number of packets that the index of an AVI file lists. The demuxer skips bytes that
+// begin no packet without reporting it, but the index still counts the packets lost there.
 #ifndef QOLM_MEDIA_FFMPEG_AVI_INDEX_H_
 #define QOLM_MEDIA_FFMPEG_AVI_INDEX_H_
 
@@ -12,8 +12,8 @@
 
 namespace qolm::media::ffmpeg {
 
-// The packets of a stream of an AVI file that was opened, and of which none is read yet;
-// 0 where no index tells them.
+// The packets of a stream of an open AVI file of which none has been read; 0 without an
+// index.
 int64_t IndexedPackets(const std::filesystem::path& path, const AVStream& stream);
 
 }  // namespace qolm::media::ffmpeg

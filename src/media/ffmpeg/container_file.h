@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// One container file, and what the libraries say about it in a user's words.
+// Opens and reads one container file, and words the libraries' errors for users.
 #ifndef QOLM_MEDIA_FFMPEG_CONTAINER_FILE_H_
 #define QOLM_MEDIA_FFMPEG_CONTAINER_FILE_H_
 
@@ -17,17 +17,17 @@ namespace qolm::media::ffmpeg {
 FormatContext OpenContainer(const std::filesystem::path& path, const StopSignal* stop,
                             std::string& failure_reason);
 
-// The next packet, past what the container's parser cannot make one of; what libav says
-// of the last attempt. It is negative at the end, where the same failure goes on and on,
-// and once the stop signal is set.
+// Reads the next packet, skipping what the demuxer cannot parse. Returns libav's result of
+// the last attempt, which is negative at the end, where the same failure repeats, and once
+// the stop signal is set.
 int ReadPacketPastErrors(AVFormatContext& format, AVPacket& packet);
 
-// Why the system could not read some of an open container so far, in a few words;
-// else empty.
+// The system error that prevented reading part of an open container so far, as a short
+// phrase; empty for none.
 std::string ReadFailure(const AVFormatContext& format);
 
-// The system's own words for a failure of the system, and otherwise what it means for
-// a file that is to be opened.
+// The system's message for a system error, and otherwise the error's meaning for a file
+// that is to be opened.
 std::string DescribeError(int libav_error);
 
 }  // namespace qolm::media::ffmpeg

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// Whether the bytes between two packets of a file are what its container consists of.
-// After bytes that are none, demuxers look for the next packet and report nothing; and
-// a picture that stands for long has the same timestamps as pictures that were lost.
+// Checks whether the bytes between two packets of a file are valid container data. Behind
+// invalid bytes demuxers resynchronise silently; and a picture shown for long has the same
+// timestamps as lost pictures.
 //
-// Known are FLV, Matroska, Ogg and ASF. In a NUT file the bytes that belong to no packet
-// are compared with those before. Anything else is never broken: its demuxer either
-// reports damage itself (transport streams) or goes by an index (MP4, AVI).
+// FLV, Matroska, Ogg and ASF are parsed. In a NUT file the number of bytes outside packets
+// is compared with that of earlier gaps. Other containers are never judged broken: their
+// demuxers either report damage themselves (transport streams) or use an index (MP4, AVI).
 //
-// MPEG audio is looked for in its packets, so those that are overwritten are passed over
-// too, though the container is in order: there, a block that gave no packet is broken.
+// The frames of MPEG audio are searched for inside packets, so overwritten ones are skipped
+// although the container is intact: there, a block that yields no packet is broken.
 #ifndef QOLM_MEDIA_FFMPEG_CONTAINER_STRETCH_H_
 #define QOLM_MEDIA_FFMPEG_CONTAINER_STRETCH_H_
 
@@ -24,19 +24,19 @@ namespace qolm::media::ffmpeg {
 
 class ContainerStretch {
  public:
-  // `format` and `stream`, which is the one that is judged, are open and outlive this
-  // object; `path` is read a second time, but only where it is asked for.
+  // `format` and `stream`, the one to check, are open and outlive this object; `path` is
+  // opened again, but only when IsBroken needs it.
   ContainerStretch(std::filesystem::path path, const AVFormatContext& format,
                    const AVStream& stream);
 
-  // Whether packets of every stream have to be noted; else those of the stream do.
+  // Whether Note needs the packets of every stream or only those of this one.
   bool needs_every_stream() const { return kind_ == Kind::kNut; }
 
-  // Packets of any stream, as they lie in the file.
+  // Records a packet of any stream, in file order.
   void Note(const AVPacket& packet);
 
-  // Whether something between the latest packets is broken. The last few are all judged,
-  // since the first timestamp behind damage may be a guess that goes on before it.
+  // Whether data between the latest packets is broken. The last few are all checked, since
+  // the first timestamp behind damage may be extrapolated from those before it.
   bool IsBroken();
 
  private:
@@ -52,11 +52,11 @@ class ContainerStretch {
   Kind kind_ = Kind::kOther;
   bool is_mpeg_audio_;
   std::deque<int64_t> positions_;  // of the latest packets of the stream
-  std::ifstream file_;             // open from the first question on
+  std::ifstream file_;             // opened by the first call of IsBroken
   int index_entry_ = 0;            // the first one behind these, in an MP4 file
   int64_t end_ = -1;               // of the packet before, whichever stream has it
   int64_t largest_gap_ = 0;
-  int64_t broken_at_ = -1;  // behind a far larger one
+  int64_t broken_at_ = -1;  // position behind a far larger gap
 };
 
 }  // namespace qolm::media::ffmpeg

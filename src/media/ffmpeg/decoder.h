@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The pictures of a file's first real video stream, as they are coded.
+// Decodes the pictures of a file's first real video stream.
 #ifndef QOLM_MEDIA_FFMPEG_DECODER_H_
 #define QOLM_MEDIA_FFMPEG_DECODER_H_
 
@@ -30,20 +30,20 @@ class Decoder {
                                        std::string& failure_reason);
 
   // The next picture in presentation order, valid until the next call; null at
-  // the end. What cannot be decoded is passed over.
+  // the end. Undecodable packets are skipped.
   const AVFrame* Next();
 
   std::string read_failure() const;
 
-  // Pictures so far that were decoded with errors or not at all, with those that are
-  // watched for. What comes before the first key frame, as in a recording that begins in
-  // the middle, does not count.
+  // Pictures so far that were decoded with errors or not at all, including those that the
+  // demuxer skipped. Pictures before the first key frame, as in a recording that begins in
+  // mid-stream, do not count.
   int64_t damaged_pictures() const {
     return damaged_pictures_ + (lost_pictures_ ? lost_pictures_->count() : 0);
   }
 
-  // From now on what the demuxer passes over is counted as damaged too, in a stream of
-  // this rate.
+  // From now on pictures that the demuxer skips count as damaged too, in a stream of this
+  // rate.
   void WatchForLosses(Ratio rate, FileClock clock);
 
   // From now on the other streams' packets are read too, and cover `clock`.
@@ -72,10 +72,10 @@ class Decoder {
   int64_t damaged_pictures_ = 0;
   int64_t packets_to_come_ = 0;                  // by the index of an AVI file
   std::optional<double> packet_time_;            // of the last one, in seconds
-  std::deque<std::optional<int64_t>> suspects_;  // of the last packets, those said to be damaged
+  std::deque<std::optional<int64_t>> suspects_;  // of the last packets, those flagged as damaged
   std::set<int64_t> counted_packets_;            // among these, by timestamp
   FileClock* clock_ = nullptr;
-  std::optional<LostPictures> lost_pictures_;  // where they are watched for
+  std::optional<LostPictures> lost_pictures_;  // when skipped pictures are counted
 };
 
 // The first video stream that is no cover art or thumbnail, all other streams

@@ -1,24 +1,24 @@
 // SPDX-License-Identifier: MIT
 //
-// Which steps of a file's time stamps are time that passes, and which are a broken
-// clock: the one place that says so, for pictures and for sound.
+// Decides which steps of a file's timestamps are real time and which are a broken clock,
+// for pictures and for audio.
 //
-// A step is what lies between two neighbouring time stamps of a stream, or between
-// the first ones of picture and sound.
+// A step is the difference between two neighbouring timestamps of a stream, or between the
+// first ones of picture and audio.
 //
 // - Up to 10 seconds it is real.
-// - It is broken when the time stamp behind it leaves again, as a single wild one
-//   is left, and when it is longer than a month.
-// - It is real, however long, when the duration that the container declares reaches
-//   its end, or when another stream's packets cover it without a hole.
-// - It is real when the container declares no duration and the time stamps behind it
-//   go on in order; but not where clocks are known to restart in the middle of a
-//   file (transport streams, which are spliced), since these go on in order too.
-// - Steps that nothing supports are real as long as they add up to no more than an
-//   hour; not where clocks are known to restart.
+// - It is broken when the timestamp behind it is abandoned again, as a single wild one is,
+//   and when it is longer than a month.
+// - It is real, however long, when the duration that the container declares reaches its
+//   end, or when another stream's packets cover it without a gap.
+// - It is real when the container declares no duration and the timestamps behind it
+//   continue in order; but not in files whose clocks may restart in mid-file (transport
+//   streams, which are spliced), since these continue in order too.
+// - Unsupported steps are real as long as they total at most an hour; not in files whose
+//   clocks may restart.
 //
-// So a declared duration ends what is repeated but for that hour, and a small file
-// that asks for a long picture has to declare it or to go on behind it.
+// So a declared duration limits repetition up to that hour, and a small file that requests
+// a long picture must declare it or continue behind it.
 #ifndef QOLM_MEDIA_FFMPEG_FILE_CLOCK_H_
 #define QOLM_MEDIA_FFMPEG_FILE_CLOCK_H_
 
@@ -32,18 +32,18 @@ class FileClock {
   // All times are in seconds on the file's clock.
   static constexpr double kSureStep = 10;
 
-  // What comes behind a step in its stream.
+  // What follows a step in its stream.
   enum class Behind { kNothing, kGoesOn, kLeavesAgain };
 
   // `restarts`: whether clocks are known to restart in this kind of file.
-  // `declared_end`: where the container says that its last stream ends.
+  // `declared_end`: the end of the last stream that the container declares.
   FileClock(bool restarts, std::optional<double> declared_end)
       : unsupported_left_(restarts ? 0 : kMostUnsupported),
         order_supports_(!restarts && !declared_end),
         declared_end_(declared_end) {}
 
-  // A packet of a stream other than the one that is judged. They come as they lie in
-  // the file, so that those within a step are known before its end.
+  // A packet of another stream. They come in file order, so those within a step are known
+  // before its end.
   void Cover(double from, double to);
 
   [[nodiscard]] bool IsReal(double from, double to, Behind behind);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Brings decoded pictures upright, takes the comb out of interlaced ones and maps
-// high dynamic range (PQ, HLG) to what a usual screen shows.
+// Rotates decoded pictures upright, deinterlaces them and tone-maps high dynamic range (PQ,
+// HLG) to standard dynamic range.
 #ifndef QOLM_MEDIA_FFMPEG_FRAME_FILTER_H_
 #define QOLM_MEDIA_FFMPEG_FRAME_FILTER_H_
 
@@ -26,13 +26,12 @@ class FrameFilter {
   FrameFilter(std::string orientation, AVRational time_base)
       : orientation_(std::move(orientation)), time_base_(time_base) {}
 
-  // Takes one picture in; null says that no more come. Every picture comes out
-  // of Receive once, in order, some only after the one behind it was sent.
+  // Passes one picture in; null ends the stream. Receive returns every picture once, in
+  // order, some only after the next one was sent.
   void Send(const AVFrame* frame);
   Frame Receive();  // null when another Send is needed
 
-  // Pictures of high dynamic range came, and no filter could map them: they pass as
-  // they are.
+  // Whether high dynamic range pictures passed unchanged because no filter could map them.
   bool tone_mapping_failed() const { return tone_mapping_failed_; }
 
  private:

@@ -2,29 +2,29 @@
 //
 // Finds the constant frame rate for a stream's timestamps.
 //
-// A rate is clean for a stream when FrameTimeline would neither repeat nor
-// drop one of its pictures and no two of them lie 1.5 slots apart. The first
-// clean one of the declared and the measured rates is taken, each first as the
-// common rate that it is within 0.04 % of. Then every picture passes exactly
-// once, however the container rounded or jittered its timestamps.
+// A rate is clean for a stream when FrameTimeline would neither repeat nor drop one of its
+// pictures and no two of them are 1.5 slots apart. The first clean one of the declared and
+// the measured rates is chosen, each first rounded to a common rate within 0.04 %. Every
+// picture is then shown exactly once, however the container rounded or jittered its
+// timestamps.
 //
-// A stream that has such a rate behind its first 16 pictures, or their first quarter,
-// gets it too, since a recording that was cut has wrong timestamps there.
+// A stream that has such a rate behind its first 16 pictures, or their first quarter, gets
+// it too, since a recording that was cut has wrong timestamps there.
 //
-// A stream that has such a rate but for holes in less than a tenth of its intervals, as
-// damage leaves them, gets it too where all its pictures lie on its ticks.
+// A stream that has such a rate except for gaps in less than a tenth of its intervals, as
+// damage leaves them, gets it too if all its pictures lie on its ticks.
 //
-// An uncommon rate is taken so only where the timestamps are its ticks. For a mean of
-// uneven intervals, as of every fifth to tenth picture of a second's 25, and for a
-// stream that no rate is clean for, first comes the declared rate, or the lowest common
-// one up to 60 a second, on whose ticks all its pictures lie. Where there is none it
-// gets the clean rate, or else that of its typical interval, as the declared rate that
-// lies within the rounding of its timestamps or as the common rate nearby, or the next
-// higher common rates up to 60 a second while more than 2 % of the pictures would be
-// dropped. More than 60 a second it gets only where nine intervals of ten are typical.
+// An uncommon rate is chosen this way only where the timestamps are its ticks. For the mean
+// of uneven intervals, as of every fifth to tenth picture at 25 a second, and for a stream
+// without a clean rate, the first choice is the declared rate, or the lowest common one up
+// to 60 a second, on whose ticks all its pictures lie. Without one it gets the clean rate,
+// or else that of its typical interval: as the declared rate within the rounding of its
+// timestamps, as the common rate nearby, or as the next higher common rates up to 60 a
+// second while more than 2 % of the pictures would be dropped. More than 60 a second are
+// chosen only where nine intervals of ten are typical.
 //
-// Where the clock restarts, as between recordings that were joined, the interval
-// across the restart counts for nothing.
+// Where the clock restarts, as between joined recordings, the interval across the restart
+// is ignored.
 #ifndef QOLM_MEDIA_FFMPEG_FRAME_RATE_H_
 #define QOLM_MEDIA_FFMPEG_FRAME_RATE_H_
 
@@ -45,7 +45,7 @@ struct StreamTimes {
   Ratio lowest_exact_rate;          // on whose grid all probed timestamps lie; 0 if unknown
 };
 
-// The constant rate for the stream, as above; nothing when nothing tells it.
+// The constant rate for the stream, as above; nothing when it cannot be determined.
 std::optional<Ratio> ChooseConstantRate(const StreamTimes& times, const FileClock& clock);
 
 }  // namespace qolm::media::ffmpeg

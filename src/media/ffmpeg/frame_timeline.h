@@ -2,12 +2,12 @@
 //
 // Places pictures on the grid of a constant frame rate.
 //
-// A picture belongs where its timestamp lies on the grid, counted from the first
-// picture, so no error accumulates. It takes the next free slot while it lies less
-// than 0.9 of a slot from it. Beyond that the picture before it is repeated up to the
-// nearest slot, or it is dropped. Where the clock is broken, a picture follows the
-// one before it after one slot: FileClock says where, and a timestamp of more than
-// a second before the last one restarts the clock, unless the next leaves it again.
+// A picture's slot is given by its timestamp, counted from the first picture, so no error
+// accumulates. It takes the next free slot if that is less than 0.9 of a slot away.
+// Otherwise the picture before it is repeated up to the nearest slot, or it is dropped.
+// Where the clock is broken, as FileClock decides, a picture follows the one before it
+// after one slot. A timestamp more than a second before the last one restarts the clock,
+// unless the next one contradicts it.
 #ifndef QOLM_MEDIA_FFMPEG_FRAME_TIMELINE_H_
 #define QOLM_MEDIA_FFMPEG_FRAME_TIMELINE_H_
 
@@ -24,7 +24,7 @@ class FrameTimeline {
   struct Placement {
     int64_t repeats = 0;    // of the picture before this one, ahead of it
     bool drop = false;      // this picture has no slot
-    bool restarts = false;  // the clock of the one before ended there
+    bool restarts = false;  // the clock restarts at this picture
     double step = 0;        // slots that passed since the one before; 0 where the clock restarts
   };
 
@@ -39,8 +39,8 @@ class FrameTimeline {
   // timestamp of the picture behind it, if there is one.
   Placement Place(std::optional<int64_t> timestamp, std::optional<int64_t> next);
 
-  // How often the last picture is repeated at the end when it is to be seen for
-  // `duration` (in time base units, 0 when unknown).
+  // How often the last picture is repeated at the end when it is shown for `duration` (in
+  // time base units, 0 when unknown).
   int64_t RepeatsAtEnd(int64_t duration);
 
   double position() const { return last_position_; }  // of the last picture, in slots
@@ -63,7 +63,7 @@ class FrameTimeline {
 
 // The shortest duration in 100-nanosecond units whose frame count, computed as
 // truncate(rate x duration x 1e-7) in double precision, is `frames`. Nothing when
-// these units cannot count so far.
+// it exceeds the range of these units.
 std::optional<int64_t> DurationOfFrames(int64_t frames, Ratio rate);
 
 }  // namespace qolm::media::ffmpeg

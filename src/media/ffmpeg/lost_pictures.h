@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Pictures that a demuxer passes over without a word, since their packets are damaged or
-// gone: holes in the timestamps, but only where the file itself is seen to be broken.
+// Counts pictures that a demuxer skips silently because their packets are damaged or
+// missing: gaps in the timestamps, but only where the container data is broken.
 #ifndef QOLM_MEDIA_FFMPEG_LOST_PICTURES_H_
 #define QOLM_MEDIA_FFMPEG_LOST_PICTURES_H_
 
@@ -18,8 +18,8 @@ namespace qolm::media::ffmpeg {
 
 class LostPictures {
  public:
-  // As for ContainerStretch. `rate` is in frames a second; `clock` tells which steps are
-  // time that passes.
+  // As for ContainerStretch. `rate` is in frames a second; `clock` decides which steps are
+  // real.
   LostPictures(const std::filesystem::path& path, const AVFormatContext& format,
                const AVStream& stream, Ratio rate, FileClock clock);
 
@@ -37,10 +37,10 @@ class LostPictures {
   Ratio rate_;
   FileClock clock_;
   ContainerStretch stretch_;
-  int64_t count_ = 0;           // up to the hole before the latest
+  int64_t count_ = 0;           // up to the gap before the latest
   std::optional<double> last_;  // the latest picture so far, in seconds
   int64_t untimed_ = 0;         // packets since that one
-  // The latest hole: pictures that are shown early in it may come after later ones.
+  // The latest gap: pictures at its beginning may be stored behind later ones.
   double hole_from_ = 0;
   double hole_to_ = 0;
   int64_t untimed_in_hole_ = 0;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// What the fragments of an MP4 file hold of one track, those included that a demuxer
-// never reaches because the boxes before them are damaged. Such a file declares its
-// length nowhere else.
+// Sums up the fragments of one track of an MP4 file, including those that a demuxer never
+// reaches because boxes before them are damaged. Such a file declares its length nowhere
+// else.
 #ifndef QOLM_MEDIA_FFMPEG_MOVIE_FRAGMENTS_H_
 #define QOLM_MEDIA_FFMPEG_MOVIE_FRAGMENTS_H_
 
@@ -19,8 +19,8 @@ struct MovieFragments {
   std::optional<uint64_t> end;
 };
 
-// Reads the boxes' heads and the fragments' tables, and all else only where it has to be
-// searched for the next fragment.
+// Reads the headers of the boxes and the tables of the fragments, and other data only to
+// search for the next fragment.
 MovieFragments ExamineMovieFragments(const std::filesystem::path& path, uint32_t track);
 
 }  // namespace qolm::media::ffmpeg

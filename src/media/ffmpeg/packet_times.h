@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The timestamps of a stream's packets, from the order of the file to the order in
-// which the pictures are shown.
+// Reorders the timestamps of a stream's packets from file order to presentation order.
 #ifndef QOLM_MEDIA_FFMPEG_PACKET_TIMES_H_
 #define QOLM_MEDIA_FFMPEG_PACKET_TIMES_H_
 
@@ -20,7 +19,7 @@ class PacketClock {
  public:
   explicit PacketClock(Ratio time_base) : time_base_(time_base) {}
 
-  // As they lie in the file; what is no timestamp is only counted.
+  // In file order; packets without a timestamp are only counted.
   void Add(int64_t timestamp, int64_t duration);
 
   size_t size() const { return timestamps_.size(); }
@@ -28,11 +27,10 @@ class PacketClock {
   // Packets without a timestamp up to the 16th that has one.
   int64_t untimed_at_start() const { return untimed_at_start_; }
 
-  // Coders store pictures up to 16 places ahead of those shown before them. So a
-  // timestamp more than a second before the last 16 belongs to a clock that has
-  // restarted, as where recordings were joined, and what comes from there on is shown
-  // after all that came before. A single wild timestamp becomes that of its
-  // neighbour.
+  // Coders store pictures up to 16 positions before those that precede them in display
+  // order. So a timestamp more than a second before the last 16 means that the clock has
+  // restarted, as where recordings were joined, and later pictures are shown after all
+  // earlier ones. A single wild timestamp is replaced by that of its neighbour.
   std::vector<int64_t> InPresentationOrder() &&;
 
  private:
@@ -46,7 +44,7 @@ class PacketClock {
 // The one behind the `i`-th.
 std::optional<int64_t> NextTime(const std::vector<int64_t>& timestamps, size_t i);
 
-// Notes the time that a packet of `stream` takes.
+// Records the time span of a packet of `stream`.
 void CoverWith(const AVPacket& packet, const AVStream& stream, FileClock& clock);
 
 }  // namespace qolm::media::ffmpeg

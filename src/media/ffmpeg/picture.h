@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Pictures on their way to their reader, and the stock that the memory of converted
-// ones comes from.
+// Decoded pictures, and the pool that converted ones are allocated from.
 #ifndef QOLM_MEDIA_FFMPEG_PICTURE_H_
 #define QOLM_MEDIA_FFMPEG_PICTURE_H_
 
@@ -22,8 +21,7 @@ extern "C" {
 
 namespace qolm::media::ffmpeg {
 
-// Rows of pixels B, G, R, X from top to bottom, each row starting at an address
-// that suits the widest vectors.
+// Rows of pixels B, G, R, X from top to bottom, each aligned for the widest vectors.
 class PackedPicture {
  public:
   PackedPicture(int width, int height)
@@ -49,8 +47,8 @@ class PackedPicture {
   std::unique_ptr<uint8_t, Free> bytes_;
 };
 
-// Hands out pictures of one size and takes them back when their last owner is
-// gone, on any thread, even after the pool itself.
+// Allocates pictures of one size and reuses them once their last owner has released them,
+// on any thread, even after the pool is destroyed.
 class PicturePool {
  public:
   PicturePool(int width, int height)
@@ -80,7 +78,7 @@ class PicturePool {
       try {
         pictures_.push_back(std::move(picture));
       } catch (const std::bad_alloc&) {
-        // Without room in the list the picture is simply freed.
+        // If the list cannot grow, the picture is freed.
       }
     }
 
@@ -94,7 +92,7 @@ class PicturePool {
   std::shared_ptr<Stock> stock_;
 };
 
-// Either of the two.
+// Either planes or packed pixels.
 struct Picture {
   uint64_t number = 0;  // as VideoFrame::picture_number
   std::optional<YuvPicture> yuv;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Any decoded picture to one that can be had as pixels, of one size, in the
+// Converts any decoded picture to one of a fixed size that can be written as pixels, in the
 // picture's own colour matrix and range.
 #ifndef QOLM_MEDIA_FFMPEG_PICTURE_CONVERTER_H_
 #define QOLM_MEDIA_FFMPEG_PICTURE_CONVERTER_H_
@@ -16,15 +16,14 @@ namespace qolm::media::ffmpeg {
 
 class PictureConverter {
  public:
-  // Pictures of another size than this are scaled to it, between black bars where
-  // their shape is another one.
+  // Pictures of other sizes are scaled to this one, with black bars if their aspect ratio
+  // differs.
   PictureConverter(int width, int height) : width_(width), height_(height), pool_(width, height) {}
 
   // Without a number. Null when the picture cannot be converted.
   [[nodiscard]] std::unique_ptr<Picture> Convert(std::shared_ptr<const AVFrame> frame);
 
-  // True when both frames convert to the same pixels, as one can tell from
-  // their samples alone.
+  // True when both frames have equal samples and so convert to the same pixels.
   bool SameSamples(const AVFrame& a, const AVFrame& b) const;
 
  private:
@@ -48,10 +47,10 @@ class PictureConverter {
   int width_;
   int height_;
   PicturePool pool_;
-  std::optional<Input> scaler_input_;  // what the scaler is set up for
+  std::optional<Input> scaler_input_;  // what the scaler is configured for
   Scaler scaler_;
-  // Where YUV goes on its way: the scaler has wide code for planes of G, B, R
-  // and only scalar code for packed pixels. Null while the input is RGB.
+  // Intermediate for YUV: the scaler has vector code for planes of G, B, R and only scalar
+  // code for packed pixels. Null while the input is RGB.
   Frame planes_;
 };
 

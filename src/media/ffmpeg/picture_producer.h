@@ -40,7 +40,7 @@ class PictureProducer {
   // Nothing at the end of the stream.
   std::optional<TimedPicture> Next();
 
-  // What the user should know about the first picture, one phrase each.
+  // Notices for the user about the first picture, one phrase each.
   std::vector<std::string> notices() const { return notices_; }
 
   // Up to the end, once it is reached.
@@ -52,8 +52,8 @@ class PictureProducer {
   int width() const { return width_; }    // pixels, as shown
   int height() const { return height_; }  // pixels, as shown
   const std::optional<Ratio>& frame_rate() const { return timing_.rate; }
-  // 100-nanosecond units. At the end it is the length of what came, if another stream
-  // is seen to be what the declared length tells of.
+  // 100-nanosecond units. At the end it is the length delivered, if the declared one proves
+  // to be another stream's.
   std::optional<int64_t> duration() const;
 
  private:
@@ -74,11 +74,11 @@ class PictureProducer {
   bool decoder_ended_ = false;
   Frame first_frame_;
   std::vector<std::string> notices_;
-  Frame frame_behind_;  // looked at ahead of its turn
+  Frame frame_behind_;  // decoded ahead for its timestamp
   int width_ = 0;
   int height_ = 0;
   std::optional<PictureConverter> converter_;
-  std::shared_ptr<const AVFrame> converted_frame_;  // the one before, and what became of it
+  std::shared_ptr<const AVFrame> converted_frame_;  // the previous one and its conversion
   std::shared_ptr<const Picture> converted_picture_;
   std::shared_ptr<const Picture> last_picture_;
   int64_t last_duration_ = 0;  // of the last picture, in the stream's time base

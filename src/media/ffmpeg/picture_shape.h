@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The size at which a stored picture is to be seen: the pixels of some sources are
-// wider or taller than they are high or wide.
+// The display size of a stored picture, whose pixels may not be square.
 #ifndef QOLM_MEDIA_FFMPEG_PICTURE_SHAPE_H_
 #define QOLM_MEDIA_FFMPEG_PICTURE_SHAPE_H_
 
@@ -12,20 +11,20 @@ namespace qolm::media::ffmpeg {
 struct PictureShape {
   int width = 0;   // of square pixels
   int height = 0;  // of square pixels
-  // The pixels are not square, and the picture keeps its stored size all the same.
+  // The pixels are not square, but the picture keeps its stored size.
   bool left_as_stored = false;
 
   friend bool operator==(const PictureShape&, const PictureShape&) = default;
 };
 
-// The side that the pixels squeeze is enlarged, so that no detail is lost. Left as
-// stored are ratios up to 1.1, whose correction would cost more sharpness than its
-// shape is worth, ratios above 4, which are damage, and what would be larger than a
-// picture may be. Ratios within 1 % of square are square.
+// The side that the pixels compress is enlarged, so that no detail is lost. Ratios up to
+// 1.1, whose correction would cost more sharpness than it gains, ratios above 4, which are
+// damage, and results beyond the size limit are left as stored. Ratios within 1 % of
+// square count as square.
 PictureShape ShapeOf(const AVFrame& frame);
 
-// Where a picture goes that keeps its shape in a frame of another one: in the middle,
-// as large as it can be. A bar narrower than a fiftieth of its side is none.
+// The area of a picture that keeps its aspect ratio in a frame of another one: centred, as
+// large as possible. Bars narrower than a fiftieth of the side are left out.
 struct PicturePlace {
   int left = 0;
   int top = 0;

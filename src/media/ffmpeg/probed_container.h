@@ -2,10 +2,10 @@
 //
 // A container with the streams that its header names or that probing finds.
 //
-// Some containers (MPEG programs and transport streams, FLV) name their streams only
-// as their packets come, and a probe ends after 5 MB or a few seconds. Where it ends
-// without a picture or without sound, the file is searched for the first packet of
-// that kind, and probed again as far as there.
+// Some containers (MPEG programs and transport streams, FLV) declare streams only by their
+// packets, and a probe ends after 5 MB or a few seconds. If it ends without a picture or
+// without audio, the file is searched for the first packet of that kind and probed again up
+// to there.
 #ifndef QOLM_MEDIA_FFMPEG_PROBED_CONTAINER_H_
 #define QOLM_MEDIA_FFMPEG_PROBED_CONTAINER_H_
 
@@ -18,7 +18,7 @@
 
 namespace qolm::media::ffmpeg {
 
-// No more of a file is read ahead of decoding it.
+// The most that is read of a file before decoding.
 constexpr int64_t kMostBytesAhead = int64_t{64} << 20;
 
 struct ProbedContainer {
@@ -26,7 +26,7 @@ struct ProbedContainer {
   bool search_ended() const { return searched >= kMostBytesAhead; }
 
   FormatContext format;  // null, with a reason, when the file cannot be opened
-  int probe_result = 0;  // negative when probing failed
+  int probe_result = 0;  // negative on failure
   int64_t searched = 0;  // bytes; none where nothing was missing
 };
 
@@ -34,10 +34,10 @@ struct ProbedContainer {
 ProbedContainer OpenProbed(const std::filesystem::path& path, const StopSignal& stop,
                            std::string& failure_reason);
 
-// Probes an opened container as far as another one of the same file was.
+// Probes an open container as far as another one of the same file was.
 [[nodiscard]] bool ProbeAlike(AVFormatContext& format, const AVFormatContext& other);
 
-// Whether it was probed further than usual, and so many packets are in memory.
+// Whether it was probed further than usual, so that many packets are in memory.
 bool IsProbedFurther(const AVFormatContext& format);
 
 // So far. 0 for a playlist, whose files are opened elsewhere.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Runs a producer in a thread of its own, a few pictures ahead of their reader.
+// Runs a producer in its own thread, a few pictures ahead of the reader.
 #ifndef QOLM_MEDIA_FFMPEG_READ_AHEAD_H_
 #define QOLM_MEDIA_FFMPEG_READ_AHEAD_H_
 
@@ -21,14 +21,14 @@ class ReadAhead {
  public:
   // `producer` and `stop` outlive this object; `stop` makes the producer's
   // calls end early and is set on destruction. Throws std::system_error when no
-  // thread can be had.
+  // thread can be started.
   ReadAhead(PictureProducer& producer, StopSignal& stop);
   ~ReadAhead();
   ReadAhead(const ReadAhead&) = delete;
   ReadAhead& operator=(const ReadAhead&) = delete;
 
-  // Waits for the next picture. Nothing at the end. What the producer has
-  // thrown is thrown here, behind the pictures that it made before.
+  // Waits for the next picture. Nothing at the end. Exceptions of the producer are
+  // rethrown here, after the pictures that it made before.
   std::optional<TimedPicture> Next();
 
  private:

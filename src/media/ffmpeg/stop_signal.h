@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Makes a reader's calls end early: because its owner is done with it, or because
-// the run is interrupted.
+// Ends a reader's calls early: because its owner no longer needs it, or because the run is
+// interrupted.
 #ifndef QOLM_MEDIA_FFMPEG_STOP_SIGNAL_H_
 #define QOLM_MEDIA_FFMPEG_STOP_SIGNAL_H_
 
@@ -13,7 +13,7 @@ namespace qolm::media::ffmpeg {
 
 class StopSignal {
  public:
-  // `interrupted` is asked on any thread, often, and must not throw.
+  // `interrupted` is polled often, on any thread, and must not throw.
   explicit StopSignal(std::function<bool()> interrupted) : interrupted_(std::move(interrupted)) {}
   StopSignal(const StopSignal&) = delete;
   StopSignal& operator=(const StopSignal&) = delete;

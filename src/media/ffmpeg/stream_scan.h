@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// A look at a file's packets ahead of decoding: their timestamps tell a
-// constant rate from a variable one and the exact number of pictures, which
-// headers and a probe of the first seconds often do not.
+// Scans a file's packets before decoding: their timestamps distinguish a constant rate from
+// a variable one and give the exact number of pictures, which headers and a probe of the
+// first seconds often do not.
 //
-// Where the container declares clearly more than its packets hold, the file is cut
-// off, and the declared number of pictures is the expected one. "Clearly" is more
-// than declared lengths are rounded by; and what the file as a whole declares counts
-// only where none of its streams reaches so far, since sound may outlast the picture.
+// Where the container declares clearly more than its packets hold, the file is truncated
+// and the declared number of pictures is expected. "Clearly" means beyond the rounding of
+// declared lengths; and the length of the whole file counts only where none of its streams
+// reaches it, since audio may outlast the picture.
 #ifndef QOLM_MEDIA_FFMPEG_STREAM_SCAN_H_
 #define QOLM_MEDIA_FFMPEG_STREAM_SCAN_H_
 
@@ -29,14 +29,14 @@ struct StreamTiming {
     int64_t unseen_slots = 0;  // of those expected, that lie before it
   };
 
-  std::optional<Ratio> rate;             // frames a second; nothing when nothing tells it
-  FileClock clock{false, std::nullopt};  // covered as far as the scan came
+  std::optional<Ratio> rate;             // frames a second; nothing if unknown
+  FileClock clock{false, std::nullopt};  // covered as far as the scan read
   std::optional<int64_t> slots;          // frames that the stream is expected to fill
-  // The expected frames come from a length that another stream may have: no more
-  // than delivered are missing when that stream reaches it.
+  // The expected frames derive from a length that may be another stream's: none are
+  // missing if that stream reaches it.
   bool slots_of_any_stream = false;
-  // What the first picture tells of them: in a recording that was cut, those before the
-  // first key frame cannot be decoded.
+  // Corrected by the first picture: in a recording that was cut, those before the first
+  // key frame cannot be decoded.
   std::vector<Start> starts;
 };
 

@@ -17,13 +17,13 @@
 
 namespace qolm::media::ffmpeg {
 
-// What a sample adds to a colour: the factors times 8192.
+// The contribution of a sample to a colour: factors times 8192.
 struct YuvWeights {
   int16_t black = 0;  // the luma sample of black, no factor
   int16_t luma = 0;
   int16_t red_from_cr = 0;
-  int16_t green_from_cb = 0;  // taken away
-  int16_t green_from_cr = 0;  // taken away
+  int16_t green_from_cb = 0;  // subtracted
+  int16_t green_from_cr = 0;  // subtracted
   int16_t blue_from_cb = 0;
 };
 
@@ -36,7 +36,7 @@ struct YuvKernels {
   // its four pixels: writes 16 times the value at each of `width` (at least 1)
   // pixels of a row, bilinear between the chroma rows `near` and `far`, which
   // counts a quarter. Both hold (width + 1) / 2 samples; the first and the last
-  // stand for those beyond. With the same row twice it is chroma of full height.
+  // are extended outward. With the same row twice it is chroma of full height.
   void (*widen_halved_chroma)(const uint8_t* near, const uint8_t* far, size_t width,
                               uint16_t* chroma);
 

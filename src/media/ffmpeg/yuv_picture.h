@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A decoded picture of a common YUV format, whose pixels are made where they are
-// wanted.
+// A decoded picture of a common YUV format, converted to pixels on demand.
 #ifndef QOLM_MEDIA_FFMPEG_YUV_PICTURE_H_
 #define QOLM_MEDIA_FFMPEG_YUV_PICTURE_H_
 
@@ -17,10 +16,10 @@ namespace qolm::media::ffmpeg {
 class YuvPicture {
  public:
   // 8-bit planes whose chroma is halved in both directions, in width or not at all;
-  // the formats that imply a range are meant by their plain names.
+  // formats that imply a range count as their plain equivalents.
   static bool IsOffered(AVPixelFormat format);
 
-  // `format` is the frame's, which shall be offered.
+  // `format` is the frame's and must be supported.
   YuvPicture(std::shared_ptr<const AVFrame> frame, AVPixelFormat format, const YuvWeights& weights)
       : frame_(std::move(frame)), format_(format), weights_(weights) {}
 
