@@ -20,8 +20,8 @@ uint32_t FrameOfTile(uint32_t tile, uint32_t tiles, uint32_t frames);
 class ContactSheet {
  public:
   // Tiles fit the frame size given, scaled so that the sheet is at most about
-  // 1600 pixels wide, and never enlarged. The sheet starts out dark grey, and
-  // tiles whose frames are damaged stay so.
+  // 1600 pixels wide, and never enlarged. The background is dark grey, as
+  // are the tiles of damaged frames.
   ContactSheet(const SheetLayout& layout, uint32_t frame_width, uint32_t frame_height);
 
   uint32_t tiles() const { return layout_.columns * layout_.rows; }

@@ -40,7 +40,7 @@ ExportResult TargetFailure(const ExportOptions& options, const OutputTarget& tar
               target.error().message()};
 }
 
-// Why nothing can be exported to the output, with its name; empty when something can.
+// Why the output cannot be written, with its name; empty when it can.
 std::string OutputProblem(const ExportOptions& options, const OutputTarget& target) {
   if (options.to_standard_output) {
     return platform::StandardOutputIsTerminal()
@@ -68,7 +68,7 @@ ExportResult ExportFile(const ExportOptions& options) {
   if (std::string problem = OutputProblem(options, target); !problem.empty()) {
     return {false, {}, std::move(problem)};
   }
-  // Only a contact sheet seeks, and only forward, so nothing need be kept.
+  // Only a contact sheet seeks, and only forward, so no frames need caching.
   decoder::FrameDecoder decoder(reader, video::PixelOrder::kRgba, 0);
   ExportJob job = {options.form, options.choice, reader, decoder, target};
   const auto* const exporter =

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Turns one container file into the output that the options ask for. Prints
-// nothing; what to tell the user is in the result.
+// Exports one container file as the options request. Prints nothing; the result holds the
+// messages.
 #ifndef QOLM_EXPORT_EXPORT_FILE_H_
 #define QOLM_EXPORT_EXPORT_FILE_H_
 
@@ -16,8 +16,8 @@ struct ExportResult {
   // What was written, for one line; empty when nothing was. A damaged file
   // gives both a summary of what was saved and a problem.
   std::string summary;
-  // Path and reason, for one error line. Empty after a success, and when the
-  // reader of a pipe has gone, which needs no words.
+  // Path and reason, for one error line. Empty after a success, and when the reader closed
+  // the pipe, which needs no message.
   std::string problem;
 };
 

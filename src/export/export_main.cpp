@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// qolm2_export: shows what a container file holds, in forms that other
-// programs read. All of its messages but the help go to standard error, since
-// standard output may carry the pictures.
+// qolm2_export: converts a container file to formats that other programs read. All messages
+// except the help go to standard error, since standard output may carry the pictures.
 #include <cerrno>
 #include <exception>
 #include <iostream>
@@ -28,7 +27,7 @@ using qolm::exporter::ExportOptions;
 using qolm::exporter::ExportResult;
 using qolm::exporter::OptionsProblem;
 
-// One line, whatever names it holds.
+// One line; control characters of names are escaped.
 std::string ErrorLine(std::string_view message) {
   return "[-] Error: " + qolm::Printable(message) + "\n";
 }
@@ -55,8 +54,7 @@ int Run(std::span<const std::string> arguments) {
   if (options->help) return Print(qolm::exporter::UsageText());
   if (options->version) return Print(qolm::exporter::VersionText());
   const ExportResult result = qolm::exporter::ExportFile(*options);
-  // One line, which is made before any of it is printed: there may be no memory to
-  // make it.
+  // Composed before any of it is printed, since memory may run out.
   std::string report;
   if (!result.summary.empty() && !options->to_standard_output) {
     report = qolm::BytesFromPath(options->output) + ": " + result.summary;

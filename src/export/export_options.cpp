@@ -116,7 +116,7 @@ constexpr std::string_view kUsageWithoutMedia =
 // Splits the arguments into options and the two paths.
 bool SplitArguments(std::span<const std::string> arguments, ExportOptions& options, bool& wants_y4m,
                     std::vector<std::string>& paths, OptionsProblem& problem) {
-  // A file may be called "help", but never stands alone.
+  // A file may be called "help", but a single argument is never a file.
   if (arguments.size() == 1 && arguments[0] == "help") {
     options.help = true;
     return true;

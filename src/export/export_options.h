@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the command line of the export program asks for.
+// The options of the export program.
 #ifndef QOLM_EXPORT_EXPORT_OPTIONS_H_
 #define QOLM_EXPORT_EXPORT_OPTIONS_H_
 
@@ -35,7 +35,7 @@ struct ExportOptions {
   std::filesystem::path output;
   bool to_standard_output = false;
   Form form = Form::kY4m;
-  bool overwrite = false;  // replaces even a file that is not of the form
+  bool overwrite = false;  // replaces even a file of another form
   PictureChoice choice;
 };
 
@@ -47,11 +47,11 @@ std::string_view VersionText();
 
 struct OptionsProblem {
   std::string text;         // a phrase without a full stop
-  bool needs_usage = true;  // so that the usage would help
+  bool needs_usage = true;  // whether to refer to the usage text
 };
 
-// `arguments` do not hold the program's name. Nothing when they are wrong, with
-// the reason in `problem`.
+// `arguments` exclude the program's name. Nothing when they are invalid, with the reason in
+// `problem`.
 std::optional<ExportOptions> ParseExportOptions(std::span<const std::string> arguments,
                                                 OptionsProblem& problem);
 

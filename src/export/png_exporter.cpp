@@ -22,14 +22,14 @@ std::string RateText(const container::FileHeader& header) {
   return std::to_string(header.fps_num) + "/" + std::to_string(header.fps_den) + " a second";
 }
 
-// Frames that the file can deliver if nothing in it is damaged.
+// The number of frames of the file if nothing in it is damaged.
 uint32_t FramesToExpect(const container::ContainerReader& reader) {
   uint64_t frames = 0;
   container::RecordHeaderWalk walk = reader.record_headers();
   container::RecordHeader header;
   for (const uint64_t offset : reader.index()) {
     if (!walk.read(offset, header)) break;
-    // A run of no frames still shows the one that its record stands for.
+    // A run of no frames still shows one frame.
     const bool empty_run = header.type == container::RecordType::kRepeatRun && header.count == 0;
     frames += empty_run ? 1 : container::frames_in_record(header);
   }
@@ -51,7 +51,7 @@ ExportOutcome WritePicture(const RgbaPicture& picture, std::string summary, Outp
 int64_t ChosenFrame(const PictureChoice& choice, const container::FileHeader& header) {
   if (!choice.seconds) return choice.frame.value_or(0);
   if (header.fps_num == 0 || header.fps_den == 0) return -1;
-  // A time that names a frame's start exactly must not fall short of it by rounding.
+  // Rounding must not move a frame's exact start time before it.
   const double frames = *choice.seconds * header.fps_num / header.fps_den + 1e-6;
   return frames < 1e15 ? static_cast<int64_t>(frames) : std::numeric_limits<int64_t>::max();
 }
@@ -92,7 +92,7 @@ ExportOutcome ExportSheet(ExportJob& job) {
     if (!job.decoder.seek_to_frame(static_cast<int32_t>(wanted)) ||
         !job.decoder.next_frame(frame)) {
       damage = DamageText(job.reader, job.decoder.stream_end(), job.decoder.frames_delivered());
-      continue;  // the tile stays empty; a later key frame may still be sound
+      continue;  // the tile stays empty; a later key frame may be intact
     }
     if (frame.width != job.reader.header().width || frame.height != job.reader.header().height) {
       damage = "frame " + std::to_string(wanted) + " has another size than the file";

@@ -9,8 +9,8 @@
 
 namespace {
 
-// For the library below, which frees what it gets. Rows come as differences,
-// which deflate shorter with a strategy of their own.
+// Called by the library below, which frees the result. Rows are filtered, for which deflate
+// has a strategy of its own.
 unsigned char* DeflateForPng(unsigned char* data, int bytes, int* compressed_bytes, int level) {
   constexpr int kWindowBits = 15;
   constexpr int kMemoryLevel = 9;
@@ -70,8 +70,8 @@ struct FreeMemory {
 }  // namespace
 
 bool EncodePng(const RgbaPicture& picture, std::vector<uint8_t>& png, std::string& problem) {
-  // The library counts in int: each row with one byte more, then the whole
-  // stream with what incompressible bytes add to it.
+  // The library counts in int: rows of one more byte each, then the whole stream with the
+  // overhead of incompressible bytes.
   const uint64_t row_bytes = uint64_t{picture.width} * kChannels + 1;
   if (picture.width == 0 || picture.height == 0 ||
       row_bytes > (uint64_t{INT_MAX} - (1 << 24)) / picture.height) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Where pictures and sound lie against each other, in exact whole numbers, so
-// that no rounding adds up however long the file is.
+// Positions of audio relative to pictures in exact integers, so that no rounding error
+// accumulates.
 #ifndef QOLM_EXPORT_TIMELINE_H_
 #define QOLM_EXPORT_TIMELINE_H_
 
@@ -18,7 +18,7 @@ struct FrameRate {
 
 // The last sample, counted per channel, that starts no later than frame `frame`
 // does: floor(frame * sample_rate * denominator / numerator). A position beyond
-// 64 bits comes back as the largest number.
+// 64 bits returns the largest number.
 inline uint64_t SampleAtFrame(uint32_t frame, const FrameRate& rate, uint32_t sample_rate) {
   const uint64_t scaled = uint64_t{frame} * rate.denominator;
   const uint64_t seconds = scaled / rate.numerator;

@@ -24,12 +24,12 @@ namespace {
 constexpr const char* kOutOfMemory = "out of memory";
 constexpr uint32_t kRateWhenUnasked = 44100;  // Hz
 constexpr int32_t kHighestRate = 768000;      // Hz; what exists, and a bound on memory
-// Blocks of 64 MiB go back to the system one by one, where allocators keep smaller ones.
+// Blocks of 64 MiB are returned to the system singly; allocators keep smaller ones.
 constexpr size_t kBlockValues = size_t{1} << 25;
 
-// Samples of a number unknown until the last. Blocks spare the copies, and with
-// them the second and third track in memory, that one growing vector makes. The
-// first block does grow, so that a short track takes no more than it needs.
+// Collects samples whose number is unknown until the end. Blocks avoid the copies of the
+// whole track that one growing vector would make. The first block grows, so that a short
+// track takes no more memory than it needs.
 class SampleCollector {
  public:
   void Append(const uint8_t* bytes, size_t length) {
@@ -50,7 +50,7 @@ class SampleCollector {
     }
   }
 
-  // Each block is freed once its values have moved on.
+  // Each block is freed once its values are copied.
   std::vector<int16_t> Take() {
     size_t values = 0;
     for (const auto& block : blocks_) values += block.size();
@@ -71,8 +71,8 @@ int16_t ClampToInt16(double value) {
                                          double{std::numeric_limits<int16_t>::max()}));
 }
 
-// Only mono and stereo are turned into each other. More channels than these
-// keep their samples, whatever they are labelled with.
+// Only mono and stereo are converted into each other. The samples of more channels are
+// kept, whatever their labels.
 void ConvertChannels(uint32_t from, uint32_t to, std::vector<int16_t>& samples) {
   if (from == 2 && to == 1) {
     const size_t frames = samples.size() / 2;
@@ -119,7 +119,7 @@ std::vector<int16_t> Resample(const std::vector<int16_t>& samples, size_t channe
   return output;
 }
 
-// The type that the reader will deliver; nothing when it is of no use.
+// The type that the reader will deliver; nothing when it is unusable.
 struct DeliveredType {
   uint32_t channels = 0;
   uint32_t sample_rate = 0;
@@ -139,7 +139,7 @@ std::optional<DeliveredType> Negotiate(AudioReader& reader, uint32_t channels, u
   return delivered;
 }
 
-// Nothing when `stop` said so. Up to a read that fails, which leaves its reason.
+// Nothing when `stop` returned true. Ends at a failed read, whose reason is kept.
 std::vector<int16_t> ReadSamples(AudioReader& reader, const DeliveredType& type,
                                  const std::function<bool()>& stop,
                                  const std::function<void(double)>& progress,

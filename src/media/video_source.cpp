@@ -15,8 +15,8 @@ namespace {
 
 constexpr size_t kBytesPerPixel = 4;
 
-// B, G, R, X to R, G, B, 255. Whole 32-bit words let the compiler work on a
-// vector of pixels at a time; the copies stand for unaligned loads and stores.
+// B, G, R, X to R, G, B, 255. Whole 32-bit words let the compiler vectorise the loop; the
+// copies are unaligned loads and stores.
 void ConvertRow(const uint8_t* bgrx, uint8_t* rgba, size_t pixels) {
   for (size_t i = 0; i < pixels; ++i) {
     uint32_t word;
@@ -37,7 +37,7 @@ int32_t SaturateToInt32(int64_t value) {
                                                   std::numeric_limits<int32_t>::max()));
 }
 
-// Gives the buffer back on every path out of a scope.
+// Runs an action at the end of a scope.
 template <typename Action>
 class OnExit {
  public:
@@ -91,8 +91,8 @@ bool VideoSource::Open(const std::filesystem::path& path) {
   if (reader_ == nullptr) reader_ = framework_->Open(absolute_path, std::nullopt);
   if (reader_ == nullptr) return Fail(framework_->failure_reason(), "the file cannot be opened");
 
-  // A refused selection is no failure by itself: without a video stream the
-  // output type is refused too.
+  // A refused selection alone is not a failure: without a video stream the output type is
+  // refused too.
   const bool deselected = reader_->SetStreamSelection(VideoReader::Streams::kAll, false);
   const bool selected = reader_->SetStreamSelection(VideoReader::Streams::kFirstVideo, true);
   if (!reader_->SetOutputRgb32()) {
@@ -135,7 +135,7 @@ void VideoSource::ReadDuration() {
   }
 }
 
-// The distance of the rows in a linear buffer of `length` bytes.
+// The stride of a linear buffer of `length` bytes.
 size_t VideoSource::RowStride(size_t length) const {
   return FindRowGrid(length, static_cast<size_t>(width_) * kBytesPerPixel,
                      static_cast<size_t>(height_), static_cast<size_t>(std::max(stride_, 0)))
@@ -156,7 +156,7 @@ bool VideoSource::ReadNextFrame(VideoFrame& frame) {
   const uint64_t picture_number = result.sample->picture_number();
   const size_t row_bytes = static_cast<size_t>(width_) * kBytesPerPixel;
   const size_t height = static_cast<size_t>(height_);
-  // A frame whose pixels were moved elsewhere has its number still.
+  // A frame whose pixels were moved away still has its number.
   if (picture_number != 0 && picture_number == frame.picture_number &&
       frame.pixels.size() == row_bytes * height) {
     frame.timestamp = result.timestamp;
@@ -202,7 +202,7 @@ bool VideoSource::ReadNextFrame(VideoFrame& frame) {
   const size_t length = bytes->current_length;
   const size_t stride = RowStride(length);
   for (size_t y = 0; y < height; ++y) {
-    // Pixels past the end of a short buffer keep the previous picture's bytes.
+    // Pixels beyond the end of a short buffer keep the previous picture's bytes.
     if (y > length / stride) break;
     const size_t available = std::min(length - y * stride, row_bytes);
     ConvertRow(bytes->data + y * stride, pixels + y * row_bytes, available / kBytesPerPixel);

@@ -33,7 +33,7 @@ std::vector<const AVCodec*> Candidates(Form form) {
   return candidates;
 }
 
-// The wanted rate where the encoder has it, else the next above, else its highest.
+// The requested rate if the encoder supports it, else the next higher, else its highest.
 int RateOf(const AVCodec& encoder, int wanted) {
   if (encoder.supported_samplerates == nullptr) return wanted;
   int above = 0;
@@ -106,7 +106,7 @@ int AudioEncoder::queue_rest() {
   return convert(nullptr, 0);
 }
 
-// Without samples the resampler gives what it has held back.
+// Without samples it flushes the resampler.
 int AudioEncoder::convert(const uint8_t* samples, int count) {
   const int room = swr_get_out_samples(resampler_.get(), count);
   if (room <= 0) return room;

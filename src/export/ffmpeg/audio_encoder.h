@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Sound into the packets of one audio stream.
+// Encodes audio into the packets of one stream.
 #ifndef QOLM_EXPORT_FFMPEG_AUDIO_ENCODER_H_
 #define QOLM_EXPORT_FFMPEG_AUDIO_ENCODER_H_
 
@@ -15,23 +15,22 @@ namespace qolm::exporter::ffmpeg {
 
 class AudioEncoder {
  public:
-  // A libav error code, or 0. `global_header` is what the file's form wants.
+  // A libav error code, or 0. `global_header` as the container format requires.
   [[nodiscard]] int open(const MediaDescription& description, bool global_header);
 
   // Packets of this encoder count samples of the codec's own rate in their
   // timestamps. AAC knows only some rates; others are resampled to the next.
   AVCodecContext& codec() { return *codec_; }
 
-  // Samples per channel that make one packet, and how many a queue() takes best.
+  // Samples per channel of one packet, and the preferred number for queue().
   int packet_samples() const { return packet_samples_; }
 
-  // Takes samples in, channels interleaved; a libav error code, or 0.
+  // Queues samples, channels interleaved; a libav error code, or 0.
   [[nodiscard]] int queue(std::span<const int16_t> samples);
-  // No more samples come: what the resampler holds back is queued too.
+  // Ends the samples: flushes the resampler into the queue.
   [[nodiscard]] int queue_rest();
 
-  // Whether send_packet can fill a packet; after queue_rest one that is partly
-  // filled counts.
+  // Whether send_packet can fill a packet; after queue_rest a partly filled one counts.
   bool has_packet() const;
   [[nodiscard]] int send_packet();
 

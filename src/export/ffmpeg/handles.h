@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Owners of libav objects.
+// Owning pointers to libav objects.
 #ifndef QOLM_EXPORT_FFMPEG_HANDLES_H_
 #define QOLM_EXPORT_FFMPEG_HANDLES_H_
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The one file that knows the file forms of libavformat.
+// The only file that uses the muxers of libavformat.
 #include "export/media_muxer.h"
 
 extern "C" {
@@ -84,8 +84,8 @@ class FfmpegMuxer : public MediaMuxer {
   AVStream* picture_stream_ = nullptr;
   AVStream* audio_stream_ = nullptr;  // null without sound
   AVRational frame_time_{1, 25};      // seconds per frame
-  // Only encoders that hold frames back mix up the order of the two streams;
-  // libavformat then keeps packets until they can go in order.
+  // Only encoders that delay frames change the order of the two streams; libavformat then
+  // buffers packets to interleave them.
   bool interleave_ = false;
   bool fragmented_ = false;
   bool failed_ = false;
@@ -153,14 +153,14 @@ int FfmpegMuxer::add_stream(const AVCodecContext& codec, AVStream*& stream) {
 }
 
 int FfmpegMuxer::write_header() {
-  // Each form drops what it has no field for; Matroska would name the tool itself.
+  // Formats ignore keys that they have no field for; Matroska would name the library.
   for (const char* const key : {"encoding_tool", "encoded_by"}) {
     if (const int result = av_dict_set(&format_->metadata, key, kProgramMark, 0); result < 0) {
       return result;
     }
   }
   Dictionary options;
-  // An MP4 file whose start cannot be written last carries its tables in pieces.
+  // An MP4 file whose start cannot be rewritten is fragmented.
   if (fragmented_) options.set("movflags", "frag_keyframe+delay_moov+default_base_moof");
   return avformat_write_header(format_.get(), options.get());
 }
@@ -178,7 +178,7 @@ int FfmpegMuxer::write_packets(AVCodecContext& codec, AVRational time_base,
                                     : av_write_frame(format_.get(), packet_.get());
     av_packet_unref(packet_.get());
     if (written < 0) return written;
-    // A form may take no notice of bytes that did not get out.
+    // Muxers may ignore write errors.
     if (bytes_->error < 0) return bytes_->error;
   }
 }

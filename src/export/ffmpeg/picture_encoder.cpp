@@ -44,8 +44,8 @@ std::vector<const AVCodec*> Candidates(Form form) {
   return candidates;
 }
 
-// MPEG-4 Part 2 counts at most 65535 ticks a second; what it stores there is
-// for nobody, since the file has its own clock.
+// MPEG-4 Part 2 counts at most 65535 ticks a second; players ignore that
+// value, since the container has its own clock.
 constexpr int kMpeg4LargestTicks = 65535;
 
 constexpr int kFfv1SmallestSlicedSide = 32;  // pixels
@@ -90,10 +90,10 @@ int PictureEncoder::try_open(const AVCodec* encoder, const MediaDescription& des
 
   Dictionary options;
   if (encoder->id == AV_CODEC_ID_FFV1) {
-    // Version 3 cuts pictures into slices, of which tiny ones leave some empty.
+    // Version 3 divides pictures into slices, some of which would be empty in tiny pictures.
     const bool sliced = std::min(codec_->width, codec_->height) >= kFfv1SmallestSlicedSide;
     codec_->level = sliced ? 3 : 1;
-    codec_->gop_size = 1;  // any frame can be sought
+    codec_->gop_size = 1;  // every frame is a key frame
     codec_->thread_type = FF_THREAD_SLICE;
     codec_->thread_count = 0;
   } else if (encoder->id == AV_CODEC_ID_H264) {

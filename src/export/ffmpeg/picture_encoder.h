@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Pictures into the packets of one video stream.
+// Encodes pictures into the packets of one stream.
 #ifndef QOLM_EXPORT_FFMPEG_PICTURE_ENCODER_H_
 #define QOLM_EXPORT_FFMPEG_PICTURE_ENCODER_H_
 
@@ -15,7 +15,7 @@ AVRational ToRational(const FrameRate& rate);
 
 class PictureEncoder {
  public:
-  // A libav error code, or 0. `global_header` is what the file's form wants.
+  // A libav error code, or 0. `global_header` as the container format requires.
   [[nodiscard]] int open(const MediaDescription& description, bool global_header);
 
   // Packets of this encoder count frames in their timestamps.

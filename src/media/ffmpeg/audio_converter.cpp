@@ -16,22 +16,22 @@ extern "C" {
 namespace qolm::media::ffmpeg {
 namespace {
 
-// 90 dB of rejection from the lower of the two Nyquist frequencies on, flat up
-// to nine tenths of it.
+// 90 dB stopband rejection from the lower of the two Nyquist frequencies on, flat up to nine
+// tenths of it.
 constexpr int kFilterTaps = 128;
 constexpr double kCutoff = 0.955;
 
-// ITU-R BS.775: centre and surround enter at -3 dB, the low-frequency channel
-// not at all.
+// ITU-R BS.775: centre and surround are mixed at -3 dB, the low-frequency channel is left
+// out.
 constexpr double kMinus3Decibels = 0.70710678118654752440;
 
-// Weights of the input channels, a row for each output channel. The library
-// fills as many rows and columns as it knows channels.
+// Weights of the input channels, a row for each output channel. The library fills a row and
+// a column for every channel that it knows.
 constexpr size_t kStride = 64;
 using Matrix = std::array<double, kStride * kStride>;
 
-// The loudest output channel gets a sum of 1: full scale stays full scale, and
-// what cannot clip does not lose level.
+// Normalised to a sum of 1 for the loudest output channel: full scale stays full scale
+// without clipping.
 void Normalise(Matrix& matrix, int outputs, int inputs) {
   double loudest = 0;
   for (int o = 0; o < outputs; ++o) {
@@ -45,7 +45,7 @@ void Normalise(Matrix& matrix, int outputs, int inputs) {
   for (double& coefficient : matrix) coefficient /= loudest;
 }
 
-// For layouts that nobody has defined a downmix for: alternately left and right.
+// For layouts without a defined downmix: alternately left and right.
 void Spread(Matrix& matrix, int outputs, int inputs) {
   for (int i = 0; i < inputs; ++i) {
     matrix[static_cast<size_t>(i % outputs) * kStride + static_cast<size_t>(i)] = 1;
@@ -83,7 +83,7 @@ bool AudioConverter::Open(const AVFrame& frame) {
   resampler_.reset();
   const int inputs = frame.ch_layout.nb_channels;
   if (!CanMix(inputs)) return false;
-  AVChannelLayout meaning{};  // what the channels stand for
+  AVChannelLayout meaning{};  // the meaning of the channels
   if (frame.ch_layout.order == AV_CHANNEL_ORDER_NATIVE) {
     av_channel_layout_from_mask(&meaning, frame.ch_layout.u.mask);
   } else if (frame.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC) {
@@ -91,7 +91,7 @@ bool AudioConverter::Open(const AVFrame& frame) {
   }
   AVChannelLayout output{};
   av_channel_layout_default(&output, channels_);
-  AVChannelLayout numbered{};  // any layout does, since the matrix says it all
+  AVChannelLayout numbered{};  // any layout works with a given matrix
   av_channel_layout_from_mask(&numbered, (uint64_t{1} << inputs) - 1);
 
   const Matrix matrix =

@@ -16,12 +16,12 @@
 namespace qolm::media::ffmpeg {
 namespace {
 
-// A slower clock is damage, and would blow a small file up to days of sound.
+// A slower clock is damage, and would inflate a small file to days of audio.
 constexpr int kLowestRate = 1000;
 constexpr double kLongestPacket = 10;  // seconds
 // As for pictures: an earlier timestamp than this restarts the clock.
 constexpr double kBackwardJump = 1;  // seconds
-// Between packets; timestamps are rounded, and some packets are longer than they say.
+// Between packets; timestamps are rounded, and some packets are longer than stated.
 constexpr double kSmallestHole = 0.02;  // seconds
 
 std::optional<double> ToSeconds(int64_t stated, AVRational stated_base) {
@@ -80,7 +80,7 @@ bool AudioDecoder::OpenCodec(std::string& failure_reason) {
   if (codec == nullptr) throw std::bad_alloc();
   if (avcodec_parameters_to_context(codec.get(), stream_->codecpar) < 0) return false;
   codec->pkt_timebase = stream_->time_base;
-  // Checksums of lossless sound can be trusted; others are often written wrong.
+  // Checksums of lossless codecs are reliable; others are often wrong.
   if (decoder->id == AV_CODEC_ID_FLAC) codec->err_recognition = AV_EF_CRCCHECK | AV_EF_EXPLODE;
   if (avcodec_open2(codec.get(), decoder, nullptr) < 0) return false;
   codec_ = std::move(codec);
@@ -108,14 +108,14 @@ std::optional<AudioPiece> AudioDecoder::Next() {
       if (draining_) return std::nullopt;
       AudioPiece damage = PieceOfDamage();
       if (damage.duration > 0) return damage;
-      // Only the first frame will show how long such packets are.
+      // The duration of such packets is known from the first frame on.
       if (last_frame_duration_ <= 0) ++unmeasured_damage_;
     }
   }
 }
 
-// Opus and Vorbis make something of any bytes, but what they write is never so long and
-// all zeros, even of silence.
+// Opus and Vorbis decode any bytes, but their encoders never write such long packets of
+// zeros, even for silence.
 bool AudioDecoder::IsOverwritten(const AVPacket& packet) const {
   constexpr int kLongestOfSilence = 16;  // bytes
   const AVCodecID codec = stream_->codecpar->codec_id;
@@ -124,8 +124,8 @@ bool AudioDecoder::IsOverwritten(const AVPacket& packet) const {
                                                         [](uint8_t byte) { return byte == 0; });
 }
 
-// The next packet of the stream, which stays in packet_ as long as the decoder
-// works on it; false at the end.
+// Reads the next packet of the stream into packet_, where it stays while it is decoded;
+// false at the end.
 bool AudioDecoder::ReadPacket() {
   decoded_of_packet_ = 0;
   while (true) {
@@ -143,7 +143,7 @@ bool AudioDecoder::ReadPacket() {
   }
 }
 
-// Looks for a restart of the picture's clock, by the times of decoding, which ascend.
+// Detects a restart of the picture's clock by decoding times, which ascend.
 void AudioDecoder::NotePicture() {
   const auto time = ToSeconds(packet_->dts, format_->streams[packet_->stream_index]->time_base);
   picture_followed_ = picture_followed_ || last_frame_duration_ > 0;
@@ -153,7 +153,7 @@ void AudioDecoder::NotePicture() {
   picture_time_ = time;
 }
 
-// The demuxer passes over sound whose packets are damaged, and the timestamps go on.
+// The demuxer skips audio whose packets are damaged, and the timestamps continue.
 void AudioDecoder::NoteHole() {
   const auto time = ToSeconds(packet_->pts, stream_->time_base);
   if (!time) return;

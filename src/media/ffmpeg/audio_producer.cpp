@@ -11,12 +11,11 @@
 namespace qolm::media::ffmpeg {
 namespace {
 
-// A file holds no more values of sound. Bounds what a small damaged one can be blown
-// up to.
+// The most audio values of a QOLM file; bounds the inflation of small damaged sources.
 constexpr double kMostValues = std::numeric_limits<int32_t>::max();
-constexpr size_t kMostAhead = 128;        // pieces that wait for a picture
+constexpr size_t kMostAhead = 128;        // pieces queued for a picture
 constexpr int64_t kSilentFrames = 65536;  // delivered at once
-// Less of it at either end of the track is no sign of damage.
+// Shorter errors at either end of the track do not count as damage.
 constexpr double kLeastDamageAtAnEnd = 0.5;  // seconds
 
 }  // namespace
@@ -55,8 +54,8 @@ std::optional<std::vector<int16_t>> AudioProducer::Next() {
   }
 }
 
-// Also looks far enough ahead to know that there is anything to be heard, and at first
-// whether the picture's clock restarts where the sound begins.
+// Also decodes far enough ahead to know whether there is any audio, and at first whether
+// the picture's clock restarts where the audio begins.
 void AudioProducer::FillQueue() {
   const auto is_short = [this] {
     return queue_.size() < AudioTimeline::kLookAhead ||
@@ -71,7 +70,7 @@ void AudioProducer::FillQueue() {
       continue;
     }
     decoder_ended_ = true;
-    // The codec fills its last packet up; the container tells how much is sound.
+    // The codec pads its last packet; the container states how much of it is audio.
     if (queue_.empty() || queue_.back().frame == nullptr) break;
     AudioPiece& last = queue_.back();
     if (last.excess <= decoder_.time_unit() || last.excess >= last.duration) break;
@@ -81,7 +80,7 @@ void AudioProducer::FillQueue() {
   }
 }
 
-// Seconds of silence due ahead of the queue; sets what is to be cut.
+// Seconds of silence to insert before the queue; sets the duration to cut.
 double AudioProducer::NextCorrection() {
   if (cut_left_ > 0) return 0;
   std::array<AudioTimeline::Piece, AudioTimeline::kLookAhead> upcoming;
@@ -123,13 +122,13 @@ void AudioProducer::Play(AudioPiece piece, std::vector<int16_t>& output) {
   InsertSilence(piece.duration - cut, output);
 }
 
-// The pending damage, of which less than `least` seconds are forgotten.
+// The pending damage; less than `least` seconds are ignored.
 void AudioProducer::CountDamage(double least) {
   const double seconds = std::exchange(damage_pending_, 0);
   if (seconds >= least) damaged_seconds_ += seconds;
 }
 
-// Ends the sound so far at exactly its length, then makes it longer.
+// Ends the audio so far at its exact length, then extends it.
 void AudioProducer::InsertSilence(double seconds, std::vector<int16_t>& output) {
   std::vector<int16_t> tail;
   converter_.Flush(tail);
@@ -144,8 +143,8 @@ void AudioProducer::InsertSilence(double seconds, std::vector<int16_t>& output) 
   silence_left_ = std::max<int64_t>(0, FramesDue() - frames_delivered_);
 }
 
-// The sample frames that make up the track so far. Taken from its whole length,
-// so that rounding never adds up.
+// The sample frames of the track so far, from its whole length, so that rounding does not
+// accumulate.
 int64_t AudioProducer::FramesDue() const { return std::llround(timeline_.position() * rate_); }
 
 std::vector<int16_t> AudioProducer::TakeSilence() {

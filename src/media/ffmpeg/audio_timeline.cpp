@@ -8,8 +8,7 @@
 namespace qolm::media::ffmpeg {
 namespace {
 
-// Less than the shortest packets that commonly get lost, more than the ear or
-// the eye notices.
+// Shorter than the packets that are commonly lost, longer than jitter.
 constexpr double kTolerance = 0.010;  // seconds, beyond the clock's own rounding
 // As for pictures: an earlier timestamp than this restarts the clock.
 constexpr double kBackwardJump = 1;  // seconds

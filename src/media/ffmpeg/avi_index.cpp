@@ -23,8 +23,8 @@ uint32_t LittleEndian32(const char* bytes) {
   return value;
 }
 
-// The entries of an index that ends with the file. The demuxer takes none whose positions
-// are wrong, as they are once bytes before it are gone.
+// The entries of an index at the end of the file. The demuxer discards one with wrong
+// positions, as when bytes before it were removed.
 int64_t EntriesAtEnd(const std::filesystem::path& path, int stream) {
   std::error_code error;
   const uint64_t length = std::filesystem::file_size(path, error);
@@ -46,7 +46,7 @@ int64_t EntriesAtEnd(const std::filesystem::path& path, int stream) {
     int64_t entries = 0;
     for (size_t i = left - size; i < left; i += kEntry) {
       const char* const entry = &*found + i;
-      // Of no bytes are those that only fill a place in time.
+      // Entries without bytes only repeat the picture before.
       entries += std::equal(number.begin(), number.end(), entry) && entry[2] == 'd' &&
                          LittleEndian32(entry + kSizeInEntry) > 0
                      ? 1

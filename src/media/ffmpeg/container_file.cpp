@@ -13,14 +13,14 @@ namespace {
 
 constexpr const char* kDamaged = "not a video file, or damaged";
 
-// Formats that hold no media but name other files, or run as a script.
+// Formats without media that refer to other files, or run as a script.
 constexpr std::array<std::string_view, 10> kPlaylists = {
     "avisynth", "concat", "dash", "hls", "imf", "rtsp", "sap", "sdp", "vapoursynth", "vobsub"};
-// This one would show any text file as a picture of its characters.
+// Renders any text file as a picture of its characters.
 constexpr std::string_view kTextAsPicture = "tty";
-// No protocol has this name, so that what opens files by itself opens none.
+// Not the name of any protocol, so that demuxers that open files themselves open none.
 constexpr const char* kNoProtocol = "none";
-// What fails as often as this without any progress does not get past the damage.
+// After this many errors without progress the rest is given up.
 constexpr int kErrorsInARow = 100;
 
 struct Opening {
@@ -29,8 +29,8 @@ struct Opening {
 
 int IsStopRequested(void* stop) { return static_cast<const StopSignal*>(stop)->IsSet() ? 1 : 0; }
 
-// Stands between the library and the file system. A playlist is known by its first
-// bytes, before any of what it names is looked for.
+// Intercepts the library's file access. A playlist is detected by its first bytes, before
+// anything it names is opened.
 int OpenThisFileOnly(AVFormatContext* format, AVIOContext** file, const char* url, int flags,
                      AVDictionary** options) {
   if (std::string_view(url) != format->url) return AVERROR(EPERM);
@@ -40,7 +40,7 @@ int OpenThisFileOnly(AVFormatContext* format, AVIOContext** file, const char* ur
   const AVInputFormat* kind = nullptr;
   const int probed = av_probe_input_buffer2(
       *file, &kind, url, nullptr, 0, static_cast<unsigned>(std::max(format->format_probesize, 0)));
-  if (probed < 0 || kind == nullptr) return result;  // opening will tell why
+  if (probed < 0 || kind == nullptr) return result;  // opening reports why
   opening->is_playlist =
       std::find(kPlaylists.begin(), kPlaylists.end(), kind->name) != kPlaylists.end();
   if (!opening->is_playlist) return result;
@@ -48,7 +48,7 @@ int OpenThisFileOnly(AVFormatContext* format, AVIOContext** file, const char* ur
   return AVERROR(EPERM);
 }
 
-// As far as a head may reach. What the system cannot read it cannot read again.
+// The farthest that a header may reach. A read error there would repeat.
 bool SystemCanRead(const std::filesystem::path& path) {
   constexpr int kChunks = 1024;
   std::array<char, 65536> chunk;
@@ -125,8 +125,8 @@ FormatContext OpenContainer(const std::filesystem::path& path, const StopSignal*
   Attempt attempt = Open(url, stop, 0);
   const bool is_cut = attempt.result == AVERROR_EOF || attempt.result == AVERROR_INVALIDDATA;
   if (is_cut && !attempt.is_playlist) {
-    // An MP4 file may end, or be damaged, within one of its fragments' tables, all of which
-    // are read ahead unless the index is to be ignored.
+    // An MP4 file may end, or be damaged, within the tables of a fragment, which are all
+    // read in advance unless the index is ignored.
     Attempt again = Open(url, stop, AVFMT_FLAG_IGNIDX);
     if (again.format != nullptr && std::strstr(again.format->iformat->name, "mp4") != nullptr) {
       attempt = std::move(again);
@@ -135,7 +135,7 @@ FormatContext OpenContainer(const std::filesystem::path& path, const StopSignal*
   if (attempt.is_playlist) {
     failure_reason = "a playlist, not the video itself";
   } else if (attempt.result < 0) {
-    // Some demuxers say of a file that ends within its head that it cannot be read.
+    // Some demuxers report a file that ends within its header as unreadable.
     const bool ends = attempt.result == AVERROR(EIO) && SystemCanRead(path);
     failure_reason = DescribeError(ends ? AVERROR_EOF : attempt.result);
   } else if (attempt.format->iformat->name == kTextAsPicture) {
@@ -155,7 +155,7 @@ int ReadPacketPastErrors(AVFormatContext& format, AVPacket& packet) {
 }
 
 std::string ReadFailure(const AVFormatContext& format) {
-  // A container's own parser may take what it cannot read for the end.
+  // A demuxer may treat a read error as the end.
   const int error = format.pb != nullptr ? format.pb->error : 0;
   return error < 0 && error != AVERROR_EOF && error != AVERROR_EXIT ? DescribeError(error) : "";
 }

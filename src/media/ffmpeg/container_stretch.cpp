@@ -22,8 +22,8 @@ namespace qolm::media::ffmpeg {
 namespace {
 
 constexpr size_t kPositions = 4;
-// In a NUT file: the heads of packets and what stands between them take less, and not
-// so much more than those before. Back goes only who looks for the next packet.
+// In a NUT file headers and other data between packets take less, and not much more than
+// between earlier ones. Positions go back only when the demuxer resynchronises.
 constexpr int64_t kLargeGap = 256;
 constexpr int64_t kFarLarger = 4;
 
@@ -47,11 +47,11 @@ uint32_t BigEndian32(const uint8_t* bytes) {
          static_cast<uint32_t>(bytes[2]) << 8 | static_cast<uint32_t>(bytes[3]);
 }
 
-// Each tag states its size, which stands behind it once more.
+// Each tag states its size, which is repeated behind it.
 bool FlvTagsLead(std::istream& file, int64_t from, int64_t to, bool each_gives_a_packet) {
   constexpr int64_t kHead = 11;
   constexpr int64_t kSizeBehind = 4;
-  constexpr std::array<int, 3> kTypes = {8, 9, 18};  // sound, picture, script
+  constexpr std::array<int, 3> kTypes = {8, 9, 18};  // audio, video, script
   for (int64_t tag = from; tag <= to;) {
     if (tag == to) return true;
     const auto head = ReadAt<4>(file, tag);
@@ -64,8 +64,8 @@ bool FlvTagsLead(std::istream& file, int64_t from, int64_t to, bool each_gives_a
   return false;
 }
 
-// Pages follow one another, those of each stream are numbered, and have a checksum,
-// without which the demuxer passes over them.
+// Pages are contiguous, numbered within their stream, and have a checksum; the demuxer
+// skips pages whose checksum is wrong.
 bool OggPagesLead(std::istream& file, int64_t from, int64_t to) {
   constexpr size_t kHead = 27;
   constexpr std::ptrdiff_t kChecksumOffset = 22;
@@ -98,8 +98,8 @@ bool OggPagesLead(std::istream& file, int64_t from, int64_t to) {
   return false;
 }
 
-// Packets have one size. All begin with data for error correction where the first does;
-// without it nothing tells them from damage.
+// Packets have one size. If the first begins with error correction data, all do; without
+// it they cannot be told from damage.
 bool AsfPacketsLead(std::istream& file, int64_t from, int64_t to, int64_t size) {
   constexpr std::array<uint8_t, 3> kCorrection = {0x82, 0, 0};
   if (size <= 0 || ReadAt<3>(file, from) != kCorrection) return true;

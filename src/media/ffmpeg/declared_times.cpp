@@ -13,7 +13,7 @@ extern "C" {
 namespace qolm::media::ffmpeg {
 namespace {
 
-// "HH:MM:SS.fraction", as Matroska's writers note the length of each track.
+// "HH:MM:SS.fraction", as Matroska muxers write the length of each track.
 std::optional<double> TaggedDuration(const AVStream& stream) {
   const AVDictionaryEntry* const entry = av_dict_get(stream.metadata, "DURATION", nullptr, 0);
   if (entry == nullptr) return std::nullopt;
@@ -26,12 +26,12 @@ bool IsKind(const AVFormatContext& format, const char* name) {
   return std::strcmp(format.iformat->name, name) == 0;
 }
 
-// Its header counts in units of the stream's clock, while the duration of a file that
-// is cut off is corrected by its size.
+// The header counts in units of the stream's clock, whereas libav corrects the duration of
+// a truncated file by its size.
 bool IsAvi(const AVFormatContext& format) { return IsKind(format, "avi"); }
 
-// Written through a pipe, the header of an AVI file keeps the number of frames that was
-// put there before any was known; the durations follow from it.
+// The header of an AVI file written through a pipe keeps a placeholder as the number of
+// frames; the durations follow from it.
 bool HasPlaceholderLength(const AVFormatContext& format) {
   constexpr int64_t kLeastPlaceholder = int64_t{1} << 30;
   return IsAvi(format) &&
@@ -39,14 +39,13 @@ bool HasPlaceholderLength(const AVFormatContext& format) {
                      [](const AVStream* stream) { return stream->nb_frames >= kLeastPlaceholder; });
 }
 
-// Lengths that were not read but estimated from the bit rate, or from the last
-// timestamps that were found, declare nothing.
+// Lengths estimated from the bit rate or the last timestamps are not declared.
 bool IsEstimated(const AVFormatContext& format) {
   return format.duration_estimation_method != AVFMT_DURATION_FROM_STREAM ||
          HasPlaceholderLength(format);
 }
 
-// Each stream is said to last as long as the file.
+// Each stream is declared to last as long as the file.
 bool IsAsf(const AVFormatContext& format) {
   return IsKind(format, "asf") || IsKind(format, "asf_o");
 }

@@ -16,12 +16,12 @@
 namespace qolm::media::ffmpeg {
 namespace {
 
-// What fails as often as this without any progress does not get past the damage.
+// After this many errors without progress the rest is given up.
 constexpr int kErrorsInARow = 100;
 constexpr size_t kPacketsBeforeABreak = 2;
 
-// What the container says holds before what the pictures say, which may change. A
-// container that says nothing has the value of the first ones.
+// The container takes precedence over the pictures, which may change. A container without
+// a value has that of the first ones.
 AVRational PixelShapeOf(const AVStream& stream, const AVFrame& frame) {
   const AVRational container = stream.sample_aspect_ratio;
   const AVRational coder = stream.codecpar->sample_aspect_ratio;
@@ -30,16 +30,16 @@ AVRational PixelShapeOf(const AVStream& stream, const AVFrame& frame) {
   return container_says ? container : frame.sample_aspect_ratio;
 }
 
-// These decoders repair a damaged picture, and note that they did, only after other
-// threads have begun to predict from it: what comes out, and how much is said to be
-// damaged, would change from run to run. One thread of them is far faster than encoding.
+// These decoders conceal damage, and flag it, only after other threads have begun to
+// predict from the picture: pictures and damage counts would differ from run to run. One
+// thread of them is far faster than encoding.
 bool RacesWhenDamaged(AVCodecID codec) {
   constexpr std::array<AVCodecID, 5> kCodecs = {
       AV_CODEC_ID_H264, AV_CODEC_ID_MPEG4, AV_CODEC_ID_VP8, AV_CODEC_ID_RV30, AV_CODEC_ID_RV40};
   return std::find(kCodecs.begin(), kCodecs.end(), codec) != kCodecs.end();
 }
 
-// The system's own words for what would otherwise surface as a parsing error.
+// The system's message for what would otherwise be reported as a parsing error.
 std::string DescribeUnreadablePath(const std::filesystem::path& path) {
   std::error_code error;
   const auto status = std::filesystem::status(path, error);
@@ -137,7 +137,7 @@ const AVFrame* Decoder::Next() {
     } else if (result == AVERROR_EOF) {
       return nullptr;
     } else {
-      ++errors;  // one damaged picture; what follows it may be sound
+      ++errors;  // one damaged picture; later ones may be intact
       CountDamage();
     }
   }
@@ -164,7 +164,7 @@ void Decoder::WatchForLosses(Ratio rate, FileClock clock) {
   }
 }
 
-// Hands the decoder one more packet, or tells it that there are none left.
+// Sends the decoder one more packet, or the end of the stream.
 bool Decoder::FeedDecoder() {
   if (!ReadPacket()) {
     CountSuspects(0);
@@ -175,7 +175,7 @@ bool Decoder::FeedDecoder() {
   key_frame_seen_ = key_frame_seen_ || (packet_->flags & AV_PKT_FLAG_KEY) != 0;
   --packets_to_come_;
   NotePacket(*packet_);
-  // A packet that the decoder refuses is damaged; the next may be sound.
+  // A packet that the decoder refuses is damaged; later ones may be intact.
   if (avcodec_send_packet(codec_.get(), packet_.get()) < 0) CountDamage();
   av_packet_unref(packet_.get());
   return true;
@@ -194,8 +194,8 @@ bool Decoder::ReadPacket() {
   return false;
 }
 
-// Looks for packets that the container knows to be damaged. Where recordings were
-// joined the break alone makes the last ones before it look so.
+// Records packets that the demuxer flags as damaged. Where recordings were joined, the
+// last ones before the join are flagged without being damaged.
 void Decoder::NotePacket(const AVPacket& packet) {
   const Ratio time_base = TimeBaseOf(stream_->time_base);
   if (const auto timestamp = TimestampOf(packet.dts, time_base)) {

@@ -22,9 +22,9 @@ namespace qolm::media::ffmpeg {
 namespace {
 
 constexpr uint32_t kBits = 16;
-constexpr uint32_t kLowestRate = 1000;     // Hz; a filter for less takes forever
+constexpr uint32_t kLowestRate = 1000;     // Hz; lower ones need huge filters
 constexpr uint32_t kHighestRate = 768000;  // Hz
-// Matroska's clock tells none of the time before its zero, of which it holds 33 seconds.
+// Matroska timestamps cannot express the time before zero, up to 33 seconds.
 constexpr int kMostUntimed = 4096;  // pictures
 
 class PcmBuffer : public AudioBuffer {
@@ -55,11 +55,10 @@ class PcmSample : public AudioSample {
   std::shared_ptr<const std::vector<int16_t>> samples_;
 };
 
-// When the picture starts that becomes the first frame of the video, on the
-// file's clock. Only decoding it tells: edit lists and broken references drop
-// pictures. With a reason where the file, which shows that it has pictures, could
-// not be read that far. The sound that lies before the picture covers `clock`, where
-// the container declares no length that would tell how late pictures may begin.
+// The start of the picture that becomes the first frame, on the file's clock. It must be
+// decoded to know: edit lists and broken references drop pictures. With a reason if the
+// file has pictures but could not be read that far. The audio before the picture covers
+// `clock` if the container declares no length that limits how late pictures may begin.
 std::optional<double> PictureStart(const std::filesystem::path& path, const StopSignal& stop,
                                    bool has_pictures, FileClock& clock, std::string& read_failure) {
   std::string reason;
@@ -151,7 +150,7 @@ class FfmpegAudioReader : public AudioReader {
       result.succeeded = samples || failure_reason_.empty();
       if (samples) result.sample = std::make_unique<PcmSample>(*std::move(samples));
     } catch (const std::bad_alloc&) {
-      throw;  // sound that is cut short here would pass for the whole
+      throw;  // truncated audio would be taken for complete
     } catch (const std::exception&) {
       result = ReadResult{};
     }
@@ -163,7 +162,7 @@ class FfmpegAudioReader : public AudioReader {
   std::string failure_reason() const override { return failure_reason_; }
 
  private:
-  // Files whose clock never restarts are spared the scan.
+  // Files whose clock never restarts need no scan.
   std::optional<double> OriginBehindRestart(const AudioTimeline::Piece& piece,
                                             double picture_start) {
     if (!piece.time) return std::nullopt;
@@ -186,7 +185,7 @@ class FfmpegAudioReader : public AudioReader {
 std::unique_ptr<AudioReader> FfmpegAudioFramework::Open(const std::filesystem::path& path,
                                                         const ReaderAttributes&) {
   try {
-    // A pipe can be read once only, and that is the picture's.
+    // A pipe can be read only once, for the picture.
     if (!std::filesystem::is_regular_file(path)) return nullptr;
     auto reader = std::make_unique<FfmpegAudioReader>(interrupted_);
     if (reader->Open(path)) return reader;

@@ -107,7 +107,7 @@ std::unique_ptr<VideoReader> FfmpegVideoFramework::Open(const std::filesystem::p
     if (reader->Open(path)) return reader;
     failure_reason_ = reader->failure_reason();
   } catch (const std::bad_alloc&) {
-    throw;  // says nothing about the file
+    throw;  // unrelated to the file
   } catch (const std::exception& error) {
     failure_reason_ = error.what();
   }

@@ -9,7 +9,7 @@
 namespace qolm::media::ffmpeg {
 namespace {
 
-// Between packets that cover a step without a hole: subtitles pause, sound jitters.
+// Between packets that cover a step without a gap: subtitles pause, audio jitters.
 constexpr double kSmallestHole = 1;  // seconds
 constexpr size_t kMostSpans = 64;
 

@@ -14,11 +14,11 @@ extern "C" {
 namespace qolm::media::ffmpeg {
 namespace {
 
-// One picture out for each one in; progressive ones pass as they are.
+// One picture out for each one in; progressive ones pass unchanged.
 constexpr char kDeinterlace[] = "bwdif=mode=send_frame:parity=auto:deint=interlaced";
 
-// Reference white of HDR, 203 cd/m2, becomes the white of a usual screen. The curve
-// leaves the darker half alone and presses what is brighter under full white.
+// Reference white of HDR, 203 cd/m2, becomes standard white. The curve keeps the
+// darker half and compresses brighter values below full white.
 constexpr char kToneMap[] =
     "zscale=t=linear:npl=203,format=gbrpf32le,zscale=p=bt709,"
     "tonemap=mobius:param=0.5:desat=0,zscale=t=bt709:m=gbr:r=pc,format=gbrp";
@@ -27,7 +27,7 @@ bool IsHighDynamicRange(const AVFrame& frame) {
   return frame.color_trc == AVCOL_TRC_SMPTE2084 || frame.color_trc == AVCOL_TRC_ARIB_STD_B67;
 }
 
-// What such streams nearly always are, where they do not say it.
+// The usual properties of such streams, used where unspecified.
 void CompleteHdrColour(AVFrame& frame) {
   if (frame.color_primaries == AVCOL_PRI_UNSPECIFIED) frame.color_primaries = AVCOL_PRI_BT2020;
   if (frame.colorspace == AVCOL_SPC_UNSPECIFIED) frame.colorspace = AVCOL_SPC_BT2020_NCL;
@@ -93,7 +93,7 @@ void FrameFilter::Send(const AVFrame* frame) {
 
 void FrameFilter::SetUp(const AVFrame& frame) {
   const bool tone_map = IsHighDynamicRange(frame) && !tone_mapping_failed_;
-  // A picture too small to deinterlace is at least shown as it shall be otherwise.
+  // A picture too small to deinterlace is still rotated and mapped.
   if (BuildChain(frame, deinterlacing_, tone_map) || BuildChain(frame, false, tone_map)) return;
   tone_mapping_failed_ = tone_mapping_failed_ || tone_map;
   if (BuildChain(frame, deinterlacing_, false) || BuildChain(frame, false, false)) return;

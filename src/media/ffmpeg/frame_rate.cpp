@@ -13,12 +13,12 @@
 namespace qolm::media::ffmpeg {
 namespace {
 
-constexpr double kSnapping = 0.0004;  // less than half of what parts 30 from 30000/1001
+constexpr double kSnapping = 0.0004;  // less than half the difference of 30 and 30000/1001
 constexpr double kSameNominalRate = 0.0015;
 constexpr double kTypicalSnapping = 0.05;
 constexpr double kRealGap = 1.5;  // slots from one picture to the next of a variable stream
 constexpr double kAcceptedDrops = 0.02;
-constexpr double kHighestDeclaredRate = 1000;  // of what the timestamps do not confirm
+constexpr double kHighestDeclaredRate = 1000;  // unless the timestamps confirm it
 constexpr double kHighestRate = 1'000'000;
 constexpr double kConfirmed = 1.1;      // times the measured rate
 constexpr double kSureTick = 0.001;     // slots
@@ -51,8 +51,8 @@ struct Interval {
   double share = 0;  // of all intervals
 };
 
-// The mean of the intervals within a fifth of the median one, so that gaps
-// and bursts do not count; 0 when there is none.
+// The mean of the intervals within a fifth of the median, which excludes gaps and bursts; 0
+// for none.
 Interval TypicalInterval(const StreamTimes& times) {
   std::vector<double> intervals;
   for (size_t i = 1; i < times.timestamps.size(); ++i) {
@@ -83,9 +83,8 @@ Ratio ToThousandths(double rate) {
   return {thousandths / divisor, 1000 / divisor};
 }
 
-// The rate that spreads the timestamps evenly from the first to the last, without
-// the breaks in their clock. With a `slot`, in seconds, a longer interval counts as the
-// slots that it holds.
+// The mean rate from the first timestamp to the last, excluding restarts of the clock. With
+// a `slot`, in seconds, a longer interval counts as several slots.
 Ratio MeasuredRate(const StreamTimes& times, const FileClock& clock, double slot) {
   FrameTimeline timeline({1, 1}, times.time_base, clock);
   double seconds = 0;
@@ -137,7 +136,7 @@ std::vector<Ratio> Candidates(const StreamTimes& times, Ratio measured) {
   return candidates;
 }
 
-// What most of a variable stream's pictures follow.
+// The rate that most pictures of a variable stream follow.
 Ratio TypicalRate(const StreamTimes& times, const std::vector<Ratio>& candidates) {
   const Interval interval = TypicalInterval(times);
   if (interval.seconds <= 0) return candidates.front();
@@ -148,8 +147,8 @@ Ratio TypicalRate(const StreamTimes& times, const std::vector<Ratio>& candidates
   if (!typical.is_positive()) return candidates.front();
   for (const Ratio candidate : candidates) {
     if (AreWithin(candidate, typical, kSnapping)) return candidate;
-    // Clocks of whole milliseconds do not tell 30 from 30000/1001 in a few pictures;
-    // what the container declares does.
+    // Clocks of whole milliseconds cannot distinguish 30 from 30000/1001 in a few pictures;
+    // the declared rate can.
     const double difference = std::abs(1 / candidate.value() - interval.seconds);
     if (IsCommon(candidate) && difference <= times.time_base.value() / 2) return candidate;
   }
@@ -161,13 +160,13 @@ double AcceptedDrops(const StreamTimes& times) {
   return kAcceptedDrops * static_cast<double>(times.timestamps.size());
 }
 
-// Whether every picture's time is a tick of `rate`, but for its own clock's rounding,
-// counted from where that clock started last.
+// Whether every picture's time is a tick of `rate` within the rounding of its clock,
+// counted from the clock's last restart.
 bool AllAreOnGrid(const StreamTimes& times, Ratio rate) {
   const double slots = times.time_base.value() * rate.value();
   double tolerance = slots + kSureTick;
   if (tolerance > kCoarsestTick) {
-    // Only a clock that counts these ticks themselves rounds none of them.
+    // Only a clock that counts these ticks itself is free of rounding.
     const double units = 1 / slots;
     if (units < 0.5 || std::abs(units - std::round(units)) > kSureTick) return false;
     tolerance = kSureTick;
@@ -200,8 +199,8 @@ Even EvenRate(const StreamTimes& times, const std::vector<Ratio>& candidates,
   return even;
 }
 
-// The rate of a stream whose first pictures alone are uneven: in a recording that was cut
-// those before its first key frame have no times of their own left.
+// The rate of a stream of which only the first pictures are uneven: in a recording that was
+// cut, those before its first key frame have lost their times.
 std::optional<Ratio> RateBehindUnevenStart(const StreamTimes& times, const FileClock& clock) {
   const size_t start = std::min(kLongestStart, times.timestamps.size() / 4);
   if (times.timestamps.size() - start < kFewestTicks) return std::nullopt;
@@ -212,7 +211,7 @@ std::optional<Ratio> RateBehindUnevenStart(const StreamTimes& times, const FileC
   return even.is_sure ? even.rate : std::nullopt;
 }
 
-// The rate of a stream that would be constant without a few holes, as damage leaves them.
+// The rate of a stream that is constant except for a few gaps, as damage leaves them.
 std::optional<Ratio> RateBetweenHoles(const StreamTimes& times, const FileClock& clock) {
   const Interval interval = TypicalInterval(times);
   if (interval.share < kMostlyTypical) return std::nullopt;
@@ -226,15 +225,15 @@ std::optional<Ratio> RateBetweenHoles(const StreamTimes& times, const FileClock&
   return std::nullopt;
 }
 
-// The rate on whose ticks a variable stream shows its pictures: the declared one, or
-// else the lowest common one that holds them all.
+// The rate on whose ticks all pictures of a variable stream lie: the declared one, or else
+// the lowest such common one.
 std::optional<Ratio> TickRate(const StreamTimes& times, const FileClock& clock) {
   std::vector<Ratio> rates(kCommonRates.begin(), kCommonRates.end());
   if (IsCommon(times.average_rate)) rates.insert(rates.begin(), times.average_rate);
   for (const Ratio rate : rates) {
     if (rate.value() > kHighestVariableRate.value() || !AllAreOnGrid(times, rate)) continue;
     if (static_cast<double>(Simulate(times, rate, clock).drops) > AcceptedDrops(times)) continue;
-    // As between 30 and 30000/1001, the container knows what a short stream does not show.
+    // As with 30 and 30000/1001, the declared rate decides what a short stream cannot.
     const bool declared =
         IsCommon(times.average_rate) && AreWithin(times.average_rate, rate, kSameNominalRate);
     return declared ? times.average_rate : rate;

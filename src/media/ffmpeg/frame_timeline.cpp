@@ -74,7 +74,7 @@ FrameTimeline::Placement FrameTimeline::Place(std::optional<int64_t> timestamp,
 
 int64_t FrameTimeline::RepeatsAtEnd(int64_t duration) {
   const double slots = ToSlots(duration);
-  // A duration of about one slot is the picture's own; the rest is rounding.
+  // A duration of about one slot is the picture's own; any rest is rounding.
   if (!started_ || slots < 1.5) return 0;
   const double last = static_cast<double>(last_timestamp_.value_or(0)) * time_unit_;
   const double end = last + static_cast<double>(duration) * time_unit_;
@@ -85,7 +85,7 @@ int64_t FrameTimeline::RepeatsAtEnd(int64_t duration) {
 
 std::optional<int64_t> DurationOfFrames(int64_t frames, Ratio rate) {
   if (frames <= 0) return 0;
-  // Up to here doubles hold whole units, so that counting up ends.
+  // Doubles are exact up to here, so that the loop ends.
   constexpr double kMostUnits = int64_t{1} << 53;
   const double rate_value = rate.value();
   const double units = std::ceil(static_cast<double>(frames) / rate_value * 1e7 - 1e-3);

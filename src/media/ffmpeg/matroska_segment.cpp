@@ -17,8 +17,8 @@ constexpr uint32_t kSegmentId = 0x18538067;
 constexpr uint32_t kClusterId = 0x1F43B675;
 constexpr uint64_t kLongestHeader = 1 << 20;
 
-// What a segment and its clusters consist of. Anything else is no element, since some
-// of any damaged bytes could be read as one that nobody knows.
+// The elements of a segment and its clusters. Unknown ones are rejected, since damaged bytes
+// could be parsed as one.
 constexpr std::array<uint32_t, 16> kKnownIds = {
     0x114D9B74,  // seek head
     0x1549A966,  // information
