@@ -67,7 +67,7 @@ struct Element {
   std::optional<uint64_t> size;  // nothing when it is not stated
 };
 
-// The zero bits in front tell how many bytes follow the first.
+// The number of leading zero bits is the number of bytes that follow the first.
 std::optional<uint32_t> TakeId(std::istream& file) {
   const int first = file.get();
   if (first < 0x10) return std::nullopt;
@@ -109,8 +109,8 @@ uint64_t PositionIn(std::istream& file) {
   return position < 0 ? 0 : static_cast<uint64_t>(position);
 }
 
-// From where `file` stands up to `end`. Clusters are entered, so that one whose size is
-// not stated needs no rule of its own.
+// From the position of `file` up to `end`. Clusters are entered, so that those of unknown
+// size need no special case.
 bool ElementsFill(std::istream& file, uint64_t end) {
   for (uint64_t position = PositionIn(file); position != end;) {
     const auto element = TakeElement(file);
@@ -172,8 +172,8 @@ bool MatroskaBlocksLead(std::istream& file, int64_t from, int64_t to, bool each_
   file.clear();
   file.seekg(from);
   const int track = each_gives_a_packet ? file.peek() : -1;
-  // What leads from the first block is behind its content, whose size stands before it
-  // in one to eight bytes.
+  // The next element is behind the content of the first block, whose size precedes it in
+  // one to eight bytes.
   for (int bytes = 1; bytes <= kLongestSize && from > bytes; ++bytes) {
     file.clear();
     file.seekg(from - bytes - 1);

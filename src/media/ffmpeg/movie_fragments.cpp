@@ -23,10 +23,10 @@ constexpr uint64_t kLargestTable = 16 << 20;
 constexpr int kMostSearches = 64;
 constexpr uint64_t kFarthestSearch = 64 << 20;
 constexpr uint64_t kLatestTime = uint64_t{1} << 62;
-// How a fragment begins, behind its size.
+// The name that begins a fragment, behind its size.
 constexpr std::string_view kFragmentBegins("moof\0\0\0\x10mfhd", 12);
 
-// The optional fields of these boxes, by the bits that announce them.
+// The optional fields of these boxes, by their flag bits.
 constexpr uint32_t kBaseOffset = 0x1;
 constexpr uint32_t kDescription = 0x2;
 constexpr uint32_t kDefaultDuration = 0x8;
@@ -35,7 +35,7 @@ constexpr uint32_t kFirstFlags = 0x4;
 constexpr uint32_t kDuration = 0x100;
 constexpr uint32_t kSampleFields = 0xF00;  // each of four bytes
 
-// Takes big-endian numbers from the front; zeros behind the end.
+// Reads big-endian numbers in sequence; zeros beyond the end.
 class Fields {
  public:
   explicit Fields(Bytes bytes) : bytes_(bytes) {}
@@ -70,8 +70,8 @@ struct Box {
   size_t head = kHead;
 };
 
-// Nothing when the bytes, which are followed by others up to `available` in all, do not
-// begin with the head of a box that fits there.
+// Nothing when the bytes, the first of `available` in total, do not begin with the header
+// of a box that fits there.
 std::optional<Box> BoxAt(Bytes bytes, uint64_t available) {
   Fields fields(bytes);
   Box box;
@@ -87,8 +87,8 @@ std::optional<Box> BoxAt(Bytes bytes, uint64_t available) {
   return box;
 }
 
-// Calls `visit` with the name and the content of each box. Where the bytes are `cut` off,
-// the last box is visited too, with what is left of it.
+// Calls `visit` with the name and the content of each box. If the bytes are `cut` off,
+// the last box is visited too, with the rest of its content.
 template <typename Visit>
 void ForEachBox(Bytes bytes, bool cut, const Visit& visit) {
   const uint64_t available = cut ? std::numeric_limits<uint64_t>::max() : bytes.size();
@@ -140,7 +140,7 @@ class Examiner {
     return bytes;
   }
 
-  // The first one behind `position`. Gives up where hostile bytes would make the searches
+  // The first one behind `position`. Stops where hostile bytes would make the searches
   // longer than the file.
   std::optional<uint64_t> NextFragment(uint64_t position) {
     if (++searches_ > kMostSearches) return std::nullopt;
@@ -164,14 +164,13 @@ class Examiner {
     return std::nullopt;
   }
 
-  // What begins here, and no fragment comes behind it: where the file is cut off, a
-  // fragment is lost, of which it may still say how many samples it had. Those of the one
-  // before are the best guess otherwise.
+  // The truncated box at the end of the file: a fragment is lost, whose number of samples it
+  // may still state. Otherwise that of the fragment before is assumed.
   void ReadCutBox(uint64_t position) {
     const std::vector<uint8_t> bytes = Read(position, std::min(length_ - position, kLargestTable));
     const bool is_padding =
         std::all_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte == 0; });
-    // Behind a fragment's head are its samples, which it has announced.
+    // A fragment's samples, already counted, follow its header.
     bool lost = bytes.size() < kHead && !is_padding && latest_box_ != Name("moof");
     if (const auto box = BoxAt(bytes, std::numeric_limits<uint64_t>::max())) {
       constexpr std::array<uint32_t, 5> kBegins = {Name("moof"), Name("styp"), Name("sidx"),
@@ -245,7 +244,7 @@ class Examiner {
     for (uint32_t bit = kDuration; (bit & kSampleFields) != 0; bit <<= 1) {
       bytes_a_sample += (flags & bit) != 0 ? 4 : 0;
     }
-    // Each of them has bytes somewhere in the file.
+    // Every sample has bytes somewhere in the file.
     if (!fields.complete() || samples > length_) return 0;
     if (!cut_ && samples * bytes_a_sample > fields.left()) return 0;
     found_.samples += static_cast<int64_t>(samples);
@@ -265,7 +264,7 @@ class Examiner {
   int searches_ = 0;
   int64_t samples_of_fragment_ = 0;  // of the latest that has any
   uint32_t latest_box_ = 0;
-  bool cut_ = false;  // what is read now ends with the file
+  bool cut_ = false;  // the bytes being read end with the file
   MovieFragments found_;
 };
 

@@ -37,7 +37,7 @@ std::optional<double> DurationOf(int64_t stated, Ratio time_base) {
 }
 
 std::optional<double> DurationOf(double seconds) {
-  // Written so that what is no number fails too.
+  // Written so that NaN fails too.
   return seconds > 0 && seconds <= kLongestDuration ? std::optional(seconds) : std::nullopt;
 }
 

@@ -46,7 +46,7 @@ std::vector<int64_t> PacketClock::InPresentationOrder() && {
       times[i] = times[i - 1];
     }
   }
-  size_t run = 0;  // where the clock started last
+  size_t run = 0;  // start of the run since the last restart
   for (size_t i = 1; i <= times.size(); ++i) {
     const auto here = times.begin() + static_cast<std::ptrdiff_t>(i);
     const auto reordered = static_cast<std::ptrdiff_t>(std::min(i - run, kMostReordered));

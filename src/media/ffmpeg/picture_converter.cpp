@@ -17,8 +17,8 @@ extern "C" {
 namespace qolm::media::ffmpeg {
 namespace {
 
-// Streams that do not say what they are follow the practice of broadcasting:
-// BT.709 for high definition, BT.601 below. Upright phone videos and films
+// Streams with an unspecified matrix follow broadcasting practice: BT.709 for high
+// definition, BT.601 below. Upright phone videos and films
 // without their black bars are high definition by one side alone.
 constexpr int kHighDefinitionLongSide = 1280;
 constexpr int kHighDefinitionShortSide = 720;
@@ -47,7 +47,7 @@ int MatrixOf(const AVFrame& frame) {
   }
 }
 
-// The formats that imply full range are older names of plain ones.
+// Formats that imply full range are deprecated names of plain ones.
 AVPixelFormat WithoutImpliedRange(AVPixelFormat format) {
   switch (format) {
     case AV_PIX_FMT_YUVJ411P:
@@ -163,15 +163,15 @@ void PictureConverter::PackPlanes(PackedPicture& picture) const {
     const uint8_t* const red = planes_->data[2] + ptrdiff_t{y} * planes_->linesize[2];
     uint8_t* const row = PixelAt(picture, place.left, place.top + y);
     for (size_t x = 0; x < width; ++x) {
-      // The fourth byte is free, and whole words keep the loop wide.
+      // The fourth byte is unused, and whole words let the loop be vectorised.
       const uint32_t pixel = uint32_t{blue[x]} | uint32_t{green[x]} << 8 | uint32_t{red[x]} << 16;
       AV_WL32(row + 4 * x, pixel);
     }
   }
 }
 
-// The memory of the picture may hold another one, and the scaler may write a little
-// past its rows.
+// The memory of the picture may hold an earlier one, and the scaler may write slightly
+// beyond its rows.
 void PictureConverter::BlackenBars(PackedPicture& picture) const {
   const PicturePlace& place = scaler_input_->place;
   const auto bytes_of = [](int pixels) { return static_cast<size_t>(pixels) * 4; };

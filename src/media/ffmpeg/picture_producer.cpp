@@ -19,10 +19,10 @@ namespace {
 
 constexpr Ratio kRateWhenUnknown = {30, 1};
 constexpr int64_t kTimestampsPerSecond = 10'000'000;
-constexpr double kRoundedLength = 1;  // seconds, of what containers declare
+constexpr double kRoundedLength = 1;  // seconds, of declared lengths
 constexpr size_t kDisplayMatrixBytes = 9 * sizeof(int32_t);
 
-// Of this process, so that no two sources number alike.
+// Per process, so that no two sources share numbers.
 std::atomic<uint64_t> pictures_made = 0;
 
 // The container's display matrix, or the one that the picture itself carries.
@@ -71,7 +71,7 @@ std::unique_ptr<PictureProducer> PictureProducer::Open(const std::filesystem::pa
 
   producer->timeline_.emplace(producer->rate(), TimeBaseOf(stream.time_base),
                               producer->timing_.clock);
-  // A stream that declares its own end needs no other one to tell what is real.
+  // A stream that declares its own end needs no other stream to confirm steps.
   if (!DeclaredEnd(producer->decoder_->format(), stream)) {
     producer->decoder_->ObserveOtherStreams(producer->timeline_->clock());
   }
@@ -90,7 +90,7 @@ std::unique_ptr<PictureProducer> PictureProducer::Open(const std::filesystem::pa
   return producer;
 }
 
-// Of the expected ones, those before the first picture.
+// The expected pictures that lie before the first one.
 void PictureProducer::ForgetUnseenSlots() {
   const auto time = TimeOf(first_frame_.get());
   for (const StreamTiming::Start& start : timing_.starts) {
@@ -137,7 +137,7 @@ Frame PictureProducer::NextFrame() {
   }
 }
 
-// As above, with those that were looked at already.
+// As above, first those that were decoded ahead.
 Frame PictureProducer::TakeFrame() {
   return frame_behind_ != nullptr ? std::move(frame_behind_) : NextFrame();
 }

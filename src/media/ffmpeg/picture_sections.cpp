@@ -18,8 +18,8 @@
 namespace qolm::media::ffmpeg {
 namespace {
 
-// 37 hours at 60 pictures a second, and a bound on memory. What lies behind them counts
-// as part of the last section.
+// 37 hours at 60 pictures a second, and a bound on memory. Later packets count as part of
+// the last section.
 constexpr size_t kMostPackets = 8'000'000;
 
 struct PlacedTimes {
@@ -55,7 +55,7 @@ PictureSections PictureSections::Scan(const std::filesystem::path& path, const S
   int64_t byte = 0;
   while (!stop.IsSet() && decoded.bytes.size() < kMostPackets &&
          ReadPacketPastErrors(*format, *packet) >= 0) {
-    byte = std::max(byte, packet->pos);  // some packets tell none
+    byte = std::max(byte, packet->pos);  // some packets have none
     if (packet->stream_index != index) {
       CoverWith(*packet, *format->streams[packet->stream_index], clock);
     } else if ((packet->flags & AV_PKT_FLAG_DISCARD) == 0) {
@@ -65,7 +65,7 @@ PictureSections PictureSections::Scan(const std::filesystem::path& path, const S
     av_packet_unref(packet.get());
   }
   PlacedTimes& chosen = shown.bytes.size() < decoded.bytes.size() ? decoded : shown;
-  // A restart parts the packets in the order of the file as it does the pictures.
+  // A restart divides the packets in file order as it divides the pictures.
   const std::vector<int64_t> times = std::move(chosen.clock).InPresentationOrder();
   FrameTimeline timeline(*timing.rate, time_base, clock);
   std::vector<PictureSection> sections;

@@ -12,7 +12,7 @@ namespace {
 constexpr double kStillSquare = 1.01;
 constexpr double kStillUnseen = 1.1;
 constexpr double kMostStretch = 4;
-constexpr int kLeastBar = 50;  // the share of a side that bars take at least
+constexpr int kLeastBar = 50;  // the least share of a side that bars take
 
 }  // namespace
 

@@ -14,7 +14,7 @@ namespace qolm::media {
 
 struct Platform::Running {};
 
-// The libraries print to standard error by themselves unless told not to.
+// By default the libraries print to standard error.
 Platform::Platform(std::function<bool()> interrupted) : interrupted_(std::move(interrupted)) {
   av_log_set_level(AV_LOG_QUIET);
 }

@@ -12,9 +12,9 @@
 namespace qolm::media::ffmpeg {
 namespace {
 
-// What a coder may need of its stream before its parameters are known.
+// The most that a decoder needs of its stream to determine its parameters.
 constexpr int64_t kBytesBehindFirstPacket = 5'000'000;
-// Microseconds; the bytes are what ends the second probe.
+// Microseconds; the second probe is limited by its bytes.
 constexpr int64_t kAnyDuration = std::numeric_limits<int64_t>::max() / 4;
 
 struct Kinds {
@@ -24,7 +24,7 @@ struct Kinds {
 
 bool IsSound(const AVStream& stream) { return stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO; }
 
-// Streams may be named long before their first packet tells what they hold.
+// Streams may be declared long before their first packet identifies their content.
 bool IsKnown(const AVStream& stream) {
   const AVCodecParameters& parameters = *stream.codecpar;
   return IsVideo(stream) ? parameters.width > 0
@@ -81,8 +81,8 @@ ProbedContainer OpenProbed(const std::filesystem::path& path, const StopSignal& 
   ProbedContainer container;
   container.format = OpenContainer(path, &stop, failure_reason);
   if (container.format == nullptr) return container;
-  // Probing takes a transport stream's first table of streams for the whole truth, but
-  // another one may follow.
+  // Probing assumes that a transport stream's first program table is complete, but another
+  // one may follow.
   const bool has_header = (container.format->ctx_flags & AVFMTCTX_NOHEADER) == 0;
   container.probe_result = avformat_find_stream_info(container.format.get(), nullptr);
   if (has_header) return container;

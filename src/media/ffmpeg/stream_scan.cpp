@@ -24,7 +24,7 @@ namespace {
 
 constexpr int64_t kScannedPackets = 1'000'000;
 
-// What the lengths that containers declare are rounded by.
+// The rounding of declared lengths.
 constexpr double kRoundedShare = 0.05;
 constexpr double kMostRounded = 2;  // seconds
 constexpr double kFewestMissingFrames = 2;
@@ -35,8 +35,8 @@ constexpr size_t kMostDelay = 16;  // packets
 struct PacketTimes {
   std::vector<int64_t> timestamps;  // as the pictures are shown
   int64_t packets = 0;
-  int64_t not_shown = 0;                  // packets that only others need
-  int64_t untimed_at_start = 0;           // as where a clock starts below zero and cannot say so
+  int64_t not_shown = 0;                  // packets that are only references
+  int64_t untimed_at_start = 0;           // as where a clock cannot express times before zero
   int64_t last_duration = 0;              // of the packet that is shown last
   std::optional<int64_t> first_key_time;  // of the first packet that can be decoded
   bool as_decoded = false;                // the timestamps are those of decoding
@@ -56,9 +56,9 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
   std::string ignored_reason;
   const FormatContext format = OpenContainer(path, &stop, ignored_reason);
   if (format == nullptr) return times;
-  // Some containers (FLV, MPEG programs) name their streams only as they go; and where no
-  // header describes the pictures, as in a bare H.261 stream, the demuxer counts time by
-  // what probing found of them.
+  // Some containers (FLV, MPEG programs) declare streams only by their packets; and where no
+  // header describes the pictures, as in a bare H.261 stream, the demuxer derives times from
+  // the results of probing.
   if (IsToBeProbed(*format, stream_index) && !ProbeAlike(*format, probed)) return times;
   if (static_cast<unsigned>(stream_index) >= format->nb_streams) return times;
   for (unsigned i = 0; clock == nullptr && i < format->nb_streams; ++i) {
@@ -69,15 +69,15 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
   const Ratio time_base = TimeBaseOf(format->streams[stream_index]->time_base);
   PacketClock shown(time_base);
   PacketClock decoded(time_base);
-  // The packets that were read in a far probe are still to come, and count then.
+  // The packets that a far probe has read are delivered later, and count then.
   const int64_t bytes_of_probe = IsProbedFurther(*format) ? BytesRead(*format) : 0;
   int64_t packet_bytes = 0;
-  // Other streams' packets cost reading too, even where they are passed over.
+  // Other streams' packets are read too, even if they are skipped.
   while (!stop.IsSet() && times.packets < kScannedPackets &&
          std::max(packet_bytes, BytesRead(*format) - bytes_of_probe) < kMostBytesAhead) {
     const int result = ReadPacketPastErrors(*format, *packet);
     if (result < 0) {
-      // Where the container's parser gets no further, the decoder will not either.
+      // Where the demuxer gives up, the decoder will too.
       times.complete = result != AVERROR_EXIT && ReadFailure(*format).empty();
       break;
     }
@@ -96,8 +96,8 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
     }
     av_packet_unref(packet.get());
   }
-  // Where some pictures have no time to be shown at, the times at which they are
-  // decoded run at the same rate; the two are never mixed.
+  // If some pictures lack presentation times, decoding times are used for all, which have
+  // the same rate.
   times.as_decoded = shown.size() < decoded.size();
   PacketClock& chosen = times.as_decoded ? decoded : shown;
   times.last_duration = chosen.duration_of_last();
@@ -106,8 +106,8 @@ PacketTimes ReadPacketTimes(const std::filesystem::path& path, const StopSignal&
   return times;
 }
 
-// The frames that the file ought to hold beyond what its packets fill; 0 for a file
-// that is whole. These packets begin at `start` and end at `end`.
+// The expected frames beyond those that the packets fill; 0 for a complete file. These packets
+// begin at `start` and end at `end`.
 int64_t MissingFrames(const AVFormatContext& format, const AVStream& stream, Ratio rate,
                       int64_t slots, double start, double end, const FileClock& clock) {
   double declared = 0;
@@ -125,7 +125,7 @@ int64_t MissingFrames(const AVFormatContext& format, const AVStream& stream, Rat
   const double length = static_cast<double>(slots) / rate.value() + missing;
   tolerance = std::max(tolerance, std::min(length * kRoundedShare, kMostRounded));
   if (missing <= tolerance) return 0;
-  // The length of a file that begins late may count from its clock's zero.
+  // The length of a file that begins late may include the time from its clock's zero.
   const bool of_file = !DeclaredEnd(format, stream);
   if (of_file && std::abs(missing - StartOfFile(format)) <= tolerance) return 0;
   const int64_t frames_missing = FramesIn(missing, rate).value_or(0);
@@ -133,8 +133,8 @@ int64_t MissingFrames(const AVFormatContext& format, const AVStream& stream, Rat
   return std::max<int64_t>(0, std::min(frames_missing, frames - slots));
 }
 
-// The same by the fragments of an MP4 file, whose head declares no more than the first.
-// The demuxer ends at the first bytes that are no box.
+// The same from the fragments of an MP4 file, whose header declares only the first. The
+// demuxer ends at the first invalid box.
 int64_t MissingInFragments(const std::filesystem::path& path, const AVFormatContext& format,
                            const AVStream& stream, Ratio rate, const PacketTimes& packets,
                            int64_t slots) {
@@ -144,7 +144,7 @@ int64_t MissingInFragments(const std::filesystem::path& path, const AVFormatCont
                          packets.packets - packets.not_shown;
   if (fragments.samples == 0 || unread <= 0) return 0;
   if (!fragments.start || !fragments.end) return unread;
-  // Of a damaged fragment the samples are unknown, but not the time up to the next one.
+  // The samples of a damaged fragment are unknown, but the time up to the next is known.
   const uint64_t start = stream.nb_frames > 0 ? 0 : *fragments.start;
   const auto length = static_cast<int64_t>(*fragments.end - start);
   const auto seconds = DurationOf(length, TimeBaseOf(stream.time_base));
@@ -170,7 +170,7 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
   const bool declares_its_end = DeclaredEnd(format, stream).has_value();
   std::error_code error;
   PacketTimes packets;
-  // What is no regular file cannot be read twice.
+  // Only regular files can be read twice.
   if (std::filesystem::is_regular_file(path, error)) {
     packets = ReadPacketTimes(path, stop, format, stream.index,
                               declares_its_end ? nullptr : &timing.clock);
@@ -192,8 +192,8 @@ StreamTiming ScanTiming(const std::filesystem::path& path, const StopSignal& sto
     for (size_t i = 0; i < times.timestamps.size(); ++i) {
       timeline.Place(times.timestamps[i], NextTime(times.timestamps, i));
       if (CanBeFirst(packets, times, i)) {
-        // Pictures come out of the decoder some packets later than they went in, so that
-        // their times of decoding are those of later packets.
+        // The decoder returns pictures some packets after their own, so that their decoding
+        // times are those of later packets.
         const int64_t seen = packets.as_decoded ? static_cast<int64_t>(i) : 0;
         const int64_t unseen = timeline.slots_filled() - 1 - seen;
         if (unseen > 0) timing.starts.push_back({times.timestamps[i], unseen});

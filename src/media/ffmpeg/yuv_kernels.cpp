@@ -17,7 +17,7 @@ constexpr int kNeutralChroma = 128 * 16;
 
 int16_t Weight(double factor) { return static_cast<int16_t>(std::lround(factor * kWeightOne)); }
 
-// Of two 16-bit numbers, without the lowest 15 bits.
+// The product of two 16-bit numbers without the lowest 15 bits.
 int RoundedProduct(int a, int b) { return (a * b + (1 << 14)) >> 15; }
 
 uint8_t RoundedByte(int sum) {
@@ -45,7 +45,7 @@ void WidenFullChroma(const uint8_t* samples, size_t width, uint16_t* chroma) {
 
 void ConvertRow(const uint8_t* luma, const uint16_t* cb, const uint16_t* cr, size_t width,
                 const YuvWeights& given_weights, uint8_t* rgba) {
-  const YuvWeights weights = given_weights;  // no store of a byte can change it
+  const YuvWeights weights = given_weights;  // stores of bytes cannot alias it
   for (size_t x = 0; x < width; ++x) {
     const int light = RoundedProduct((luma[x] - weights.black) * 128, weights.luma);
     const int blue_difference = (cb[x] - kNeutralChroma) * 8;

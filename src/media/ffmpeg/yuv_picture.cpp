@@ -20,7 +20,7 @@ bool YuvPicture::IsOffered(AVPixelFormat format) {
          format == AV_PIX_FMT_YUV444P;
 }
 
-// Chroma samples are taken to lie in the middle of their pixels.
+// Chroma samples are assumed to be centred on their pixels.
 void YuvPicture::WriteRgba(uint8_t* rgba) const {
   const YuvKernels& kernels = ActiveYuvKernels();
   const auto width = static_cast<size_t>(frame_->width);

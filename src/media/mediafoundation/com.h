@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the adapters share of COM: the owner of an interface and of a variant.
+// Owning types for COM interfaces and variants.
 #ifndef QOLM_MEDIA_MEDIAFOUNDATION_COM_H_
 #define QOLM_MEDIA_MEDIAFOUNDATION_COM_H_
 

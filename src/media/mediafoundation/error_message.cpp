@@ -9,7 +9,7 @@
 namespace qolm::media::mediafoundation {
 namespace {
 
-// The media framework keeps its messages in a library of their own.
+// The media framework has a separate message library.
 std::string FrameworkMessage(DWORD code) {
   const HMODULE messages = LoadLibraryExW(L"mferror.dll", nullptr,
                                           LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_SEARCH_SYSTEM32);
@@ -22,7 +22,7 @@ std::string FrameworkMessage(DWORD code) {
 }  // namespace
 
 std::string ErrorMessage(HRESULT result) {
-  // A stream number that the file lacks is no number that the user gave.
+  // The user gave no stream number, so its message would mislead.
   if (SUCCEEDED(result) || result == MF_E_INVALIDSTREAMNUMBER) return {};
   const auto code = static_cast<DWORD>(result);
   if (HRESULT_FACILITY(result) == FACILITY_WIN32) {

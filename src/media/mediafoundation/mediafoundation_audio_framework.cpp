@@ -40,7 +40,7 @@ class MediaFoundationAudioSample : public AudioSample {
   ComPtr<IMFSample> sample_;
 };
 
-// Leaves out what the request leaves to the decoder.
+// Omits the attributes that the decoder may choose.
 HRESULT SetUint32(IMFMediaType& type, const GUID& key, const std::optional<uint32_t>& value) {
   return value ? type.SetUINT32(key, *value) : S_OK;
 }
@@ -76,7 +76,7 @@ class MediaFoundationAudioReader : public AudioReader {
     ReadResult result;
     result.succeeded = SUCCEEDED(answer.result);
     result.end_of_stream = answer.end_of_stream;
-    // Samples of another rate or layout would be taken for what was agreed on.
+    // Samples of another rate or layout would be misinterpreted.
     if (answer.type_changed && ReadCurrentType() != agreed_type_) result.succeeded = false;
     if (answer.sample != nullptr) {
       result.sample = std::make_unique<MediaFoundationAudioSample>(std::move(answer.sample));

@@ -44,7 +44,7 @@ class MediaFoundationVideoBuffer : public VideoBuffer {
     }
   }
 
-  // Bytes that are not plain rows would be misread.
+  // Only plain rows can be interpreted.
   std::optional<Bytes> Lock() override {
     if (refused_ || !layout_.IsPlain()) return std::nullopt;
     const auto bytes = LockLinear(*buffer_.Get());
@@ -224,8 +224,8 @@ class MediaFoundationVideoReader : public VideoReader {
 
   ComPtr<IMFSourceReader> reader_;
   HRESULT last_failure_ = S_OK;
-  FrameSize picture_;                // as it was when the output was agreed on
-  std::optional<RowLayout> layout_;  // of that picture in the samples of now
+  FrameSize picture_;                // at negotiation
+  std::optional<RowLayout> layout_;  // of that picture in the current samples
 };
 
 }  // namespace

@@ -11,8 +11,8 @@ namespace qolm::media {
 
 static_assert(MF_VERSION == 0x20070, "the version that Windows 7 and later agree on");
 
-// What failed to start is not shut down; opening a file then fails with the
-// system's own reason.
+// If starting failed there is no shutdown, and opening a file fails with the system's
+// reason.
 struct Platform::Running {
   Running()
       : com(CoInitializeEx(nullptr, COINIT_MULTITHREADED)),

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the video and the audio adapter do alike with a source reader.
+// The use of a source reader that the video and the audio adapter share.
 #ifndef QOLM_MEDIA_MEDIAFOUNDATION_SOURCE_READER_H_
 #define QOLM_MEDIA_MEDIAFOUNDATION_SOURCE_READER_H_
 
@@ -23,7 +23,7 @@ struct ReaderOption {
 // Both of a reader's options that this program sets.
 using ReaderOptions = std::array<ReaderOption, 2>;
 
-// A store with these options, and with room for no more.
+// An attribute store with these options.
 [[nodiscard]] HRESULT MakeAttributeStore(std::span<const ReaderOption> options,
                                          ComPtr<IMFAttributes>& store);
 
@@ -43,7 +43,7 @@ struct ReadAnswer {
 
 [[nodiscard]] ReadAnswer ReadSampleOf(IMFSourceReader& reader, DWORD stream);
 
-// Null when it cannot be had.
+// Null on failure.
 [[nodiscard]] ComPtr<IMFMediaBuffer> ContiguousBuffer(IMFSample& sample);
 
 struct LinearBytes {
@@ -54,7 +54,7 @@ struct LinearBytes {
 // Nothing when the lock fails; otherwise IMFMediaBuffer::Unlock ends it.
 [[nodiscard]] std::optional<LinearBytes> LockLinear(IMFMediaBuffer& buffer);
 
-// Nothing when the store does not have it.
+// Nothing when the store lacks it.
 [[nodiscard]] std::optional<UINT32> Uint32Attribute(IMFAttributes& attributes, const GUID& key);
 
 }  // namespace qolm::media::mediafoundation
