@@ -13,7 +13,7 @@ cd "$(dirname "$0")/.."
 [ -f build/clang/compile_commands.json ] || cmake --preset clang >/dev/null
 if [ $# -eq 0 ]; then
   mapfile -d '' -t files < <(find src -name '*.cpp' -not -path '*/mediafoundation/*' \
-    -not -name '*windows*' -print0 | sort -z)
+    -not -path '*windows*' -print0 | sort -z)
 else
   files=("$@")
 fi
