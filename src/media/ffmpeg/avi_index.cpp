@@ -9,6 +9,8 @@
 #include <system_error>
 #include <vector>
 
+#include "base/byte_order.h"
+
 namespace qolm::media::ffmpeg {
 namespace {
 
@@ -18,9 +20,7 @@ constexpr size_t kEntry = 16;  // name, flags, position and size
 constexpr size_t kSizeInEntry = 12;
 
 uint32_t LittleEndian32(const char* bytes) {
-  uint32_t value = 0;
-  for (size_t i = 4; i-- > 0;) value = value << 8 | static_cast<uint8_t>(bytes[i]);
-  return value;
+  return LoadLe32(reinterpret_cast<const uint8_t*>(bytes));
 }
 
 // The entries of an index at the end of the file. The demuxer discards one with wrong

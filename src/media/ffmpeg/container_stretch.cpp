@@ -16,6 +16,7 @@ extern "C" {
 #include <utility>
 #include <vector>
 
+#include "base/byte_order.h"
 #include "media/ffmpeg/matroska_segment.h"
 
 namespace qolm::media::ffmpeg {
@@ -35,11 +36,6 @@ std::optional<std::array<uint8_t, kBytes>> ReadAt(std::istream& file, int64_t po
   file.read(reinterpret_cast<char*>(bytes.data()), bytes.size());
   if (!file) return std::nullopt;
   return bytes;
-}
-
-uint32_t LittleEndian32(const uint8_t* bytes) {
-  return static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
-         static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
 }
 
 uint32_t BigEndian32(const uint8_t* bytes) {
@@ -79,8 +75,8 @@ bool OggPagesLead(std::istream& file, int64_t from, int64_t to) {
     file.read(reinterpret_cast<char*>(sizes.data()), static_cast<std::streamsize>(segments));
     size_t length = kHead + segments;
     for (size_t i = 0; i < segments; ++i) length += sizes[i];
-    const uint32_t number = LittleEndian32(&(*head)[18]);
-    const auto [before, is_first] = numbers.try_emplace(LittleEndian32(&(*head)[14]), number);
+    const uint32_t number = LoadLe32(&(*head)[18]);
+    const auto [before, is_first] = numbers.try_emplace(LoadLe32(&(*head)[14]), number);
     if (!is_first && number != ++before->second) return false;
 
     page.resize(length);

@@ -30,7 +30,7 @@ bool IsKind(const AVFormatContext& format, const char* name) {
 // a truncated file by its size.
 bool IsAvi(const AVFormatContext& format) { return IsKind(format, "avi"); }
 
-// The header of an AVI file written through a pipe keeps a placeholder as the number of
+// The header of an AVI file written through a pipe keeps a provisional number of
 // frames; the durations follow from it.
 bool HasPlaceholderLength(const AVFormatContext& format) {
   constexpr int64_t kLeastPlaceholder = int64_t{1} << 30;
